@@ -1,0 +1,8 @@
+# For every target at once: an instrumented program needs an instrumented library.
+if(VESTA2_SANITIZER)
+  add_compile_options(-fsanitize=${VESTA2_SANITIZER} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${VESTA2_SANITIZER})
+  if(VESTA2_SANITIZER MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()

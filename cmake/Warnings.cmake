@@ -1,0 +1,5 @@
+add_library(vesta2_warnings INTERFACE)
+target_compile_options(vesta2_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(VESTA2_WARNINGS_AS_ERRORS)
+  target_compile_options(vesta2_warnings INTERFACE -Werror)
+endif()

@@ -1,0 +1,19 @@
+#pragma once
+/// Helpers on files and directories.
+
+#include <string_view>
+#include <vector>
+
+#include "basekit2/export.h"
+#include "basekit2/path.h"
+
+namespace basekit2 {
+
+/// The entries of `directory`, of any kind but directories, whose names match `mask` (see
+/// `path_t::match`), in byte order of their paths; with `recursive` also those of its
+/// subdirectories. Symbolic links to directories are not followed.
+/// Throws `boost::filesystem::filesystem_error` when a directory cannot be listed.
+BASEKIT2_API std::vector<path_t> find_files(const path_t& directory, std::string_view mask,
+                                            bool recursive);
+
+}  // namespace basekit2

@@ -1,0 +1,29 @@
+#pragma once
+/// The MD5 digest, as a checksum that tells whether a file changed (not as protection).
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "basekit2/export.h"
+
+namespace basekit2 {
+
+/// Not safe for use by two threads at once.
+class BASEKIT2_API md5_t {
+public:
+    md5_t();
+    ~md5_t();
+    md5_t(const md5_t&) = delete;
+    md5_t& operator=(const md5_t&) = delete;
+
+    void update(std::string_view bytes);
+    /// 32 lower-case hexadecimal digits. Ends the digest: nothing may be added afterwards.
+    [[nodiscard]] std::string get_digest_base16();
+
+private:
+    struct state_t;
+    std::unique_ptr<state_t> m_state;
+};
+
+}  // namespace basekit2

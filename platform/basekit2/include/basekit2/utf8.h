@@ -1,0 +1,21 @@
+#pragma once
+/// Byte strings taken as UTF-8 that may be damaged.
+
+#include <cstdint>
+#include <string_view>
+
+#include "basekit2/export.h"
+
+namespace basekit2 {
+
+/// First value that no code point has: a byte `b` that is not UTF-8 decodes as `invalid_byte + b`.
+inline constexpr std::uint32_t invalid_byte = 0x110000;
+
+/// Decodes the first character of `text`, which must not be empty, and removes it from `text`.
+/// Damage costs one byte.
+BASEKIT2_API std::uint32_t next_character(std::string_view& text);
+
+/// Whether `text` is UTF-8 from end to end.
+BASEKIT2_API bool is_utf8(std::string_view text);
+
+}  // namespace basekit2

@@ -1,0 +1,115 @@
+#pragma once
+/// Typed values and ordered bags of them.
+///
+/// Values and bags are plain data: copying copies everything, and one bag must not be changed by one
+/// thread while another uses it.
+
+#include <cstdint>
+#include <iterator>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+
+#include "basekit2/export.h"
+
+namespace basekit2 {
+
+class variant_bag_t;
+
+/// One value: nothing, a number of 32 or 64 bits, a byte string, or a bag.
+class BASEKIT2_API variant_t {
+public:
+    /// In the order of the alternatives that are stored.
+    enum class kind_t { empty, int32, uint32, int64, uint64, str, bag };
+
+    variant_t() noexcept;
+    variant_t(std::int32_t value) noexcept;
+    variant_t(std::uint32_t value) noexcept;
+    variant_t(std::int64_t value) noexcept;
+    variant_t(std::uint64_t value) noexcept;
+    variant_t(std::string value) noexcept;
+    /// A null pointer gives an empty string.
+    variant_t(const char* value);
+    variant_t(const variant_bag_t& value);
+    variant_t(const variant_t& other);
+    variant_t(variant_t&& other) noexcept;
+    variant_t& operator=(const variant_t& other);
+    variant_t& operator=(variant_t&& other) noexcept;
+    ~variant_t();
+
+    [[nodiscard]] kind_t kind() const noexcept { return static_cast<kind_t>(m_value.index()); }
+    [[nodiscard]] bool empty() const noexcept { return kind() == kind_t::empty; }
+    [[nodiscard]] bool is_number() const noexcept {
+        return kind() >= kind_t::int32 && kind() <= kind_t::uint64;
+    }
+
+    /// The number as a signed 64-bit integer (an unsigned one keeps its bits); 0 for no number.
+    [[nodiscard]] std::int64_t to_int64() const noexcept;
+    /// The string, or null for another kind. Valid until this value changes.
+    [[nodiscard]] const std::string* as_string() const noexcept;
+    /// The bag, or null for another kind. Valid until this value changes.
+    [[nodiscard]] const variant_bag_t* as_bag() const noexcept;
+    [[nodiscard]] variant_bag_t* as_bag() noexcept;
+
+    /// Same kind and same content.
+    BASEKIT2_API friend bool operator==(const variant_t& a, const variant_t& b);
+    friend bool operator!=(const variant_t& a, const variant_t& b) { return !(a == b); }
+
+private:
+    std::variant<std::monostate, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
+                 std::string, std::unique_ptr<variant_bag_t>>
+        m_value;
+};
+
+/// Name-to-value bag that keeps the order of putting and finds a name in constant time.
+/// A pointer to a value stays valid until that value is replaced or removed, whatever else is put.
+class BASEKIT2_API variant_bag_t {
+public:
+    struct entry_t {
+        std::string name;
+        variant_t value;
+    };
+    using const_iterator = std::list<entry_t>::const_iterator;
+
+    variant_bag_t() = default;
+    variant_bag_t(const variant_bag_t& other);
+    variant_bag_t(variant_bag_t&& other) noexcept;
+    variant_bag_t& operator=(const variant_bag_t& other);
+    variant_bag_t& operator=(variant_bag_t&& other) noexcept;
+    ~variant_bag_t() = default;
+
+    /// Stores `value` under `name`; an existing value is replaced in its place.
+    void put(std::string_view name, variant_t value);
+    [[nodiscard]] bool has(std::string_view name) const;
+    /// The value under `name`, or null.
+    [[nodiscard]] const variant_t* find(std::string_view name) const;
+    /// The value under `name`, or `fallback`.
+    [[nodiscard]] variant_t get_variant(std::string_view name,
+                                        const variant_t& fallback = variant_t()) const;
+    /// The bag under `name`, or null when there is no value or one of another kind.
+    [[nodiscard]] const variant_bag_t* get_bag(std::string_view name) const;
+    [[nodiscard]] variant_bag_t* get_bag(std::string_view name);
+    /// The bag under `name`; an empty one is put first when there is none.
+    variant_bag_t& put_bag(std::string_view name);
+    /// Whether there was such a value to remove.
+    bool remove(std::string_view name);
+    void clear() noexcept;
+
+    [[nodiscard]] bool empty() const noexcept { return m_entries.empty(); }
+    [[nodiscard]] std::size_t size() const noexcept { return m_entries.size(); }
+    [[nodiscard]] const_iterator begin() const noexcept { return m_entries.begin(); }
+    [[nodiscard]] const_iterator end() const noexcept { return m_entries.end(); }
+
+    /// Same names with equal values, in the same order.
+    BASEKIT2_API friend bool operator==(const variant_bag_t& a, const variant_bag_t& b);
+    friend bool operator!=(const variant_bag_t& a, const variant_bag_t& b) { return !(a == b); }
+
+private:
+    std::list<entry_t> m_entries;
+    std::unordered_map<std::string_view, std::list<entry_t>::iterator> m_index;
+};
+
+}  // namespace basekit2

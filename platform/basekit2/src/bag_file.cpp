@@ -1,0 +1,205 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <memory>
+#include <random>
+
+#include "bag_limits.h"
+#include "basekit2/bag_io.h"
+#include "basekit2/host.h"
+#include "basekit2/path.h"
+#include "descriptor.h"
+
+namespace basekit2 {
+namespace {
+
+constexpr std::string_view temporary_prefix = ".bagtmp-";
+constexpr mode_t permission_bits = 07777;
+
+bool write_all(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Follows a symbolic link at `path`, so that the file it leads to is the one that is replaced. A
+/// link that leads nowhere is followed one step: the save creates what it names.
+std::string target_of(const std::string& path) {
+    struct stat info{};
+    if (::lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
+        return path;
+    }
+    const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
+                                                          std::free);
+    if (resolved) {
+        return resolved.get();
+    }
+    std::string next(PATH_MAX, '\0');
+    const ssize_t length = ::readlink(path.c_str(), next.data(), next.size());
+    next.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    return next.empty() || next.front() == '/' ? next : path_t(path).parent().join(next).text();
+}
+
+/// Unique among all hosts and processes that save in the same directory, and short, since the name
+/// that it will take may be as long as the file system allows.
+std::string temporary_name() {
+    std::string host = get_fq_host_name().substr(0, 24);
+    std::replace_if(
+        host.begin(), host.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
+    std::random_device random;
+    return std::string(temporary_prefix) + host + '-' + std::to_string(::getpid()) + '-' +
+           std::to_string(random()) + '-' + std::to_string(random());
+}
+
+/// A file under a temporary name; it is removed again unless it was renamed to its own.
+class temporary_file_t {
+public:
+    explicit temporary_file_t(int directory)
+        : m_directory(directory), m_name(temporary_name()),
+          m_file(::openat(directory, m_name.c_str(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)) {}
+    temporary_file_t(const temporary_file_t&) = delete;
+    temporary_file_t& operator=(const temporary_file_t&) = delete;
+    ~temporary_file_t() {
+        if (m_file) {
+            ::unlinkat(m_directory, m_name.c_str(), 0);
+        }
+    }
+
+    [[nodiscard]] int fd() const { return m_file.get(); }
+    explicit operator bool() const { return static_cast<bool>(m_file); }
+
+    bool rename_to(const std::string& name) {
+        if (::renameat(m_directory, m_name.c_str(), m_directory, name.c_str()) != 0) {
+            return false;
+        }
+        return m_file.close();
+    }
+
+private:
+    int m_directory;
+    std::string m_name;
+    descriptor_t m_file;
+};
+
+bool flush_directory(int directory) {
+    // Some file systems have nothing to flush for a directory, and say so.
+    return ::fsync(directory) == 0 || errno == EINVAL;
+}
+
+bool replace_file(const path_t& target, std::string_view text, durability_t durability) {
+    const path_t parent = target.parent();
+    const std::string name(target.last_component());
+    const descriptor_t directory(
+        ::open(parent.text().empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory || name.empty()) {
+        return false;
+    }
+    struct stat old{};
+    const bool replaces = ::fstatat(directory.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
+    if (replaces ? !S_ISREG(old.st_mode) : errno != ENOENT) {
+        return false;
+    }
+    temporary_file_t file(directory.get());
+    if (!file || !write_all(file.fd(), text)) {
+        return false;
+    }
+    if (replaces) {
+        // Without the right to give files away the new owner stays; that must not fail the save.
+        // The mode comes last: a change of owner clears bits of it.
+        [[maybe_unused]] const int ignored = ::fchown(file.fd(), old.st_uid, old.st_gid);
+        if (::fchmod(file.fd(), old.st_mode & permission_bits) != 0) {
+            return false;
+        }
+    }
+    const bool lasting = replaces || durability == durability_t::lasting;
+    if (lasting && ::fsync(file.fd()) != 0) {
+        return false;
+    }
+    return file.rename_to(name) && (!lasting || flush_directory(directory.get()));
+}
+
+}  // namespace
+
+int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const char* root,
+                      durability_t durability) {
+    std::string text;
+    const int result = save_variant_bag_to_string(bag, text, root);
+    if (bag_failed(result)) {
+        return result;
+    }
+    return replace_file(path_t(target_of(path)), text, durability) ? bag_ok : bag_unwritable;
+}
+
+int save_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {
+    return save_variant_bag2(bag, path, "bag", durability);
+}
+
+int read_bag_text(const std::string& path, std::string& text) {
+    text.clear();
+    const descriptor_t file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat info{};
+    if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return bag_unreadable;
+    }
+    if (static_cast<std::uint64_t>(info.st_size) > max_bytes) {
+        return bag_too_large;
+    }
+    // One byte more than the file had: a file that grew meanwhile shows, and is read on.
+    std::size_t length = 0;
+    text.resize(static_cast<std::size_t>(info.st_size) + 1);
+    for (;;) {
+        const ssize_t got = ::read(file.get(), text.data() + length, text.size() - length);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            text.clear();
+            return bag_unreadable;
+        }
+        if (got == 0) {
+            text.resize(length);
+            return bag_ok;
+        }
+        length += static_cast<std::size_t>(got);
+        if (length > max_bytes) {
+            text.clear();
+            return bag_too_large;
+        }
+        if (length == text.size()) {
+            text.resize(std::min(length * 2, max_bytes + 1));
+        }
+    }
+}
+
+int load_variant_bag(variant_bag_t& bag, const std::string& path, const char* root) {
+    std::string text;
+    const int result = read_bag_text(path, text);
+    if (bag_failed(result)) {
+        bag.clear();
+        return result;
+    }
+    return load_variant_bag_from_string(bag, text, root);
+}
+
+int load_variant_bag2(variant_bag_t& bag, const std::string& path, const char* root,
+                      int /*flags*/) {
+    return load_variant_bag(bag, path, root);
+}
+
+bool is_bag_temporary(std::string_view name) {
+    return name.substr(0, temporary_prefix.size()) == temporary_prefix;
+}
+
+}  // namespace basekit2

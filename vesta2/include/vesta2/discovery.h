@@ -1,0 +1,57 @@
+#pragma once
+/// Finding marker files and link files.
+///
+/// A marker file's extension names the kind of its node; a link file has the same extension followed
+/// by "link". Extensions compare exactly. The search functions set the thread's status: `eOK` first,
+/// then what they say below. A directory that cannot be listed raises
+/// `boost::filesystem::filesystem_error`. All are safe from any thread.
+
+#include <boost/filesystem/path.hpp>
+#include <string>
+
+#include "vesta2/export.h"
+#include "vesta2/file_set.h"
+
+namespace vesta2 {
+
+VESTA2_API bool hasExtension(const boost::filesystem::path& path, const std::string& extension);
+VESTA2_API bool hasExtension(const boost::filesystem::path& path, const FileSet& extensions);
+/// Whether the extension is one of `extensions` followed by "link".
+VESTA2_API bool hasLinkExtension(const boost::filesystem::path& path, const FileSet& extensions);
+/// Whether the extension ends with "link" and is longer than that.
+VESTA2_API bool hasLinkExtension(const boost::filesystem::path& path);
+/// Whether `path` is named like a link file of any product.
+/// Deliberate: unlike everywhere else, the case of "link" does not matter.
+VESTA2_API bool isLink(const std::string& path);
+
+/// The first file listed in `directory` that has one of the extensions; empty when none has.
+VESTA2_API std::string findMarkerFileInDir(const boost::filesystem::path& directory,
+                                           const FileSet& extensions);
+
+/// What identifies the node at `path`: the marker file in a directory, a marker file itself (when
+/// those are accepted), a link file, or the link file beside a name without extension. Empty when
+/// there is none.
+VESTA2_API std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensions,
+                                            bool acceptMarkerFile);
+
+/// Adds to `found` what the last component of `path` stands for: "*" (also for an empty path) every
+/// node of the directory, a name pattern every match, a name that one. With `literal` a pattern is a
+/// name. Only the `maxCount` greatest are kept in `found`, all when it is 0.
+/// Status: `eNotFound` when `found` is empty or the directory is not there, `eInvalidPath`,
+/// `eParameterError` for a pattern that does not parse, or the code of `validateFileName`.
+VESTA2_API void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
+                                              const FileSet& extensions, FileSet& found,
+                                              int maxCount, bool literal);
+
+/// The greatest match of `path`, in file-name order; empty when there is none, with the status of the
+/// search.
+VESTA2_API std::string findLastMatching(const std::string& path, const char* baseDir,
+                                        const std::string& extension, bool literal);
+
+/// Takes a path apart that names a node's directory or, by its extension, the marker file in it.
+/// Deliberate: without a marker file, `fileName` becomes the extension itself.
+VESTA2_API void splitDirPatternAndFileName(const boost::filesystem::path& path,
+                                           const std::string& extension, std::string& directory,
+                                           std::string& fileName);
+
+}  // namespace vesta2

@@ -1,0 +1,101 @@
+#pragma once
+/// What results, experiments and projects have in common.
+///
+/// A node is a directory that holds a marker file; the marker is also its property store. There is
+/// one object per marker file in a process, counted by its handles; the last handle to go destroys it.
+/// Handles may be copied and dropped on any thread, but one node is for one thread at a time.
+///
+/// Operations that can fail leave the reason in the thread's status
+/// (`ResultDirectoryManager::getLastError`). A returned `const char*` is valid until the same
+/// operation is called again on the node or the node is re-bound to another path. Times are seconds
+/// since the Epoch, sizes are bytes.
+
+#include <cstdint>
+
+#include "basekit2/object.h"
+#include "notify2/progress.h"
+#include "optstore2/property_storage.h"
+#include "vesta2/error.h"
+#include "vesta2/export.h"
+#include "vesta2/i_flag_data.h"
+
+namespace vesta2 {
+
+class INodeGroup;
+class IProject;
+
+class VESTA2_API INode : public basekit2::object_interface_t {
+public:
+    /// The node's directory.
+    virtual const char* getPath() = 0;
+    /// The marker file; one that was renamed inside its directory is found again first.
+    virtual const char* getMarkerFilePath() = 0;
+    /// Bytes of the regular files in the directory and below; symbolic links count nothing. What
+    /// cannot be read is left out.
+    virtual std::uint64_t getSize() = 0;
+    /// As `getSize`, the number of regular files.
+    virtual std::uint64_t getFilesCount() = 0;
+    /// Re-binds a linked node whose marker file is missing to the marker file `newMarker`, and
+    /// rewrites its link. False, with nothing changed, when the node is not linked or not missing, or
+    /// when there is no such file.
+    virtual bool changeMarkerFilePath(const char* newMarker) = 0;
+    /// The base name of the marker file; for a project whose marker is named "config", that of its
+    /// directory. Null when the node is missing.
+    virtual const char* getUserVisibleName() = 0;
+    /// Renames the marker file; the directory keeps its name.
+    virtual bool changeUserVisibleName(const char* name) = 0;
+    /// The project or experiment that holds this node; empty when none does.
+    virtual basekit2::sptr_t<INode> getParent() = 0;
+    /// Binds the node to the group in the directory `parentDir`, and writes, moves or removes its
+    /// link file as that needs.
+    virtual bool setParent(const char* parentDir) = 0;
+    /// The nearest project above this node; never the node itself.
+    virtual basekit2::sptr_t<IProject> getProject() = 0;
+    /// The group of nodes that a project or experiment holds; empty for a result.
+    virtual basekit2::sptr_t<INodeGroup> getNodeGroup() = 0;
+    /// The properties; the library's own are under "vesta/". What is changed is on disk after `save`.
+    virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getPropertyStorage() = 0;
+    /// Writes the properties to the marker file: atomically, and so that they outlive a power cut.
+    /// Also takes back `setRemoveOnClose`.
+    /// Deliberate: returns true when the write FAILED and false when it succeeded; ask
+    /// `ResultDirectoryManager::getLastError` instead.
+    virtual bool save() = 0;
+    /// Whether a property was changed through the storage since the last save.
+    virtual bool isModified() = 0;
+    /// 0 when the marker file does not tell.
+    virtual long getCreationTime() = 0;
+    /// Properties that are never saved.
+    virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getTransientStorage() = 0;
+    /// Whether the node is reached through a link file.
+    virtual bool isLinked() = 0;
+    /// Whether the marker file is gone, and no renamed one is in the directory.
+    virtual bool isMissing() = 0;
+    /// Whether the link file no longer tells the truth about the marker file.
+    virtual bool isLinkStale() = 0;
+    /// A mark for the caller's own use; it stops nothing.
+    virtual bool isReadOnly() = 0;
+    virtual void setReadOnly(bool readOnly) = 0;
+    /// Deletes the node from disk when its last handle goes.
+    virtual void setRemoveOnClose(bool removeOnClose) = 0;
+    /// Deletes the node from disk: the nodes of its group first, where they are stored, then its
+    /// directory, then its link file. Symbolic links are deleted, never followed.
+    virtual bool remove() = 0;
+
+    // Claims between processes: not in this release; they report `eNotImplemented`.
+    virtual bool setFlag(const char* name) = 0;
+    virtual error_t addFlag(const char* name, basekit2::sptr_t<IFlagData>& out, bool force) = 0;
+    virtual error_t addFlag(const char* name, bool force) = 0;
+    virtual bool clearFlag(const char* name, bool forceErase) = 0;
+    virtual error_t removeFlag(const char* name, bool forceErase) = 0;
+    virtual error_t ownFlag(const char* name) = 0;
+
+    /// The link file; empty when the node is not linked.
+    virtual const char* getLinkFilePath() = 0;
+
+    // Copies: not in this release; they report `eNotImplemented`.
+    virtual bool copy(const char* destination, bool rename, notify2::IProgress* progress) = 0;
+    virtual bool move(const char* destination, bool rename, notify2::IProgress* progress) = 0;
+    virtual basekit2::sptr_t<INode> duplicate(const char* path) const = 0;
+};
+
+}  // namespace vesta2

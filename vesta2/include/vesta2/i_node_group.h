@@ -1,0 +1,60 @@
+#pragma once
+/// The nodes of one directory.
+///
+/// A group is a project's, an experiment's, or stands alone on a plain directory. A handle on a
+/// node's group keeps that node alive. A group that stands alone must not be shared between threads
+/// without a lock.
+
+#include "basekit2/iterator.h"
+#include "basekit2/object.h"
+#include "basekit2/variant.h"
+#include "vesta2/export.h"
+#include "vesta2/i_experiment.h"
+#include "vesta2/i_path_iterator.h"
+#include "vesta2/i_project.h"
+#include "vesta2/i_result_directory.h"
+
+namespace vesta2 {
+
+class VESTA2_API INodeGroup : public basekit2::object_interface_t {
+public:
+    /// The group's directory. Valid as long as the group is bound to it.
+    virtual const char* getPath() = 0;
+    /// The marker and link files of the group's nodes, in file-name order, as they are now.
+    virtual basekit2::sptr_t<IPathIterator> getNodePaths() = 0;
+    /// The nodes that match `mask` (a name, a pattern, or "*"; null for all), in file-name order;
+    /// only the `maxCount` greatest, all when it is 0. Each is opened when the iterator reaches it;
+    /// one that was removed meanwhile gives an empty handle.
+    virtual basekit2::generic_iterator_t<basekit2::sptr_t<INode>> getNodes(const char* mask,
+                                                                           int maxCount) = 0;
+    /// Takes the node at `path`, wherever it is stored, into this project or experiment, by a link
+    /// file when it lies elsewhere. Empty when this group is no node's, when there is no node, or
+    /// when that kind does not go here: a project goes nowhere, an experiment not into an experiment.
+    virtual basekit2::sptr_t<INode> addNode(const char* path) = 0;
+    /// Deletes the nodes that match `mask`, but for the `keep` last in file-name order. One that
+    /// cannot be deleted is passed over, and the status tells why.
+    virtual void purge(const char* mask, int keep) = 0;
+    virtual bool isEmpty() = 0;
+    /// As `ResultDirectoryManager::create` in this group, and the open operations of the node kinds.
+    virtual basekit2::sptr_t<IResultDirectory>
+    createResultDirectory(const char* pattern, const basekit2::variant_bag_t* properties) = 0;
+    virtual basekit2::sptr_t<IResultDirectory> openResultDirectory(const char* name) = 0;
+    virtual basekit2::sptr_t<IExperiment> createExperiment(const char* name) = 0;
+    virtual basekit2::sptr_t<IExperiment> openExperiment(const char* name) = 0;
+    virtual basekit2::sptr_t<IProject> createProject(const char* name, bool removeOnClose) = 0;
+    virtual basekit2::sptr_t<IProject> openProject(const char* name) = 0;
+    /// The project or experiment whose group this is; empty for a plain directory.
+    virtual basekit2::sptr_t<INode> getNode() = 0;
+    /// Where new nodes of this group are made. For a node's group it is saved in its marker file.
+    virtual void setOutputDirectory(const char* directory) = 0;
+    /// The group's own directory unless another was set. Valid until the next call.
+    virtual const char* getOutputDirectory() = 0;
+
+    /// The group at `path`: that of the project or experiment there, else one that stands alone on
+    /// the directory; empty when there is neither.
+    static basekit2::sptr_t<INodeGroup> open(const char* path);
+    /// The projects among the entries of `directory`, in the order in which it lists them.
+    static basekit2::sptr_t<IPathIterator> findProjects(const char* directory);
+};
+
+}  // namespace vesta2

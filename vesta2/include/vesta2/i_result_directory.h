@@ -1,0 +1,87 @@
+#pragma once
+/// A result: the directory that one collection writes into.
+///
+/// For one thread at a time, as every node. Properties are kept in memory until `save`; times are
+/// seconds since the Epoch.
+
+#include <string>
+
+#include "vesta2/i_node.h"
+#include "vesta2/i_path_iterator.h"
+
+namespace vesta2 {
+
+/// Subdirectories with an agreed name.
+enum standard_dir_t {
+    sourceDir = 0,  ///< "source"
+    configDir = 1,  ///< "config"
+};
+
+class VESTA2_API IResultDirectory : public INode {
+public:
+    /// Whether post-processing has ended.
+    virtual bool isFinalized() = 0;
+    /// Marks the result finalized, or no longer so, by the file ".norun" in its directory.
+    /// Deliberate: always true; a failure shows in the thread's status alone. What is already so in
+    /// memory is not written again.
+    virtual bool setFinalized(bool finalized) = 0;
+    virtual bool isValid() = 0;
+    /// Marks the result invalid for good, by the file ".bad" in its directory.
+    virtual void setInvalid() = 0;
+    /// Makes the first of data.0, data.1, ... that is free and returns its full path, or null. Valid
+    /// until the next call.
+    virtual const char* createCollectorDataDir() = 0;
+    /// The data directories, as full paths in byte order; empty when the directory cannot be listed.
+    virtual basekit2::sptr_t<IPathIterator> getCollectorDataDirectories() = 0;
+    /// The files in the data directories whose names match `mask` (null for all), as full paths.
+    /// Throws `boost::filesystem::filesystem_error` when a data directory cannot be listed.
+    virtual basekit2::sptr_t<IPathIterator> getResultFiles(const char* mask) = 0;
+    /// The full path of the subdirectory `name`, which is made when it is missing; null on failure.
+    /// Valid until the next call.
+    virtual const char* getSubdir(const char* name) = 0;
+    /// Null, with the status as it was, for an unknown directory.
+    virtual const char* getSubdir(standard_dir_t directory) = 0;
+    /// Not in this release: reports `eNotImplemented`.
+    virtual basekit2::sptr_t<IResultDirectory> exportTo(const char* destination,
+                                                        const char* exclusions) = 0;
+
+    /// "unknown" when the marker file does not tell; so for the operating system.
+    virtual const char* getCreationHostName() = 0;
+    /// As stored ("linux"), or as people read it ("Linux*").
+    virtual const char* getCreationOs(bool pretty) = 0;
+    /// -1 when the collection did not run under MPI.
+    virtual int getMpiRank() = 0;
+    /// Null when it was never set.
+    virtual const char* getCollectorCommand() = 0;
+    virtual void setCollectorCommand(const char* command) = 0;
+    /// Times are 0 when they were never set.
+    virtual long getCollectionTimeBegin() = 0;
+    virtual void setCollectionTimeBegin(long time) = 0;
+    virtual long getCollectionTimeEnd() = 0;
+    virtual void setCollectionTimeEnd(long time) = 0;
+    virtual long getFinalizationTimeBegin() = 0;
+    virtual void setFinalizationTimeBegin(long time) = 0;
+    virtual long getFinalizationTimeEnd() = 0;
+    virtual void setFinalizationTimeEnd(long time) = 0;
+    virtual int getLogicalCPUCount() = 0;
+    /// In Hz.
+    virtual long long getCPUFrequency() = 0;
+    /// Full paths; a name that was never set gives the usual one ("application.log", "collector.log",
+    /// "command.log") in the result's directory.
+    virtual std::string getApplicationLog() = 0;
+    virtual void setApplicationLog(const char* name) = 0;
+    virtual std::string getCollectorLog() = 0;
+    virtual void setCollectorLog(const char* name) = 0;
+    virtual std::string getCommandLog() = 0;
+    virtual void setCommandLog(const char* name) = 0;
+
+    /// Whether `path` denotes a result: its directory, its marker file, or a link file to it.
+    /// Patterns are not expanded. Nothing is opened.
+    static bool probe(const char* path);
+    /// The same node as a result; empty when it is none.
+    static basekit2::sptr_t<IResultDirectory> cast(const basekit2::sptr_t<INode>& node);
+    /// The first of the names data.0, data.1, ... that is free in `directory`.
+    static std::string generateCollectorDataDirName(const std::string& directory);
+};
+
+}  // namespace vesta2

@@ -1,0 +1,191 @@
+#pragma once
+/// The base of every node object, and the registry of the nodes that are open in this process.
+///
+/// The registry and all reference counts are guarded by one recursive lock of the process. The rest
+/// of a node is for one thread at a time. What an operation returns, and how long a text lives, is
+/// told in `INode`.
+
+#include <boost/filesystem/path.hpp>
+#include <boost/thread/recursive_mutex.hpp>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "basekit2/object.h"
+#include "basekit2/variant.h"
+#include "optstore2/property_storage.h"
+#include "vesta2/error.h"
+#include "vesta2/export.h"
+#include "vesta2/i_node.h"
+
+namespace vesta2 {
+
+class NodeGroup;
+
+/// Notices changes of a node's properties. Lives inside the node and is never counted.
+class VESTA2_API PropertyChangeMonitor : public optstore2::IPropertyStorageChangeListener2 {
+public:
+    unsigned add_ref() const override { return 0; }
+    unsigned release() const override { return 0; }
+    void propertyChanging(const char* /*path*/) override {}
+    void propertyBagChanging(const char* /*path*/) override {}
+    void propertyChanged(const char* /*path*/) override { modified = true; }
+    void propertyBagChanged(const char* /*path*/) override { modified = true; }
+
+    bool modified = false;
+};
+
+class VESTA2_API Node {
+public:
+    virtual ~Node();
+    Node(const Node&) = delete;
+    Node& operator=(const Node&) = delete;
+
+    virtual basekit2::sptr_t<INode> asINode() = 0;
+    virtual unsigned add_ref() const;
+    virtual unsigned release() const;
+    virtual const char* getPath();
+    virtual std::uint64_t getFilesCount();
+    virtual std::uint64_t getSize();
+    virtual const char* getMarkerFilePath();
+    virtual bool changeMarkerFilePath(const char* newMarker);
+    virtual const char* getUserVisibleName();
+    virtual bool changeUserVisibleName(const char* name);
+    virtual basekit2::sptr_t<INode> getParent();
+    virtual bool setParent(const char* parentDir);
+    virtual basekit2::sptr_t<IProject> getProject();
+    virtual basekit2::sptr_t<INodeGroup> getNodeGroup();
+    virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getPropertyStorage();
+    virtual bool save();
+    virtual bool isModified();
+    virtual long getCreationTime();
+    virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getTransientStorage();
+    virtual bool isLinked();
+    virtual bool isMissing();
+    virtual bool isLinkStale();
+    virtual bool isReadOnly();
+    virtual void setReadOnly(bool readOnly);
+    virtual void setRemoveOnClose(bool removeOnClose);
+    virtual bool setFlag(const char* name);
+    virtual error_t addFlag(const char* name, basekit2::sptr_t<IFlagData>& out, bool force);
+    virtual error_t addFlag(const char* name, bool force);
+    virtual bool clearFlag(const char* name, bool forceErase);
+    virtual error_t removeFlag(const char* name, bool forceErase);
+    virtual error_t ownFlag(const char* name);
+    virtual const char* getLinkFilePath();
+
+    bool remove();
+    bool copy(const char* destination, bool rename, notify2::IProgress* progress);
+    bool move(const char* destination, bool rename, notify2::IProgress* progress);
+
+    // --- the registry -------------------------------------------------------------------------
+
+    /// The node of the marker or link file `path` (relative to `groupPath`, which also becomes its
+    /// parent group): the one that is open already, or a new object. Empty when there is no such
+    /// file.
+    static basekit2::sptr_t<INode> lookup(std::string path, const char* groupPath);
+    /// Number of the node among all that were made since the last `reset`; 0 for an empty handle.
+    static unsigned uid(const basekit2::sptr_t<INode>& node);
+    /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
+    static unsigned nodeCount();
+    /// Registered paths: one for an open node, two for a linked one.
+    static unsigned handleCount();
+    /// Forgets all open nodes, which live on by their handles, and counts from 0 again. For tests and
+    /// for the end of a process.
+    static void reset();
+    /// Whether `key` was registered, and is no longer.
+    static bool eraseFromMap(std::string& key);
+
+    // --- properties in the marker file's section "vesta", for the node classes --------------------
+
+    /// The section; an empty one is added first when there is none. Valid until the node is re-bound.
+    basekit2::variant_bag_t* getVestaBag();
+    /// Setters write to the bag alone: they neither save nor count as a modification.
+    void setRdPropInt(const char* name, int value);
+    void setRdPropLong(const char* name, long long value);
+    void setRdPropStr(const char* name, const char* value);
+    void setRdPropTime(const char* name, long value);
+    [[nodiscard]] int getRdPropInt(const char* name, int def) const;
+    [[nodiscard]] long long getRdPropLong(const char* name, long long def) const;
+    /// `def` also when the value is no string. Valid until the property changes.
+    [[nodiscard]] const char* getRdPropStr(const char* name, const char* def) const;
+    [[nodiscard]] long getRdPropTime(const char* name, long def) const;
+
+    /// Where new nodes of this node's group are made; the node's path unless it was set.
+    std::string getOutputDirectory();
+    /// Sets it, and saves it at once in a marker file that has a section "vesta".
+    void setOutputDirectory(const char* directory);
+
+    /// Binds the node to another marker file, reads its properties (unsaved changes are lost) and
+    /// finds its parent. A marker file that cannot be read leaves the properties empty and the status
+    /// `eUnknown`; the node is bound all the same. True when the status is `eOK` at the end; false,
+    /// with `eOK`, for an empty path.
+    bool setMarkerFilePath(std::string markerFilePath, const char* parentGroupPath);
+
+protected:
+    Node(std::string markerFilePath, const char* parentGroupPath);
+
+    [[nodiscard]] const boost::filesystem::path& directory() const { return m_directory; }
+    /// Takes over the group of the nodes in this node's directory.
+    void setOwnGroup(std::unique_ptr<NodeGroup> group);
+    /// The group given to `setOwnGroup`, with a reference added.
+    [[nodiscard]] basekit2::sptr_t<INodeGroup> ownGroup() const;
+
+private:
+
+    void readMarkerFile();
+    void takeName(const std::string& markerFilePath);
+    void adoptParent(const std::string& groupPath);
+    void findParent();
+    void checkMarkerFilePath();
+    bool setLinkPath(std::string linkPath, std::string& target);
+    void updateLinkFile();
+    std::string wantedLinkPath();
+    void writeLinkFile();
+    void removeChildren();
+    void unregister() const;
+    [[nodiscard]] bool isAncestorOf(Node& other) const;
+    [[nodiscard]] const basekit2::variant_t* findRdProp(const char* name) const;
+
+    static std::map<std::string, Node*>& s_nodeMap;
+    static boost::recursive_mutex& s_recursiveMutex;
+    static unsigned s_lastUid;
+
+    mutable std::uint32_t m_references = 0;
+    std::uint32_t m_uid = 0;
+    boost::filesystem::path m_directory;
+    std::string m_path;
+    std::string m_markerFilePath;
+    std::string m_linkFilePath;
+    std::string m_checksum;
+    std::string m_userVisibleName;
+    basekit2::sptr_t<INode> m_parent;
+    std::unique_ptr<NodeGroup> m_ownGroup;
+    basekit2::variant_bag_t m_properties;
+    basekit2::sptr_t<optstore2::IBagPropertyStorage> m_propertyStorage;
+    PropertyChangeMonitor m_changeMonitor;
+    basekit2::variant_bag_t m_transient;
+    basekit2::sptr_t<optstore2::IBagPropertyStorage> m_transientStorage;
+    std::string m_outputDirectory;
+    bool m_linkStale = false;
+    bool m_readOnly = false;
+    bool m_removeOnClose = false;
+    bool m_open = false;  ///< handles may be given out: neither still being made nor being destroyed
+};
+
+/// Writes the first marker file of the node in `directory`. A `name` that is only an extension is
+/// prefixed with the directory's own name. The status stays as it is.
+VESTA2_API error_t createDefaultMarkerFile(boost::filesystem::path directory, std::string name,
+                                           const basekit2::variant_bag_t& bag);
+
+/// Removes the property `name` from the section "vesta" of a marker file on disk; nothing is written
+/// when it is not there. Sets the status.
+VESTA2_API void removeVestaVariableFromMarkerFile(const char* markerFilePath, const char* name);
+
+/// Bytes and number of the regular files below `directory`. Symbolic links count nothing; what cannot
+/// be read is left out.
+VESTA2_API std::uint64_t calcDirectoryFilesSize(const boost::filesystem::path& directory);
+VESTA2_API std::uint64_t calcDirectoryFilesCount(const boost::filesystem::path& directory);
+
+}  // namespace vesta2

@@ -1,0 +1,22 @@
+#pragma once
+/// The one absolute form of a path, by which nodes are compared and registered. Nothing here sets the
+/// thread's status. Safe from any thread, but a relative path depends on the process's working
+/// directory.
+
+#include <boost/filesystem/path.hpp>
+
+#include "vesta2/export.h"
+
+namespace vesta2 {
+
+/// Folds "." and ".." and doubled separators, and drops a trailing separator.
+/// Deliberate: the root itself is nothing but a separator, and becomes the empty path.
+VESTA2_API void removeEndingSlash(boost::filesystem::path& path);
+
+/// The absolute form of `path`: relative to `baseDir` when that is neither null nor empty, else to
+/// the working directory. The base itself is not normalised.
+/// Throws `boost::filesystem::filesystem_error` when the working directory cannot be read.
+VESTA2_API boost::filesystem::path completePath(const boost::filesystem::path& path,
+                                                const char* baseDir);
+
+}  // namespace vesta2

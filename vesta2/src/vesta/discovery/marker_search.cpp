@@ -1,0 +1,160 @@
+#include "../foundation/file_checks.h"
+#include "directory_listing.h"
+#include "extensions.h"
+#include "vesta2/discovery.h"
+#include "vesta2/error.h"
+#include "vesta2/names.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/pattern.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+/// Whether `e` says that something which was listed is no longer there, or no directory any more.
+bool isVanished(const fs::filesystem_error& e) {
+    return e.code() == boost::system::errc::no_such_file_or_directory ||
+           e.code() == boost::system::errc::not_a_directory;
+}
+
+/// What identifies the node at the current entry of `listing`, marker files themselves left out.
+/// A name without extension needs no probe for the link file beside it: that is an entry too, and
+/// whatever matches the name matches the link's.
+std::string findInEntry(const DirectoryListing& listing, const FileSet& extensions) {
+    if (listing.isDirectory()) {
+        try {
+            return findMarkerFileInDir(listing.path(), extensions);
+        } catch (const fs::filesystem_error& e) {
+            if (!isVanished(e)) {
+                throw;
+            }
+            return {};
+        }
+    }
+    return isLinkOfOneOf(extensionOf(listing.name()), extensions) && listing.isRegularFile()
+               ? listing.path()
+               : std::string();
+}
+
+void insertHit(FileSet& found, std::string path) {
+    if (!path.empty()) {
+        found.insert(std::move(path));
+    }
+}
+
+/// Adds the hits of every entry of `directory` that `pattern`, if any, matches.
+void searchEntries(const fs::path& directory, const Pattern* pattern, const FileSet& extensions,
+                   FileSet& found) {
+    DirectoryListing listing(directory);
+    while (listing.next()) {
+        int number = 0;
+        if (!pattern || pattern->match(std::string(listing.name()), &number)) {
+            insertHit(found, findInEntry(listing, extensions));
+        }
+    }
+}
+
+/// Searches for a leaf that is not "*"; false when it is no name or pattern, with the status set.
+bool searchLeaf(const fs::path& path, const FileSet& extensions, FileSet& found, bool literal) {
+    const std::string leaf = path.filename().native();
+    if (!setStatus(validateFileName(leaf.c_str()))) {
+        return false;
+    }
+    Pattern pattern;
+    if (pattern.set(leaf, nullptr) != eOK) {
+        return setStatus(eParameterError);
+    }
+    if (pattern.width() == 0 || literal) {
+        insertHit(found, findMarkerFileOrLink(path.native(), extensions, true));
+    } else {
+        searchEntries(path.parent_path(), &pattern, extensions, found);
+    }
+    return true;
+}
+
+}  // namespace
+
+std::string findMarkerFileInDir(const fs::path& directory, const FileSet& extensions) {
+    setStatus(eOK);
+    DirectoryListing listing(directory);
+    while (listing.next()) {
+        if (isOneOf(extensionOf(listing.name()), extensions) && listing.isRegularFile()) {
+            return listing.path();
+        }
+    }
+    return {};
+}
+
+std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensions,
+                                 bool acceptMarkerFile) {
+    setStatus(eOK);
+    const fs::path asPath = path;
+    const fs::file_status status = statusOf(asPath);
+    if (fs::is_directory(status)) {
+        fs::path directory = asPath;
+        removeEndingSlash(directory);
+        return findMarkerFileInDir(directory.empty() ? asPath : directory, extensions);
+    }
+    if (fs::is_regular_file(status) &&
+        ((acceptMarkerFile && hasExtension(asPath, extensions)) ||
+         hasLinkExtension(asPath, extensions))) {
+        return path;
+    }
+    if (!asPath.has_extension()) {
+        for (const std::string& extension : extensions) {
+            std::string link = path + extension + linkSuffix();
+            if (isRegularFile(link)) {
+                return link;
+            }
+        }
+    }
+    return {};
+}
+
+void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
+                                   const FileSet& extensions, FileSet& found, int maxCount,
+                                   bool literal) {
+    setStatus(eOK);
+    const fs::path completed = completePath(path.empty() ? "*" : path, baseDir);
+    if (!completed.empty() && completed.lexically_normal().empty()) {
+        setStatus(eInvalidPath);
+        return;
+    }
+    const fs::path directory =
+        completed == completed.root_path() ? completed : completed.parent_path();
+    if (!isThere(directory)) {
+        setStatus(eNotFound);
+        return;
+    }
+    if (completed.filename() == "*") {
+        searchEntries(directory, nullptr, extensions, found);
+    } else if (!searchLeaf(completed, extensions, found, literal)) {
+        return;
+    }
+    while (maxCount > 0 && found.size() > static_cast<std::size_t>(maxCount)) {
+        found.erase(found.begin());
+    }
+    setStatus(found.empty() ? eNotFound : eOK);
+}
+
+std::string findLastMatching(const std::string& path, const char* baseDir,
+                             const std::string& extension, bool literal) {
+    FileSet found;
+    findPatternedMarkerFileOrLink(path, baseDir, FileSet(extension), found, 1, literal);
+    return found.empty() ? std::string() : *found.rbegin();
+}
+
+void splitDirPatternAndFileName(const fs::path& path, const std::string& extension,
+                                std::string& directory, std::string& fileName) {
+    if (hasExtension(path, extension)) {
+        directory = path.parent_path().native();
+        fileName = path.filename().native();
+    } else {
+        directory = path.native();
+        fileName = extension;
+    }
+}
+
+}  // namespace vesta2

@@ -1,0 +1,62 @@
+#include "vesta2/names.h"
+
+#include <unistd.h>
+
+#include <array>
+
+#include "optstore2/product_locations.h"
+
+namespace vesta2 {
+namespace {
+
+std::string shortName() {
+    return optstore2::IProductLocations::get().query(optstore2::IProductLocations::short_name);
+}
+
+std::string getResultExtensionInternal() { return "." + shortName(); }
+
+std::string getProjectExtensionInternal() { return getResultExtensionInternal() + "proj"; }
+
+std::string getExperimentExtensionInternal() { return getResultExtensionInternal() + "exp"; }
+
+std::string getFlagLockExtensionInternal() { return ".dflg" + shortName(); }
+
+std::string getFlagInfoExtensionInternal() { return ".info" + shortName(); }
+
+// Computed at load and never destroyed: nodes may still be looked up while the process ends.
+const std::string& s_resultExtension = *new std::string(getResultExtensionInternal());
+const std::string& s_projectExtension = *new std::string(getProjectExtensionInternal());
+const std::string& s_experimentExtension = *new std::string(getExperimentExtensionInternal());
+const std::string& s_flagLockExtension = *new std::string(getFlagLockExtensionInternal());
+const std::string& s_flagInfoExtension = *new std::string(getFlagInfoExtensionInternal());
+
+}  // namespace
+
+const char* getResultExtension() { return s_resultExtension.c_str(); }
+const char* getProjectExtension() { return s_projectExtension.c_str(); }
+const char* getExperimentExtension() { return s_experimentExtension.c_str(); }
+
+std::string resultMarkerFileExt() { return getResultExtension(); }
+std::string projectMarkerFileExt() { return getProjectExtension(); }
+std::string experimentMarkerFileExt() { return getExperimentExtension(); }
+
+std::string linkSuffix() { return "link"; }
+std::string resultLinkExt() { return resultMarkerFileExt() + linkSuffix(); }
+std::string projectLinkExt() { return projectMarkerFileExt() + linkSuffix(); }
+std::string experimentLinkExt() { return experimentMarkerFileExt() + linkSuffix(); }
+
+const char* getFlagLockExtension() { return s_flagLockExtension.c_str(); }
+const char* getFlagInfoExtension() { return s_flagInfoExtension.c_str(); }
+
+const char* getCollectorDataDirectoryPrefix() { return "data."; }
+
+std::string makeDataFolderName(int number) {
+    return getCollectorDataDirectoryPrefix() + std::to_string(number);
+}
+
+std::string getFQDN() {
+    std::array<char, 256> name{};
+    return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+}  // namespace vesta2

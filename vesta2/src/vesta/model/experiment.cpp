@@ -1,0 +1,25 @@
+#include "vesta2/experiment.h"
+
+#include "vesta2/node_group.h"
+
+namespace vesta2 {
+
+using basekit2::sptr_t;
+
+Experiment::Experiment(std::string path, const char* parentGroupPath)
+    : NodeFacade(std::move(path), parentGroupPath) {
+    setOwnGroup(std::make_unique<NodeGroup>(directory().native(), this));
+}
+
+sptr_t<INodeGroup> Experiment::getNodeGroup() { return ownGroup(); }
+
+sptr_t<INode> Experiment::duplicate(const char* /*path*/) const {
+    setStatus(eNotImplemented);
+    return {};
+}
+
+sptr_t<IExperiment> IExperiment::cast(const sptr_t<INode>& node) {
+    return sptr_t<IExperiment>(dynamic_cast<Experiment*>(node.get()));
+}
+
+}  // namespace vesta2

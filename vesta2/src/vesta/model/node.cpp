@@ -1,0 +1,128 @@
+#include "vesta2/node.h"
+
+#include "../foundation/file_checks.h"
+#include "../tree/remove_tree.h"
+#include "basekit2/bag_io.h"
+#include "failure.h"
+#include "registry.h"
+#include "vesta2/discovery.h"
+#include "vesta2/i_project.h"
+#include "vesta2/node_group.h"
+#include "vesta2/node_iterator.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::sptr_t;
+using optstore2::IBagPropertyStorage;
+
+Node::Node(std::string markerFilePath, const char* parentGroupPath) : m_uid(++s_lastUid) {
+    try {
+        if (isLink(markerFilePath)) {
+            setLinkPath(std::string(markerFilePath), markerFilePath);
+        }
+        setMarkerFilePath(std::move(markerFilePath), parentGroupPath);
+    } catch (...) {
+        unregister();
+        throw;
+    }
+    m_propertyStorage = IBagPropertyStorage::create(&m_properties, {});
+    m_propertyStorage->addChangeListener(&m_changeMonitor);
+    m_transientStorage = IBagPropertyStorage::create(&m_transient, {});
+}
+
+Node::~Node() {
+    unregister();
+    if (m_removeOnClose) {
+        const NodeBeingRemoved mark(m_markerFilePath);
+        Node::remove();
+    }
+    m_propertyStorage->removeChangeListener(&m_changeMonitor);
+    // A caller may still hold the storages; the bags that they show end here.
+    m_propertyStorage->detach();
+    m_transientStorage->detach();
+}
+
+const char* Node::getPath() { return m_path.c_str(); }
+
+const char* Node::getMarkerFilePath() {
+    checkMarkerFilePath();
+    return m_markerFilePath.c_str();
+}
+
+std::uint64_t Node::getSize() { return calcDirectoryFilesSize(m_directory); }
+
+std::uint64_t Node::getFilesCount() { return calcDirectoryFilesCount(m_directory); }
+
+const char* Node::getUserVisibleName() {
+    return isMissing() ? nullptr : m_userVisibleName.c_str();
+}
+
+sptr_t<INode> Node::getParent() { return m_parent; }
+
+bool Node::setParent(const char* parentDir) {
+    return setMarkerFilePath(m_markerFilePath, parentDir);
+}
+
+sptr_t<IProject> Node::getProject() {
+    for (sptr_t<INode> node = getParent(); node; node = node->getParent()) {
+        if (sptr_t<IProject> project = IProject::cast(node)) {
+            return project;
+        }
+    }
+    return {};
+}
+
+sptr_t<INodeGroup> Node::getNodeGroup() { return {}; }
+
+void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) { m_ownGroup = std::move(group); }
+
+sptr_t<INodeGroup> Node::ownGroup() const { return sptr_t<INodeGroup>(m_ownGroup.get()); }
+
+sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_propertyStorage; }
+
+sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_transientStorage; }
+
+bool Node::save() {
+    m_removeOnClose = false;
+    m_changeMonitor.modified = false;
+    return !setStatus(
+        errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath)));
+}
+
+bool Node::isModified() { return m_changeMonitor.modified; }
+
+bool Node::isReadOnly() { return m_readOnly; }
+
+void Node::setReadOnly(bool readOnly) { m_readOnly = readOnly; }
+
+void Node::setRemoveOnClose(bool removeOnClose) { m_removeOnClose = removeOnClose; }
+
+void Node::removeChildren() {
+    // Straight over the directory: a handle on the group would count this node, which may be in its
+    // destructor.
+    for (NodeIterator child("", m_directory.native(), 0); !child.at_end(); child.next()) {
+        if (const sptr_t<INode> node = child.current()) {
+            node->remove();
+        }
+    }
+}
+
+bool Node::remove() {
+    try {
+        if (isThere(m_directory)) {
+            if (m_ownGroup) {
+                removeChildren();
+            }
+            removeTree(m_directory);
+        }
+        if (!m_linkFilePath.empty()) {
+            fs::remove(m_linkFilePath);
+        }
+        return true;
+    } catch (const boost::system::system_error& e) {
+        return VESTA_FAIL_WITH(e);
+    }
+}
+
+}  // namespace vesta2

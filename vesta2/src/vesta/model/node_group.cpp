@@ -1,0 +1,136 @@
+#include "vesta2/node_group.h"
+
+#include "../discovery/marker_memory.h"
+#include "../foundation/file_checks.h"
+#include "failure.h"
+#include "vesta2/discovery.h"
+#include "vesta2/names.h"
+#include "vesta2/node.h"
+#include "vesta2/node_iterator.h"
+#include "vesta2/path_completion.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::sptr_t;
+
+namespace {
+
+std::string normalized(const std::string& path) {
+    fs::path normal = path;
+    removeEndingSlash(normal);
+    return normal.empty() ? path : normal.native();
+}
+
+/// The marker or link file that makes `path` a project or an experiment; results have no group.
+std::string findGroupMarker(const std::string& path, bool isPlace) {
+    static const auto& extensions =
+        *new FileSet(projectMarkerFileExt(), experimentMarkerFileExt());
+    static auto& memory = *new MarkerMemory(extensions);
+    return isPlace ? memory.find(normalized(path))
+                   : findMarkerFileOrLink(path, extensions, true);
+}
+
+}  // namespace
+
+sptr_t<INodeGroup> INodeGroup::open(const char* path) {
+    setStatus(eOK);
+    if (!path || !*path) {
+        return {};
+    }
+    const bool isPlace = isDirectory(path);
+    if (const sptr_t<INode> node = Node::lookup(findGroupMarker(path, isPlace), nullptr)) {
+        return node->getNodeGroup();
+    }
+    return isPlace ? sptr_t<INodeGroup>(new NodeGroup(path, nullptr)) : sptr_t<INodeGroup>();
+}
+
+sptr_t<IPathIterator> INodeGroup::findProjects(const char* directory) {
+    return sptr_t<IPathIterator>(new ProjectPathIterator(directory));
+}
+
+NodeGroup::NodeGroup(std::string path, Node* owner)
+    : m_path(normalized(path)), m_owner(owner), m_outputDirectory(std::move(path)) {}
+
+unsigned NodeGroup::add_ref() const { return m_owner ? m_owner->add_ref() : ++m_references; }
+
+unsigned NodeGroup::release() const {
+    if (m_owner) {
+        return m_owner->release();
+    }
+    const unsigned left = --m_references;
+    if (left == 0) {
+        delete this;
+    }
+    return left;
+}
+
+const char* NodeGroup::getPath() { return m_path.c_str(); }
+
+sptr_t<IPathIterator> NodeGroup::getNodePaths() {
+    return sptr_t<IPathIterator>(new NodePathIterator(m_path));
+}
+
+basekit2::generic_iterator_t<sptr_t<INode>> NodeGroup::getNodes(const char* mask, int maxCount) {
+    return basekit2::generic_iterator_t<sptr_t<INode>>(
+        new NodeIterator(mask ? mask : "", m_path, maxCount));
+}
+
+bool NodeGroup::isEmpty() { return getNodePaths()->getSize() == 0; }
+
+sptr_t<INode> NodeGroup::getNode() { return m_owner ? m_owner->asINode() : sptr_t<INode>(); }
+
+sptr_t<INode> NodeGroup::addNode(const char* path) {
+    const FileSet anyKind(projectMarkerFileExt(), experimentMarkerFileExt(), resultMarkerFileExt());
+    const std::string marker =
+        path ? findMarkerFileOrLink(path, anyKind, true) : std::string();
+    if (!m_owner || marker.empty()) {
+        return {};
+    }
+    const std::string experimentExt = experimentMarkerFileExt();
+    const bool isExperiment = hasExtension(marker, experimentExt);
+    if (hasExtension(marker, projectMarkerFileExt()) ||
+        (isExperiment && hasExtension(m_owner->getMarkerFilePath(), experimentExt))) {
+        return {};
+    }
+    const std::string found = findLastMatching(
+        path, "", isExperiment ? experimentExt : resultMarkerFileExt(), true);
+    sptr_t<INode> node = Node::lookup(found, m_path.c_str());
+    if (node) {
+        node->setParent(m_path.c_str());
+    }
+    return node;
+}
+
+void NodeGroup::purge(const char* mask, int keep) {
+    error_t outcome = eOK;
+    try {
+        NodeIterator nodes(mask ? mask : "", m_path, 0);
+        const std::size_t kept = keep > 0 ? static_cast<std::size_t>(keep) : 0;
+        for (std::size_t left = nodes.size(); left > kept; --left, nodes.next()) {
+            const sptr_t<INode> node = nodes.current();
+            if (node && !node->remove()) {
+                outcome = getStatus();
+            }
+        }
+        setStatus(outcome);
+    } catch (const boost::system::system_error& e) {
+        VESTA_FAIL_WITH(e);
+    }
+}
+
+void NodeGroup::setOutputDirectory(const char* directory) {
+    if (m_owner) {
+        m_owner->setOutputDirectory(directory);
+    }
+    m_outputDirectory = directory ? directory : "";
+}
+
+const char* NodeGroup::getOutputDirectory() {
+    if (m_owner) {
+        m_outputDirectory = m_owner->getOutputDirectory();
+    }
+    return m_outputDirectory.c_str();
+}
+
+}  // namespace vesta2

@@ -1,0 +1,140 @@
+#include <boost/thread/lock_guard.hpp>
+#include <set>
+
+#include "../foundation/file_checks.h"
+#include "failure.h"
+#include "registry.h"
+#include "vesta2/discovery.h"
+#include "vesta2/experiment.h"
+#include "vesta2/names.h"
+#include "vesta2/node.h"
+#include "vesta2/node_group.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/project.h"
+#include "vesta2/result_directory.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::sptr_t;
+
+// Never destroyed: a handle that is still held somewhere when the process ends comes back here.
+std::map<std::string, Node*>& Node::s_nodeMap = *new std::map<std::string, Node*>();
+boost::recursive_mutex& Node::s_recursiveMutex = *new boost::recursive_mutex();
+unsigned Node::s_lastUid = 0;
+
+namespace {
+
+using Lock = boost::lock_guard<boost::recursive_mutex>;
+
+std::set<std::string>& nodesBeingRemoved() {
+    static auto& paths = *new std::set<std::string>();
+    return paths;
+}
+
+bool isOfKind(const fs::path& path, const std::string& markerExt, const std::string& linkExt) {
+    return hasExtension(path, markerExt) || hasExtension(path, linkExt);
+}
+
+std::unique_ptr<Node> makeNode(const fs::path& path, const char* groupPath) {
+    if (isOfKind(path, projectMarkerFileExt(), projectLinkExt())) {
+        return std::make_unique<Project>(path.native(), groupPath);
+    }
+    if (isOfKind(path, experimentMarkerFileExt(), experimentLinkExt())) {
+        return std::make_unique<Experiment>(path.native(), groupPath);
+    }
+    return std::make_unique<ResultDirectory>(path.native(), groupPath);
+}
+
+}  // namespace
+
+NodeBeingRemoved::NodeBeingRemoved(const std::string& markerFilePath)
+    : m_markerFilePath(markerFilePath) {
+    nodesBeingRemoved().insert(markerFilePath);
+}
+
+NodeBeingRemoved::~NodeBeingRemoved() { nodesBeingRemoved().erase(m_markerFilePath); }
+
+bool NodeBeingRemoved::contains(const std::string& markerFilePath) {
+    return nodesBeingRemoved().count(markerFilePath) != 0;
+}
+
+sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
+    if (path.empty()) {
+        return {};
+    }
+    try {
+        const fs::path key = completePath(path, groupPath).lexically_normal();
+        // Asked twice: a save replaces the file, and some network file systems show a gap.
+        if (!isThere(key) && !isThere(key)) {
+            return {};
+        }
+        const Lock lock(s_recursiveMutex);
+        if (NodeBeingRemoved::contains(key.native())) {
+            return {};
+        }
+        const auto found = s_nodeMap.find(key.native());
+        if (found != s_nodeMap.end()) {
+            // A node that is still being made has come back to itself, over a group or a link that
+            // lies below it: there is nothing to give out yet.
+            return found->second->m_open ? found->second->asINode() : sptr_t<INode>();
+        }
+        Node* const node = makeNode(key, groupPath).release();
+        node->m_open = true;
+        return node->asINode();
+    } catch (const boost::system::system_error& e) {
+        VESTA_FAIL_WITH(e);
+        return {};
+    }
+}
+
+unsigned Node::add_ref() const {
+    const Lock lock(s_recursiveMutex);
+    return ++m_references;
+}
+
+unsigned Node::release() const {
+    const Lock lock(s_recursiveMutex);
+    if (--m_references != 0) {
+        return m_references;
+    }
+    delete this;
+    return 0;
+}
+
+void Node::unregister() const {
+    for (const std::string& key : {m_markerFilePath, m_linkFilePath}) {
+        const auto found = s_nodeMap.find(key);
+        if (found != s_nodeMap.end() && found->second == this) {
+            s_nodeMap.erase(found);
+        }
+    }
+}
+
+unsigned Node::uid(const sptr_t<INode>& node) {
+    const Node* object = dynamic_cast<const Node*>(node.get());
+    return object ? object->m_uid : 0;
+}
+
+unsigned Node::nodeCount() {
+    const Lock lock(s_recursiveMutex);
+    return s_lastUid;
+}
+
+unsigned Node::handleCount() {
+    const Lock lock(s_recursiveMutex);
+    return static_cast<unsigned>(s_nodeMap.size());
+}
+
+void Node::reset() {
+    const Lock lock(s_recursiveMutex);
+    s_nodeMap.clear();
+    s_lastUid = 0;
+}
+
+bool Node::eraseFromMap(std::string& key) {
+    const Lock lock(s_recursiveMutex);
+    return s_nodeMap.erase(key) != 0;
+}
+
+}  // namespace vesta2

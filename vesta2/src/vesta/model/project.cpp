@@ -1,0 +1,25 @@
+#include "vesta2/project.h"
+
+#include "vesta2/node_group.h"
+
+namespace vesta2 {
+
+using basekit2::sptr_t;
+
+Project::Project(std::string path, const char* parentGroupPath)
+    : NodeFacade(std::move(path), parentGroupPath) {
+    setOwnGroup(std::make_unique<NodeGroup>(directory().native(), this));
+}
+
+sptr_t<INodeGroup> Project::getNodeGroup() { return ownGroup(); }
+
+sptr_t<INode> Project::duplicate(const char* /*path*/) const {
+    setStatus(eNotImplemented);
+    return {};
+}
+
+sptr_t<IProject> IProject::cast(const sptr_t<INode>& node) {
+    return sptr_t<IProject>(dynamic_cast<Project*>(node.get()));
+}
+
+}  // namespace vesta2

@@ -1,0 +1,190 @@
+#include "vesta2/result_directory.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include "../foundation/file_checks.h"
+#include "../tree/new_directory.h"
+#include "basekit2/files.h"
+#include "failure.h"
+#include "vesta2/names.h"
+#include "vesta2/result_files.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::sptr_t;
+
+namespace {
+
+constexpr const char* finalizedMark = ".norun";
+constexpr const char* invalidMark = ".bad";
+
+/// Whether anything of that name is there; what cannot be told counts as absent.
+bool hasMark(const fs::path& directory, const char* mark) {
+    return isThere(directory / mark);
+}
+
+void makeMark(const fs::path& file) {
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        throw fs::filesystem_error(
+            "cannot make", file,
+            boost::system::error_code(errno, boost::system::system_category()));
+    }
+    ::close(fd);
+}
+
+/// A mask or directory that is not given as people write it.
+std::string searchText(const char* text) {
+    if (!text) {
+        return {};
+    }
+    // Deliberate: this one text stands for any single character.
+    return std::string_view(text) == "-1" ? "?" : text;
+}
+
+}  // namespace
+
+ResultDirectory::ResultDirectory(std::string path, const char* parentGroupPath)
+    : NodeFacade(std::move(path), parentGroupPath), m_finalized(hasMark(directory(), finalizedMark)),
+      m_valid(!hasMark(directory(), invalidMark)) {}
+
+bool ResultDirectory::remove() {
+    m_valid = false;
+    return Node::remove();
+}
+
+bool ResultDirectory::isFinalized() { return m_finalized; }
+
+bool ResultDirectory::setFinalized(bool finalized) {
+    setStatus(eOK);
+    if (finalized == m_finalized) {
+        return true;
+    }
+    try {
+        const fs::path mark = directory() / finalizedMark;
+        if (finalized) {
+            makeMark(mark);
+        } else {
+            fs::remove(mark);
+        }
+        m_finalized = finalized;
+    } catch (const boost::system::system_error& e) {
+        VESTA_FAIL_WITH(e);
+    }
+    return true;
+}
+
+bool ResultDirectory::isValid() { return m_valid; }
+
+void ResultDirectory::setInvalid() {
+    m_valid = false;
+    setStatus(eOK);
+    try {
+        makeMark(directory() / invalidMark);
+    } catch (const boost::system::system_error& e) {
+        VESTA_FAIL_WITH(e);
+    }
+}
+
+const char* ResultDirectory::createCollectorDataDir() {
+    for (int number = 0;; ++number) {
+        const fs::path candidate = directory() / makeDataFolderName(number);
+        const error_t code = createNewDirectory(candidate.native());
+        if (code == eAlreadyExists) {
+            continue;
+        }
+        if (!setStatus(code)) {
+            return nullptr;
+        }
+        m_collectorDataDir = candidate.native();
+        return m_collectorDataDir.c_str();
+    }
+}
+
+sptr_t<IPathIterator> ResultDirectory::getCollectorDataDirectories() {
+    const std::string_view prefix = getCollectorDataDirectoryPrefix();
+    try {
+        const sptr_t<ResultFiles> found(new ResultFiles());
+        for (const fs::directory_entry& entry : fs::directory_iterator(directory())) {
+            const std::string name = entry.path().filename().native();
+            if (name.compare(0, prefix.size(), prefix) == 0 && fs::is_directory(entry.status())) {
+                found->append(entry.path().native());
+            }
+        }
+        found->rewind();
+        return found;
+    } catch (const fs::filesystem_error&) {
+        return {};
+    }
+}
+
+sptr_t<IPathIterator> ResultDirectory::getResultFiles(const char* mask) {
+    const sptr_t<IPathIterator> directories = getCollectorDataDirectories();
+    if (!directories) {
+        return {};
+    }
+    const std::string wanted = searchText(mask ? mask : "*");
+    const sptr_t<ResultFiles> found(new ResultFiles());
+    while (const char* path = directories->next()) {
+        for (const basekit2::path_t& file :
+             basekit2::find_files(basekit2::path_t(searchText(path)), wanted, false)) {
+            found->append(file.text());
+        }
+    }
+    found->rewind();
+    return found;
+}
+
+const char* ResultDirectory::getSubdir(const char* name) {
+    setStatus(eOK);
+    try {
+        const fs::path path = directory() / name;
+        fs::create_directories(path);
+        m_subdir = path.native();
+        return m_subdir.c_str();
+    } catch (const fs::filesystem_error& e) {
+        VESTA_FAIL_WITH(e);
+        return nullptr;
+    }
+}
+
+const char* ResultDirectory::getSubdir(standard_dir_t directory) {
+    switch (directory) {
+    case sourceDir:
+        return getSubdir("source");
+    case configDir:
+        return getSubdir("config");
+    }
+    return nullptr;
+}
+
+sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* /*destination*/,
+                                                   const char* /*exclusions*/) {
+    setStatus(eNotImplemented);
+    return {};
+}
+
+sptr_t<INode> ResultDirectory::duplicate(const char* /*path*/) const {
+    setStatus(eNotImplemented);
+    return {};
+}
+
+sptr_t<IResultDirectory> IResultDirectory::cast(const sptr_t<INode>& node) {
+    return sptr_t<IResultDirectory>(dynamic_cast<ResultDirectory*>(node.get()));
+}
+
+std::string IResultDirectory::generateCollectorDataDirName(const std::string& directory) {
+    for (int number = 0;; ++number) {
+        const std::string name = makeDataFolderName(number);
+        if (!isThere(fs::path(directory) / name)) {
+            return name;
+        }
+    }
+}
+
+}  // namespace vesta2

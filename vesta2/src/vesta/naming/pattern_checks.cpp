@@ -1,0 +1,21 @@
+#include "vesta2/names.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/pattern.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace vesta2 {
+
+const char* ResultDirectoryManager::getDefaultResultDirectoryName() { return "r@@@"; }
+
+bool ResultDirectoryManager::isPathPatterned(const char* path) {
+    Pattern pattern;
+    return pattern.set(completePath(path, nullptr).filename().native(), nullptr) == eOK &&
+           pattern.width() > 0;
+}
+
+error_t ResultDirectoryManager::validateResultDirectoryPattern(const char* name) {
+    const error_t code = validateFileName(name);
+    return code == eOK ? Pattern().set(name, nullptr) : code;
+}
+
+}  // namespace vesta2
