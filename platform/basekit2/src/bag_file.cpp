@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,7 +8,6 @@
 #include <climits>
 #include <cstdlib>
 #include <memory>
-#include <random>
 
 #include "bag_limits.h"
 #include "basekit2/bag_io.h"
@@ -33,13 +33,9 @@ bool write_all(int fd, std::string_view text) {
     return true;
 }
 
-/// Follows a symbolic link at `path`, so that the file it leads to is the one that is replaced. A
-/// link that leads nowhere is followed one step: the save creates what it names.
+/// Where the symbolic link at `path` leads. One that leads nowhere is followed one step: the save
+/// creates what it names.
 std::string target_of(const std::string& path) {
-    struct stat info{};
-    if (::lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
-        return path;
-    }
     const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
                                                           std::free);
     if (resolved) {
@@ -57,9 +53,11 @@ std::string temporary_name() {
     std::string host = get_fq_host_name().substr(0, 24);
     std::replace_if(
         host.begin(), host.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
-    std::random_device random;
+    std::uint64_t random = 0;
+    // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
+    static_cast<void>(::getrandom(&random, sizeof random, 0));
     return std::string(temporary_prefix) + host + '-' + std::to_string(::getpid()) + '-' +
-           std::to_string(random()) + '-' + std::to_string(random());
+           std::to_string(random);
 }
 
 /// A file under a temporary name; it is removed again unless it was renamed to its own.
@@ -98,7 +96,10 @@ bool flush_directory(int directory) {
     return ::fsync(directory) == 0 || errno == EINVAL;
 }
 
-bool replace_file(const path_t& target, std::string_view text, durability_t durability) {
+/// Replaces the file at `target`, or the one that a symbolic link there leads to after at most
+/// `links` others.
+bool replace_file(const path_t& target, std::string_view text, durability_t durability,
+                  int links = 8) {
     const path_t parent = target.parent();
     const std::string name(target.last_component());
     const descriptor_t directory(
@@ -108,6 +109,10 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
     }
     struct stat old{};
     const bool replaces = ::fstatat(directory.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
+    if (replaces && S_ISLNK(old.st_mode)) {
+        return links > 0 &&
+               replace_file(path_t(target_of(target.text())), text, durability, links - 1);
+    }
     if (replaces ? !S_ISREG(old.st_mode) : errno != ENOENT) {
         return false;
     }
@@ -139,7 +144,7 @@ int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const c
     if (bag_failed(result)) {
         return result;
     }
-    return replace_file(path_t(target_of(path)), text, durability) ? bag_ok : bag_unwritable;
+    return replace_file(path_t(path), text, durability) ? bag_ok : bag_unwritable;
 }
 
 int save_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {

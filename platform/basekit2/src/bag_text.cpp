@@ -1,6 +1,7 @@
 #include "basekit2/bag_io.h"
 
 #include <charconv>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <pugixml.hpp>
@@ -160,6 +161,36 @@ bool write_entries(std::string& out, const variant_bag_t& bag, std::size_t level
 
 // --- reading ------------------------------------------------------------------------------------
 
+/// Whether `name` is what may stand between "&" and ";".
+bool is_reference(std::string_view name) {
+    for (const std::string_view known : {"amp", "lt", "gt", "quot", "apos"}) {
+        if (name == known) {
+            return true;
+        }
+    }
+    if (name.substr(0, 1) != "#") {
+        return false;
+    }
+    const bool hex = name.substr(1, 1) == "x";
+    const std::string_view digits = name.substr(hex ? 2 : 1);
+    std::uint32_t character = 0;
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), character, hex ? 16 : 10);
+    return error == std::errc() && end == digits.data() + digits.size() && character != 0;
+}
+
+/// The parser keeps a reference that it does not know as text, and ends a text at one to NUL.
+bool has_known_references(std::string_view text) {
+    std::size_t at = text.find('&');
+    for (; at != std::string_view::npos; at = text.find('&', at)) {
+        const std::size_t end = text.find(';', ++at);
+        if (end == std::string_view::npos || !is_reference(text.substr(at, end - at))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool is_white(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
@@ -309,13 +340,15 @@ int load_variant_bag_from_string(variant_bag_t& bag, std::string_view text, cons
     if (text.size() > max_bytes) {
         return bag_too_large;
     }
-    if (text.find('\0') != std::string_view::npos || !is_utf8(text)) {
+    if (text.find('\0') != std::string_view::npos || !is_utf8(text) ||
+        !has_known_references(text)) {
         return bag_malformed;
     }
     // Whatever the parser would drop in silence is kept, so that it is seen and refused.
     constexpr unsigned options = pugi::parse_escapes | pugi::parse_ws_pcdata_single |
                                  pugi::parse_cdata | pugi::parse_comments | pugi::parse_pi |
-                                 pugi::parse_declaration | pugi::parse_doctype;
+                                 pugi::parse_declaration | pugi::parse_doctype |
+                                 pugi::parse_fragment;
     pugi::xml_document document;
     if (!document.load_buffer(text.data(), text.size(), options, pugi::encoding_utf8)) {
         return bag_malformed;

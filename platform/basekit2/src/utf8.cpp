@@ -4,12 +4,8 @@
 
 namespace basekit2 {
 
-std::uint32_t next_character(std::string_view& text) {
+std::uint32_t next_multibyte_character(std::string_view& text) {
     const auto first = static_cast<unsigned char>(text.front());
-    if (first < 0x80) {
-        text.remove_prefix(1);
-        return first;
-    }
     utf8proc_int32_t character = 0;
     const utf8proc_ssize_t length =
         utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),

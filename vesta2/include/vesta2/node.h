@@ -183,9 +183,4 @@ VESTA2_API error_t createDefaultMarkerFile(boost::filesystem::path directory, st
 /// when it is not there. Sets the status.
 VESTA2_API void removeVestaVariableFromMarkerFile(const char* markerFilePath, const char* name);
 
-/// Bytes and number of the regular files below `directory`. Symbolic links count nothing; what cannot
-/// be read is left out.
-VESTA2_API std::uint64_t calcDirectoryFilesSize(const boost::filesystem::path& directory);
-VESTA2_API std::uint64_t calcDirectoryFilesCount(const boost::filesystem::path& directory);
-
 }  // namespace vesta2

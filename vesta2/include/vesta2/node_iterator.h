@@ -1,35 +1,18 @@
 #pragma once
-/// Iterators over the nodes of a directory. Each shows the directory as it was when the iterator was
-/// made; the searches leave the thread's status as `findPatternedMarkerFileOrLink` says.
 
 #include <string>
-#include <vector>
 
 #include "basekit2/iterator.h"
 #include "basekit2/object.h"
-#include "basekit2/path.h"
 #include "vesta2/export.h"
 #include "vesta2/file_set.h"
 #include "vesta2/i_node.h"
-#include "vesta2/i_path_iterator.h"
 
 namespace vesta2 {
 
-/// The marker and link files of the nodes in a directory, in file-name order.
-class VESTA2_API NodePathIterator final
-    : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
-public:
-    explicit NodePathIterator(const std::string& directory);
-
-    std::uint32_t getSize() override;
-    const char* next() override;
-
-private:
-    FileSet m_found;
-    FileSet::const_iterator m_cursor;
-};
-
-/// The nodes themselves, each opened when it is asked for. Clones share what was found.
+/// The nodes of a directory that match a mask, as they are when the iterator is made; each is opened
+/// when it is asked for. Clones share what was found. The search leaves the thread's status as
+/// `findPatternedMarkerFileOrLink` says.
 class VESTA2_API NodeIterator final
     : public basekit2::iterator_handler_t<basekit2::sptr_t<INode>> {
 public:
@@ -56,23 +39,6 @@ private:
 
     basekit2::sptr_t<MarkerFileSet> m_found;
     FileSet::const_iterator m_cursor;
-};
-
-/// The projects among the entries of a directory, in the order in which it lists them. A returned
-/// text is valid until the next call.
-class VESTA2_API ProjectPathIterator final
-    : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
-public:
-    /// A directory that cannot be listed ends the search; the status says why.
-    explicit ProjectPathIterator(const char* directory);
-
-    std::uint32_t getSize() override;
-    const char* next() override;
-
-private:
-    std::vector<basekit2::path_t> m_found;
-    std::size_t m_cursor = 0;
-    std::string m_current;
 };
 
 }  // namespace vesta2

@@ -18,6 +18,7 @@
 #include "vesta2/node_group.h"
 #include "vesta2/node_iterator.h"
 #include "vesta2/path_completion.h"
+#include "vesta2/path_iterators.h"
 #include "vesta2/pattern.h"
 #include "vesta2/project.h"
 #include "vesta2/result_directory.h"
@@ -25,3 +26,4 @@
 #include "vesta2/result_files.h"
 #include "vesta2/result_variable_bag.h"
 #include "vesta2/system_info.h"
+#include "vesta2/tree_size.h"

@@ -13,6 +13,10 @@ bool endsWith(std::string_view text, std::string_view tail) {
     return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
 }
 
+std::string_view extensionOfPath(std::string_view path) {
+    return extensionOf(path.substr(path.rfind('/') + 1));
+}
+
 char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 }  // namespace
@@ -39,28 +43,32 @@ bool isAnyLink(std::string_view extension) {
 }
 
 bool hasExtension(const boost::filesystem::path& path, const std::string& extension) {
-    return path.extension().native() == extension;
+    return extensionOfPath(path.native()) == extension;
 }
 
 bool hasExtension(const boost::filesystem::path& path, const FileSet& extensions) {
-    return isOneOf(path.extension().native(), extensions);
+    return isOneOf(extensionOfPath(path.native()), extensions);
 }
 
 bool hasLinkExtension(const boost::filesystem::path& path, const FileSet& extensions) {
-    return isLinkOfOneOf(path.extension().native(), extensions);
+    return isLinkOfOneOf(extensionOfPath(path.native()), extensions);
 }
 
 bool hasLinkExtension(const boost::filesystem::path& path) {
-    return isAnyLink(path.extension().native());
+    return isAnyLink(extensionOfPath(path.native()));
 }
 
 bool isLink(const std::string& path) {
     // Longer than a dot, the suffix and a short name of three letters.
     constexpr std::size_t leastName = 4;
     const std::string suffix = linkSuffix();
-    std::string extension = boost::filesystem::path(path).extension().native();
-    std::transform(extension.begin(), extension.end(), extension.begin(), toLower);
-    return extension.size() > suffix.size() + leastName && endsWith(extension, suffix);
+    const std::string_view extension = extensionOfPath(path);
+    if (extension.size() <= suffix.size() + leastName) {
+        return false;
+    }
+    const std::string_view tail = extension.substr(extension.size() - suffix.size());
+    return std::equal(tail.begin(), tail.end(), suffix.begin(),
+                      [](char a, char b) { return toLower(a) == b; });
 }
 
 }  // namespace vesta2

@@ -1,4 +1,5 @@
 #include "../foundation/file_checks.h"
+#include "../foundation/normal_path.h"
 #include "directory_listing.h"
 #include "extensions.h"
 #include "vesta2/discovery.h"
@@ -118,7 +119,7 @@ void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
                                    bool literal) {
     setStatus(eOK);
     const fs::path completed = completePath(path.empty() ? "*" : path, baseDir);
-    if (!completed.empty() && completed.lexically_normal().empty()) {
+    if (!completed.empty() && normalPath(completed).empty()) {
         setStatus(eInvalidPath);
         return;
     }

@@ -4,7 +4,7 @@
 #include "vesta2/discovery.h"
 #include "vesta2/error.h"
 #include "vesta2/names.h"
-#include "vesta2/node_iterator.h"
+#include "vesta2/path_iterators.h"
 
 namespace vesta2 {
 

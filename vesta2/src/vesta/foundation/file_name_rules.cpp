@@ -3,8 +3,8 @@
 
 #include "log.h"
 #include "platkit/strings.h"
+#include "reserved_names.h"
 #include "vesta2/names.h"
-#include "vesta2/result_directory_manager.h"
 
 namespace vesta2 {
 namespace {
@@ -12,23 +12,19 @@ namespace {
 constexpr std::string_view reservedCharacters = "<>:\"/\\|?*";
 
 bool isReservedBaseName(const std::string& upperCaseName) {
-    if (ResultDirectoryManager::isReservedDirectoryName(upperCaseName.c_str())) {
+    if (isReservedDeviceName(upperCaseName)) {
         return true;
     }
     // A pattern such as COM@ can come to name a device.
     if (upperCaseName.size() > 1 && upperCaseName.back() == '@') {
         std::string first = upperCaseName;
         first.back() = '1';
-        return ResultDirectoryManager::isReservedDirectoryName(first.c_str());
+        return isReservedDeviceName(first);
     }
     return false;
 }
 
 }  // namespace
-
-bool ResultDirectoryManager::isReservedDirectoryName(const char* /*upperCaseName*/) {
-    return false;
-}
 
 error_t validateFileName(const char* name) {
     if (!name || !*name) {

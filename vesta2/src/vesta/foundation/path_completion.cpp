@@ -1,12 +1,43 @@
 #include "vesta2/path_completion.h"
 
 #include <boost/filesystem/operations.hpp>
+#include <string_view>
+
+#include "normal_path.h"
 
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
 
+namespace {
+
+/// Whether there is nothing to fold: most paths come from a listing or were completed before, and a
+/// look is cheaper than taking them apart.
+bool isNormal(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t slash = text.find('/', 1);
+        std::string_view component = text.substr(0, slash);
+        if (component.front() == '/') {
+            component.remove_prefix(1);
+        }
+        if (component.empty() || component == "." || component == "..") {
+            return false;
+        }
+        text = slash == std::string_view::npos ? std::string_view() : text.substr(slash);
+    }
+    return true;
+}
+
+}  // namespace
+
+fs::path normalPath(const fs::path& path) {
+    return isNormal(path.native()) ? path : path.lexically_normal();
+}
+
 void removeEndingSlash(fs::path& path) {
+    if (isNormal(path.native())) {
+        return;
+    }
     path = path.lexically_normal();
     if (path.filename() == ".") {
         path = path.parent_path();

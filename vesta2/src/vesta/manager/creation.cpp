@@ -4,6 +4,7 @@
 
 #include "../discovery/directory_listing.h"
 #include "../discovery/extensions.h"
+#include "../discovery/group_markers.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../model/property_names.h"
@@ -36,8 +37,10 @@ error_t makeParent(const fs::path& parent) {
 }
 
 /// The greatest number that a directory or link file in `parent` has under `pattern`; -1 without any.
+/// The same listing answers whether the parent is a project, which the new node will want to know.
 int greatestNumber(const fs::path& parent, const Pattern& pattern) {
     int greatest = -1;
+    std::string groupMarker;
     DirectoryListing listing(parent);
     while (listing.next()) {
         int number = 0;
@@ -45,7 +48,11 @@ int greatestNumber(const fs::path& parent, const Pattern& pattern) {
             (isAnyLink(extensionOf(listing.name())) || listing.isDirectory())) {
             greatest = number;
         }
+        if (groupMarker.empty() && isGroupMarkerName(listing.name()) && listing.isRegularFile()) {
+            groupMarker = listing.path();
+        }
     }
+    GroupMarkerScope::note(parent.native(), groupMarker);
     return greatest;
 }
 

@@ -1,5 +1,6 @@
 #include "vesta2/result_directory_manager.h"
 
+#include "../discovery/group_markers.h"
 #include "../model/creation_record.h"
 #include "../model/failure.h"
 #include "../model/property_names.h"
@@ -35,8 +36,6 @@ std::string secondGreatest(const FileSet& found) {
 
 }  // namespace
 
-error_t ResultDirectoryManager::getLastError() { return getStatus(); }
-
 sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool overwrite,
                                                         const variant_bag_t* variables,
                                                         bool literal, const char* baseDir) {
@@ -45,6 +44,7 @@ sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool o
         return {};
     }
     try {
+        const GroupMarkerScope scope;
         variant_bag_t bag = variables ? *variables : variant_bag_t();
         fillCreationRecord(bag);
         const int rank = getCurrentMpiRank();

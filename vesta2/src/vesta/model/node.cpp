@@ -9,6 +9,7 @@
 #include "vesta2/i_project.h"
 #include "vesta2/node_group.h"
 #include "vesta2/node_iterator.h"
+#include "vesta2/tree_size.h"
 
 namespace vesta2 {
 

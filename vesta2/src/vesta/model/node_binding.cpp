@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "../foundation/file_checks.h"
+#include "../foundation/normal_path.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/md5.h"
 #include "failure.h"
@@ -53,7 +54,7 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
 
 void Node::takeName(const std::string& markerFilePath) {
     const fs::path marker = markerFilePath;
-    m_directory = marker.lexically_normal().parent_path();
+    m_directory = normalPath(marker).parent_path();
     m_userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
     if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {

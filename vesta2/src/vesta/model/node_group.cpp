@@ -1,6 +1,6 @@
 #include "vesta2/node_group.h"
 
-#include "../discovery/marker_memory.h"
+#include "../discovery/group_markers.h"
 #include "../foundation/file_checks.h"
 #include "failure.h"
 #include "vesta2/discovery.h"
@@ -8,6 +8,7 @@
 #include "vesta2/node.h"
 #include "vesta2/node_iterator.h"
 #include "vesta2/path_completion.h"
+#include "vesta2/path_iterators.h"
 
 namespace vesta2 {
 
@@ -24,11 +25,11 @@ std::string normalized(const std::string& path) {
 
 /// The marker or link file that makes `path` a project or an experiment; results have no group.
 std::string findGroupMarker(const std::string& path, bool isPlace) {
-    static const auto& extensions =
-        *new FileSet(projectMarkerFileExt(), experimentMarkerFileExt());
-    static auto& memory = *new MarkerMemory(extensions);
-    return isPlace ? memory.find(normalized(path))
-                   : findMarkerFileOrLink(path, extensions, true);
+    if (isPlace) {
+        return findGroupMarkerInDir(normalized(path));
+    }
+    const FileSet extensions(projectMarkerFileExt(), experimentMarkerFileExt());
+    return findMarkerFileOrLink(path, extensions, true);
 }
 
 }  // namespace

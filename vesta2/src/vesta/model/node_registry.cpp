@@ -2,6 +2,7 @@
 #include <set>
 
 #include "../foundation/file_checks.h"
+#include "../foundation/normal_path.h"
 #include "failure.h"
 #include "registry.h"
 #include "vesta2/discovery.h"
@@ -64,7 +65,7 @@ sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
         return {};
     }
     try {
-        const fs::path key = completePath(path, groupPath).lexically_normal();
+        const fs::path key = normalPath(completePath(path, groupPath));
         // Asked twice: a save replaces the file, and some network file systems show a gap.
         if (!isThere(key) && !isThere(key)) {
             return {};

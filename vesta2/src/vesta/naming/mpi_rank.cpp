@@ -1,10 +1,11 @@
+#include "mpi_rank.h"
+
 #include "basekit2/host.h"
 #include "platkit/strings.h"
-#include "vesta2/result_directory_manager.h"
 
 namespace vesta2 {
 
-int ResultDirectoryManager::getCurrentMpiRank() {
+int currentMpiRank() {
     for (const char* name : {"PMI_RANK", "PMI_ID", "OMPI_COMM_WORLD_RANK"}) {
         const std::string value = basekit2::get_environ_value(name);
         if (!value.empty()) {

@@ -1,6 +1,7 @@
 #include "vesta2/pattern.h"
 
-#include <cstdlib>
+#include <charconv>
+#include <limits>
 #include <string_view>
 
 namespace vesta2 {
@@ -8,11 +9,21 @@ namespace {
 
 constexpr char placeholder = '@';
 constexpr std::int32_t maxWidth = 8;
-constexpr std::string_view digits = "0123456789";
 
 std::size_t countDigits(std::string_view text) {
-    const std::size_t end = text.find_first_not_of(digits);
-    return end == std::string_view::npos ? text.size() : end;
+    std::size_t count = 0;
+    while (count < text.size() && text[count] >= '0' && text[count] <= '9') {
+        ++count;
+    }
+    return count;
+}
+
+/// The value of a run of digits; one that no 64-bit number holds is the greatest there is.
+std::int64_t valueOf(std::string_view run) {
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(run.data(), run.data() + run.size(), value);
+    return error == std::errc::result_out_of_range ? std::numeric_limits<std::int64_t>::max()
+                                                   : value;
 }
 
 }  // namespace
@@ -84,7 +95,7 @@ bool Pattern::match(const std::string& name, int* number) const {
         return false;
     }
     *number = static_cast<int>(
-        std::strtol(name.substr(prefixLength, run - suffixDigits).c_str(), nullptr, 10));
+        valueOf(std::string_view(name).substr(prefixLength, run - suffixDigits)));
     return true;
 }
 

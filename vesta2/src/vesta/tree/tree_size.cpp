@@ -1,6 +1,6 @@
-#include <boost/filesystem/operations.hpp>
+#include "vesta2/tree_size.h"
 
-#include "vesta2/node.h"
+#include <boost/filesystem/operations.hpp>
 
 namespace vesta2 {
 

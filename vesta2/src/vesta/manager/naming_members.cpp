@@ -1,3 +1,7 @@
+// What the manager tells about names and about the thread's last call.
+
+#include "../foundation/reserved_names.h"
+#include "../naming/mpi_rank.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
@@ -17,5 +21,13 @@ error_t ResultDirectoryManager::validateResultDirectoryPattern(const char* name)
     const error_t code = validateFileName(name);
     return code == eOK ? Pattern().set(name, nullptr) : code;
 }
+
+bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) {
+    return isReservedDeviceName(upperCaseName);
+}
+
+int ResultDirectoryManager::getCurrentMpiRank() { return currentMpiRank(); }
+
+error_t ResultDirectoryManager::getLastError() { return getStatus(); }
 
 }  // namespace vesta2

@@ -1,0 +1,20 @@
+#pragma once
+/// The system calls that no implementation can do without, and nothing else: what the library is
+/// measured against. Each throws `std::system_error` when a call fails.
+
+#include <cstddef>
+#include <string>
+
+namespace bench {
+
+/// Makes directories of the names r00000, r00001, ... in `directory`, each with a marker file of
+/// `text` that appears under its name only when it is complete.
+void createRaw(const std::string& directory, std::size_t count, const std::string& text);
+
+/// For each of those: lists its directory and reads its marker file. Returns the bytes read.
+std::size_t openRaw(const std::string& directory, std::size_t count);
+
+/// Lists `directory`, and does the same for each directory that is found in it.
+std::size_t listRaw(const std::string& directory);
+
+}  // namespace bench

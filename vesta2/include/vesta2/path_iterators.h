@@ -1,0 +1,47 @@
+#pragma once
+/// Iterators over what a directory holds. Each shows the directory as it was when the iterator was
+/// made; the search leaves the thread's status as `findPatternedMarkerFileOrLink` says.
+
+#include <string>
+#include <vector>
+
+#include "basekit2/object.h"
+#include "basekit2/path.h"
+#include "vesta2/export.h"
+#include "vesta2/file_set.h"
+#include "vesta2/i_path_iterator.h"
+
+namespace vesta2 {
+
+/// The marker and link files of the nodes in a directory, in file-name order.
+class VESTA2_API NodePathIterator final
+    : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
+public:
+    explicit NodePathIterator(const std::string& directory);
+
+    std::uint32_t getSize() override;
+    const char* next() override;
+
+private:
+    FileSet m_found;
+    FileSet::const_iterator m_cursor;
+};
+
+/// The projects among the entries of a directory, in the order in which it lists them. A returned
+/// text is valid until the next call.
+class VESTA2_API ProjectPathIterator final
+    : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
+public:
+    /// A directory that cannot be listed ends the search; the status says why.
+    explicit ProjectPathIterator(const char* directory);
+
+    std::uint32_t getSize() override;
+    const char* next() override;
+
+private:
+    std::vector<basekit2::path_t> m_found;
+    std::size_t m_cursor = 0;
+    std::string m_current;
+};
+
+}  // namespace vesta2
