@@ -1,5 +1,5 @@
-// Creating, opening and listing results, each measured in turn with the raw system calls that do the
-// least work for it: "ratio" is the library's time over theirs in the same run.
+// Creating, opening and listing results, each measured in turn with the raw system calls that do
+// the least work for it: "ratio" is the library's time over theirs in the same run.
 
 #include <benchmark/benchmark.h>
 #include <stdlib.h>

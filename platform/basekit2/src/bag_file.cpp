@@ -64,7 +64,8 @@ std::string temporary_name() {
 class temporary_file_t {
 public:
     explicit temporary_file_t(int directory)
-        : m_directory(directory), m_name(temporary_name()),
+        : m_directory(directory),
+          m_name(temporary_name()),
           m_file(::openat(directory, m_name.c_str(),
                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)) {}
     temporary_file_t(const temporary_file_t&) = delete;
@@ -107,7 +108,7 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
     if (!directory || name.empty()) {
         return false;
     }
-    struct stat old{};
+    struct stat old {};
     const bool replaces = ::fstatat(directory.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
     if (replaces && S_ISLNK(old.st_mode)) {
         return links > 0 &&
@@ -154,7 +155,7 @@ int save_variant_bag(const variant_bag_t& bag, const std::string& path, durabili
 int read_bag_text(const std::string& path, std::string& text) {
     text.clear();
     const descriptor_t file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat info{};
+    struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
         return bag_unreadable;
     }

@@ -11,12 +11,13 @@ struct md5_t::state_t {
     MD5_CTX context{};
 };
 
-md5_t::md5_t() : m_state(std::make_unique<state_t>()) { MD5Init(&m_state->context); }
+md5_t::md5_t() : m_state(std::make_unique<state_t>()) {
+    MD5Init(&m_state->context);
+}
 md5_t::~md5_t() = default;
 
 void md5_t::update(std::string_view bytes) {
-    MD5Update(&m_state->context, reinterpret_cast<const std::uint8_t*>(bytes.data()),
-              bytes.size());
+    MD5Update(&m_state->context, reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
 std::string md5_t::get_digest_base16() {

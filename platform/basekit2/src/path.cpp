@@ -127,7 +127,7 @@ bool path_t::match(std::string_view pattern) const {
 
 void path_t::readonly(const path_t& path, bool* isReadOnly, bool* failed, unsigned modeMask) {
     *isReadOnly = false;
-    struct stat info{};
+    struct stat info {};
     *failed = ::stat(path.c_str(), &info) != 0;
     if (*failed) {
         return;

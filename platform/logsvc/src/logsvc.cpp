@@ -33,8 +33,8 @@ log4cplus::SharedAppenderPtr makeAppender(const std::string& file) {
     return appender;
 }
 
-/// The logging library starts threads as soon as it is loaded, though only asynchronous appenders use
-/// them; a child that this process forks and that calls `exit` would wait for them for ever.
+/// The logging library starts threads as soon as it is loaded, though only asynchronous appenders
+/// use them; a child that this process forks and that calls `exit` would wait for them for ever.
 [[maybe_unused]] const bool s_threadsEnded = [] {
     if (&log4cplus::shutdownThreadPool != nullptr) {
         log4cplus::shutdownThreadPool();

@@ -72,8 +72,6 @@ basekit2::path_t libraryDirectory() {
 
 }  // namespace
 
-IProductLocations::~IProductLocations() = default;
-
 const IProductLocations& IProductLocations::get() {
     // Never destroyed: other static objects may ask while the process ends.
     static const auto& service = *new ProductLocations();

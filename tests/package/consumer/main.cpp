@@ -8,7 +8,8 @@ using vesta2::ResultDirectoryManager;
 
 int main(int, char** argv) {
     const std::string pattern = std::string(argv[1]) + "/r@@@";
-    if (auto made = ResultDirectoryManager::create(pattern.c_str(), false, nullptr, false, nullptr)) {
+    if (auto made =
+            ResultDirectoryManager::create(pattern.c_str(), false, nullptr, false, nullptr)) {
         made->setCollectorCommand("make -j8");
         made->save();
     }

@@ -1,9 +1,9 @@
 #pragma once
 /// Finding marker files and link files.
 ///
-/// A marker file's extension names the kind of its node; a link file has the same extension followed
-/// by "link". Extensions compare exactly. The search functions set the thread's status: `eOK` first,
-/// then what they say below. A directory that cannot be listed raises
+/// A marker file's extension names the kind of its node; a link file has the same extension
+/// followed by "link". Extensions compare exactly. The search functions set the thread's status:
+/// `eOK` first, then what they say below. A directory that cannot be listed raises
 /// `boost::filesystem::filesystem_error`. All are safe from any thread.
 
 #include <boost/filesystem/path.hpp>
@@ -35,16 +35,16 @@ VESTA2_API std::string findMarkerFileOrLink(const std::string& path, const FileS
                                             bool acceptMarkerFile);
 
 /// Adds to `found` what the last component of `path` stands for: "*" (also for an empty path) every
-/// node of the directory, a name pattern every match, a name that one. With `literal` a pattern is a
-/// name. Only the `maxCount` greatest are kept in `found`, all when it is 0.
-/// Status: `eNotFound` when `found` is empty or the directory is not there, `eInvalidPath`,
-/// `eParameterError` for a pattern that does not parse, or the code of `validateFileName`.
+/// node of the directory, a name pattern every match, a name that one. With `literal` a pattern is
+/// a name. Only the `maxCount` greatest are kept in `found`, all when it is 0. Status: `eNotFound`
+/// when `found` is empty or the directory is not there, `eInvalidPath`, `eParameterError` for a
+/// pattern that does not parse, or the code of `validateFileName`.
 VESTA2_API void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
                                               const FileSet& extensions, FileSet& found,
                                               int maxCount, bool literal);
 
-/// The greatest match of `path`, in file-name order; empty when there is none, with the status of the
-/// search.
+/// The greatest match of `path`, in file-name order; empty when there is none, with the status of
+/// the search.
 VESTA2_API std::string findLastMatching(const std::string& path, const char* baseDir,
                                         const std::string& extension, bool literal);
 

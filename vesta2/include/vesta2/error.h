@@ -43,8 +43,8 @@ VESTA2_API error_t getStatus();
 
 /// The message for `code` from the catalog "vesta2", or its key (such as "%NotFound") without a
 /// catalog.
-/// Deliberate: codes 13, 14, 17 and 18 have no message of their own and give that of `eUnknown`, and
-/// all callers share one buffer. The text is valid until the next call from any thread, and
+/// Deliberate: codes 13, 14, 17 and 18 have no message of their own and give that of `eUnknown`,
+/// and all callers share one buffer. The text is valid until the next call from any thread, and
 /// concurrent calls race: copy it at once, and serialise the calls.
 VESTA2_API const char* toString(error_t code);
 

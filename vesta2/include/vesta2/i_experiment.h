@@ -8,7 +8,8 @@ namespace vesta2 {
 class VESTA2_API IExperiment : public INode {
 public:
     /// Makes the experiment `name` in `parentDir` and opens it; empty on failure.
-    /// Deliberate: unlike a project, an experiment is not made in a directory that is already there.
+    /// Deliberate: unlike a project, an experiment is not made in a directory that is already
+    /// there.
     static basekit2::sptr_t<IExperiment> create(const char* name, const char* parentDir);
     /// Opens the experiment that `name` denotes below `parentDir`; of a pattern the greatest match.
     static basekit2::sptr_t<IExperiment> open(const char* name, const char* parentDir);

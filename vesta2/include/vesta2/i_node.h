@@ -2,8 +2,8 @@
 /// What results, experiments and projects have in common.
 ///
 /// A node is a directory that holds a marker file; the marker is also its property store. There is
-/// one object per marker file in a process, counted by its handles; the last handle to go destroys it.
-/// Handles may be copied and dropped on any thread, but one node is for one thread at a time.
+/// one object per marker file in a process, counted by its handles; the last handle to go destroys
+/// it. Handles may be copied and dropped on any thread, but one node is for one thread at a time.
 ///
 /// Operations that can fail leave the reason in the thread's status
 /// (`ResultDirectoryManager::getLastError`). A returned `const char*` is valid until the same
@@ -36,8 +36,8 @@ public:
     /// As `getSize`, the number of regular files.
     virtual std::uint64_t getFilesCount() = 0;
     /// Re-binds a linked node whose marker file is missing to the marker file `newMarker`, and
-    /// rewrites its link. False, with nothing changed, when the node is not linked or not missing, or
-    /// when there is no such file.
+    /// rewrites its link. False, with nothing changed, when the node is not linked or not missing,
+    /// or when there is no such file.
     virtual bool changeMarkerFilePath(const char* newMarker) = 0;
     /// The base name of the marker file; for a project whose marker is named "config", that of its
     /// directory. Null when the node is missing.
@@ -53,7 +53,8 @@ public:
     virtual basekit2::sptr_t<IProject> getProject() = 0;
     /// The group of nodes that a project or experiment holds; empty for a result.
     virtual basekit2::sptr_t<INodeGroup> getNodeGroup() = 0;
-    /// The properties; the library's own are under "vesta/". What is changed is on disk after `save`.
+    /// The properties; the library's own are under "vesta/". What is changed is on disk after
+    /// `save`.
     virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getPropertyStorage() = 0;
     /// Writes the properties to the marker file: atomically, and so that they outlive a power cut.
     /// Also takes back `setRemoveOnClose`.

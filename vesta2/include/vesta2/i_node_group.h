@@ -29,13 +29,15 @@ public:
                                                                            int maxCount) = 0;
     /// Takes the node at `path`, wherever it is stored, into this project or experiment, by a link
     /// file when it lies elsewhere. Empty when this group is no node's, when there is no node, or
-    /// when that kind does not go here: a project goes nowhere, an experiment not into an experiment.
+    /// when that kind does not go here: a project goes nowhere, an experiment not into an
+    /// experiment.
     virtual basekit2::sptr_t<INode> addNode(const char* path) = 0;
     /// Deletes the nodes that match `mask`, but for the `keep` last in file-name order. One that
     /// cannot be deleted is passed over, and the status tells why.
     virtual void purge(const char* mask, int keep) = 0;
     virtual bool isEmpty() = 0;
-    /// As `ResultDirectoryManager::create` in this group, and the open operations of the node kinds.
+    /// As `ResultDirectoryManager::create` in this group, and the open operations of the node
+    /// kinds.
     virtual basekit2::sptr_t<IResultDirectory>
     createResultDirectory(const char* pattern, const basekit2::variant_bag_t* properties) = 0;
     virtual basekit2::sptr_t<IResultDirectory> openResultDirectory(const char* name) = 0;

@@ -28,10 +28,11 @@ public:
     virtual bool isValid() = 0;
     /// Marks the result invalid for good, by the file ".bad" in its directory.
     virtual void setInvalid() = 0;
-    /// Makes the first of data.0, data.1, ... that is free and returns its full path, or null. Valid
-    /// until the next call.
+    /// Makes the first of data.0, data.1, ... that is free and returns its full path, or null.
+    /// Valid until the next call.
     virtual const char* createCollectorDataDir() = 0;
-    /// The data directories, as full paths in byte order; empty when the directory cannot be listed.
+    /// The data directories, as full paths in byte order; empty when the directory cannot be
+    /// listed.
     virtual basekit2::sptr_t<IPathIterator> getCollectorDataDirectories() = 0;
     /// The files in the data directories whose names match `mask` (null for all), as full paths.
     /// Throws `boost::filesystem::filesystem_error` when a data directory cannot be listed.
@@ -66,8 +67,8 @@ public:
     virtual int getLogicalCPUCount() = 0;
     /// In Hz.
     virtual long long getCPUFrequency() = 0;
-    /// Full paths; a name that was never set gives the usual one ("application.log", "collector.log",
-    /// "command.log") in the result's directory.
+    /// Full paths; a name that was never set gives the usual one ("application.log",
+    /// "collector.log", "command.log") in the result's directory.
     virtual std::string getApplicationLog() = 0;
     virtual void setApplicationLog(const char* name) = 0;
     virtual std::string getCollectorLog() = 0;

@@ -1,9 +1,9 @@
 #pragma once
 /// File-name extensions, fixed names, and the check of names that users choose.
 ///
-/// All extensions derive from the product's short name ("zentor" in the examples). They are computed
-/// when the library is loaded and never change: every function here is safe from any thread. A
-/// returned `const char*` is valid for the life of the process.
+/// All extensions derive from the product's short name ("zentor" in the examples). They are
+/// computed when the library is loaded and never change: every function here is safe from any
+/// thread. A returned `const char*` is valid for the life of the process.
 
 #include <string>
 

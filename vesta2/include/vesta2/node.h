@@ -91,15 +91,17 @@ public:
     static unsigned nodeCount();
     /// Registered paths: one for an open node, two for a linked one.
     static unsigned handleCount();
-    /// Forgets all open nodes, which live on by their handles, and counts from 0 again. For tests and
-    /// for the end of a process.
+    /// Forgets all open nodes, which live on by their handles, and counts from 0 again. For tests
+    /// and for the end of a process.
     static void reset();
     /// Whether `key` was registered, and is no longer.
     static bool eraseFromMap(std::string& key);
 
-    // --- properties in the marker file's section "vesta", for the node classes --------------------
+    // --- properties in the marker file's section "vesta", for the node classes
+    // --------------------
 
-    /// The section; an empty one is added first when there is none. Valid until the node is re-bound.
+    /// The section; an empty one is added first when there is none. Valid until the node is
+    /// re-bound.
     basekit2::variant_bag_t* getVestaBag();
     /// Setters write to the bag alone: they neither save nor count as a modification.
     void setRdPropInt(const char* name, int value);
@@ -118,9 +120,9 @@ public:
     void setOutputDirectory(const char* directory);
 
     /// Binds the node to another marker file, reads its properties (unsaved changes are lost) and
-    /// finds its parent. A marker file that cannot be read leaves the properties empty and the status
-    /// `eUnknown`; the node is bound all the same. True when the status is `eOK` at the end; false,
-    /// with `eOK`, for an empty path.
+    /// finds its parent. A marker file that cannot be read leaves the properties empty and the
+    /// status `eUnknown`; the node is bound all the same. True when the status is `eOK` at the end;
+    /// false, with `eOK`, for an empty path.
     bool setMarkerFilePath(std::string markerFilePath, const char* parentGroupPath);
 
 protected:
@@ -133,7 +135,6 @@ protected:
     [[nodiscard]] basekit2::sptr_t<INodeGroup> ownGroup() const;
 
 private:
-
     void readMarkerFile();
     void takeName(const std::string& markerFilePath);
     void adoptParent(const std::string& groupPath);
@@ -171,7 +172,8 @@ private:
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;
-    bool m_open = false;  ///< handles may be given out: neither still being made nor being destroyed
+    bool m_open =
+        false;  ///< handles may be given out: neither still being made nor being destroyed
 };
 
 /// Writes the first marker file of the node in `directory`. A `name` that is only an extension is
@@ -179,8 +181,8 @@ private:
 VESTA2_API error_t createDefaultMarkerFile(boost::filesystem::path directory, std::string name,
                                            const basekit2::variant_bag_t& bag);
 
-/// Removes the property `name` from the section "vesta" of a marker file on disk; nothing is written
-/// when it is not there. Sets the status.
+/// Removes the property `name` from the section "vesta" of a marker file on disk; nothing is
+/// written when it is not there. Sets the status.
 VESTA2_API void removeVestaVariableFromMarkerFile(const char* markerFilePath, const char* name);
 
 }  // namespace vesta2

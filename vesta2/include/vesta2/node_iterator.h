@@ -10,11 +10,10 @@
 
 namespace vesta2 {
 
-/// The nodes of a directory that match a mask, as they are when the iterator is made; each is opened
-/// when it is asked for. Clones share what was found. The search leaves the thread's status as
-/// `findPatternedMarkerFileOrLink` says.
-class VESTA2_API NodeIterator final
-    : public basekit2::iterator_handler_t<basekit2::sptr_t<INode>> {
+/// The nodes of a directory that match a mask, as they are when the iterator is made; each is
+/// opened when it is asked for. Clones share what was found. The search leaves the thread's status
+/// as `findPatternedMarkerFileOrLink` says.
+class VESTA2_API NodeIterator final : public basekit2::iterator_handler_t<basekit2::sptr_t<INode>> {
 public:
     NodeIterator(const std::string& mask, const std::string& directory, int maxCount);
 

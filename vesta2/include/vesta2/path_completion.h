@@ -1,6 +1,6 @@
 #pragma once
-/// The one absolute form of a path, by which nodes are compared and registered. Nothing here sets the
-/// thread's status. Safe from any thread, but a relative path depends on the process's working
+/// The one absolute form of a path, by which nodes are compared and registered. Nothing here sets
+/// the thread's status. Safe from any thread, but a relative path depends on the process's working
 /// directory.
 
 #include <boost/filesystem/path.hpp>

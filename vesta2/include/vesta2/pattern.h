@@ -29,9 +29,9 @@ public:
     /// of the pattern before.
     error_t set(const std::string& pattern, const basekit2::variant_bag_t* bag);
 
-    /// `text` with each "{name}" replaced by the string variable of that name; one that is unknown or
-    /// no string stays. `bag` is a "vesta" section, whose member "variables" holds them; null leaves
-    /// the text as it is. What a variable brings in is not substituted again.
+    /// `text` with each "{name}" replaced by the string variable of that name; one that is unknown
+    /// or no string stays. `bag` is a "vesta" section, whose member "variables" holds them; null
+    /// leaves the text as it is. What a variable brings in is not substituted again.
     static std::string subst(const std::string& text, const basekit2::variant_bag_t* bag);
 
     /// Whether `name` is an instance of the pattern; if so, `*number` is its number.

@@ -25,8 +25,8 @@ public:
     /// Makes a result and opens it.
     /// `path` is its directory or, by its extension, the marker file in it; its last component may
     /// be a pattern, which takes the next free number, and may name variables of `variables` (a
-    /// property bag, see `ResultVariableBag`; null for none). With `literal` the name is taken as it
-    /// stands. A relative path lies below the group at `baseDir`, or in the working directory.
+    /// property bag, see `ResultVariableBag`; null for none). With `literal` the name is taken as
+    /// it stands. A relative path lies below the group at `baseDir`, or in the working directory.
     /// `overwrite` deletes a directory of that name first; it does not go with a pattern
     /// (`eParameterError`).
     /// When the marker file cannot be written the new directory stays, and `get` repairs it.
@@ -36,22 +36,20 @@ public:
 
     /// The result at `path`: opened when it is there, made when it is not, and a directory without
     /// marker file gets one with an empty bag. A pattern always makes a new result.
-    static basekit2::sptr_t<IResultDirectory> get(const char* path,
-                                                  const basekit2::variant_bag_t* variables,
-                                                  bool literal);
+    static basekit2::sptr_t<IResultDirectory>
+    get(const char* path, const basekit2::variant_bag_t* variables, bool literal);
 
     /// Opens the result that `path` denotes: its directory, its marker file, a link file, or a
-    /// pattern, of which the greatest match in file-name order is taken. A relative path lies in the
-    /// working directory.
-    /// Deliberate: `baseDir` takes no part in the search; it becomes the parent group.
-    /// A result whose marker file cannot be read is opened all the same, with no properties, and the
-    /// status is `eUnknown`.
+    /// pattern, of which the greatest match in file-name order is taken. A relative path lies in
+    /// the working directory. Deliberate: `baseDir` takes no part in the search; it becomes the
+    /// parent group. A result whose marker file cannot be read is opened all the same, with no
+    /// properties, and the status is `eUnknown`.
     static basekit2::sptr_t<IResultDirectory> open(const char* path, bool literal,
                                                    const char* baseDir);
 
-    /// Opens the two results to compare: the greatest match of each. When both are the same one, the
-    /// second becomes the one before it. False when there is no such pair.
-    /// Deliberate: true also when one of the two could not be opened; check the handles.
+    /// Opens the two results to compare: the greatest match of each. When both are the same one,
+    /// the second becomes the one before it. False when there is no such pair. Deliberate: true
+    /// also when one of the two could not be opened; check the handles.
     static bool openForDiff(const char* first, const char* second,
                             basekit2::sptr_t<IResultDirectory>* firstOut,
                             basekit2::sptr_t<IResultDirectory>* secondOut, bool literal);

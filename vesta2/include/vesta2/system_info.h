@@ -58,8 +58,8 @@ public:
     /// The widest vector, in bits.
     int get_max_vector_length();
 
-    /// The extension that the kernel abbreviates as `name`, and its vector width; both 0 when `name`
-    /// is null or unknown.
+    /// The extension that the kernel abbreviates as `name`, and its vector width; both 0 when
+    /// `name` is null or unknown.
     static void getInfoFromAbbreviation(const char* name, IsaExtensions& id, int& vectorBits);
     static IsaExtensions getIsaType(const char* name);
 

@@ -7,8 +7,8 @@
 
 namespace vesta2 {
 
-/// Bytes and number of the regular files below `directory`. Symbolic links count nothing; what cannot
-/// be read is left out.
+/// Bytes and number of the regular files below `directory`. Symbolic links count nothing; what
+/// cannot be read is left out.
 VESTA2_API std::uint64_t calcDirectoryFilesSize(const boost::filesystem::path& directory);
 VESTA2_API std::uint64_t calcDirectoryFilesCount(const boost::filesystem::path& directory);
 

@@ -15,10 +15,9 @@ struct CpuInfo {
     SystemInfo::IsaInfo isa;
 };
 
-/// Takes frequency and extensions from `text` into `info`, up to the end of the first processor that
-/// tells both.
-/// Deliberate: the last token of a line of flags is never looked at, and of several flags of one
-/// family the last counts, not the greatest.
+/// Takes frequency and extensions from `text` into `info`, up to the end of the first processor
+/// that tells both. Deliberate: the last token of a line of flags is never looked at, and of
+/// several flags of one family the last counts, not the greatest.
 void scanCpuInfo(std::istream& text, CpuInfo& info);
 
 /// The frequency alone, in Hz; 0 when the text does not tell.

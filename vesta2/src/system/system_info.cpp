@@ -34,7 +34,9 @@ SystemInfo::SystemInfo() {
     }
 }
 
-bool SystemInfo::init_from_cpuid() { return false; }
+bool SystemInfo::init_from_cpuid() {
+    return false;
+}
 
 bool SystemInfo::init_from_os() {
     std::ifstream file(cpuInfoFile);

@@ -1,10 +1,10 @@
 #pragma once
 /// Bags as text and as files.
 ///
-/// The text is UTF-8 XML: one element a value, the element's name is its kind, its attribute `n` the
-/// value's name. Any byte string comes back exactly; what XML cannot hold is written with C escapes.
-/// The reader is strict: it accepts what the writer writes, up to 64 levels and 64 MiB, and leaves the
-/// bag empty when it refuses.
+/// The text is UTF-8 XML: one element a value, the element's name is its kind, its attribute `n`
+/// the value's name. Any byte string comes back exactly; what XML cannot hold is written with C
+/// escapes. The reader is strict: it accepts what the writer writes, up to 64 levels and 64 MiB,
+/// and leaves the bag empty when it refuses.
 ///
 /// Every function returns 1 on success and a code with bit 30 set on failure. All are safe to call
 /// from several threads on different bags.
@@ -20,18 +20,22 @@ namespace basekit2 {
 enum bag_result_t : int {
     bag_ok = 1,
     bag_failed_bit = 1 << 30,
-    bag_unreadable = bag_failed_bit | 1,  ///< the file cannot be opened or read, or is no regular file
+    bag_unreadable =
+        bag_failed_bit | 1,  ///< the file cannot be opened or read, or is no regular file
     bag_too_large = bag_failed_bit | 2,   ///< more than 64 MiB
     bag_malformed = bag_failed_bit | 3,   ///< not a bag's text
     bag_unwritable = bag_failed_bit | 4,  ///< the file cannot be written
 };
 
-[[nodiscard]] constexpr bool bag_failed(int result) { return (result & bag_failed_bit) != 0; }
+[[nodiscard]] constexpr bool bag_failed(int result) {
+    return (result & bag_failed_bit) != 0;
+}
 
 /// Whether a saved file must outlive a power cut at once.
 enum class durability_t {
     lasting,   ///< flushed before the call returns
-    whenever,  ///< written back when the kernel likes; a file that is replaced is flushed all the same
+    whenever,  ///< written back when the kernel likes; a file that is replaced is flushed all the
+               ///< same
 };
 
 /// Writes `bag` to `text`, with the root element `root`.
@@ -41,8 +45,8 @@ BASEKIT2_API int save_variant_bag_to_string(const variant_bag_t& bag, std::strin
 BASEKIT2_API int load_variant_bag_from_string(variant_bag_t& bag, std::string_view text,
                                               const char* root = "");
 
-/// Saves atomically: whoever reads, at any moment and after any crash, finds the old file or the new
-/// one. The old file's mode and, where allowed, its owner are kept; a symbolic link is written
+/// Saves atomically: whoever reads, at any moment and after any crash, finds the old file or the
+/// new one. The old file's mode and, where allowed, its owner are kept; a symbolic link is written
 /// through. On failure the old file is intact and no temporary file stays behind.
 BASEKIT2_API int save_variant_bag(const variant_bag_t& bag, const std::string& path,
                                   durability_t durability = durability_t::lasting);

@@ -26,12 +26,13 @@ public:
 
     /// Whether the whole text matches `pattern`: "*" any run, "?" one character, "[...]" one of a
     /// set ("[!...]" or "[^...]" one not in it). Characters are UTF-8; a byte that is not counts as
-    /// one. A pattern without any wildcard matches the text itself, and one that also begins with "."
-    /// every text that ends with it.
+    /// one. A pattern without any wildcard matches the text itself, and one that also begins with
+    /// "." every text that ends with it.
     [[nodiscard]] bool match(std::string_view pattern) const;
 
-    /// Sets `*isReadOnly` when this process may not write to `path`, when its file system is mounted
-    /// read-only, or when none of the write bits of its mode that are in `modeMask` is set; sets
+    /// Sets `*isReadOnly` when this process may not write to `path`, when its file system is
+    /// mounted read-only, or when none of the write bits of its mode that are in `modeMask` is set;
+    /// sets
     /// `*failed` when that cannot be told.
     static void readonly(const path_t& path, bool* isReadOnly, bool* failed, unsigned modeMask);
 

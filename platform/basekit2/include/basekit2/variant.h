@@ -1,8 +1,8 @@
 #pragma once
 /// Typed values and ordered bags of them.
 ///
-/// Values and bags are plain data: copying copies everything, and one bag must not be changed by one
-/// thread while another uses it.
+/// Values and bags are plain data: copying copies everything, and one bag must not be changed by
+/// one thread while another uses it.
 
 #include <cstdint>
 #include <iterator>

@@ -4,7 +4,8 @@
 
 namespace logsvc {
 
-/// Sets up the logger of `component` and returns its name, under which the logging library knows it.
+/// Sets up the logger of `component` and returns its name, under which the logging library knows
+/// it.
 ///
 /// The environment variable "<COMPONENT>_LOG" (upper case) names a level ("error", "warn", "info",
 /// "debug", "trace"), and the logger then writes to standard error from that level on; "LEVEL:FILE"

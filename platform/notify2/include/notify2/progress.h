@@ -24,7 +24,7 @@ public:
 
 protected:
     IProgress() = default;
-    virtual ~IProgress() = default;
+    ~IProgress() = default;
 };
 
 }  // namespace notify2

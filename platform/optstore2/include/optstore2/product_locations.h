@@ -17,8 +17,8 @@ struct version_t {
 };
 
 /// The product as its file `product.xml` describes it. Without the file, or where it does not tell,
-/// the built-in values serve. Read once, at the first use; safe from any thread, also while libraries
-/// are still being loaded.
+/// the built-in values serve. Read once, at the first use; safe from any thread, also while
+/// libraries are still being loaded.
 class BASEKIT2_API IProductLocations {
 public:
     /// What `query` can be asked.
@@ -39,11 +39,12 @@ public:
 
 protected:
     IProductLocations() = default;
-    virtual ~IProductLocations();
+    ~IProductLocations() = default;
 };
 
 /// The full path of a data file of the product: the first that exists in `$VESTA2_DATA_DIR`, in
-/// `../share/vesta2` beside the library, in the installation's share directory; empty when none does.
+/// `../share/vesta2` beside the library, in the installation's share directory; empty when none
+/// does.
 std::string findDataFile(const std::string& name);
 
 }  // namespace optstore2

@@ -1,7 +1,8 @@
 #pragma once
 /// A view over a bag that tells listeners what is changed through it.
 ///
-/// A property is addressed by its path: the names of the bags that lead to it and its own, joined by
+/// A property is addressed by its path: the names of the bags that lead to it and its own, joined
+/// by
 /// "/", as in "vesta/timestamp". For one thread at a time.
 
 #include "basekit2/export.h"
@@ -47,7 +48,8 @@ public:
     virtual void addChangeListener(IPropertyStorageChangeListener2* listener) = 0;
     virtual void removeChangeListener(IPropertyStorageChangeListener2* listener) = 0;
 
-    /// Lets go of the bag, which is about to die: from now on the view is empty and refuses changes.
+    /// Lets go of the bag, which is about to die: from now on the view is empty and refuses
+    /// changes.
     virtual void detach() = 0;
 };
 

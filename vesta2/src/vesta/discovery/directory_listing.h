@@ -1,6 +1,6 @@
 #pragma once
-/// The entries of one directory, read with the fewest calls: the kind that the kernel reports with a
-/// name is trusted, and a path is built only when it is asked for. For one thread.
+/// The entries of one directory, read with the fewest calls: the kind that the kernel reports with
+/// a name is trusted, and a path is built only when it is asked for. For one thread.
 
 #include <dirent.h>
 
@@ -16,7 +16,8 @@ public:
     /// Throws `boost::filesystem::filesystem_error` when the directory cannot be opened.
     explicit DirectoryListing(boost::filesystem::path directory);
 
-    /// On to the next entry ("." and ".." are left out); false at the end. Throws as the constructor.
+    /// On to the next entry ("." and ".." are left out); false at the end. Throws as the
+    /// constructor.
     bool next();
 
     /// The name of the entry, valid until `next`.

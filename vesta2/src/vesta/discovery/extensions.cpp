@@ -17,14 +17,16 @@ std::string_view extensionOfPath(std::string_view path) {
     return extensionOf(path.substr(path.rfind('/') + 1));
 }
 
-char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char toLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 }  // namespace
 
 std::string_view extensionOf(std::string_view name) {
     const std::size_t dot = name.rfind('.');
     return dot == std::string_view::npos || name == "." || name == ".." ? std::string_view()
-                                                                         : name.substr(dot);
+                                                                        : name.substr(dot);
 }
 
 bool isOneOf(std::string_view extension, const FileSet& extensions) {

@@ -11,8 +11,7 @@ namespace vesta2 {
 namespace {
 
 const FileSet& groupExtensions() {
-    static const auto& extensions =
-        *new FileSet(projectMarkerFileExt(), experimentMarkerFileExt());
+    static const auto& extensions = *new FileSet(projectMarkerFileExt(), experimentMarkerFileExt());
     return extensions;
 }
 
@@ -22,7 +21,9 @@ thread_local GroupMarkerScope* t_scope = nullptr;
 
 GroupMarkerScope::GroupMarkerScope() : m_outer(std::exchange(t_scope, this)) {}
 
-GroupMarkerScope::~GroupMarkerScope() { t_scope = m_outer; }
+GroupMarkerScope::~GroupMarkerScope() {
+    t_scope = m_outer;
+}
 
 void GroupMarkerScope::note(const std::string& directory, const std::string& marker) {
     if (t_scope) {

@@ -15,9 +15,9 @@ std::string findGroupMarkerInDir(const std::string& directory);
 /// Whether a file of this name makes its directory a project or an experiment.
 bool isGroupMarkerName(std::string_view name);
 
-/// The span of one operation on the calling thread: what was found out about a directory in it counts
-/// until its end. Making a result would otherwise list its parent once for the number, and again,
-/// since the new directory changed it, for the parent's marker.
+/// The span of one operation on the calling thread: what was found out about a directory in it
+/// counts until its end. Making a result would otherwise list its parent once for the number, and
+/// again, since the new directory changed it, for the parent's marker.
 class GroupMarkerScope {
 public:
     GroupMarkerScope();

@@ -22,7 +22,9 @@ constexpr long long remoteResolution = 10 * second;
 constexpr std::size_t mostDirectories = 4096;
 constexpr long xfsMagic = 0x58465342;
 
-long long toNanoseconds(const timespec& time) { return time.tv_sec * second + time.tv_nsec; }
+long long toNanoseconds(const timespec& time) {
+    return time.tv_sec * second + time.tv_nsec;
+}
 
 long long now() {
     timespec time{};
@@ -49,8 +51,11 @@ long long resolutionOf(const std::string& directory) {
 }  // namespace
 
 MarkerMemory::Identity::Identity(const struct stat& info)
-    : device(info.st_dev), inode(info.st_ino), links(info.st_nlink),
-      modified(toNanoseconds(info.st_mtim)), changed(toNanoseconds(info.st_ctim)) {}
+    : device(info.st_dev),
+      inode(info.st_ino),
+      links(info.st_nlink),
+      modified(toNanoseconds(info.st_mtim)),
+      changed(toNanoseconds(info.st_ctim)) {}
 
 bool MarkerMemory::Identity::operator==(const Identity& other) const {
     return device == other.device && inode == other.inode && links == other.links &&

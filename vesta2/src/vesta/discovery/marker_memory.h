@@ -3,9 +3,9 @@
 /// does not list it a thousand times to learn whether it is a project.
 ///
 /// What is remembered is believed only while the directory is provably unchanged: same device and
-/// inode, same time stamps, and stamps that were already older than the file system's resolution when
-/// the directory was listed. A directory that changed a moment ago can change again without its stamp
-/// moving, so it is listed afresh. Safe from any thread.
+/// inode, same time stamps, and stamps that were already older than the file system's resolution
+/// when the directory was listed. A directory that changed a moment ago can change again without
+/// its stamp moving, so it is listed afresh. Safe from any thread.
 
 #include <mutex>
 #include <string>

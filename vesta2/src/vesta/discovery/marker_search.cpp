@@ -98,9 +98,8 @@ std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensi
         removeEndingSlash(directory);
         return findMarkerFileInDir(directory.empty() ? asPath : directory, extensions);
     }
-    if (fs::is_regular_file(status) &&
-        ((acceptMarkerFile && hasExtension(asPath, extensions)) ||
-         hasLinkExtension(asPath, extensions))) {
+    if (fs::is_regular_file(status) && ((acceptMarkerFile && hasExtension(asPath, extensions)) ||
+                                        hasLinkExtension(asPath, extensions))) {
         return path;
     }
     if (!asPath.has_extension()) {

@@ -14,8 +14,8 @@ void logError(Severity severity, error_t code, const char* pattern, int line);
 }  // namespace vesta2
 
 /// For a name that failed its check.
-#define VESTA_LOG_WARN(code, pattern) \
+#define VESTA_LOG_WARN(code, pattern)                                                              \
     ::vesta2::logError(::vesta2::Severity::warning, (code), (pattern), __LINE__)
 /// For an operation that failed.
-#define VESTA_LOG_ERROR(code, pattern) \
+#define VESTA_LOG_ERROR(code, pattern)                                                             \
     ::vesta2::logError(::vesta2::Severity::error, (code), (pattern), __LINE__)

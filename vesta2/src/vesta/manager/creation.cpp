@@ -36,8 +36,9 @@ error_t makeParent(const fs::path& parent) {
     return fs::create_directories(parent) || fs::is_directory(parent) ? eOK : eNotFound;
 }
 
-/// The greatest number that a directory or link file in `parent` has under `pattern`; -1 without any.
-/// The same listing answers whether the parent is a project, which the new node will want to know.
+/// The greatest number that a directory or link file in `parent` has under `pattern`; -1 without
+/// any. The same listing answers whether the parent is a project, which the new node will want to
+/// know.
 int greatestNumber(const fs::path& parent, const Pattern& pattern) {
     int greatest = -1;
     std::string groupMarker;
@@ -130,9 +131,8 @@ error_t makeDirectory(const std::string& path, const char* baseDir, bool overwri
     if (const error_t code = makeParent(parent)) {
         return code;
     }
-    return isNumbered
-               ? makeNext(parent, pattern, variables, createdDir)
-               : makeNamed(parent, Pattern::subst(name, variables), overwrite, createdDir);
+    return isNumbered ? makeNext(parent, pattern, variables, createdDir)
+                      : makeNamed(parent, Pattern::subst(name, variables), overwrite, createdDir);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Making and opening the nodes that hold others, and the members of a group that make and open nodes.
+// Making and opening the nodes that hold others, and the members of a group that make and open
+// nodes.
 
 #include "../model/creation_record.h"
 #include "../model/failure.h"

@@ -9,7 +9,9 @@
 
 namespace vesta2 {
 
-const char* ResultDirectoryManager::getDefaultResultDirectoryName() { return "r@@@"; }
+const char* ResultDirectoryManager::getDefaultResultDirectoryName() {
+    return "r@@@";
+}
 
 bool ResultDirectoryManager::isPathPatterned(const char* path) {
     Pattern pattern;
@@ -26,8 +28,12 @@ bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) 
     return isReservedDeviceName(upperCaseName);
 }
 
-int ResultDirectoryManager::getCurrentMpiRank() { return currentMpiRank(); }
+int ResultDirectoryManager::getCurrentMpiRank() {
+    return currentMpiRank();
+}
 
-error_t ResultDirectoryManager::getLastError() { return getStatus(); }
+error_t ResultDirectoryManager::getLastError() {
+    return getStatus();
+}
 
 }  // namespace vesta2

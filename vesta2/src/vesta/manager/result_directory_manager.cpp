@@ -55,7 +55,8 @@ sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool o
         std::string markerName;
         splitDirPatternAndFileName(path, resultMarkerFileExt(), pattern, markerName);
         std::string created;
-        if (!setStatus(createDirectoryInternal(pattern, baseDir, overwrite, &bag, created, literal)) ||
+        if (!setStatus(
+                createDirectoryInternal(pattern, baseDir, overwrite, &bag, created, literal)) ||
             !setStatus(createDefaultMarkerFile(created, markerName, bag))) {
             return {};
         }
@@ -68,8 +69,7 @@ sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool o
 }
 
 sptr_t<IResultDirectory> ResultDirectoryManager::get(const char* path,
-                                                     const variant_bag_t* variables,
-                                                     bool literal) {
+                                                     const variant_bag_t* variables, bool literal) {
     if (!path || !*path) {
         setStatus(eParameterError);
         return {};

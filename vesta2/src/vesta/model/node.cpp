@@ -35,7 +35,6 @@ Node::Node(std::string markerFilePath, const char* parentGroupPath) : m_uid(++s_
 Node::~Node() {
     unregister();
     if (m_removeOnClose) {
-        const NodeBeingRemoved mark(m_markerFilePath);
         Node::remove();
     }
     m_propertyStorage->removeChangeListener(&m_changeMonitor);
@@ -44,22 +43,30 @@ Node::~Node() {
     m_transientStorage->detach();
 }
 
-const char* Node::getPath() { return m_path.c_str(); }
+const char* Node::getPath() {
+    return m_path.c_str();
+}
 
 const char* Node::getMarkerFilePath() {
     checkMarkerFilePath();
     return m_markerFilePath.c_str();
 }
 
-std::uint64_t Node::getSize() { return calcDirectoryFilesSize(m_directory); }
+std::uint64_t Node::getSize() {
+    return calcDirectoryFilesSize(m_directory);
+}
 
-std::uint64_t Node::getFilesCount() { return calcDirectoryFilesCount(m_directory); }
+std::uint64_t Node::getFilesCount() {
+    return calcDirectoryFilesCount(m_directory);
+}
 
 const char* Node::getUserVisibleName() {
     return isMissing() ? nullptr : m_userVisibleName.c_str();
 }
 
-sptr_t<INode> Node::getParent() { return m_parent; }
+sptr_t<INode> Node::getParent() {
+    return m_parent;
+}
 
 bool Node::setParent(const char* parentDir) {
     return setMarkerFilePath(m_markerFilePath, parentDir);
@@ -74,15 +81,25 @@ sptr_t<IProject> Node::getProject() {
     return {};
 }
 
-sptr_t<INodeGroup> Node::getNodeGroup() { return {}; }
+sptr_t<INodeGroup> Node::getNodeGroup() {
+    return {};
+}
 
-void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) { m_ownGroup = std::move(group); }
+void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) {
+    m_ownGroup = std::move(group);
+}
 
-sptr_t<INodeGroup> Node::ownGroup() const { return sptr_t<INodeGroup>(m_ownGroup.get()); }
+sptr_t<INodeGroup> Node::ownGroup() const {
+    return sptr_t<INodeGroup>(m_ownGroup.get());
+}
 
-sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_propertyStorage; }
+sptr_t<IBagPropertyStorage> Node::getPropertyStorage() {
+    return m_propertyStorage;
+}
 
-sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_transientStorage; }
+sptr_t<IBagPropertyStorage> Node::getTransientStorage() {
+    return m_transientStorage;
+}
 
 bool Node::save() {
     m_removeOnClose = false;
@@ -91,13 +108,21 @@ bool Node::save() {
         errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath)));
 }
 
-bool Node::isModified() { return m_changeMonitor.modified; }
+bool Node::isModified() {
+    return m_changeMonitor.modified;
+}
 
-bool Node::isReadOnly() { return m_readOnly; }
+bool Node::isReadOnly() {
+    return m_readOnly;
+}
 
-void Node::setReadOnly(bool readOnly) { m_readOnly = readOnly; }
+void Node::setReadOnly(bool readOnly) {
+    m_readOnly = readOnly;
+}
 
-void Node::setRemoveOnClose(bool removeOnClose) { m_removeOnClose = removeOnClose; }
+void Node::setRemoveOnClose(bool removeOnClose) {
+    m_removeOnClose = removeOnClose;
+}
 
 void Node::removeChildren() {
     // Straight over the directory: a handle on the group would count this node, which may be in its
@@ -111,7 +136,13 @@ void Node::removeChildren() {
 
 bool Node::remove() {
     try {
-        if (isThere(m_directory)) {
+        // A broken link binds its node to itself or to a directory: what lies around is not the
+        // node's.
+        const bool ownsDirectory = !isLink(m_markerFilePath) && !isDirectory(m_markerFilePath);
+        // Links can make a group hold itself: what is being removed already is left to that.
+        if (ownsDirectory && isThere(m_directory) &&
+            !NodeBeingRemoved::contains(m_markerFilePath)) {
+            const NodeBeingRemoved mark(m_markerFilePath);
             if (m_ownGroup) {
                 removeChildren();
             }

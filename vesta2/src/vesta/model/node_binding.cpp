@@ -32,6 +32,8 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     }
     const boost::lock_guard<boost::recursive_mutex> lock(s_recursiveMutex);
     eraseFromMap(m_markerFilePath);
+    // The link file, if any, still names the marker file that was.
+    m_linkStale = m_linkStale || (!m_markerFilePath.empty() && !m_linkFilePath.empty());
     takeName(markerFilePath);
     m_markerFilePath = std::move(markerFilePath);
     s_nodeMap[m_markerFilePath] = this;

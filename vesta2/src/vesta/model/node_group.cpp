@@ -53,7 +53,9 @@ sptr_t<IPathIterator> INodeGroup::findProjects(const char* directory) {
 NodeGroup::NodeGroup(std::string path, Node* owner)
     : m_path(normalized(path)), m_owner(owner), m_outputDirectory(std::move(path)) {}
 
-unsigned NodeGroup::add_ref() const { return m_owner ? m_owner->add_ref() : ++m_references; }
+unsigned NodeGroup::add_ref() const {
+    return m_owner ? m_owner->add_ref() : ++m_references;
+}
 
 unsigned NodeGroup::release() const {
     if (m_owner) {
@@ -66,7 +68,9 @@ unsigned NodeGroup::release() const {
     return left;
 }
 
-const char* NodeGroup::getPath() { return m_path.c_str(); }
+const char* NodeGroup::getPath() {
+    return m_path.c_str();
+}
 
 sptr_t<IPathIterator> NodeGroup::getNodePaths() {
     return sptr_t<IPathIterator>(new NodePathIterator(m_path));
@@ -77,15 +81,21 @@ basekit2::generic_iterator_t<sptr_t<INode>> NodeGroup::getNodes(const char* mask
         new NodeIterator(mask ? mask : "", m_path, maxCount));
 }
 
-bool NodeGroup::isEmpty() { return getNodePaths()->getSize() == 0; }
+bool NodeGroup::isEmpty() {
+    return getNodePaths()->getSize() == 0;
+}
 
-sptr_t<INode> NodeGroup::getNode() { return m_owner ? m_owner->asINode() : sptr_t<INode>(); }
+sptr_t<INode> NodeGroup::getNode() {
+    return m_owner ? m_owner->asINode() : sptr_t<INode>();
+}
 
 sptr_t<INode> NodeGroup::addNode(const char* path) {
     const FileSet anyKind(projectMarkerFileExt(), experimentMarkerFileExt(), resultMarkerFileExt());
-    const std::string marker =
-        path ? findMarkerFileOrLink(path, anyKind, true) : std::string();
-    if (!m_owner || marker.empty()) {
+    if (!m_owner || !path) {
+        return {};
+    }
+    const std::string marker = findMarkerFileOrLink(path, anyKind, true);
+    if (marker.empty()) {
         return {};
     }
     const std::string experimentExt = experimentMarkerFileExt();
@@ -94,8 +104,8 @@ sptr_t<INode> NodeGroup::addNode(const char* path) {
         (isExperiment && hasExtension(m_owner->getMarkerFilePath(), experimentExt))) {
         return {};
     }
-    const std::string found = findLastMatching(
-        path, "", isExperiment ? experimentExt : resultMarkerFileExt(), true);
+    const std::string found =
+        findLastMatching(path, "", isExperiment ? experimentExt : resultMarkerFileExt(), true);
     sptr_t<INode> node = Node::lookup(found, m_path.c_str());
     if (node) {
         node->setParent(m_path.c_str());

@@ -94,8 +94,8 @@ void Node::writeLinkFile() {
     // What says the same already is left alone: looking at a linked node writes nothing.
     basekit2::variant_bag_t present;
     if (loadLink(present, m_linkFilePath) != basekit2::bag_ok || present != bag) {
-        if (!setStatus(errorFromObxError(
-                basekit2::save_variant_bag2(bag, m_linkFilePath, linkRoot)))) {
+        if (!setStatus(
+                errorFromObxError(basekit2::save_variant_bag2(bag, m_linkFilePath, linkRoot)))) {
             return;
         }
     }
@@ -107,10 +107,16 @@ void Node::writeLinkFile() {
     }
 }
 
-bool Node::isLinked() { return !m_linkFilePath.empty(); }
+bool Node::isLinked() {
+    return !m_linkFilePath.empty();
+}
 
-bool Node::isLinkStale() { return m_linkStale; }
+bool Node::isLinkStale() {
+    return m_linkStale;
+}
 
-const char* Node::getLinkFilePath() { return m_linkFilePath.c_str(); }
+const char* Node::getLinkFilePath() {
+    return m_linkFilePath.c_str();
+}
 
 }  // namespace vesta2

@@ -1,5 +1,4 @@
 #include <boost/thread/lock_guard.hpp>
-#include <set>
 
 #include "../foundation/file_checks.h"
 #include "../foundation/normal_path.h"
@@ -28,10 +27,7 @@ namespace {
 
 using Lock = boost::lock_guard<boost::recursive_mutex>;
 
-std::set<std::string>& nodesBeingRemoved() {
-    static auto& paths = *new std::set<std::string>();
-    return paths;
-}
+thread_local const NodeBeingRemoved* innermostRemoval = nullptr;
 
 bool isOfKind(const fs::path& path, const std::string& markerExt, const std::string& linkExt) {
     return hasExtension(path, markerExt) || hasExtension(path, linkExt);
@@ -50,14 +46,20 @@ std::unique_ptr<Node> makeNode(const fs::path& path, const char* groupPath) {
 }  // namespace
 
 NodeBeingRemoved::NodeBeingRemoved(const std::string& markerFilePath)
-    : m_markerFilePath(markerFilePath) {
-    nodesBeingRemoved().insert(markerFilePath);
+    : m_markerFilePath(markerFilePath), m_outer(innermostRemoval) {
+    innermostRemoval = this;
 }
 
-NodeBeingRemoved::~NodeBeingRemoved() { nodesBeingRemoved().erase(m_markerFilePath); }
+NodeBeingRemoved::~NodeBeingRemoved() {
+    innermostRemoval = m_outer;
+}
 
 bool NodeBeingRemoved::contains(const std::string& markerFilePath) {
-    return nodesBeingRemoved().count(markerFilePath) != 0;
+    const NodeBeingRemoved* removal = innermostRemoval;
+    while (removal && removal->m_markerFilePath != markerFilePath) {
+        removal = removal->m_outer;
+    }
+    return removal != nullptr;
 }
 
 sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
@@ -66,19 +68,23 @@ sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
     }
     try {
         const fs::path key = normalPath(completePath(path, groupPath));
-        // Asked twice: a save replaces the file, and some network file systems show a gap.
-        if (!isThere(key) && !isThere(key)) {
+        bool found = isThere(key);
+        if (!found) {
+            // Once more: a save replaces the file, and some network file systems show a gap.
+            found = isThere(key);
+        }
+        if (!found) {
             return {};
         }
         const Lock lock(s_recursiveMutex);
         if (NodeBeingRemoved::contains(key.native())) {
             return {};
         }
-        const auto found = s_nodeMap.find(key.native());
-        if (found != s_nodeMap.end()) {
+        const auto registered = s_nodeMap.find(key.native());
+        if (registered != s_nodeMap.end()) {
             // A node that is still being made has come back to itself, over a group or a link that
             // lies below it: there is nothing to give out yet.
-            return found->second->m_open ? found->second->asINode() : sptr_t<INode>();
+            return registered->second->m_open ? registered->second->asINode() : sptr_t<INode>();
         }
         Node* const node = makeNode(key, groupPath).release();
         node->m_open = true;

@@ -4,8 +4,8 @@
 
 namespace vesta2 {
 
-/// While it lives, nothing can open the node of `markerFilePath`, whose object is deleting it from
-/// disk as it is destroyed. The caller holds the registry's lock.
+/// While it lives, this thread cannot open the node of `markerFilePath`, which it is deleting from
+/// disk, perhaps out of its destructor.
 class NodeBeingRemoved {
 public:
     explicit NodeBeingRemoved(const std::string& markerFilePath);
@@ -17,6 +17,7 @@ public:
 
 private:
     const std::string& m_markerFilePath;
+    const NodeBeingRemoved* m_outer;
 };
 
 }  // namespace vesta2

@@ -50,7 +50,8 @@ std::string searchText(const char* text) {
 }  // namespace
 
 ResultDirectory::ResultDirectory(std::string path, const char* parentGroupPath)
-    : NodeFacade(std::move(path), parentGroupPath), m_finalized(hasMark(directory(), finalizedMark)),
+    : NodeFacade(std::move(path), parentGroupPath),
+      m_finalized(hasMark(directory(), finalizedMark)),
       m_valid(!hasMark(directory(), invalidMark)) {}
 
 bool ResultDirectory::remove() {
@@ -58,7 +59,9 @@ bool ResultDirectory::remove() {
     return Node::remove();
 }
 
-bool ResultDirectory::isFinalized() { return m_finalized; }
+bool ResultDirectory::isFinalized() {
+    return m_finalized;
+}
 
 bool ResultDirectory::setFinalized(bool finalized) {
     setStatus(eOK);
@@ -79,7 +82,9 @@ bool ResultDirectory::setFinalized(bool finalized) {
     return true;
 }
 
-bool ResultDirectory::isValid() { return m_valid; }
+bool ResultDirectory::isValid() {
+    return m_valid;
+}
 
 void ResultDirectory::setInvalid() {
     m_valid = false;
@@ -89,6 +94,8 @@ void ResultDirectory::setInvalid() {
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
     }
+    // The directory keeps its place: moving nodes is not supported yet.
+    VESTA_LOG_WARN(eNotImplemented, getPath());
 }
 
 const char* ResultDirectory::createCollectorDataDir() {
@@ -180,7 +187,7 @@ sptr_t<IResultDirectory> IResultDirectory::cast(const sptr_t<INode>& node) {
 
 std::string IResultDirectory::generateCollectorDataDirName(const std::string& directory) {
     for (int number = 0;; ++number) {
-        const std::string name = makeDataFolderName(number);
+        std::string name = makeDataFolderName(number);
         if (!isThere(fs::path(directory) / name)) {
             return name;
         }

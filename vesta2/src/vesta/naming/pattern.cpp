@@ -94,8 +94,8 @@ bool Pattern::match(const std::string& name, int* number) const {
     if (run == 0 || run < suffixDigits) {
         return false;
     }
-    *number = static_cast<int>(
-        valueOf(std::string_view(name).substr(prefixLength, run - suffixDigits)));
+    *number =
+        static_cast<int>(valueOf(std::string_view(name).substr(prefixLength, run - suffixDigits)));
     return true;
 }
 

@@ -8,8 +8,8 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-/// Adds up `measure` over the regular files below `directory`, up to the first entry that fails in a
-/// directory.
+/// Adds up `measure` over the regular files below `directory`, up to the first entry that fails in
+/// a directory.
 template <class Measure>
 std::uint64_t sumOverFiles(const fs::path& directory, const Measure& measure) {
     std::uint64_t sum = 0;

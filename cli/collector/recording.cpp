@@ -1,0 +1,79 @@
+#include "collector/recording.h"
+
+#include <ctime>
+#include <filesystem>
+#include <utility>
+
+#include "failure.h"
+#include "nodes/properties.h"
+#include "output/text.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace cli {
+namespace {
+
+std::uint64_t count(std::chrono::microseconds time) {
+    return static_cast<std::uint64_t>(time.count());
+}
+
+}  // namespace
+
+Recording::Recording(basekit2::sptr_t<vesta2::IResultDirectory> result,
+                     const std::vector<std::string>& command)
+    : m_result(std::move(result)),
+      m_command(command),
+      m_directory(std::filesystem::current_path().native()),
+      m_log(m_result->getCollectorLog()) {}
+
+void Recording::begin() {
+    const std::string line = shellQuote(m_command);
+    RecordFile commandLog(m_result->getCommandLog());
+    commandLog.append("command: " + escapeText(line) +
+                      "\nworking directory: " + escapeText(m_directory) + "\n");
+    commandLog.check();
+    m_result->setCollectorCommand(line.c_str());
+    m_result->setCollectionTimeBegin(std::time(nullptr));
+    putProperty(*m_result, key::workingDirectory, m_directory);
+    saveProperties(*m_result);
+    log("collecting: " + line);
+}
+
+void Recording::log(const std::string& line) {
+    m_log.append(utcTime(std::time(nullptr)) + " " + escapeText(line) + "\n");
+}
+
+void Recording::end(const RunOutcome& outcome) {
+    log((outcome.wasKilled ? "killed by signal " : "ended with exit code ") +
+        std::to_string(outcome.code));
+    const auto put = [&](const char* name, const basekit2::variant_t& value) {
+        putProperty(*m_result, name, value);
+    };
+    m_result->setCollectionTimeEnd(std::time(nullptr));
+    m_result->setFinalizationTimeBegin(std::time(nullptr));
+    put(outcome.wasKilled ? key::exitSignal : key::exitCode, outcome.code);
+    put(key::elapsed, count(outcome.elapsed));
+    put(key::userTime, count(outcome.userTime));
+    put(key::systemTime, count(outcome.systemTime));
+    put(key::peakMemory, outcome.peakMemoryBytes);
+    put(key::readBytes, outcome.readBytes);
+    put(key::writtenBytes, outcome.writtenBytes);
+    put(key::sampleCount, outcome.sampleCount);
+    m_result->setFinalizationTimeEnd(std::time(nullptr));
+    saveProperties(*m_result);
+}
+
+void Recording::finish() {
+    m_log.check();
+    m_result->setFinalized(true);
+    const vesta2::error_t status = vesta2::ResultDirectoryManager::getLastError();
+    if (status != vesta2::eOK) {
+        throw Failure::fromStatus(status, m_result->getPath());
+    }
+}
+
+void Recording::fail(const std::string& reason) {
+    log(reason);
+    m_result->setInvalid();
+}
+
+}  // namespace cli

@@ -1,0 +1,59 @@
+#include "collector/spawn.h"
+
+#include <spawn.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <sstream>
+
+namespace cli {
+namespace {
+
+/// Whether PATH leads to a file of that name, executable or not.
+bool isInPath(const std::string& name) {
+    const char* path = std::getenv("PATH");
+    std::istringstream directories(path ? path : "");
+    for (std::string directory; std::getline(directories, directory, ':');) {
+        if (::access((directory + "/" + name).c_str(), F_OK) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+int spawnProgram(const SpawnRequest& request, pid_t& process) {
+    std::vector<char*> words;
+    for (const std::string& word : request.command) {
+        words.push_back(const_cast<char*>(word.c_str()));  // NOLINT: the call does not write to it
+    }
+    words.push_back(nullptr);
+
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setsigmask(&attributes, &request.signals.originalMask());
+    ::posix_spawnattr_setsigdefault(&attributes, &request.signals.originalDefaults());
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    if (request.output >= 0) {
+        ::posix_spawn_file_actions_adddup2(&actions, request.output, STDOUT_FILENO);
+    }
+    if (request.error >= 0) {
+        ::posix_spawn_file_actions_adddup2(&actions, request.error, STDERR_FILENO);
+    }
+    const int error =
+        ::posix_spawnp(&process, words.front(), &actions, &attributes, words.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&attributes);
+    // So the call also reports a directory in PATH that may not be searched.
+    if (error == EACCES && request.command.front().find('/') == std::string::npos &&
+        !isInPath(request.command.front())) {
+        return ENOENT;
+    }
+    return error;
+}
+
+}  // namespace cli

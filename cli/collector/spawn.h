@@ -1,0 +1,24 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "collector/signals.h"
+
+namespace cli {
+
+struct SpawnRequest {
+    const std::vector<std::string>& command;
+    const Signals& signals;
+    /// Take the place of the standard streams; the collector's own when negative.
+    int output = -1;
+    int error = -1;
+};
+
+/// Starts a program, looked for in PATH, with the signal settings that the collector was started
+/// with, in the collector's process group. Returns 0, or the `errno` value of the failure.
+int spawnProgram(const SpawnRequest& request, pid_t& process);
+
+}  // namespace cli

@@ -1,0 +1,48 @@
+#pragma once
+/// Passes a program's output on and keeps a copy.
+
+#include <poll.h>
+
+#include <array>
+#include <string_view>
+
+#include "collector/record_file.h"
+#include "file_descriptor.h"
+
+namespace cli {
+
+/// One stream. Never blocks: the collector must go on sampling while the reader is slow.
+class Tee {
+public:
+    /// What the program writes to `writeEnd` goes to `target` and to `copy`.
+    Tee(int target, RecordFile& copy);
+
+    [[nodiscard]] int writeEnd() const { return m_writeEnd.get(); }
+    /// Once the program has its own copy.
+    void closeWriteEnd() { m_writeEnd.close(); }
+
+    /// What to wait for next; a negative descriptor when the stream has ended.
+    [[nodiscard]] pollfd interest() const;
+    /// Does what can be done after such a wait.
+    void advance();
+    /// Passes on what the program had written before it ended. What processes that it left behind
+    /// write afterwards is not waited for.
+    void finish();
+
+private:
+    void readSome(std::size_t most);
+    /// False when the reader has gone.
+    bool writeSome();
+
+    /// A pipe that can be written to at all takes this much without blocking.
+    static constexpr std::size_t pieceSize = 4096;
+
+    int m_target;
+    RecordFile& m_copy;
+    FileDescriptor m_readEnd;
+    FileDescriptor m_writeEnd;
+    std::array<char, pieceSize> m_piece{};
+    std::string_view m_pending;
+};
+
+}  // namespace cli

@@ -1,0 +1,129 @@
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+#include "collector/recording.h"
+#include "collector/run_program.h"
+#include "collector/sampler.h"
+#include "failure.h"
+#include "nodes/description.h"
+#include "nodes/new_result.h"
+#include "nodes/variables.h"
+#include "options.h"
+#include "output/text.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace cli {
+namespace {
+
+struct Arguments {
+    NewResult wanted{vesta2::ResultDirectoryManager::getDefaultResultDirectoryName()};
+    std::vector<std::string> variables;
+    bool capture = false;
+    int interval = 100;
+    std::vector<std::string> program;
+};
+
+constexpr int greatestInterval = 3600 * 1000;
+/// What a shell adds to the signal that killed a program.
+constexpr int killedBase = 128;
+
+/// In the words, and with the codes, of shells.
+Failure startFailure(const std::string& program, int error, const std::string& result) {
+    const std::string remedy = "the result " + result + " is invalid";
+    if (error == ENOENT || error == ENOTDIR) {
+        return {exitNoProgram, program, "no such program", "check its name and PATH; " + remedy};
+    }
+    return {exitNotExecutable, program,
+            "cannot be run: " + Failure::fromErrno(error, program).problem(),
+            "check that it is an executable file; " + remedy};
+}
+
+RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
+                  Recording& recording, Signals& signals) {
+    recording.begin();
+    std::optional<RecordFile> output;
+    if (arguments.capture) {
+        output.emplace(result.getApplicationLog());
+    }
+    const char* dataDirectory = result.createCollectorDataDir();
+    if (!dataDirectory) {
+        throw Failure::fromStatus(vesta2::ResultDirectoryManager::getLastError(), result.getPath());
+    }
+    RecordFile samples(std::string(dataDirectory) + "/" + samplesFileName);
+    const RunRequest request{
+        arguments.program, samples, std::chrono::milliseconds(arguments.interval),
+        output ? &*output : nullptr, [&](const std::string& line) { recording.log(line); }};
+    const RunOutcome outcome = runProgram(request, signals);
+    if (outcome.startError != 0) {
+        throw startFailure(arguments.program.front(), outcome.startError, result.getPath());
+    }
+    // Saved before anything is complained of: what is known of the run is kept.
+    recording.end(outcome);
+    samples.check();
+    if (output) {
+        output->check();
+    }
+    recording.finish();
+    return outcome;
+}
+
+void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDirectory>& result,
+              const RunOutcome& outcome) {
+    if (session.json) {
+        // The standard output stream is the program's.
+        Json object = toJson(describe(result));
+        object[outcome.wasKilled ? "exitSignal" : "exitCode"] = outcome.code;
+        object["elapsedMicroseconds"] = std::to_string(outcome.elapsed.count());
+        writeRawMessage(withSchema({{"result", object}}).dump());
+        return;
+    }
+    const std::string end = outcome.wasKilled
+                                ? fmt::format("killed by SIG{}", ::sigabbrev_np(outcome.code))
+                                : fmt::format("exit code {}", outcome.code);
+    session.note(fmt::format("result {} ({}, {:.3f} s)", escapeText(result->getPath()), end,
+                             std::chrono::duration<double>(outcome.elapsed).count()));
+}
+
+int run(const Arguments& arguments, const Session& session) {
+    // First of all: from here on a signal cannot leave half a result.
+    Signals signals;
+    const auto result = createNewResult(
+        arguments.wanted, nameVariables(arguments.variables, arguments.program.front()));
+    std::optional<Recording> recording;
+    RunOutcome outcome;
+    try {
+        recording.emplace(result, arguments.program);
+        outcome = record(arguments, *result, *recording, signals);
+    } catch (const std::exception& error) {
+        if (recording) {
+            recording->fail(error.what());
+        } else {
+            result->setInvalid();
+        }
+        throw;
+    }
+    announce(session, result, outcome);
+    return outcome.wasKilled ? killedBase + outcome.code : outcome.code;
+}
+
+}  // namespace
+
+Action collect(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.option("--name", "PATTERN", arguments->wanted.name, "name of the result; else 'r@@@'");
+    options.option("--into", "GROUP", arguments->wanted.group,
+                   "the group to make it in; else the working directory");
+    options.option("--var", "K=V", arguments->variables, "define {K} for the name");
+    options.flag("--capture", arguments->capture, "also save the program's output");
+    options.option("--interval", "MS", arguments->interval, 1, greatestInterval,
+                   "milliseconds between samples; else 100");
+    options.program(arguments->program);
+    return [arguments](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace cli

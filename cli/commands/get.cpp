@@ -1,0 +1,63 @@
+#include <memory>
+
+#include "failure.h"
+#include "nodes/description.h"
+#include "nodes/node_argument.h"
+#include "nodes/variables.h"
+#include "options.h"
+#include "output/text.h"
+#include "vesta2/i_experiment.h"
+#include "vesta2/i_project.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace cli {
+namespace {
+
+using vesta2::ResultDirectoryManager;
+
+struct Arguments {
+    std::string path;
+    bool literal = false;
+    std::vector<std::string> variables;
+};
+
+/// A project or experiment must not become a result as well.
+void requireNoGroupNode(const std::string& path) {
+    if (vesta2::IProject::probe(path.c_str()) || vesta2::IExperiment::probe(path.c_str())) {
+        throw Failure(exitExists, path, "is a project or an experiment, no result",
+                      "name a result in it, or see 'vesta2 show " + shellQuote(path) + "'");
+    }
+}
+
+int run(const Arguments& arguments, Session& session) {
+    const std::string path = requirePath(arguments.path);
+    requireNoGroupNode(path);
+    const vesta2::ResultVariableBag variables = nameVariables(arguments.variables, {});
+    auto result = ResultDirectoryManager::get(path.c_str(), &variables, arguments.literal);
+    const vesta2::error_t status = ResultDirectoryManager::getLastError();
+    if (!result && vesta2::IResultDirectory::probe(path.c_str())) {
+        // One that may not be written to is still there to be used.
+        result = ResultDirectoryManager::open(path.c_str(), arguments.literal, nullptr);
+    }
+    if (!result) {
+        throw Failure::fromStatus(status, path);
+    }
+    if (session.json) {
+        session.out.writeJson({{"result", toJson(describe(result))}});
+    } else {
+        session.out.writeText(result->getPath());
+    }
+    return exitOk;
+}
+
+}  // namespace
+
+Action get(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.argument("PATH", arguments->path, "a path; a pattern always makes a new result");
+    options.flag("--literal", arguments->literal, "take '@' in the name as it stands");
+    options.option("--var", "K=V", arguments->variables, "define {K} for the name");
+    return [arguments](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace cli

@@ -1,0 +1,130 @@
+#include <charconv>
+#include <limits>
+#include <memory>
+#include <optional>
+
+#include "failure.h"
+#include "nodes/description.h"
+#include "nodes/node_argument.h"
+#include "nodes/properties.h"
+#include "options.h"
+#include "output/text.h"
+
+namespace cli {
+namespace {
+
+using basekit2::variant_t;
+using kind_t = basekit2::variant_t::kind_t;
+
+struct Arguments {
+    std::string node;
+    std::vector<std::string> assignments;
+};
+
+template <class Number>
+std::optional<variant_t> parseNumber(const std::string& text) {
+    Number number{};
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end) {
+        return std::nullopt;
+    }
+    return variant_t(number);
+}
+
+/// `text` as a value of `kind`; nothing when it cannot be one.
+std::optional<variant_t> parseValue(const std::string& text, kind_t kind) {
+    switch (kind) {
+    case kind_t::int32:
+        return parseNumber<std::int32_t>(text);
+    case kind_t::uint32:
+        return parseNumber<std::uint32_t>(text);
+    case kind_t::int64:
+        return parseNumber<std::int64_t>(text);
+    case kind_t::uint64:
+        return parseNumber<std::uint64_t>(text);
+    case kind_t::bag:
+        return std::nullopt;
+    case kind_t::str:
+    case kind_t::empty:
+        break;
+    }
+    return variant_t(text);
+}
+
+std::string kindName(kind_t kind) {
+    switch (kind) {
+    case kind_t::int32:
+        return "a whole number of 32 bits";
+    case kind_t::uint32:
+        return "a whole number of 32 bits, not negative";
+    case kind_t::int64:
+        return "a whole number of 64 bits";
+    case kind_t::uint64:
+        return "a whole number of 64 bits, not negative";
+    default:
+        return "a group of properties";
+    }
+}
+
+Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
+    const std::size_t equals = assignment.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        throw Failure(exitUsage, {}, shellQuote(assignment) + " is no assignment",
+                      "write it as KEY=VALUE");
+    }
+    const std::string key = assignment.substr(0, equals);
+    if (roleOf(key) == Role::creation || roleOf(key) == Role::link) {
+        throw Failure(exitUsage, node.getPath(), shellQuote(key) + " is kept by the library",
+                      "choose another key");
+    }
+    const variant_t old = node.getPropertyStorage()->getProperty(("vesta/" + key).c_str());
+    const kind_t kind = old.empty() ? usualKind(key) : old.kind();
+    const std::optional<variant_t> value = parseValue(assignment.substr(equals + 1), kind);
+    if (!value) {
+        throw Failure(exitUsage, node.getPath(),
+                      shellQuote(assignment) + ": " + shellQuote(key) + " is " + kindName(kind),
+                      "nothing was changed");
+    }
+    return {key, *value};
+}
+
+int run(const Arguments& arguments, Session& session) {
+    const auto node = openNode(arguments.node);
+    const Description description = describe(node);
+    if (description.state == "unreadable" || description.state == "missing") {
+        throw Failure(exitFailure, node->getMarkerFilePath(),
+                      "the marker file is " + description.state + ", so nothing was changed",
+                      "restore it from a copy first");
+    }
+    std::vector<Property> changes;
+    for (const std::string& assignment : arguments.assignments) {
+        changes.push_back(parseAssignment(*node, assignment));
+    }
+    for (const Property& change : changes) {
+        if (!putProperty(*node, change.key, change.value)) {
+            throw Failure(exitUsage, node->getPath(), shellQuote(change.key) + " cannot be a key",
+                          "nothing was changed");
+        }
+    }
+    saveProperties(*node);
+    if (session.json) {
+        Json values = Json::object();
+        for (const Property& change : changes) {
+            values[jsonName(change.key)] = jsonValue(change.value);
+        }
+        session.out.writeJson({{"path", jsonText(description.path)}, {"properties", values}});
+    }
+    return exitOk;
+}
+
+}  // namespace
+
+Action set(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    options.arguments("KEY=VALUE", arguments->assignments, "the properties to change", true);
+    return [arguments](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace cli

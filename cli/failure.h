@@ -1,0 +1,55 @@
+#pragma once
+/// How the command ends when it cannot do what it was asked.
+
+#include <exception>
+#include <string>
+
+#include "vesta2/error.h"
+
+namespace cli {
+
+/// Exit codes; they are documented and never change.
+enum Exit : int {
+    exitOk = 0,
+    exitNegative = 1,  ///< a negative answer, or differences
+    exitUsage = 2,
+    exitNotFound = 3,
+    exitExists = 4,
+    exitLocked = 5,
+    exitPermission = 6,
+    exitFailure = 7,
+    exitNotExecutable = 126,
+    exitNoProgram = 127,
+    exitBrokenPipe = 141,
+};
+
+/// One clear line: what it is about, what is wrong with it, and what to do.
+class Failure : public std::exception {
+public:
+    /// `path` may be empty; so may `remedy`.
+    Failure(int code, std::string path, std::string problem, std::string remedy = {});
+
+    [[nodiscard]] const char* what() const noexcept override { return m_problem.c_str(); }
+    [[nodiscard]] int code() const { return m_code; }
+    [[nodiscard]] const std::string& path() const { return m_path; }
+    [[nodiscard]] const std::string& problem() const { return m_problem; }
+    [[nodiscard]] const std::string& remedy() const { return m_remedy; }
+    /// "path: problem; remedy", safe to print.
+    [[nodiscard]] std::string line() const;
+
+    /// From a library status about `path`.
+    static Failure fromStatus(vesta2::error_t status, const std::string& path);
+    /// From an `errno` value about `path`.
+    static Failure fromErrno(int error, const std::string& path);
+
+private:
+    int m_code;
+    std::string m_path;
+    std::string m_problem;
+    std::string m_remedy;
+};
+
+/// Nobody reads the output any more: the command ends without a word.
+class BrokenPipe : public std::exception {};
+
+}  // namespace cli

@@ -1,0 +1,78 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <boost/filesystem/exception.hpp>
+#include <exception>
+#include <filesystem>
+#include <new>
+
+#include "failure.h"
+#include "options.h"
+#include "output/json.h"
+
+namespace {
+
+using cli::Failure;
+
+/// A file opened later must never become one of the three standard streams. What the caller closed
+/// stays unusable: /dev/null is opened the wrong way round.
+void occupyStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (::fcntl(stream, F_GETFD) < 0) {
+            // NOLINTNEXTLINE: a standard stream is inherited by the programs that are run.
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+/// The same failures come from the library and from the command's own walks.
+Failure currentFailure() {
+    try {
+        throw;
+    } catch (const Failure& failure) {
+        return failure;
+    } catch (const boost::filesystem::filesystem_error& error) {
+        return Failure::fromErrno(error.code().value(), error.path1().native());
+    } catch (const std::filesystem::filesystem_error& error) {
+        return Failure::fromErrno(error.code().value(), error.path1().native());
+    } catch (const std::bad_alloc&) {
+        return {cli::exitFailure, {}, "out of memory"};
+    } catch (const std::exception& error) {
+        return {cli::exitFailure, {}, error.what()};
+    }
+}
+
+int report(const Failure& failure, bool json) {
+    if (json) {
+        const cli::Json error = {{"code", failure.code()},
+                                 {"path", cli::jsonText(failure.path())},
+                                 {"message", cli::jsonText(failure.problem())},
+                                 {"remedy", cli::jsonText(failure.remedy())}};
+        cli::writeRawMessage(cli::withSchema({{"error", error}}).dump());
+    } else {
+        cli::writeMessage(failure.line());
+    }
+    return failure.code();
+}
+
+int run(int argc, char** argv, cli::Session& session) {
+    const cli::Request request = cli::parseCommandLine(argc, argv, session);
+    session.out.write(request.text);
+    const int code = request.action ? request.action(session) : cli::exitOk;
+    session.out.flush();
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {  // NOLINT: only a lack of memory while reporting can escape
+    occupyStandardStreams();
+    cli::Session session;
+    try {
+        return run(argc, argv, session);
+    } catch (const cli::BrokenPipe&) {
+        return cli::exitBrokenPipe;
+    } catch (...) {
+        return report(currentFailure(), session.json);
+    }
+}

@@ -1,0 +1,39 @@
+#pragma once
+/// What there is to tell of a node, whatever its kind.
+
+#include <string>
+
+#include "basekit2/object.h"
+#include "output/json.h"
+#include "vesta2/i_node.h"
+#include "vesta2/i_result_directory.h"
+
+namespace cli {
+
+struct Description {
+    std::string path;
+    std::string name;
+    std::string kind;       ///< "result", "experiment" or "project"
+    std::string state;      ///< see `stateNames`; for an experiment or project empty unless damaged
+    std::int64_t time = 0;  ///< begin of the collection, else creation; 0 when unknown
+    std::string host;
+    int rank = -1;
+    std::string command;
+};
+
+/// Nothing but the node's marker and state files is looked at.
+Description describe(const basekit2::sptr_t<vesta2::INode>& node);
+
+Json toJson(const Description& description);
+
+/// Style of a state's text.
+const char* stateStyle(const std::string& state);
+
+/// The "vesta" section; null when there is none.
+const basekit2::variant_bag_t* vestaSection(vesta2::INode& node);
+
+/// Whether the marker file is there but cannot be read as a bag. Then the node seems to have no
+/// properties, and saving it would destroy what is still in the file.
+bool isUnreadable(vesta2::INode& node);
+
+}  // namespace cli

@@ -1,0 +1,125 @@
+#include "nodes/file_comparison.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+#include "basekit2/bag_io.h"
+#include "failure.h"
+#include "file_descriptor.h"
+#include "vesta2/discovery.h"
+#include "vesta2/names.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t pieceSize = 131072;
+
+/// The library's own files: what they say is compared as properties and state.
+bool isBookkeeping(const std::string& name) {
+    static const vesta2::FileSet extensions = [] {
+        vesta2::FileSet set(vesta2::resultMarkerFileExt(), vesta2::getFlagLockExtension(),
+                            vesta2::getFlagInfoExtension());
+        return set;
+    }();
+    return name == ".norun" || name == ".bad" || vesta2::hasExtension(name, extensions) ||
+           basekit2::is_bag_temporary(name);
+}
+
+std::map<std::string, fs::directory_entry> entriesBelow(const std::string& directory) {
+    std::map<std::string, fs::directory_entry> entries;
+    for (auto entry = fs::recursive_directory_iterator(directory);
+         entry != fs::recursive_directory_iterator(); ++entry) {
+        if (entry.depth() > 0 || !isBookkeeping(entry->path().filename().native())) {
+            entries.emplace(entry->path().native().substr(directory.size() + 1), *entry);
+        }
+    }
+    return entries;
+}
+
+std::string describe(const fs::directory_entry& entry) {
+    switch (entry.symlink_status().type()) {
+    case fs::file_type::regular:
+        return std::to_string(entry.file_size());
+    case fs::file_type::directory:
+        return "directory";
+    case fs::file_type::symlink:
+        return "link to " + fs::read_symlink(entry.path()).native();
+    default:
+        return "special file";
+    }
+}
+
+FileDescriptor openForReading(const fs::path& path) {
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file) {
+        throw Failure::fromErrno(errno, path.native());
+    }
+    return file;
+}
+
+std::size_t readPiece(const FileDescriptor& file, char* piece, const fs::path& path) {
+    std::size_t filled = 0;
+    while (filled < pieceSize) {
+        const ssize_t got = ::read(file.get(), piece + filled, pieceSize - filled);
+        if (got == 0) {
+            break;
+        }
+        if (got < 0 && errno != EINTR) {
+            throw Failure::fromErrno(errno, path.native());
+        }
+        filled += got > 0 ? static_cast<std::size_t>(got) : 0;
+    }
+    return filled;
+}
+
+bool isSameContent(const fs::path& a, const fs::path& b) {
+    const FileDescriptor fileA = openForReading(a);
+    const FileDescriptor fileB = openForReading(b);
+    std::vector<char> pieceA(pieceSize);
+    std::vector<char> pieceB(pieceSize);
+    while (true) {
+        const std::size_t sizeA = readPiece(fileA, pieceA.data(), a);
+        const std::size_t sizeB = readPiece(fileB, pieceB.data(), b);
+        if (sizeA != sizeB || std::memcmp(pieceA.data(), pieceB.data(), sizeA) != 0) {
+            return false;
+        }
+        if (sizeA < pieceSize) {
+            return true;
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<FileDifference> compareFiles(const std::string& before, const std::string& after) {
+    std::vector<FileDifference> differences;
+    const auto old = entriesBelow(before);
+    auto added = entriesBelow(after);
+    for (const auto& [path, entry] : old) {
+        const auto match = added.find(path);
+        if (match == added.end()) {
+            differences.push_back({path, describe(entry), {}});
+            continue;
+        }
+        const std::string kind = describe(entry);
+        const std::string newKind = describe(match->second);
+        const bool isFile = entry.symlink_status().type() == fs::file_type::regular;
+        if (kind != newKind || (isFile && !isSameContent(entry.path(), match->second.path()))) {
+            differences.push_back({path, kind, newKind});
+        }
+        added.erase(match);
+    }
+    for (const auto& [path, entry] : added) {
+        differences.push_back({path, {}, describe(entry)});
+    }
+    return differences;
+}
+
+}  // namespace cli

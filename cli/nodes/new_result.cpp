@@ -1,0 +1,85 @@
+#include "nodes/new_result.h"
+
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+
+#include "failure.h"
+#include "nodes/node_argument.h"
+#include "output/text.h"
+#include "vesta2/discovery.h"
+#include "vesta2/names.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/pattern.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace cli {
+namespace {
+
+using vesta2::ResultDirectoryManager;
+
+/// Overwriting deletes a whole tree, so it is done to results alone: a mistyped name must not cost
+/// a home directory.
+void requireOverwritable(const NewResult& wanted, const std::string& group,
+                         const vesta2::ResultVariableBag& variables) {
+    std::string directory;
+    std::string marker;
+    vesta2::splitDirPatternAndFileName(wanted.name, vesta2::resultMarkerFileExt(), directory,
+                                       marker);
+    const boost::filesystem::path whole(directory);
+    const std::string name =
+        vesta2::Pattern::subst(whole.filename().native(), variables.get_bag("vesta"));
+    const std::string path =
+        vesta2::completePath(whole.parent_path() / name, group.c_str()).native();
+    boost::system::error_code ignored;
+    if (boost::filesystem::exists(path, ignored) &&
+        !vesta2::IResultDirectory::probe(path.c_str())) {
+        throw Failure(exitExists, path, "is there, but is no result",
+                      "--overwrite replaces results only; choose another name");
+    }
+}
+
+Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const std::string& path) {
+    switch (status) {
+    case vesta2::eAlreadyExists:
+        return {exitExists, path, "is there already",
+                "choose another name or a pattern such as 'r@@@', or use --overwrite"};
+    case vesta2::eInsufficientPermissions:
+        return {exitPermission, path, "cannot be made: permission denied",
+                "choose a directory that you may write to"};
+    case vesta2::eParameterError:
+        if (wanted.overwrite) {
+            return {exitUsage, path, "a pattern always makes a new result",
+                    "leave --overwrite out, or give a name without '@'"};
+        }
+        break;
+    case vesta2::eNotFound:
+        return {exitNotFound, path, "cannot be made: its parent is no directory", "check the path"};
+    case vesta2::eUnknown:
+        return {exitFailure, path, "the result could not be written",
+                "check the space on the disk"};
+    default:
+        break;
+    }
+    return Failure::fromStatus(status, path);
+}
+
+}  // namespace
+
+basekit2::sptr_t<vesta2::IResultDirectory>
+createNewResult(const NewResult& wanted, const vesta2::ResultVariableBag& variables) {
+    const std::string group = wanted.group.empty() ? "" : openGroup(wanted.group)->getPath();
+    requirePath(wanted.name);
+    if (wanted.overwrite) {
+        requireOverwritable(wanted, group, variables);
+    }
+    auto result =
+        ResultDirectoryManager::create(wanted.name.c_str(), wanted.overwrite, &variables,
+                                       wanted.literal, group.empty() ? nullptr : group.c_str());
+    if (!result) {
+        const std::string path = vesta2::completePath(wanted.name, group.c_str()).native();
+        throw creationFailure(ResultDirectoryManager::getLastError(), wanted, path);
+    }
+    return result;
+}
+
+}  // namespace cli

@@ -1,0 +1,102 @@
+#include "nodes/node_argument.h"
+
+#include <sys/stat.h>
+
+#include <boost/filesystem/path.hpp>
+#include <cerrno>
+#include <filesystem>
+
+#include "output/text.h"
+#include "vesta2/discovery.h"
+#include "vesta2/names.h"
+#include "vesta2/node.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace cli {
+namespace {
+
+/// Why there is no node at `path`, and what helps.
+Failure noNode(const std::string& path) {
+    const std::string parent = boost::filesystem::path(path).parent_path().native();
+    const std::string look = "see 'vesta2 list " + shellQuote(parent) + "'";
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        if (errno != ENOENT) {
+            return Failure::fromErrno(errno, path);
+        }
+        if (::stat(parent.c_str(), &status) != 0) {
+            return Failure::fromErrno(errno, parent);
+        }
+        return {exitNotFound, path, "no such result, experiment or project", look};
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return {exitNotFound, path, "a directory, but no result, experiment or project",
+                "see 'vesta2 list " + shellQuote(path) + "' for the nodes in it"};
+    }
+    return {exitNotFound, path, "neither a marker file nor a link file", look};
+}
+
+}  // namespace
+
+std::string requirePath(const std::string& path) {
+    if (path.empty()) {
+        throw Failure(exitUsage, {}, "the path is empty", "name a directory, or '.'");
+    }
+    // The library takes the root for an empty path, which would mean the working directory.
+    if (!std::filesystem::absolute(path).lexically_normal().has_relative_path()) {
+        throw Failure(exitUsage, "/", "the root directory cannot be a node or a group",
+                      "name a directory below it");
+    }
+    return vesta2::completePath(path, nullptr).native();
+}
+
+Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
+    if (status == vesta2::eParameterError) {
+        // The search itself does not tell what is wrong with a pattern.
+        const std::string name = boost::filesystem::path(pattern).filename().native();
+        status = vesta2::ResultDirectoryManager::validateResultDirectoryPattern(name.c_str());
+    }
+    return Failure::fromStatus(status, pattern);
+}
+
+basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument) {
+    const std::string path = requirePath(argument);
+    const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
+                                vesta2::projectMarkerFileExt());
+    // What is there goes first: a directory may really be named "r@@@".
+    std::string marker = vesta2::findMarkerFileOrLink(path, kinds, true);
+    if (marker.empty()) {
+        vesta2::FileSet found;
+        vesta2::findPatternedMarkerFileOrLink(path, nullptr, kinds, found, 1, false);
+        const vesta2::error_t status = vesta2::getStatus();
+        if (found.empty() && status != vesta2::eNotFound) {
+            throw searchFailure(status, path);
+        }
+        if (found.empty()) {
+            throw noNode(path);
+        }
+        marker = *found.begin();
+    }
+    basekit2::sptr_t<vesta2::INode> node = vesta2::Node::lookup(marker, nullptr);
+    if (!node) {
+        throw noNode(path);
+    }
+    return node;
+}
+
+basekit2::sptr_t<vesta2::INodeGroup> openGroup(const std::string& argument) {
+    const std::string path = requirePath(argument);
+    basekit2::sptr_t<vesta2::INodeGroup> group = vesta2::INodeGroup::open(path.c_str());
+    if (!group) {
+        struct stat status {};
+        if (::stat(path.c_str(), &status) != 0) {
+            throw Failure::fromErrno(errno, path);
+        }
+        throw Failure(exitNotFound, path, "not a group",
+                      "name a directory, a project or an experiment");
+    }
+    return group;
+}
+
+}  // namespace cli

@@ -1,0 +1,28 @@
+#pragma once
+/// From what a user typed to a node.
+
+#include <string>
+
+#include "basekit2/object.h"
+#include "failure.h"
+#include "vesta2/i_node.h"
+#include "vesta2/i_node_group.h"
+
+namespace cli {
+
+/// The absolute form of `path`. Raises `Failure` for an empty path and for the root directory,
+/// which cannot be a node.
+std::string requirePath(const std::string& path);
+
+/// The node that `argument` denotes: a directory, a marker file, a link file, or else a pattern, of
+/// which the greatest match is taken. Raises `Failure` when there is none. The marker file may be
+/// unreadable: see `describe`.
+basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument);
+
+/// Why a search for `pattern` ended with `status`.
+Failure searchFailure(vesta2::error_t status, const std::string& pattern);
+
+/// The group at `argument`: a project, an experiment or any directory.
+basekit2::sptr_t<vesta2::INodeGroup> openGroup(const std::string& argument);
+
+}  // namespace cli

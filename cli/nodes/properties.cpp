@@ -1,0 +1,117 @@
+#include "nodes/properties.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "failure.h"
+#include "nodes/description.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace cli {
+namespace {
+
+using kind_t = basekit2::variant_t::kind_t;
+
+struct KnownKey {
+    std::string_view key;
+    Role role;
+    kind_t kind;
+};
+
+constexpr std::array knownKeys{
+    KnownKey{"timestamp", Role::creation, kind_t::uint64},
+    KnownKey{"hostname", Role::creation, kind_t::str},
+    KnownKey{"os", Role::creation, kind_t::str},
+    KnownKey{"product", Role::creation, kind_t::str},
+    KnownKey{"buildNumber", Role::creation, kind_t::int32},
+    KnownKey{"logicalCPUCount", Role::creation, kind_t::int32},
+    KnownKey{"CPUFrequency", Role::creation, kind_t::int64},
+    KnownKey{"mpirank", Role::creation, kind_t::int32},
+    KnownKey{"backlink", Role::link, kind_t::str},
+    KnownKey{"collectionTimeBegin", Role::time, kind_t::int64},
+    KnownKey{"collectionTimeEnd", Role::time, kind_t::int64},
+    KnownKey{"finalizationTimeBegin", Role::time, kind_t::int64},
+    KnownKey{"finalizationTimeEnd", Role::time, kind_t::int64},
+    KnownKey{"variables/date", Role::time, kind_t::str},
+    KnownKey{key::exitCode, Role::fact, kind_t::int32},
+    KnownKey{key::exitSignal, Role::fact, kind_t::int32},
+    KnownKey{key::elapsed, Role::measurement, kind_t::uint64},
+    KnownKey{key::userTime, Role::measurement, kind_t::uint64},
+    KnownKey{key::systemTime, Role::measurement, kind_t::uint64},
+    KnownKey{key::peakMemory, Role::measurement, kind_t::uint64},
+    KnownKey{key::readBytes, Role::measurement, kind_t::uint64},
+    KnownKey{key::writtenBytes, Role::measurement, kind_t::uint64},
+    KnownKey{key::sampleCount, Role::measurement, kind_t::uint64},
+};
+
+KnownKey known(std::string_view key) {
+    const auto* found = std::find_if(knownKeys.begin(), knownKeys.end(),
+                                     [&](const KnownKey& entry) { return entry.key == key; });
+    return found != knownKeys.end() ? *found : KnownKey{key, Role::fact, kind_t::str};
+}
+
+void flatten(const basekit2::variant_bag_t& bag, const std::string& prefix,
+             std::vector<Property>& out) {
+    for (const auto& [name, value] : bag) {
+        if (const basekit2::variant_bag_t* nested = value.as_bag()) {
+            flatten(*nested, prefix + name + "/", out);
+        } else {
+            out.push_back({prefix + name, value});
+        }
+    }
+}
+
+}  // namespace
+
+Role roleOf(std::string_view key) {
+    return known(key).role;
+}
+
+bool isTime(std::string_view key) {
+    return key == "timestamp" || (roleOf(key) == Role::time && usualKind(key) != kind_t::str);
+}
+
+kind_t usualKind(std::string_view key) {
+    return known(key).kind;
+}
+
+std::vector<Property> properties(vesta2::INode& node) {
+    std::vector<Property> all;
+    if (const basekit2::variant_bag_t* section = vestaSection(node)) {
+        flatten(*section, "", all);
+    }
+    return all;
+}
+
+std::string valueText(const basekit2::variant_t& value) {
+    if (const std::string* text = value.as_string()) {
+        return *text;
+    }
+    if (value.kind() == kind_t::uint64) {
+        return std::to_string(static_cast<std::uint64_t>(value.to_int64()));
+    }
+    return std::to_string(value.to_int64());
+}
+
+bool putProperty(vesta2::INode& node, const std::string& key, const basekit2::variant_t& value) {
+    return node.getPropertyStorage()->setProperty(("vesta/" + key).c_str(), value);
+}
+
+void saveProperties(vesta2::INode& node) {
+    // What `save` returns tells nothing; see there.
+    node.save();
+    const vesta2::error_t status = vesta2::ResultDirectoryManager::getLastError();
+    if (status == vesta2::eOK) {
+        return;
+    }
+    const std::string marker = node.getMarkerFilePath();
+    if (::access(node.getPath(), W_OK) != 0) {
+        throw Failure::fromErrno(errno, marker);
+    }
+    throw Failure::fromStatus(status, marker);
+}
+
+}  // namespace cli

@@ -1,0 +1,59 @@
+#pragma once
+/// The properties of a node, as the command shows and takes them: by the path below the "vesta"
+/// section, such as "exitCode" or "variables/user".
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "basekit2/variant.h"
+#include "vesta2/i_node.h"
+
+namespace cli {
+
+/// What `collect` records beside the properties that the library names.
+namespace key {
+inline constexpr const char* workingDirectory = "workingDirectory";
+inline constexpr const char* exitCode = "exitCode";
+inline constexpr const char* exitSignal = "exitSignal";
+inline constexpr const char* elapsed = "elapsedMicroseconds";
+inline constexpr const char* userTime = "userTimeMicroseconds";
+inline constexpr const char* systemTime = "systemTimeMicroseconds";
+inline constexpr const char* peakMemory = "peakMemoryBytes";
+inline constexpr const char* readBytes = "readBytes";
+inline constexpr const char* writtenBytes = "writtenBytes";
+inline constexpr const char* sampleCount = "sampleCount";
+}  // namespace key
+
+enum class Role {
+    fact,
+    creation,     ///< written when the node was made, and true for good
+    time,         ///< when something happened
+    measurement,  ///< never quite the same in two runs
+    link,         ///< how a node elsewhere is reached; kept by the library
+};
+
+Role roleOf(std::string_view key);
+/// Whether the key holds seconds since the Epoch.
+bool isTime(std::string_view key);
+/// The kind that a known key has even before it is first set; a string for the others.
+basekit2::variant_t::kind_t usualKind(std::string_view key);
+
+struct Property {
+    std::string key;
+    basekit2::variant_t value;
+};
+
+/// All of them, those in nested bags under their path, in the order of the marker file.
+std::vector<Property> properties(vesta2::INode& node);
+
+/// A number in decimal, a string as it is.
+std::string valueText(const basekit2::variant_t& value);
+
+/// Puts a property in memory; false when the key cannot be one.
+bool putProperty(vesta2::INode& node, const std::string& key, const basekit2::variant_t& value);
+
+/// Saves the marker file; raises `Failure` when that does not work.
+void saveProperties(vesta2::INode& node);
+
+}  // namespace cli

@@ -1,0 +1,17 @@
+#pragma once
+/// The variables of a result's name.
+
+#include <string>
+#include <vector>
+
+#include "vesta2/result_variable_bag.h"
+
+namespace cli {
+
+/// {user}, {host}, {app}, {date} and {rank}, and what was given as "K=V", which goes first. {app}
+/// is the base name of `program`, and absent without one; {rank} is "0" outside MPI. Raises
+/// `Failure` for what is not "K=V".
+vesta2::ResultVariableBag nameVariables(const std::vector<std::string>& given,
+                                        const std::string& program);
+
+}  // namespace cli

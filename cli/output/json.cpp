@@ -1,0 +1,48 @@
+#include "output/json.h"
+
+#include "basekit2/utf8.h"
+#include "output/text.h"
+
+namespace cli {
+
+using kind_t = basekit2::variant_t::kind_t;
+
+Json jsonText(std::string_view text) {
+    if (basekit2::is_utf8(text)) {
+        return std::string(text);
+    }
+    return {{"bytes", base64(text)}};
+}
+
+std::string jsonName(const std::string& name) {
+    return basekit2::is_utf8(name) ? name : escapeText(name);
+}
+
+Json jsonValue(const basekit2::variant_t& value) {
+    switch (value.kind()) {
+    case kind_t::int32:
+    case kind_t::uint32:
+        return value.to_int64();
+    case kind_t::int64:
+        return std::to_string(value.to_int64());
+    case kind_t::uint64:
+        return std::to_string(static_cast<std::uint64_t>(value.to_int64()));
+    case kind_t::str:
+        return jsonText(*value.as_string());
+    case kind_t::bag:
+        return jsonBag(*value.as_bag());
+    case kind_t::empty:
+        break;
+    }
+    return nullptr;
+}
+
+Json jsonBag(const basekit2::variant_bag_t& bag) {
+    Json object = Json::object();
+    for (const auto& [name, value] : bag) {
+        object[jsonName(name)] = jsonValue(value);
+    }
+    return object;
+}
+
+}  // namespace cli

@@ -1,0 +1,21 @@
+#pragma once
+/// Values as JSON. Numbers of 64 bits become decimal strings, because readers keep only 53 bits;
+/// text that is not UTF-8 becomes {"bytes": "<base64>"}.
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "basekit2/variant.h"
+
+namespace cli {
+
+using Json = nlohmann::ordered_json;
+
+Json jsonText(std::string_view text);
+/// A member's name, which cannot be an object: escaped when it is not UTF-8.
+std::string jsonName(const std::string& name);
+Json jsonValue(const basekit2::variant_t& value);
+Json jsonBag(const basekit2::variant_bag_t& bag);
+
+}  // namespace cli

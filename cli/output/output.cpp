@@ -1,0 +1,108 @@
+#include "output/output.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "failure.h"
+#include "output/text.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t flushSize = 65536;
+constexpr int usualWidth = 80;
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+bool isForced() {
+    const std::string force = environment("CLICOLOR_FORCE");
+    return !force.empty() && force != "0";
+}
+
+}  // namespace
+
+Output::Output() : m_isTerminal(::isatty(STDOUT_FILENO) == 1) {}
+
+void Output::setColor(std::string_view when) {
+    if (when != "auto") {
+        m_color = when == "always";
+    } else if (!environment("NO_COLOR").empty()) {
+        m_color = false;
+    } else {
+        m_color = isForced() || (m_isTerminal && environment("TERM") != "dumb");
+    }
+}
+
+int Output::width() const {
+    winsize size{};
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+        return size.ws_col;
+    }
+    return usualWidth;
+}
+
+std::string Output::styled(std::string_view text, const char* style) const {
+    if (!m_color || !*style) {
+        return std::string(text);
+    }
+    return std::string("\x1b[").append(style).append("m").append(text).append("\x1b[0m");
+}
+
+void Output::write(std::string_view text) {
+    m_pending += text;
+    if (m_pending.size() >= flushSize) {
+        flush();
+    }
+}
+
+void Output::writeJson(const Json& members) {
+    write(withSchema(members).dump(m_isTerminal ? 2 : -1) + "\n");
+}
+
+void Output::writeText(std::string_view text) {
+    write((m_isTerminal ? escapeText(text) : std::string(text)) + "\n");
+}
+
+void Output::flush() {
+    std::string_view rest = m_pending;
+    while (!rest.empty()) {
+        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
+        if (written >= 0) {
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EPIPE) {
+            m_pending.clear();
+            throw BrokenPipe();
+        } else if (errno != EINTR) {
+            const int error = errno;
+            m_pending.clear();
+            const Failure cause = Failure::fromErrno(error, "standard output");
+            throw Failure(exitFailure, cause.path(), cause.problem(),
+                          "check where the output goes");
+        }
+    }
+    m_pending.clear();
+}
+
+Json withSchema(const Json& members) {
+    Json object = {{"schema", 1}};
+    object.update(members);
+    return object;
+}
+
+void writeRawMessage(std::string line) {
+    line += '\n';
+    // One call a line, so that the lines of several ranks do not mix.
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+}
+
+void writeMessage(std::string_view line) {
+    writeRawMessage("vesta2: " + std::string(line));
+}
+
+}  // namespace cli

@@ -1,0 +1,47 @@
+#pragma once
+/// The standard output stream, and what is known of the terminal behind it.
+
+#include <string>
+#include <string_view>
+
+#include "output/json.h"
+
+namespace cli {
+
+/// Buffers what goes to the standard output stream. A write that fails raises `Failure`, or
+/// `BrokenPipe` when the reader has gone: output that is lost must not look like success.
+class Output {
+public:
+    Output();
+
+    /// "auto", "always" or "never"; "auto" asks NO_COLOR, CLICOLOR_FORCE and the terminal.
+    void setColor(std::string_view when);
+
+    [[nodiscard]] bool isTerminal() const { return m_isTerminal; }
+    /// In columns; without a terminal nothing is cut.
+    [[nodiscard]] int width() const;
+    /// `text` between the escape sequences of `style` (such as "1;31"), when colors are wanted.
+    [[nodiscard]] std::string styled(std::string_view text, const char* style) const;
+
+    void write(std::string_view text);
+    /// One object on its own, with the schema number in front; indented on a terminal.
+    void writeJson(const Json& members);
+    /// One text: as it is for programs, made harmless for a terminal.
+    void writeText(std::string_view text);
+    void flush();
+
+private:
+    std::string m_pending;
+    bool m_isTerminal;
+    bool m_color = false;
+};
+
+/// Members with the schema number in front.
+Json withSchema(const Json& members);
+
+/// One line on the standard error stream, as it is. Nothing can be done when that fails.
+void writeRawMessage(std::string line);
+/// As `writeRawMessage`, with the command's name in front.
+void writeMessage(std::string_view line);
+
+}  // namespace cli

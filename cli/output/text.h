@@ -1,0 +1,36 @@
+#pragma once
+/// Text for people: names are bytes, and none of them may drive a terminal or break a line.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace cli {
+
+/// `text` with everything that is not plain visible UTF-8 (control and formatting characters, line
+/// ends, damaged bytes) and the backslash written as C escapes. Nothing is lost.
+std::string escapeText(std::string_view text);
+
+/// Columns that an escaped text takes on a terminal.
+int displayWidth(std::string_view escaped);
+/// `escaped`, cut to `width` columns with an ellipsis at its end when it is wider.
+std::string fitWidth(const std::string& escaped, int width);
+
+/// The words as a shell would take them back.
+std::string shellQuote(const std::vector<std::string>& words);
+std::string shellQuote(const std::string& word);
+
+/// "2026-01-31T12:00:00Z".
+std::string utcTime(std::int64_t seconds);
+/// "2026-01-31 13:00", where the user is.
+std::string localTime(std::int64_t seconds);
+/// The day alone, "2026-01-31", where the user is.
+std::string localDay(std::int64_t seconds);
+
+/// "1.5M": three digits and a binary unit.
+std::string shortSize(std::uint64_t bytes);
+
+std::string base64(std::string_view bytes);
+
+}  // namespace cli

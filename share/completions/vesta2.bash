@@ -1,0 +1,79 @@
+# Completion of the command vesta2 for bash.
+
+# The command's own words, without its options: "create result", for example.
+_vesta2_command() {
+    local word skip= words=()
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        if [[ $skip ]]; then
+            skip=
+            continue
+        fi
+        case $word in
+        -C | --color) skip=1 ;;
+        -*) ;;
+        *) words+=("$word") ;;
+        esac
+    done
+    if [[ ${words[0]} == create ]]; then
+        echo "${words[*]:0:2}"
+    else
+        echo "${words[0]}"
+    fi
+}
+
+_vesta2() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local general='-C --json --color --quiet --verbose --help'
+    local choices= command word
+    COMPREPLY=()
+
+    # Behind "--" stands a program of its own.
+    for ((word = 1; word < COMP_CWORD; ++word)); do
+        if [[ ${COMP_WORDS[word]} == -- ]]; then
+            if ((word == COMP_CWORD - 1)); then
+                mapfile -t COMPREPLY < <(compgen -c -- "$current")
+            else
+                compopt -o default
+            fi
+            return
+        fi
+    done
+
+    case $previous in
+    --color) choices='auto always never' ;;
+    --kind) choices='result experiment project' ;;
+    --state) choices='incomplete finalized invalid unreadable missing' ;;
+    --sort) choices='name kind state when host rank size command' ;;
+    --name | --var | --interval | --mask | --limit) return ;;
+    -C | --into)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -d -- "$current")
+        return
+        ;;
+    *)
+        command=$(_vesta2_command)
+        case $command in
+        '') choices='collect create get list show set diff --version' ;;
+        create) choices='result' ;;
+        esac
+        if [[ $current == -* ]]; then
+            case $command in
+            collect) choices='--name --into --var --capture --interval --' ;;
+            'create result') choices='--into --literal --overwrite --var' ;;
+            get) choices='--literal --var' ;;
+            list) choices='--mask --kind --state --sort --limit --reverse --long' ;;
+            esac
+            choices+=" $general"
+        fi
+        ;;
+    esac
+
+    if [[ $choices ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$current")
+    else
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
+    fi
+}
+
+complete -F _vesta2 vesta2

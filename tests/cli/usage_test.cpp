@@ -1,0 +1,130 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "cli_test.h"
+
+using support::Command;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+using UsageTest = CliTest;
+
+/// Wrong use: what was asked, the code, and what the one line must hold.
+struct Case {
+    std::vector<std::string> arguments;
+    int code;
+    std::string told;
+};
+
+void PrintTo(const Case& each, std::ostream* out) {
+    *out << testing::PrintToString(each.arguments);
+}
+
+TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
+    output({"create", "result", "r1"});
+    write("empty/file", "text");
+    const std::vector<Case> cases{
+        {{}, 2, "a command is missing"},
+        {{"lits"}, 2, "did you mean 'list'?"},
+        {{"create"}, 2, "vesta2 create --help"},
+        {{"create", "resutl", "x"}, 2, "did you mean 'result'?"},
+        {{"list", "--limt", "3"}, 2, "did you mean '--limit'?"},
+        {{"--mask", "x", "list"}, 2, "behind the command"},
+        {{"list", "a", "b"}, 2, "one argument too many: b"},
+        {{"list", "--sort", "age"}, 2, "'vesta2 list --help'"},
+        {{"list", "--limit", "0"}, 2, "--limit"},
+        {{"list", "--mask", "r*"}, 2, "'@'"},
+        {{"list", "none"}, 3, "/none: no such"},
+        {{"list", "empty/file"}, 3, "/empty/file: not a group"},
+        {{"-C", "none", "list"}, 3, "none: no such"},
+        {{"show"}, 2, "vesta2 show --help"},
+        {{"show", ""}, 2, "empty"},
+        {{"show", "/"}, 2, "/: the root directory"},
+        {{"list", "/usr/.."}, 2, "/: the root directory"},
+        {{"create", "result", "//"}, 2, "/: the root directory"},
+        {{"show", "none"}, 3, "vesta2 list"},
+        {{"show", "none/below"}, 3, "/none: no such"},
+        {{"show", "empty"}, 3, "/empty: a directory, but no result"},
+        {{"show", "empty/file"}, 3, "/empty/file: neither a marker"},
+        {{"show", "r@@b@@"}, 2, "more than one group"},
+        {{"show", "@@@@@@@@@"}, 2, "more than 8"},
+        {{"show", "r1", "nokey"}, 3, "no property nokey"},
+        {{"set", "r1"}, 2, "vesta2 set --help"},
+        {{"diff", "r1", "none"}, 3, "/none"},
+        {{"diff", "empty", "r1"}, 3, "/empty"},
+        {{"create", "result", "a:b"}, 2, "reserved character"},
+        {{"create", "result", "a."}, 2, "ends with a dot"},
+        {{"create", "result", "r@@@", "--overwrite"}, 2, "--overwrite"},
+        {{"create", "result", "{x}", "--var", "x=a/b"}, 2, "variable"},
+        {{"create", "result", "x", "--var", "nothing"}, 2, "NAME=VALUE"},
+        {{"create", "result", "x", "--into", "none"}, 3, "/none: no such"},
+        {{"create", "result", "empty/file/x"}, 3, "/empty/file/x"},
+        {{"collect", "true"}, 2, "behind '--'"},
+        {{"collect", "ls", "-l"}, 2, "behind '--'"},
+        {{"collect", "--interval", "0", "--", "true"}, 2, "--interval"},
+    };
+    for (const Case& each : cases) {
+        const support::CommandResult result = run(each.arguments);
+        EXPECT_EQ(result.code, each.code) << testing::PrintToString(each);
+        EXPECT_EQ(result.out, "") << testing::PrintToString(each);
+        EXPECT_THAT(result.err, AllOf(StartsWith("vesta2: "), HasSubstr(each.told)))
+            << testing::PrintToString(each);
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+
+        std::vector<std::string> inJson = each.arguments;
+        inJson.insert(inJson.begin(), "--json");
+        const auto error = nlohmann::json::parse(run(inJson).err, nullptr, false);
+        EXPECT_EQ(error["error"]["code"], each.code) << testing::PrintToString(each);
+    }
+    EXPECT_EQ(::access((directory / "r000").c_str(), F_OK), -1) << "nothing was made";
+}
+
+TEST_F(UsageTest, LostOutputIsNoSuccess) {
+    output({"create", "result", "r1"});
+    const Command::Setting full{directory.path().native(), {}, "/dev/full"};
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"list"}, {"show", "r1"}, {"--json", "list"}, {"--help"}}) {
+        const auto result = Command(arguments, full).finish();
+        EXPECT_EQ(result.code, 7);
+        EXPECT_THAT(result.err, AllOf(HasSubstr("standard output"), HasSubstr("no space left")));
+    }
+    Command unread({"list"}, {directory.path().native()});
+    unread.closeOutput();
+    const auto quiet = unread.finish();
+    EXPECT_EQ(quiet.err, "");
+    EXPECT_THAT(quiet.code, testing::AnyOf(0, 141)) << "it may have been faster than the reader";
+}
+
+TEST_F(UsageTest, WhatMayNotBeDoneIsPermissionDenied) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "root may do everything";
+    }
+    output({"create", "result", "r1"});
+    ASSERT_EQ(::chmod((directory / "r1").c_str(), 0500), 0);
+    EXPECT_EQ(run({"set", "r1", "a=b"}).code, 6);
+    EXPECT_EQ(run({"create", "result", "r1/x"}).code, 6);
+    EXPECT_EQ(run({"get", "r1"}).code, 0);
+    ASSERT_EQ(::chmod((directory / "r1").c_str(), 0), 0);
+    EXPECT_EQ(run({"list", "r1"}).code, 6);
+    EXPECT_EQ(run({"show", "r1"}).code, 6);
+    ::chmod((directory / "r1").c_str(), 0700);
+}
+
+TEST_F(UsageTest, OptionsForEveryCommand) {
+    EXPECT_THAT(output({"--version"}), StartsWith("vesta2 "));
+    for (const char* name : {"collect", "create", "get", "list", "show", "set", "diff"}) {
+        EXPECT_THAT(output({"--help"}), HasSubstr(std::string("  ") + name + " "));
+        EXPECT_THAT(output({name, "--help"}), HasSubstr(std::string("vesta2 ") + name));
+    }
+    output({"create", "result", "sub/r1"});
+    EXPECT_EQ(output({"-C", "sub", "list"}), output({"list", "sub", "--color", "never"}));
+    EXPECT_EQ(nlohmann::json::parse(output({"list", "--json", "sub"}))["schema"], 1);
+    EXPECT_EQ(run({"create", "result", "a:b"}).err.find("WARN"), std::string::npos);
+    EXPECT_THAT(run({"-v", "create", "result", "a:b"}).err, HasSubstr("WARN"));
+}
+
+}  // namespace

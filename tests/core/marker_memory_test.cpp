@@ -1,0 +1,100 @@
+#include "vesta/discovery/marker_memory.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <string>
+#include <thread>
+
+#include "support/temp_directory.h"
+
+namespace {
+
+namespace fs = boost::filesystem;
+using vesta2::FileSet;
+using vesta2::MarkerMemory;
+
+TEST(MarkerMemory, NeverMissesAChange) {
+    const support::TempDirectory directory;
+    const std::string path = directory / "project";
+    const std::string first = path + "/first.zentorproj";
+    const std::string second = path + "/second.zentorproj";
+    fs::create_directory(path);
+    MarkerMemory memory(FileSet(".zentorproj"));
+    for (int round = 0; round < 300; ++round) {
+        ASSERT_EQ(memory.find(path), "") << round;
+        support::writeFile(first, "");
+        ASSERT_EQ(memory.find(path), first) << round;
+        fs::rename(first, second);
+        ASSERT_EQ(memory.find(path), second) << round;
+        ASSERT_EQ(memory.find(path), second) << round;
+        fs::remove(second);
+        if (round % 10 == 0) {
+            fs::remove(path);
+            ASSERT_THROW(memory.find(path), fs::filesystem_error);
+            fs::create_directory(path);
+        }
+    }
+}
+
+TEST(MarkerMemory, SeesWhereALinkLeadsNow) {
+    const support::TempDirectory directory;
+    const std::string path = directory / "project";
+    fs::create_directory(path);
+    fs::create_symlink("../target", path + "/a.zentorproj");
+    fs::create_directory(path + "/b.zentorproj");
+    MarkerMemory memory(FileSet(".zentorproj"));
+    for (int round = 0; round < 50; ++round) {
+        ASSERT_EQ(memory.find(path), "") << round;
+        support::writeFile(directory / "target", "");
+        ASSERT_EQ(memory.find(path), path + "/a.zentorproj") << round;
+        fs::remove(directory / "target");
+    }
+}
+
+/// While it lives, the process can open nothing.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit none{0, m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+TEST(MarkerMemory, ListsAnOldDirectoryOnce) {
+    // Old enough on any file system, and it holds headers wherever this was compiled.
+    const std::string path = "/usr/include";
+    MarkerMemory memory(FileSet(".h"));
+    MarkerMemory forgetful(FileSet(".h"));
+    const std::string found = memory.find(path);
+    EXPECT_NE(found, "");
+    const NoDescriptors none;
+    EXPECT_EQ(memory.find(path), found);
+    EXPECT_THROW(forgetful.find(path), fs::filesystem_error);
+}
+
+TEST(MarkerMemory, ServesSeveralThreads) {
+    const support::TempDirectory directory;
+    const std::string marker = directory / "sub/a.zentorproj";
+    support::writeFile(marker, "");
+    MarkerMemory memory(FileSet(".zentorproj"));
+    const auto ask = [&] {
+        for (int i = 0; i < 200; ++i) {
+            EXPECT_EQ(memory.find("/usr"), "");
+            EXPECT_EQ(memory.find(directory / "sub"), marker);
+        }
+    };
+    std::thread other(ask);
+    ask();
+    other.join();
+}
+
+}  // namespace

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <boost/filesystem/operations.hpp>
+#include <chrono>
+#include <functional>
+#include <random>
+#include <set>
+
+#include "basekit2/bag_io.h"
+#include "support/temp_directory.h"
+#include "vesta2/vesta2.h"
+
+namespace fs = boost::filesystem;
+using namespace vesta2;
+
+namespace {
+
+pid_t runInChild(const std::function<int()>& work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(work());
+    }
+    return child;
+}
+
+int join(pid_t child) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+basekit2::sptr_t<IResultDirectory> createNext(const std::string& pattern) {
+    return ResultDirectoryManager::create(pattern.c_str(), false, nullptr, false, nullptr);
+}
+
+bool isReadable(const std::string& marker) {
+    basekit2::variant_bag_t bag;
+    return basekit2::load_variant_bag(bag, marker, "") == basekit2::bag_ok &&
+           bag.get_bag("vesta") && bag.get_bag("vesta")->has("timestamp");
+}
+
+std::set<std::string> namesIn(const fs::path& directory) {
+    std::set<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+        names.insert(entry.path().filename().native());
+    }
+    return names;
+}
+
+TEST(Processes, CreateConsecutiveResultsFromOnePattern) {
+    constexpr int processes = 8;
+    constexpr int each = 250;
+    const support::TempDirectory temp;
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i) {
+        children.push_back(runInChild([&] {
+            for (int made = 0; made < each; ++made) {
+                if (!createNext(temp / "r@@@")) {
+                    return 1;
+                }
+            }
+            return 0;
+        }));
+    }
+    for (const pid_t child : children) {
+        EXPECT_EQ(join(child), 0);
+    }
+    std::set<std::string> expected;
+    for (int number = 0; number < processes * each; ++number) {
+        const std::string digits = std::to_string(number);
+        expected.insert("r" + std::string(digits.size() < 3 ? 3 - digits.size() : 0, '0') + digits);
+    }
+    EXPECT_EQ(namesIn(temp.path()), expected);
+    for (const std::string& name : expected) {
+        EXPECT_TRUE(isReadable(temp / (name + "/" + name + ".zentor"))) << name;
+    }
+}
+
+TEST(Processes, KilledCreatorLeavesReadableMarkersOrNone) {
+    constexpr int rounds = 100;
+    const support::TempDirectory temp;
+    std::mt19937 random(1);
+    std::set<std::string> checked;
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    int readable = 0;
+    for (int round = 0; round < rounds; ++round) {
+        // Tells of every result; ends by itself when nobody listens any more.
+        const pid_t creator = runInChild([&] {
+            ::close(ends[0]);
+            for (;;) {
+                const auto result = createNext(temp / "r@@@");
+                if (!result || ::write(ends[1], "", 1) != 1 || result->save()) {
+                    return 1;
+                }
+            }
+        });
+        pollfd news{ends[0], POLLIN, 0};
+        for (auto awaited = 1 + random() % 3; awaited > 0; --awaited) {
+            char byte = 0;
+            ASSERT_EQ(::poll(&news, 1, 60'000), 1);
+            ASSERT_EQ(::read(ends[0], &byte, 1), 1);
+        }
+        // Some way into a creation or a save.
+        const auto begun = std::chrono::steady_clock::now();
+        const std::chrono::microseconds delay(random() % 600);
+        while (std::chrono::steady_clock::now() - begun < delay) {
+        }
+        ::kill(creator, SIGKILL);
+        join(creator);
+        for (const std::string& name : namesIn(temp.path())) {
+            const std::string marker = temp / (name + "/" + name + ".zentor");
+            if (fs::exists(marker)) {
+                EXPECT_TRUE(checked.count(name) != 0 || isReadable(marker)) << name;
+                ++readable;
+            } else {
+                const auto repaired =
+                    ResultDirectoryManager::get((temp / name).c_str(), nullptr, false);
+                ASSERT_TRUE(repaired) << name;
+                EXPECT_EQ(repaired->getMarkerFilePath(), marker);
+            }
+            checked.insert(name);
+        }
+    }
+    EXPECT_GE(readable, rounds);
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+}  // namespace
