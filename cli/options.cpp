@@ -89,9 +89,7 @@ std::vector<std::string> optionNames(const CLI::App& app) {
     return names;
 }
 
-std::string helpHint(const CLI::App& app) {
-    return "see '" + fullName(app) + " --help'";
-}
+std::string helpHint(const CLI::App& app) { return "see '" + fullName(app) + " --help'"; }
 
 Failure unexpected(const CLI::App& app, std::string word) {
     const bool isOption = word.size() > 1 && word.front() == '-';

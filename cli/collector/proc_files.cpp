@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "file_descriptor.h"
+#include "basekit2/descriptor.h"
 
 namespace cli {
 namespace {
@@ -25,7 +25,7 @@ using Buffer = std::array<char, 4096>;
 /// The file's text as far as one call reads it; empty when it cannot be read. For the files used
 /// here one call is enough.
 std::string_view readProcFile(const char* path, Buffer& buffer) {
-    const FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
+    const basekit2::descriptor_t file(::open(path, O_RDONLY | O_CLOEXEC));
     const ssize_t size = file ? ::read(file.get(), buffer.data(), buffer.size()) : -1;
     return {buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
 }
@@ -105,7 +105,7 @@ std::uint64_t parseBytes(std::string_view text, std::string_view label) {
 void appendChildren(pid_t process, pid_t thread, std::vector<pid_t>& children) {
     std::array<char, 64> path{};
     *fmt::format_to(path.data(), "/proc/{}/task/{}/children", process, thread) = '\0';
-    const FileDescriptor file(::open(path.data(), O_RDONLY | O_CLOEXEC));
+    const basekit2::descriptor_t file(::open(path.data(), O_RDONLY | O_CLOEXEC));
     Buffer buffer;
     std::string text;
     ssize_t size = 0;

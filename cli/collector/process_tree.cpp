@@ -15,9 +15,7 @@ void addTotals(ProcessUsage& sum, const ProcessUsage& usage) {
 }
 
 /// Children are those of the first thread: it alone starts programs and adopts.
-std::vector<pid_t> ownChildren() {
-    return readChildren(::getpid(), 1);
-}
+std::vector<pid_t> ownChildren() { return readChildren(::getpid(), 1); }
 
 }  // namespace
 

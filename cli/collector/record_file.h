@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "file_descriptor.h"
+#include "basekit2/descriptor.h"
 
 namespace cli {
 
@@ -21,7 +21,7 @@ public:
 
 private:
     std::string m_path;
-    FileDescriptor m_file;
+    basekit2::descriptor_t m_file;
     int m_error = 0;
 };
 

@@ -25,9 +25,7 @@ microseconds toMicroseconds(const timeval& time) {
     return std::chrono::seconds(time.tv_sec) + microseconds(time.tv_usec);
 }
 
-std::uint64_t toBytes(long kibibytes) {
-    return static_cast<std::uint64_t>(kibibytes) * 1024;
-}
+std::uint64_t toBytes(long kibibytes) { return static_cast<std::uint64_t>(kibibytes) * 1024; }
 
 class Run {
 public:

@@ -22,7 +22,7 @@ Signals::Signals() {
         ::sigaddset(&m_originalDefaults, SIGPIPE);
     }
     ::sigprocmask(SIG_BLOCK, &watched, &m_originalMask);
-    m_file = FileDescriptor(::signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK));
+    m_file = basekit2::descriptor_t(::signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!m_file) {
         throw Failure::fromErrno(errno, "signals");
     }

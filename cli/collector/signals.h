@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "file_descriptor.h"
+#include "basekit2/descriptor.h"
 
 namespace cli {
 
@@ -29,7 +29,7 @@ public:
     [[nodiscard]] const sigset_t& originalDefaults() const { return m_originalDefaults; }
 
 private:
-    FileDescriptor m_file;
+    basekit2::descriptor_t m_file;
     sigset_t m_originalMask{};
     sigset_t m_originalDefaults{};
 };

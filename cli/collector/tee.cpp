@@ -16,8 +16,8 @@ Tee::Tee(int target, RecordFile& copy) : m_target(target), m_copy(copy) {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw Failure::fromErrno(errno, "pipe");
     }
-    m_readEnd = FileDescriptor(ends[0]);
-    m_writeEnd = FileDescriptor(ends[1]);
+    m_readEnd = basekit2::descriptor_t(ends[0]);
+    m_writeEnd = basekit2::descriptor_t(ends[1]);
 }
 
 pollfd Tee::interest() const {

@@ -6,8 +6,8 @@
 #include <array>
 #include <string_view>
 
+#include "basekit2/descriptor.h"
 #include "collector/record_file.h"
-#include "file_descriptor.h"
 
 namespace cli {
 
@@ -39,8 +39,8 @@ private:
 
     int m_target;
     RecordFile& m_copy;
-    FileDescriptor m_readEnd;
-    FileDescriptor m_writeEnd;
+    basekit2::descriptor_t m_readEnd;
+    basekit2::descriptor_t m_writeEnd;
     std::array<char, pieceSize> m_piece{};
     std::string_view m_pending;
 };

@@ -56,9 +56,7 @@ std::optional<double> number(const variant_t& value) {
                : static_cast<double>(value.to_int64());
 }
 
-bool isGrowth(const Row& row) {
-    return number(row.before) && number(row.after);
-}
+bool isGrowth(const Row& row) { return number(row.before) && number(row.after); }
 
 std::string changeText(const Row& row) {
     if (!isGrowth(row)) {

@@ -10,9 +10,7 @@
 namespace cli {
 namespace {
 
-std::string textOf(const char* text) {
-    return text ? text : "";
-}
+std::string textOf(const char* text) { return text ? text : ""; }
 
 std::string kindOf(const basekit2::sptr_t<vesta2::INode>& node) {
     if (vesta2::IProject::cast(node)) {

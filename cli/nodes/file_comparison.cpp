@@ -9,8 +9,8 @@
 #include <map>
 
 #include "basekit2/bag_io.h"
+#include "basekit2/descriptor.h"
 #include "failure.h"
-#include "file_descriptor.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 
@@ -56,15 +56,16 @@ std::string describe(const fs::directory_entry& entry) {
     }
 }
 
-FileDescriptor openForReading(const fs::path& path) {
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+basekit2::descriptor_t openForReading(const fs::path& path) {
+    basekit2::descriptor_t file(
+        ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file) {
         throw Failure::fromErrno(errno, path.native());
     }
     return file;
 }
 
-std::size_t readPiece(const FileDescriptor& file, char* piece, const fs::path& path) {
+std::size_t readPiece(const basekit2::descriptor_t& file, char* piece, const fs::path& path) {
     std::size_t filled = 0;
     while (filled < pieceSize) {
         const ssize_t got = ::read(file.get(), piece + filled, pieceSize - filled);
@@ -80,8 +81,8 @@ std::size_t readPiece(const FileDescriptor& file, char* piece, const fs::path& p
 }
 
 bool isSameContent(const fs::path& a, const fs::path& b) {
-    const FileDescriptor fileA = openForReading(a);
-    const FileDescriptor fileB = openForReading(b);
+    const basekit2::descriptor_t fileA = openForReading(a);
+    const basekit2::descriptor_t fileB = openForReading(b);
     std::vector<char> pieceA(pieceSize);
     std::vector<char> pieceB(pieceSize);
     while (true) {

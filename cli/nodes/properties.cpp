@@ -66,17 +66,13 @@ void flatten(const basekit2::variant_bag_t& bag, const std::string& prefix,
 
 }  // namespace
 
-Role roleOf(std::string_view key) {
-    return known(key).role;
-}
+Role roleOf(std::string_view key) { return known(key).role; }
 
 bool isTime(std::string_view key) {
     return key == "timestamp" || (roleOf(key) == Role::time && usualKind(key) != kind_t::str);
 }
 
-kind_t usualKind(std::string_view key) {
-    return known(key).kind;
-}
+kind_t usualKind(std::string_view key) { return known(key).kind; }
 
 std::vector<Property> properties(vesta2::INode& node) {
     std::vector<Property> all;

@@ -101,8 +101,6 @@ void writeRawMessage(std::string line) {
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
 }
 
-void writeMessage(std::string_view line) {
-    writeRawMessage("vesta2: " + std::string(line));
-}
+void writeMessage(std::string_view line) { writeRawMessage("vesta2: " + std::string(line)); }
 
 }  // namespace cli

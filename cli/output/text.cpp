@@ -136,9 +136,7 @@ std::string localTime(std::int64_t seconds) {
     return formatTime(localParts(seconds), "%Y-%m-%d %H:%M");
 }
 
-std::string localDay(std::int64_t seconds) {
-    return formatTime(localParts(seconds), "%Y-%m-%d");
-}
+std::string localDay(std::int64_t seconds) { return formatTime(localParts(seconds), "%Y-%m-%d"); }
 
 std::string shortSize(std::uint64_t bytes) {
     static constexpr std::string_view units = "KMGTPE";

@@ -30,9 +30,7 @@ Frequencies frequencies(const std::string& content) {
     return {info.frequency, vesta2::scanCpuFrequency(again)};
 }
 
-Frequencies both(std::uint64_t hertz) {
-    return {hertz, hertz};
-}
+Frequencies both(std::uint64_t hertz) { return {hertz, hertz}; }
 
 TEST(CpuInfo, TellsTheFrequency) {
     EXPECT_EQ(frequencies(intel), both(2400000000));

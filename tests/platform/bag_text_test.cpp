@@ -42,9 +42,7 @@ void expectRefused(const std::string& text, const char* root = "") {
     EXPECT_TRUE(bag.empty()) << testing::PrintToString(text);
 }
 
-std::string inRoot(const std::string& content) {
-    return "<bag v=\"1\">" + content + "</bag>";
-}
+std::string inRoot(const std::string& content) { return "<bag v=\"1\">" + content + "</bag>"; }
 
 /// A bag of `levels` levels, the outermost included.
 std::string nested(int levels) {

@@ -24,15 +24,12 @@ std::vector<std::string> namesOf(const variant_bag_t& bag) {
 TEST(Variant, EqualityCountsKindAndContent) {
     variant_bag_t bag;
     bag.put("a", 1);
-    const std::vector<variant_t> different{variant_t(),
-                                           std::int32_t{1},
-                                           std::uint32_t{1},
-                                           std::int64_t{1},
-                                           std::uint64_t{1},
-                                           "1",
-                                           "",
-                                           variant_bag_t(),
-                                           bag};
+    variant_bag_t renamed;
+    renamed.put("b", 1);
+    const std::vector<variant_t> different{variant_t(), std::int32_t{1}, std::uint32_t{1},
+                                           std::int64_t{1}, std::uint64_t{1},
+                                           // texts and bags
+                                           "1", "", variant_bag_t(), bag, renamed};
     for (std::size_t i = 0; i < different.size(); ++i) {
         for (std::size_t j = 0; j < different.size(); ++j) {
             EXPECT_EQ(different[i] == variant_t(different[j]), i == j) << i << " " << j;

@@ -133,13 +133,9 @@ void Command::type(const std::string& keys) const {
     [[maybe_unused]] const ssize_t written = ::write(m_out, keys.data(), keys.size());
 }
 
-void Command::send(int signal) const {
-    ::kill(m_process, signal);
-}
+void Command::send(int signal) const { ::kill(m_process, signal); }
 
-void Command::closeOutput() {
-    closeEnd(m_out);
-}
+void Command::closeOutput() { closeEnd(m_out); }
 
 CommandResult Command::finish() {
     while (readSome()) {

@@ -11,9 +11,9 @@
 
 #include "bag_limits.h"
 #include "basekit2/bag_io.h"
+#include "basekit2/descriptor.h"
 #include "basekit2/host.h"
 #include "basekit2/path.h"
-#include "descriptor.h"
 
 namespace basekit2 {
 namespace {

@@ -11,9 +11,7 @@ struct md5_t::state_t {
     MD5_CTX context{};
 };
 
-md5_t::md5_t() : m_state(std::make_unique<state_t>()) {
-    MD5Init(&m_state->context);
-}
+md5_t::md5_t() : m_state(std::make_unique<state_t>()) { MD5Init(&m_state->context); }
 md5_t::~md5_t() = default;
 
 void md5_t::update(std::string_view bytes) {

@@ -4,8 +4,6 @@ namespace basekit2 {
 
 object_interface_t::~object_interface_t() = default;
 
-const std::type_info& object_interface_t::get_type() const {
-    return typeid(*this);
-}
+const std::type_info& object_interface_t::get_type() const { return typeid(*this); }
 
 }  // namespace basekit2

@@ -112,9 +112,7 @@ void variant_bag_t::put(std::string_view name, variant_t value) {
     }
 }
 
-bool variant_bag_t::has(std::string_view name) const {
-    return m_index.count(name) != 0;
-}
+bool variant_bag_t::has(std::string_view name) const { return m_index.count(name) != 0; }
 
 const variant_t* variant_bag_t::find(std::string_view name) const {
     const auto found = m_index.find(name);

@@ -145,6 +145,7 @@ private:
     std::string wantedLinkPath();
     void writeLinkFile();
     void removeChildren();
+    [[nodiscard]] bool ownsDirectory() const;
     void unregister() const;
     [[nodiscard]] bool isAncestorOf(Node& other) const;
     [[nodiscard]] const basekit2::variant_t* findRdProp(const char* name) const;

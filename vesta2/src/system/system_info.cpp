@@ -34,9 +34,7 @@ SystemInfo::SystemInfo() {
     }
 }
 
-bool SystemInfo::init_from_cpuid() {
-    return false;
-}
+bool SystemInfo::init_from_cpuid() { return false; }
 
 bool SystemInfo::init_from_os() {
     std::ifstream file(cpuInfoFile);
@@ -57,17 +55,11 @@ std::uint64_t SystemInfo::cpuFrequency() {
     return s_info.frequency;
 }
 
-SystemInfo::IsaExtensions SystemInfo::mmxMax() {
-    return static_cast<IsaExtensions>(getIsa().mmx);
-}
+SystemInfo::IsaExtensions SystemInfo::mmxMax() { return static_cast<IsaExtensions>(getIsa().mmx); }
 
-SystemInfo::IsaExtensions SystemInfo::sseMax() {
-    return static_cast<IsaExtensions>(getIsa().sse);
-}
+SystemInfo::IsaExtensions SystemInfo::sseMax() { return static_cast<IsaExtensions>(getIsa().sse); }
 
-SystemInfo::IsaExtensions SystemInfo::avxMax() {
-    return static_cast<IsaExtensions>(getIsa().avx);
-}
+SystemInfo::IsaExtensions SystemInfo::avxMax() { return static_cast<IsaExtensions>(getIsa().avx); }
 
 SystemInfo::IsaInfo SystemInfo::getIsa() {
     const std::lock_guard lock(s_mutex);

@@ -4,11 +4,7 @@
 
 namespace vesta2::util {
 
-const char* FlagManager::getFlagLockExtension() {
-    return vesta2::getFlagLockExtension();
-}
-const char* FlagManager::getFlagInfoExtension() {
-    return vesta2::getFlagInfoExtension();
-}
+const char* FlagManager::getFlagLockExtension() { return vesta2::getFlagLockExtension(); }
+const char* FlagManager::getFlagInfoExtension() { return vesta2::getFlagInfoExtension(); }
 
 }  // namespace vesta2::util

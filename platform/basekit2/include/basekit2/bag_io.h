@@ -27,9 +27,7 @@ enum bag_result_t : int {
     bag_unwritable = bag_failed_bit | 4,  ///< the file cannot be written
 };
 
-[[nodiscard]] constexpr bool bag_failed(int result) {
-    return (result & bag_failed_bit) != 0;
-}
+[[nodiscard]] constexpr bool bag_failed(int result) { return (result & bag_failed_bit) != 0; }
 
 /// Whether a saved file must outlive a power cut at once.
 enum class durability_t {

@@ -17,9 +17,7 @@ std::string_view extensionOfPath(std::string_view path) {
     return extensionOf(path.substr(path.rfind('/') + 1));
 }
 
-char toLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
+char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 }  // namespace
 

@@ -6,9 +6,7 @@
 namespace vesta2 {
 namespace {
 
-bool endsWithName(const std::string& path) {
-    return !path.empty() && path.back() != '/';
-}
+bool endsWithName(const std::string& path) { return !path.empty() && path.back() != '/'; }
 
 std::string_view lastComponent(const std::string& path) {
     return std::string_view(path).substr(path.rfind('/') + 1);

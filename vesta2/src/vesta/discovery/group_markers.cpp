@@ -21,9 +21,7 @@ thread_local GroupMarkerScope* t_scope = nullptr;
 
 GroupMarkerScope::GroupMarkerScope() : m_outer(std::exchange(t_scope, this)) {}
 
-GroupMarkerScope::~GroupMarkerScope() {
-    t_scope = m_outer;
-}
+GroupMarkerScope::~GroupMarkerScope() { t_scope = m_outer; }
 
 void GroupMarkerScope::note(const std::string& directory, const std::string& marker) {
     if (t_scope) {

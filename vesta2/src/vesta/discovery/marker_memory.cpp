@@ -22,9 +22,7 @@ constexpr long long remoteResolution = 10 * second;
 constexpr std::size_t mostDirectories = 4096;
 constexpr long xfsMagic = 0x58465342;
 
-long long toNanoseconds(const timespec& time) {
-    return time.tv_sec * second + time.tv_nsec;
-}
+long long toNanoseconds(const timespec& time) { return time.tv_sec * second + time.tv_nsec; }
 
 long long now() {
     timespec time{};

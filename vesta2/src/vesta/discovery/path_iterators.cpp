@@ -15,9 +15,7 @@ NodePathIterator::NodePathIterator(const std::string& directory) {
     m_cursor = m_found.begin();
 }
 
-std::uint32_t NodePathIterator::getSize() {
-    return static_cast<std::uint32_t>(m_found.size());
-}
+std::uint32_t NodePathIterator::getSize() { return static_cast<std::uint32_t>(m_found.size()); }
 
 const char* NodePathIterator::next() {
     return m_cursor == m_found.end() ? nullptr : (m_cursor++)->c_str();
@@ -38,9 +36,7 @@ ProjectPathIterator::ProjectPathIterator(const char* directory) {
     }
 }
 
-std::uint32_t ProjectPathIterator::getSize() {
-    return static_cast<std::uint32_t>(m_found.size());
-}
+std::uint32_t ProjectPathIterator::getSize() { return static_cast<std::uint32_t>(m_found.size()); }
 
 const char* ProjectPathIterator::next() {
     if (m_cursor == m_found.size()) {

@@ -13,25 +13,15 @@ std::string shortName() {
     return optstore2::IProductLocations::get().query(optstore2::IProductLocations::short_name);
 }
 
-std::string getResultExtensionInternal() {
-    return "." + shortName();
-}
+std::string getResultExtensionInternal() { return "." + shortName(); }
 
-std::string getProjectExtensionInternal() {
-    return getResultExtensionInternal() + "proj";
-}
+std::string getProjectExtensionInternal() { return getResultExtensionInternal() + "proj"; }
 
-std::string getExperimentExtensionInternal() {
-    return getResultExtensionInternal() + "exp";
-}
+std::string getExperimentExtensionInternal() { return getResultExtensionInternal() + "exp"; }
 
-std::string getFlagLockExtensionInternal() {
-    return ".dflg" + shortName();
-}
+std::string getFlagLockExtensionInternal() { return ".dflg" + shortName(); }
 
-std::string getFlagInfoExtensionInternal() {
-    return ".info" + shortName();
-}
+std::string getFlagInfoExtensionInternal() { return ".info" + shortName(); }
 
 // Computed at load and never destroyed: nodes may still be looked up while the process ends.
 const std::string& s_resultExtension = *new std::string(getResultExtensionInternal());
@@ -42,49 +32,23 @@ const std::string& s_flagInfoExtension = *new std::string(getFlagInfoExtensionIn
 
 }  // namespace
 
-const char* getResultExtension() {
-    return s_resultExtension.c_str();
-}
-const char* getProjectExtension() {
-    return s_projectExtension.c_str();
-}
-const char* getExperimentExtension() {
-    return s_experimentExtension.c_str();
-}
+const char* getResultExtension() { return s_resultExtension.c_str(); }
+const char* getProjectExtension() { return s_projectExtension.c_str(); }
+const char* getExperimentExtension() { return s_experimentExtension.c_str(); }
 
-std::string resultMarkerFileExt() {
-    return getResultExtension();
-}
-std::string projectMarkerFileExt() {
-    return getProjectExtension();
-}
-std::string experimentMarkerFileExt() {
-    return getExperimentExtension();
-}
+std::string resultMarkerFileExt() { return getResultExtension(); }
+std::string projectMarkerFileExt() { return getProjectExtension(); }
+std::string experimentMarkerFileExt() { return getExperimentExtension(); }
 
-std::string linkSuffix() {
-    return "link";
-}
-std::string resultLinkExt() {
-    return resultMarkerFileExt() + linkSuffix();
-}
-std::string projectLinkExt() {
-    return projectMarkerFileExt() + linkSuffix();
-}
-std::string experimentLinkExt() {
-    return experimentMarkerFileExt() + linkSuffix();
-}
+std::string linkSuffix() { return "link"; }
+std::string resultLinkExt() { return resultMarkerFileExt() + linkSuffix(); }
+std::string projectLinkExt() { return projectMarkerFileExt() + linkSuffix(); }
+std::string experimentLinkExt() { return experimentMarkerFileExt() + linkSuffix(); }
 
-const char* getFlagLockExtension() {
-    return s_flagLockExtension.c_str();
-}
-const char* getFlagInfoExtension() {
-    return s_flagInfoExtension.c_str();
-}
+const char* getFlagLockExtension() { return s_flagLockExtension.c_str(); }
+const char* getFlagInfoExtension() { return s_flagInfoExtension.c_str(); }
 
-const char* getCollectorDataDirectoryPrefix() {
-    return "data.";
-}
+const char* getCollectorDataDirectoryPrefix() { return "data."; }
 
 std::string makeDataFolderName(int number) {
     return getCollectorDataDirectoryPrefix() + std::to_string(number);

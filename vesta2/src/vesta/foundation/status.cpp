@@ -23,9 +23,7 @@ error_t getStatus() {
     return status ? *status : eOK;
 }
 
-error_t errorFromObxError(int result) {
-    return result == 1 ? eOK : eUnknown;
-}
+error_t errorFromObxError(int result) { return result == 1 ? eOK : eUnknown; }
 
 error_t errorFromBoostError(const boost::system::system_error& e) {
     const boost::system::error_code& code = e.code();

@@ -9,9 +9,7 @@
 
 namespace vesta2 {
 
-const char* ResultDirectoryManager::getDefaultResultDirectoryName() {
-    return "r@@@";
-}
+const char* ResultDirectoryManager::getDefaultResultDirectoryName() { return "r@@@"; }
 
 bool ResultDirectoryManager::isPathPatterned(const char* path) {
     Pattern pattern;
@@ -28,12 +26,8 @@ bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) 
     return isReservedDeviceName(upperCaseName);
 }
 
-int ResultDirectoryManager::getCurrentMpiRank() {
-    return currentMpiRank();
-}
+int ResultDirectoryManager::getCurrentMpiRank() { return currentMpiRank(); }
 
-error_t ResultDirectoryManager::getLastError() {
-    return getStatus();
-}
+error_t ResultDirectoryManager::getLastError() { return getStatus(); }
 
 }  // namespace vesta2

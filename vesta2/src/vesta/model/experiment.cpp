@@ -11,9 +11,7 @@ Experiment::Experiment(std::string path, const char* parentGroupPath)
     setOwnGroup(std::make_unique<NodeGroup>(directory().native(), this));
 }
 
-sptr_t<INodeGroup> Experiment::getNodeGroup() {
-    return ownGroup();
-}
+sptr_t<INodeGroup> Experiment::getNodeGroup() { return ownGroup(); }
 
 sptr_t<INode> Experiment::duplicate(const char* /*path*/) const {
     setStatus(eNotImplemented);

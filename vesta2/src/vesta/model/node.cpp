@@ -7,6 +7,7 @@
 #include "registry.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_project.h"
+#include "vesta2/names.h"
 #include "vesta2/node_group.h"
 #include "vesta2/node_iterator.h"
 #include "vesta2/tree_size.h"
@@ -43,30 +44,20 @@ Node::~Node() {
     m_transientStorage->detach();
 }
 
-const char* Node::getPath() {
-    return m_path.c_str();
-}
+const char* Node::getPath() { return m_path.c_str(); }
 
 const char* Node::getMarkerFilePath() {
     checkMarkerFilePath();
     return m_markerFilePath.c_str();
 }
 
-std::uint64_t Node::getSize() {
-    return calcDirectoryFilesSize(m_directory);
-}
+std::uint64_t Node::getSize() { return calcDirectoryFilesSize(m_directory); }
 
-std::uint64_t Node::getFilesCount() {
-    return calcDirectoryFilesCount(m_directory);
-}
+std::uint64_t Node::getFilesCount() { return calcDirectoryFilesCount(m_directory); }
 
-const char* Node::getUserVisibleName() {
-    return isMissing() ? nullptr : m_userVisibleName.c_str();
-}
+const char* Node::getUserVisibleName() { return isMissing() ? nullptr : m_userVisibleName.c_str(); }
 
-sptr_t<INode> Node::getParent() {
-    return m_parent;
-}
+sptr_t<INode> Node::getParent() { return m_parent; }
 
 bool Node::setParent(const char* parentDir) {
     return setMarkerFilePath(m_markerFilePath, parentDir);
@@ -81,25 +72,15 @@ sptr_t<IProject> Node::getProject() {
     return {};
 }
 
-sptr_t<INodeGroup> Node::getNodeGroup() {
-    return {};
-}
+sptr_t<INodeGroup> Node::getNodeGroup() { return {}; }
 
-void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) {
-    m_ownGroup = std::move(group);
-}
+void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) { m_ownGroup = std::move(group); }
 
-sptr_t<INodeGroup> Node::ownGroup() const {
-    return sptr_t<INodeGroup>(m_ownGroup.get());
-}
+sptr_t<INodeGroup> Node::ownGroup() const { return sptr_t<INodeGroup>(m_ownGroup.get()); }
 
-sptr_t<IBagPropertyStorage> Node::getPropertyStorage() {
-    return m_propertyStorage;
-}
+sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_propertyStorage; }
 
-sptr_t<IBagPropertyStorage> Node::getTransientStorage() {
-    return m_transientStorage;
-}
+sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_transientStorage; }
 
 bool Node::save() {
     m_removeOnClose = false;
@@ -108,21 +89,13 @@ bool Node::save() {
         errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath)));
 }
 
-bool Node::isModified() {
-    return m_changeMonitor.modified;
-}
+bool Node::isModified() { return m_changeMonitor.modified; }
 
-bool Node::isReadOnly() {
-    return m_readOnly;
-}
+bool Node::isReadOnly() { return m_readOnly; }
 
-void Node::setReadOnly(bool readOnly) {
-    m_readOnly = readOnly;
-}
+void Node::setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
-void Node::setRemoveOnClose(bool removeOnClose) {
-    m_removeOnClose = removeOnClose;
-}
+void Node::setRemoveOnClose(bool removeOnClose) { m_removeOnClose = removeOnClose; }
 
 void Node::removeChildren() {
     // Straight over the directory: a handle on the group would count this node, which may be in its
@@ -134,22 +107,38 @@ void Node::removeChildren() {
     }
 }
 
+/// Whether the directory is this node's to delete. A link file may name anything, and a broken one
+/// binds its node to itself: what lies around such a file belongs to others.
+bool Node::ownsDirectory() const {
+    if (!m_directory.has_relative_path() || isLink(m_markerFilePath) ||
+        isDirectory(m_markerFilePath)) {
+        return false;
+    }
+    const FileSet anyKind(resultMarkerFileExt(), experimentMarkerFileExt(), projectMarkerFileExt());
+    return m_linkFilePath.empty() ||
+           (isRegularFile(m_markerFilePath) && hasExtension(m_markerFilePath, anyKind));
+}
+
 bool Node::remove() {
     try {
-        // A broken link binds its node to itself or to a directory: what lies around is not the
-        // node's.
-        const bool ownsDirectory = !isLink(m_markerFilePath) && !isDirectory(m_markerFilePath);
+        // What stands for the node in its group: as long as a group around it is being deleted, it
+        // must be reached from there without a symbolic link.
+        const fs::path place = m_linkFilePath.empty() ? m_directory : fs::path(m_linkFilePath);
+        const fs::path group = NodeBeingRemoved::outermostAround(place);
+        if (!group.empty() && !staysInside(group, place.parent_path())) {
+            return setStatus(eInvalidPath);
+        }
         // Links can make a group hold itself: what is being removed already is left to that.
-        if (ownsDirectory && isThere(m_directory) &&
+        if (ownsDirectory() && isThere(m_directory) &&
             !NodeBeingRemoved::contains(m_markerFilePath)) {
             const NodeBeingRemoved mark(m_markerFilePath);
-            if (m_ownGroup) {
+            if (m_ownGroup && !fs::is_symlink(m_directory)) {
                 removeChildren();
             }
-            removeTree(m_directory);
+            removeTree(m_directory, m_linkFilePath.empty() ? group : fs::path());
         }
         if (!m_linkFilePath.empty()) {
-            fs::remove(m_linkFilePath);
+            removeTree(m_linkFilePath, group);
         }
         return true;
     } catch (const boost::system::system_error& e) {

@@ -53,9 +53,7 @@ sptr_t<IPathIterator> INodeGroup::findProjects(const char* directory) {
 NodeGroup::NodeGroup(std::string path, Node* owner)
     : m_path(normalized(path)), m_owner(owner), m_outputDirectory(std::move(path)) {}
 
-unsigned NodeGroup::add_ref() const {
-    return m_owner ? m_owner->add_ref() : ++m_references;
-}
+unsigned NodeGroup::add_ref() const { return m_owner ? m_owner->add_ref() : ++m_references; }
 
 unsigned NodeGroup::release() const {
     if (m_owner) {
@@ -68,9 +66,7 @@ unsigned NodeGroup::release() const {
     return left;
 }
 
-const char* NodeGroup::getPath() {
-    return m_path.c_str();
-}
+const char* NodeGroup::getPath() { return m_path.c_str(); }
 
 sptr_t<IPathIterator> NodeGroup::getNodePaths() {
     return sptr_t<IPathIterator>(new NodePathIterator(m_path));
@@ -81,13 +77,9 @@ basekit2::generic_iterator_t<sptr_t<INode>> NodeGroup::getNodes(const char* mask
         new NodeIterator(mask ? mask : "", m_path, maxCount));
 }
 
-bool NodeGroup::isEmpty() {
-    return getNodePaths()->getSize() == 0;
-}
+bool NodeGroup::isEmpty() { return getNodePaths()->getSize() == 0; }
 
-sptr_t<INode> NodeGroup::getNode() {
-    return m_owner ? m_owner->asINode() : sptr_t<INode>();
-}
+sptr_t<INode> NodeGroup::getNode() { return m_owner ? m_owner->asINode() : sptr_t<INode>(); }
 
 sptr_t<INode> NodeGroup::addNode(const char* path) {
     const FileSet anyKind(projectMarkerFileExt(), experimentMarkerFileExt(), resultMarkerFileExt());

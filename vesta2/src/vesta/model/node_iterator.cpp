@@ -19,9 +19,7 @@ NodeIterator::NodeIterator(const std::string& mask, const std::string& directory
 NodeIterator::NodeIterator(const NodeIterator& other)
     : m_found(other.m_found), m_cursor(other.m_cursor) {}
 
-bool NodeIterator::at_end() const {
-    return m_cursor == m_found->end();
-}
+bool NodeIterator::at_end() const { return m_cursor == m_found->end(); }
 
 sptr_t<INode> NodeIterator::current() const {
     return at_end() ? sptr_t<INode>() : Node::lookup(*m_cursor, nullptr);
@@ -33,12 +31,8 @@ void NodeIterator::next() {
     }
 }
 
-NodeIterator* NodeIterator::clone() const {
-    return new NodeIterator(*this);
-}
+NodeIterator* NodeIterator::clone() const { return new NodeIterator(*this); }
 
-void NodeIterator::destroy() {
-    delete this;
-}
+void NodeIterator::destroy() { delete this; }
 
 }  // namespace vesta2

@@ -107,16 +107,10 @@ void Node::writeLinkFile() {
     }
 }
 
-bool Node::isLinked() {
-    return !m_linkFilePath.empty();
-}
+bool Node::isLinked() { return !m_linkFilePath.empty(); }
 
-bool Node::isLinkStale() {
-    return m_linkStale;
-}
+bool Node::isLinkStale() { return m_linkStale; }
 
-const char* Node::getLinkFilePath() {
-    return m_linkFilePath.c_str();
-}
+const char* Node::getLinkFilePath() { return m_linkFilePath.c_str(); }
 
 }  // namespace vesta2

@@ -6,9 +6,7 @@ namespace vesta2 {
 
 using basekit2::variant_t;
 
-basekit2::variant_bag_t* Node::getVestaBag() {
-    return &m_properties.put_bag(vestaSection);
-}
+basekit2::variant_bag_t* Node::getVestaBag() { return &m_properties.put_bag(vestaSection); }
 
 void Node::setRdPropInt(const char* name, int value) {
     getVestaBag()->put(name, std::int32_t{value});
@@ -18,9 +16,7 @@ void Node::setRdPropLong(const char* name, long long value) {
     getVestaBag()->put(name, std::int64_t{value});
 }
 
-void Node::setRdPropStr(const char* name, const char* value) {
-    getVestaBag()->put(name, value);
-}
+void Node::setRdPropStr(const char* name, const char* value) { getVestaBag()->put(name, value); }
 
 void Node::setRdPropTime(const char* name, long value) {
     getVestaBag()->put(name, static_cast<std::uint64_t>(value));
@@ -51,9 +47,7 @@ long Node::getRdPropTime(const char* name, long def) const {
     return value ? value->to_int64() : def;
 }
 
-long Node::getCreationTime() {
-    return getRdPropTime(timestampKey, 0);
-}
+long Node::getCreationTime() { return getRdPropTime(timestampKey, 0); }
 
 std::string Node::getOutputDirectory() {
     return m_outputDirectory.empty() ? m_path : m_outputDirectory;

@@ -50,9 +50,7 @@ NodeBeingRemoved::NodeBeingRemoved(const std::string& markerFilePath)
     innermostRemoval = this;
 }
 
-NodeBeingRemoved::~NodeBeingRemoved() {
-    innermostRemoval = m_outer;
-}
+NodeBeingRemoved::~NodeBeingRemoved() { innermostRemoval = m_outer; }
 
 bool NodeBeingRemoved::contains(const std::string& markerFilePath) {
     const NodeBeingRemoved* removal = innermostRemoval;
@@ -60,6 +58,17 @@ bool NodeBeingRemoved::contains(const std::string& markerFilePath) {
         removal = removal->m_outer;
     }
     return removal != nullptr;
+}
+
+fs::path NodeBeingRemoved::outermostAround(const fs::path& place) {
+    fs::path outermost;
+    for (const NodeBeingRemoved* removal = innermostRemoval; removal; removal = removal->m_outer) {
+        const fs::path directory = fs::path(removal->m_markerFilePath).parent_path();
+        if (place.native().rfind(directory.native() + '/', 0) == 0) {
+            outermost = directory;
+        }
+    }
+    return outermost;
 }
 
 sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {

@@ -11,9 +11,7 @@ Project::Project(std::string path, const char* parentGroupPath)
     setOwnGroup(std::make_unique<NodeGroup>(directory().native(), this));
 }
 
-sptr_t<INodeGroup> Project::getNodeGroup() {
-    return ownGroup();
-}
+sptr_t<INodeGroup> Project::getNodeGroup() { return ownGroup(); }
 
 sptr_t<INode> Project::duplicate(const char* /*path*/) const {
     setStatus(eNotImplemented);

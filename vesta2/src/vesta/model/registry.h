@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/filesystem/path.hpp>
 #include <string>
 
 namespace vesta2 {
@@ -14,6 +15,9 @@ public:
     NodeBeingRemoved& operator=(const NodeBeingRemoved&) = delete;
 
     static bool contains(const std::string& markerFilePath);
+    /// The directory of the outermost node that this thread is removing and that has `place` below
+    /// it; empty when there is none.
+    static boost::filesystem::path outermostAround(const boost::filesystem::path& place);
 
 private:
     const std::string& m_markerFilePath;

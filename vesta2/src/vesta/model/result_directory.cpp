@@ -24,9 +24,7 @@ constexpr const char* finalizedMark = ".norun";
 constexpr const char* invalidMark = ".bad";
 
 /// Whether anything of that name is there; what cannot be told counts as absent.
-bool hasMark(const fs::path& directory, const char* mark) {
-    return isThere(directory / mark);
-}
+bool hasMark(const fs::path& directory, const char* mark) { return isThere(directory / mark); }
 
 void makeMark(const fs::path& file) {
     const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
@@ -59,9 +57,7 @@ bool ResultDirectory::remove() {
     return Node::remove();
 }
 
-bool ResultDirectory::isFinalized() {
-    return m_finalized;
-}
+bool ResultDirectory::isFinalized() { return m_finalized; }
 
 bool ResultDirectory::setFinalized(bool finalized) {
     setStatus(eOK);
@@ -82,9 +78,7 @@ bool ResultDirectory::setFinalized(bool finalized) {
     return true;
 }
 
-bool ResultDirectory::isValid() {
-    return m_valid;
-}
+bool ResultDirectory::isValid() { return m_valid; }
 
 void ResultDirectory::setInvalid() {
     m_valid = false;

@@ -18,9 +18,7 @@ constexpr const char* commandLogKey = "commandLog";
 
 }  // namespace
 
-const char* ResultDirectory::getCreationHostName() {
-    return getRdPropStr(hostnameKey, "unknown");
-}
+const char* ResultDirectory::getCreationHostName() { return getRdPropStr(hostnameKey, "unknown"); }
 
 const char* ResultDirectory::getCreationOs(bool pretty) {
     const char* const os = getRdPropStr(osKey, "unknown");
@@ -30,9 +28,7 @@ const char* ResultDirectory::getCreationOs(bool pretty) {
     return pretty && std::string_view(os) == "linux" ? "Linux*" : os;
 }
 
-int ResultDirectory::getMpiRank() {
-    return getRdPropInt(mpiRankKey, -1);
-}
+int ResultDirectory::getMpiRank() { return getRdPropInt(mpiRankKey, -1); }
 
 const char* ResultDirectory::getCollectorCommand() {
     return getRdPropStr(collectionCommandKey, nullptr);
@@ -42,21 +38,15 @@ void ResultDirectory::setCollectorCommand(const char* command) {
     setRdPropStr(collectionCommandKey, command);
 }
 
-long ResultDirectory::getCollectionTimeBegin() {
-    return getRdPropTime(collectionTimeBeginKey, 0);
-}
+long ResultDirectory::getCollectionTimeBegin() { return getRdPropTime(collectionTimeBeginKey, 0); }
 
 void ResultDirectory::setCollectionTimeBegin(long time) {
     setRdPropTime(collectionTimeBeginKey, time);
 }
 
-long ResultDirectory::getCollectionTimeEnd() {
-    return getRdPropTime(collectionTimeEndKey, 0);
-}
+long ResultDirectory::getCollectionTimeEnd() { return getRdPropTime(collectionTimeEndKey, 0); }
 
-void ResultDirectory::setCollectionTimeEnd(long time) {
-    setRdPropTime(collectionTimeEndKey, time);
-}
+void ResultDirectory::setCollectionTimeEnd(long time) { setRdPropTime(collectionTimeEndKey, time); }
 
 long ResultDirectory::getFinalizationTimeBegin() {
     return getRdPropTime(finalizationTimeBeginKey, 0);
@@ -66,21 +56,15 @@ void ResultDirectory::setFinalizationTimeBegin(long time) {
     setRdPropTime(finalizationTimeBeginKey, time);
 }
 
-long ResultDirectory::getFinalizationTimeEnd() {
-    return getRdPropTime(finalizationTimeEndKey, 0);
-}
+long ResultDirectory::getFinalizationTimeEnd() { return getRdPropTime(finalizationTimeEndKey, 0); }
 
 void ResultDirectory::setFinalizationTimeEnd(long time) {
     setRdPropTime(finalizationTimeEndKey, time);
 }
 
-int ResultDirectory::getLogicalCPUCount() {
-    return getRdPropInt(logicalCpuCountKey, 0);
-}
+int ResultDirectory::getLogicalCPUCount() { return getRdPropInt(logicalCpuCountKey, 0); }
 
-long long ResultDirectory::getCPUFrequency() {
-    return getRdPropLong(cpuFrequencyKey, 0);
-}
+long long ResultDirectory::getCPUFrequency() { return getRdPropLong(cpuFrequencyKey, 0); }
 
 std::string ResultDirectory::logPath(const char* property, const char* usualName) {
     return boost::filesystem::absolute(getRdPropStr(property, usualName), directory()).native();
@@ -90,24 +74,14 @@ std::string ResultDirectory::getApplicationLog() {
     return logPath(applicationLogKey, "application.log");
 }
 
-void ResultDirectory::setApplicationLog(const char* name) {
-    setRdPropStr(applicationLogKey, name);
-}
+void ResultDirectory::setApplicationLog(const char* name) { setRdPropStr(applicationLogKey, name); }
 
-std::string ResultDirectory::getCollectorLog() {
-    return logPath(collectorLogKey, "collector.log");
-}
+std::string ResultDirectory::getCollectorLog() { return logPath(collectorLogKey, "collector.log"); }
 
-void ResultDirectory::setCollectorLog(const char* name) {
-    setRdPropStr(collectorLogKey, name);
-}
+void ResultDirectory::setCollectorLog(const char* name) { setRdPropStr(collectorLogKey, name); }
 
-std::string ResultDirectory::getCommandLog() {
-    return logPath(commandLogKey, "command.log");
-}
+std::string ResultDirectory::getCommandLog() { return logPath(commandLogKey, "command.log"); }
 
-void ResultDirectory::setCommandLog(const char* name) {
-    setRdPropStr(commandLogKey, name);
-}
+void ResultDirectory::setCommandLog(const char* name) { setRdPropStr(commandLogKey, name); }
 
 }  // namespace vesta2

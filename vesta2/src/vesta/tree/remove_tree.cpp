@@ -10,9 +10,12 @@
 #include <memory>
 #include <string_view>
 
+#include "basekit2/descriptor.h"
+
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
+using basekit2::descriptor_t;
 
 namespace {
 
@@ -39,10 +42,10 @@ public:
                 fail(place / name);
             }
         }
-        const int fd =
-            ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        if (fd >= 0) {
-            removeDirectory(parent, name, fd, place / name);
+        descriptor_t directory(
+            ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (directory) {
+            removeDirectory(parent, name, std::move(directory), place / name);
         } else if (errno == ENOTDIR || errno == ELOOP) {
             if (!unlink(parent, name, 0)) {
                 fail(place / name);
@@ -68,14 +71,13 @@ private:
         return errno == ENOENT;
     }
 
-    void removeDirectory(int parent, const char* name, int fd, const fs::path& path) {
-        const std::unique_ptr<DIR, Closer> stream(::fdopendir(fd));
+    void removeDirectory(int parent, const char* name, descriptor_t directory,
+                         const fs::path& path) {
+        const std::unique_ptr<DIR, Closer> stream(::fdopendir(directory.get()));
         if (!stream) {
-            const int reason = errno;
-            ::close(fd);
-            errno = reason;
             fail(path);
         }
+        static_cast<void>(directory.release());
         for (int pass = 0; pass < mostPasses; ++pass) {
             removeEntries(stream.get(), path);
             if (unlink(parent, name, AT_REMOVEDIR)) {
@@ -110,12 +112,39 @@ private:
     std::uintmax_t m_count = 0;
 };
 
+/// Opens the directory `path` step by step from `inside` on, following no symbolic link on the way;
+/// none, with errno, when one is there or a step fails.
+descriptor_t openInside(const fs::path& inside, const fs::path& path) {
+    descriptor_t directory(::open(inside.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const fs::path below = path.native().substr(inside.size());
+    for (const fs::path& name : below.relative_path()) {
+        if (!directory) {
+            break;
+        }
+        directory = descriptor_t(::openat(directory.get(), name.c_str(),
+                                          O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+    return directory;
+}
+
 }  // namespace
 
-std::uintmax_t removeTree(const fs::path& path) {
+std::uintmax_t removeTree(const fs::path& path, const fs::path& inside) {
     Remover remover;
-    remover.removeEntry(AT_FDCWD, path.c_str(), true, fs::path());
+    if (inside.empty()) {
+        remover.removeEntry(AT_FDCWD, path.c_str(), true, fs::path());
+        return remover.count();
+    }
+    const descriptor_t parent = openInside(inside, path.parent_path());
+    if (!parent) {
+        fail(path);
+    }
+    remover.removeEntry(parent.get(), path.filename().c_str(), true, path.parent_path());
     return remover.count();
+}
+
+bool staysInside(const fs::path& inside, const fs::path& path) {
+    return static_cast<bool>(openInside(inside, path));
 }
 
 }  // namespace vesta2
