@@ -15,7 +15,8 @@ bool isInPath(const std::string& name) {
     const char* path = std::getenv("PATH");
     std::istringstream directories(path ? path : "");
     for (std::string directory; std::getline(directories, directory, ':');) {
-        if (::access((directory + "/" + name).c_str(), F_OK) == 0) {
+        directory.append("/").append(name);
+        if (::access(directory.c_str(), F_OK) == 0) {
             return true;
         }
     }

@@ -114,6 +114,27 @@ read x < done)";
     EXPECT_EQ(properties["sampleCount"], std::to_string(samples.size()));
 }
 
+TEST_F(CollectTest, WhatHappensBetweenSamplesCountsInTheEnd) {
+    ASSERT_EQ(run(shell("head -c 100000 /dev/zero > file", {"--interval", "60000"})).code, 0);
+    const auto samples = rows(read("r000/data.0/samples.csv"));
+    ASSERT_EQ(samples.size(), 2U);
+    EXPECT_GE(samples.back()[5], 100000);
+}
+
+TEST_F(CollectTest, TheProgramStartsWithTheCallersSignals) {
+    const std::vector<std::string> program{"grep", "-E", "^Sig(Blk|Ign)", "/proc/self/status"};
+    std::vector<std::string> collected{"collect", "--"};
+    collected.insert(collected.end(), program.begin(), program.end());
+    std::istringstream status(support::readFile("/proc/self/status"));
+    std::string expected;
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("SigBlk", 0) == 0 || line.rfind("SigIgn", 0) == 0) {
+            expected += line + "\n";
+        }
+    }
+    EXPECT_EQ(output(collected), expected);
+}
+
 TEST_F(CollectTest, CaptureShowsAndSaves) {
     const auto result =
         run(shell("head -c 300000 /dev/zero | tr '\\0' x; echo oops >&2", {"--capture", "-q"}));
@@ -165,6 +186,8 @@ TEST_F(CollectTest, CtrlCReachesTheProgramOnce) {
     const auto result = command.finish();
     EXPECT_EQ(result.code, 0);
     EXPECT_THAT(result.out, HasSubstr("total 1"));
+    // Two signals that come close together may count as one.
+    EXPECT_THAT(read("r000/collector.log"), Not(HasSubstr("passed on")));
 }
 
 TEST_F(CollectTest, AKilledCollectorLeavesAReadableResult) {

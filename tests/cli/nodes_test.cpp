@@ -42,6 +42,7 @@ TEST_F(NodesTest, NamesAreBytes) {
         EXPECT_THAT(json({"list"})["nodes"].dump(), HasSubstr(each.inJson.dump()));
         EXPECT_EQ(output({"get", "--", each.name}), directory / each.name + "\n");
     }
+    EXPECT_EQ(output({"create", "result", "\x01x"}), directory / "\x01x\n");
 }
 
 TEST_F(NodesTest, ListFiltersSortsAndLimits) {

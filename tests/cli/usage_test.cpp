@@ -5,7 +5,6 @@
 
 using support::Command;
 using testing::AllOf;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 

@@ -197,6 +197,27 @@ TEST_F(GroupsTest, NodesKnowTheirProject) {
     EXPECT_FALSE(project->getNodeGroup()->openProject("e"));
 }
 
+TEST_F(GroupsTest, RemovalDeletesLinkedNodesWhereTheyAreButIsNotLedAstray) {
+    const sptr_t<IProject> project = makeProject(at("project"));
+    const std::string linked = makeResult(at("far/r000"));
+    ASSERT_TRUE(project->getNodeGroup()->addNode(linked.c_str()));
+    makeExperiment(at("outside"));
+    makeResult(at("outside/r001"));
+    fs::create_symlink(at("outside"), at("project/experiment"));
+    fs::create_symlink(at("outside/r001"), at("project/r001"));
+    writeFile(at("home/notes.txt"), "kept");
+    variant_bag_t link;
+    link.put("link", at("home/notes.txt"));
+    link.put("md5sum", "");
+    ASSERT_EQ(basekit2::save_variant_bag2(link, at("project/x.zentorlink"), "bag"), 1);
+
+    EXPECT_TRUE(project->remove());
+    EXPECT_FALSE(fs::exists(at("project")));
+    EXPECT_FALSE(fs::exists(at("far/r000")));
+    EXPECT_TRUE(fs::exists(at("outside/r001/r001.zentor")));
+    EXPECT_EQ(readFile(at("home/notes.txt")), "kept");
+}
+
 TEST_F(GroupsTest, ProjectTakesADirectoryThatIsThereAnExperimentDoesNot) {
     const std::string base = m_temp.path().native();
     writeFile(at("old/data"), "data");

@@ -153,6 +153,12 @@ TEST_F(ManagerTest, GetOpensMakesAndRepairs) {
     EXPECT_TRUE(fs::is_empty(at("left"))) << "the directory stays, to be repaired";
     EXPECT_EQ(pathOf(get("left")), "left");
 
+    ResultVariableBag variables;
+    variables.putVariable("user", "bob");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(pathOf(Results::get(at("of-{user}").c_str(), &variables, false)), "of-bob");
+    }
+
     writeFile(at("file"), "");
     EXPECT_FALSE(get("file"));
     EXPECT_FALSE(get("a@b@"));

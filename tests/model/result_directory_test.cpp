@@ -103,6 +103,8 @@ TEST_F(ResultDirectoryTest, MakesItsSubdirectories) {
     }
     EXPECT_EQ(result->getSubdir("r000.zentor/x"), nullptr);
     EXPECT_EQ(getStatus(), eUnknown);
+    EXPECT_EQ(result->getSubdir(static_cast<standard_dir_t>(2)), nullptr);
+    EXPECT_EQ(getStatus(), eUnknown) << "left as it was";
 }
 
 TEST_F(ResultDirectoryTest, PropertiesHaveDefaultsAndAreSaved) {

@@ -7,11 +7,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "basekit2/bag_io.h"
@@ -69,8 +69,7 @@ public:
     }
     int wait() {
         int status = 0;
-        ::waitpid(m_pid, &status, 0);
-        m_pid = -1;
+        ::waitpid(std::exchange(m_pid, -1), &status, 0);
         return status;
     }
 
@@ -89,12 +88,8 @@ TEST_F(BagFile, KeepsRootAndContent) {
     variant_bag_t bag;
     EXPECT_EQ(basekit2::load_variant_bag2(bag, m_file, "link", 0), basekit2::bag_ok);
     EXPECT_EQ(bag, numbered(3));
-    EXPECT_TRUE(basekit2::bag_failed(basekit2::load_variant_bag(bag, m_file, "bag")));
+    EXPECT_EQ(basekit2::load_variant_bag(bag, m_file, "bag"), basekit2::bag_malformed);
     EXPECT_TRUE(bag.empty());
-    ASSERT_EQ(basekit2::save_variant_bag(numbered(1), m_file, basekit2::durability_t::whenever),
-              basekit2::bag_ok);
-    EXPECT_EQ(load(m_file), numbered(1));
-    EXPECT_THAT(namesIn(m_directory.path().native()), ElementsAre("a.bag"));
 }
 
 TEST_F(BagFile, LoadRefusesWhatIsNoReadableBagAndNeverBlocks) {

@@ -5,7 +5,7 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <string>
-#include <tuple>
+#include <string_view>
 #include <vector>
 
 #include "basekit2/files.h"
@@ -18,15 +18,13 @@ namespace fs = boost::filesystem;
 using basekit2::path_t;
 
 TEST(Path, IsTakenApartAndJoined) {
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"", "", ""},      {"a", "", "a"},    {"/", "/", ""},         {"/a", "/", "a"},
-        {"a/b", "a", "b"}, {"/a/", "/a", ""}, {"/a/b.c", "/a", "b.c"}};
-    for (const auto& [text, parent, last] : cases) {
-        EXPECT_EQ(path_t(text).parent().text(), parent) << text;
-        EXPECT_EQ(path_t(text).last_component(), last) << text;
-        EXPECT_EQ(path_t(parent).join(last).text(), text) << text;
+    for (const char* text : {"", "a", "/", "/a", "a/b", "/a/", "/a/b.c"}) {
+        const path_t path(text);
+        EXPECT_EQ(path.parent().join(path.last_component()).text(), text);
+        EXPECT_EQ(path.last_component().find('/'), std::string_view::npos) << text;
     }
-    EXPECT_EQ(path_t("a/").join("b").text(), "a/b");
+    EXPECT_EQ(path_t("/a").parent().text(), "/");
+    EXPECT_EQ(path_t("/a/b.c").parent().text(), "/a");
 }
 
 TEST(Path, Matches) {

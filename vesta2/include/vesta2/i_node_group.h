@@ -53,7 +53,8 @@ public:
     virtual const char* getOutputDirectory() = 0;
 
     /// The group at `path`: that of the project or experiment there, else one that stands alone on
-    /// the directory; empty when there is neither.
+    /// the directory; empty when there is neither. Throws `boost::filesystem::filesystem_error`
+    /// when the directory cannot be listed.
     static basekit2::sptr_t<INodeGroup> open(const char* path);
     /// The projects among the entries of `directory`, in the order in which it lists them.
     static basekit2::sptr_t<IPathIterator> findProjects(const char* directory);

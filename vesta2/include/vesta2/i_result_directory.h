@@ -12,7 +12,7 @@
 namespace vesta2 {
 
 /// Subdirectories with an agreed name.
-enum standard_dir_t {
+enum standard_dir_t : int {
     sourceDir = 0,  ///< "source"
     configDir = 1,  ///< "config"
 };

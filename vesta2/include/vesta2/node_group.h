@@ -36,6 +36,9 @@ public:
     void setOutputDirectory(const char* directory) override;
     const char* getOutputDirectory() override;
 
+    /// Follows the owner to another directory.
+    void setPath(const std::string& path);
+
 private:
     mutable std::uint32_t m_references = 0;
     std::string m_path;

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
@@ -74,7 +75,8 @@ public:
     explicit sptr_t(T* object) : m_object(object) { acquire(); }
     sptr_t(const sptr_t& other) : m_object(other.m_object) { acquire(); }
     sptr_t(sptr_t&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
-    template <class U>
+    /// From a handle on a derived class.
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     sptr_t(const sptr_t<U>& other) : m_object(other.get()) {
         acquire();
     }

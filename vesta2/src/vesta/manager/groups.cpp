@@ -67,7 +67,7 @@ sptr_t<IProject> IProject::open(const char* name, const char* parentDir) {
 }
 
 bool IProject::probe(const char* path) {
-    return !findMarkerFileOrLink(path, FileSet(projectMarkerFileExt()), true).empty();
+    return path && !findMarkerFileOrLink(path, FileSet(projectMarkerFileExt()), true).empty();
 }
 
 sptr_t<IExperiment> IExperiment::create(const char* name, const char* parentDir) {
@@ -83,7 +83,7 @@ sptr_t<IExperiment> IExperiment::open(const char* name, const char* parentDir) {
 }
 
 bool IExperiment::probe(const char* path) {
-    return !findMarkerFileOrLink(path, FileSet(experimentMarkerFileExt()), true).empty();
+    return path && !findMarkerFileOrLink(path, FileSet(experimentMarkerFileExt()), true).empty();
 }
 
 sptr_t<IResultDirectory>

@@ -1,5 +1,7 @@
 #include "vesta2/result_directory_manager.h"
 
+#include <utility>
+
 #include "../discovery/group_markers.h"
 #include "../model/creation_record.h"
 #include "../model/failure.h"
@@ -27,6 +29,13 @@ FileSet findTwoGreatest(const char* path, bool literal) {
     FileSet found;
     findPatternedMarkerFileOrLink(path, nullptr, FileSet(resultMarkerFileExt()), found, 2, literal);
     return found;
+}
+
+/// `directory` with the variables in its last component filled in.
+std::string withVariables(const fs::path& directory, const variant_bag_t* variables) {
+    const variant_bag_t* vesta = variables ? variables->get_bag(vestaSection) : nullptr;
+    return (directory.parent_path() / Pattern::subst(directory.filename().native(), vesta))
+        .native();
 }
 
 /// The entry before the greatest; empty when there is none.
@@ -88,13 +97,14 @@ sptr_t<IResultDirectory> ResultDirectoryManager::get(const char* path,
         std::string directory;
         std::string markerName;
         splitDirPatternAndFileName(full, resultMarkerFileExt(), directory, markerName);
+        const std::string written = std::exchange(directory, withVariables(directory, variables));
         const bool hasMarker =
             !findMarkerFileInDir(directory, FileSet(resultMarkerFileExt())).empty();
         if (!hasMarker &&
             !setStatus(createDefaultMarkerFile(directory, markerName, variant_bag_t()))) {
             return {};
         }
-        return open(path, literal, nullptr);
+        return open(directory == written ? path : directory.c_str(), literal, nullptr);
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
         return {};
@@ -103,6 +113,10 @@ sptr_t<IResultDirectory> ResultDirectoryManager::get(const char* path,
 
 sptr_t<IResultDirectory> ResultDirectoryManager::open(const char* path, bool literal,
                                                       const char* baseDir) {
+    if (!path) {
+        setStatus(eParameterError);
+        return {};
+    }
     return openMatch(findLastMatching(path, "", resultMarkerFileExt(), literal), baseDir);
 }
 
@@ -111,6 +125,9 @@ bool ResultDirectoryManager::openForDiff(const char* first, const char* second,
                                          sptr_t<IResultDirectory>* secondOut, bool literal) {
     firstOut->reset();
     secondOut->reset();
+    if (!first || !second) {
+        return setStatus(eParameterError);
+    }
     const FileSet foundFirst = findTwoGreatest(first, literal);
     if (foundFirst.empty()) {
         return false;
@@ -136,11 +153,15 @@ bool ResultDirectoryManager::openForDiff(const char* first, const char* second,
 
 sptr_t<IResultDirectory> ResultDirectoryManager::openForImport(const char* path,
                                                                const char* extension) {
+    if (!path || !extension) {
+        setStatus(eParameterError);
+        return {};
+    }
     return openMatch(findLastMatching(path, "", std::string(".") + extension, false), nullptr);
 }
 
 bool IResultDirectory::probe(const char* path) {
-    return !findMarkerFileOrLink(path, FileSet(resultMarkerFileExt()), true).empty();
+    return path && !findMarkerFileOrLink(path, FileSet(resultMarkerFileExt()), true).empty();
 }
 
 }  // namespace vesta2

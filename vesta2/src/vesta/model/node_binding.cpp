@@ -51,6 +51,9 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
         updateLinkFile();
     }
     m_path = m_directory.native();
+    if (m_ownGroup) {
+        m_ownGroup->setPath(m_path);
+    }
     return getStatus() == eOK;
 }
 

@@ -66,6 +66,8 @@ unsigned NodeGroup::release() const {
     return left;
 }
 
+void NodeGroup::setPath(const std::string& path) { m_path = normalized(path); }
+
 const char* NodeGroup::getPath() { return m_path.c_str(); }
 
 sptr_t<IPathIterator> NodeGroup::getNodePaths() {
