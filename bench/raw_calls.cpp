@@ -41,6 +41,10 @@ std::string nameOf(std::size_t number) {
     return name.data();
 }
 
+std::string below(std::string directory, std::string_view name) {
+    return directory.append("/").append(name);
+}
+
 std::size_t readFile(const std::string& path) {
     std::array<char, 4096> buffer{};
     const int file = check(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -57,7 +61,7 @@ std::size_t openOne(const std::string& path) {
         const std::string_view name = entry->d_name;
         if (name.size() > markerExtension.size() &&
             name.substr(name.size() - markerExtension.size()) == markerExtension) {
-            return readFile(path + '/' + entry->d_name);
+            return readFile(below(path, name));
         }
     }
     return 0;
@@ -68,21 +72,21 @@ std::size_t openOne(const std::string& path) {
 void createRaw(const std::string& directory, std::size_t count, const std::string& text) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::string name = nameOf(i);
-        const std::string path = directory + '/' + name;
-        const std::string temporary = path + "/.new";
+        const std::string path = below(directory, name);
+        const std::string temporary = below(path, ".new");
         check(::mkdir(path.c_str(), 0777));
         const int file =
             check(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
         check(static_cast<int>(::write(file, text.data(), text.size())));
         check(::close(file));
-        check(::rename(temporary.c_str(), (path + '/' + name + ".zentor").c_str()));
+        check(::rename(temporary.c_str(), below(path, name).append(markerExtension).c_str()));
     }
 }
 
 std::size_t openRaw(const std::string& directory, std::size_t count) {
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        bytes += openOne(directory + '/' + nameOf(i));
+        bytes += openOne(below(directory, nameOf(i)));
     }
     return bytes;
 }
@@ -92,7 +96,7 @@ std::size_t listRaw(const std::string& directory) {
     const Stream stream = openStream(directory);
     while (const dirent* entry = ::readdir(stream.get())) {
         if (entry->d_type == DT_DIR && entry->d_name[0] != '.') {
-            bytes += openOne(directory + '/' + entry->d_name);
+            bytes += openOne(below(directory, entry->d_name));
         }
     }
     return bytes;

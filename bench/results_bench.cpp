@@ -2,10 +2,10 @@
 // the least work for it: "ratio" is the library's time over theirs in the same run.
 
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
@@ -24,7 +24,7 @@ const std::string markerText(330, 'x');
 class Directory {
 public:
     Directory() {
-        const char* chosen = ::getenv("VESTA2_BENCH_DIR");
+        const char* chosen = std::getenv("VESTA2_BENCH_DIR");
         std::string pattern = std::string(chosen ? chosen : "/dev/shm") + "/vesta2-bench-XXXXXX";
         if (!::mkdtemp(pattern.data())) {
             throw std::runtime_error("cannot make a directory: " + pattern);
@@ -53,8 +53,8 @@ void createResults(const std::string& directory, std::size_t count) {
 std::size_t openResults(const std::string& directory, std::size_t count) {
     std::size_t opened = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        const std::string number = std::to_string(i);
-        const std::string path = directory + "/r" + std::string(5 - number.size(), '0') + number;
+        std::string path = std::to_string(i);
+        path.insert(0, 5 - path.size(), '0').insert(0, directory + "/r");
         opened += ResultDirectoryManager::open(path.c_str(), true, nullptr) ? 1 : 0;
     }
     return opened;

@@ -196,6 +196,12 @@ void Options::option(const char* names, const char* type, std::string& target, c
     m_parser.addText(target);
 }
 
+void Options::requiredOption(const char* names, const char* type, std::string& target,
+                             const char* help) {
+    m_app.add_option(names, target, help)->option_text(type)->required();
+    m_parser.addText(target);
+}
+
 void Options::option(const char* names, const char* type, std::vector<std::string>& target,
                      const char* help) {
     m_app.add_option(names, target, help)->option_text(type)->allow_extra_args(false);

@@ -30,6 +30,7 @@ public:
 
     void flag(const char* names, bool& target, const char* help);
     void option(const char* names, const char* type, std::string& target, const char* help);
+    void requiredOption(const char* names, const char* type, std::string& target, const char* help);
     /// May be given several times.
     void option(const char* names, const char* type, std::vector<std::string>& target,
                 const char* help);

@@ -2,7 +2,8 @@
 
 namespace cli {
 
-Declaration collect, create, get, list, show, set, diff;
+Declaration collect, create, get, list, show, set, diff, files, add, rename, relink, finalize,
+    invalidate, remove, purge;
 
 const std::vector<CommandEntry>& commandTable() {
     static const std::vector<CommandEntry> table{
@@ -13,6 +14,14 @@ const std::vector<CommandEntry>& commandTable() {
         {"show", "all about a node", &show},
         {"set", "change properties of a node", &set},
         {"diff", "compare two results", &diff},
+        {"files", "the collected files of a result", &files},
+        {"add", "take nodes into a project or an experiment", &add},
+        {"rename", "give a node another name", &rename},
+        {"relink", "point a link at the new place of its node", &relink},
+        {"finalize", "mark results as complete", &finalize},
+        {"invalidate", "mark results as unusable", &invalidate},
+        {"remove", "delete nodes", &remove},
+        {"purge", "delete all but the last results of a group", &purge},
     };
     return table;
 }

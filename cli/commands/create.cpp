@@ -3,8 +3,11 @@
 #include "failure.h"
 #include "nodes/description.h"
 #include "nodes/new_result.h"
+#include "nodes/node_argument.h"
 #include "nodes/variables.h"
 #include "options.h"
+#include "output/text.h"
+#include "vesta2/path_completion.h"
 
 namespace cli {
 namespace {
@@ -33,10 +36,61 @@ Action createResult(Options& options) {
     };
 }
 
+struct GroupArguments {
+    std::string name;
+    std::string into;
+};
+
+/// Makes a project or an experiment; `make` is the library's own operation.
+template <class Make>
+Action createGroupNode(Options& options, const Make& make) {
+    auto arguments = std::make_shared<GroupArguments>();
+    options.argument("NAME", arguments->name, "a name or a path");
+    options.option("--into", "DIR", arguments->into, "the group to make it in");
+    return [arguments, make](Session& session) {
+        const std::string group =
+            arguments->into.empty() ? "" : openGroup(arguments->into)->getPath();
+        requirePath(arguments->name);
+        const std::string path = vesta2::completePath(arguments->name, group.c_str()).native();
+        const basekit2::sptr_t<vesta2::INode> node =
+            make(arguments->name.c_str(), group.empty() ? nullptr : group.c_str(), path);
+        if (!node) {
+            throw Failure::fromStatus(vesta2::getStatus(), path);
+        }
+        if (session.json) {
+            session.out.writeJson({{"node", toJson(describe(node))}});
+        } else {
+            session.out.writeText(node->getPath());
+        }
+        return int{exitOk};
+    };
+}
+
+Action createProject(Options& options) {
+    return createGroupNode(
+        options, [](const char* name, const char* group, const std::string& path) {
+            // The library would write a second marker file, or replace the first.
+            if (vesta2::IProject::probe(path.c_str()) || vesta2::IExperiment::probe(path.c_str()) ||
+                vesta2::IResultDirectory::probe(path.c_str())) {
+                throw Failure(exitExists, path, "is a node already",
+                              "choose another name, or see 'vesta2 show " + shellQuote(path) + "'");
+            }
+            return vesta2::IProject::create(name, group, false);
+        });
+}
+
+Action createExperiment(Options& options) {
+    return createGroupNode(options, [](const char* name, const char* group, const std::string&) {
+        return vesta2::IExperiment::create(name, group);
+    });
+}
+
 }  // namespace
 
 Action create(Options& options) {
     options.command("result", "make an empty result and print its path", createResult);
+    options.command("experiment", "make an experiment and print its path", createExperiment);
+    options.command("project", "make a project, also of a directory that is there", createProject);
     return {};
 }
 

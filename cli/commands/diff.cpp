@@ -68,7 +68,7 @@ std::string changeText(const Row& row) {
 }
 
 std::optional<double> percent(const Row& row) {
-    if (!isGrowth(row) || *number(row.before) == 0) {
+    if (!isGrowth(row) || isTime(row.name) || *number(row.before) == 0) {
         return std::nullopt;
     }
     return (*number(row.after) - *number(row.before)) / *number(row.before) * 100;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <memory>
+#include <set>
 
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
@@ -18,6 +19,7 @@ struct Arguments {
     std::string sort = "name";
     int limit = 0;
     bool reverse = false;
+    bool recursive = false;
     bool details = false;
 };
 
@@ -25,6 +27,9 @@ struct Row {
     Description node;
     std::uint64_t size = 0;
 };
+
+/// Where a row stands below the group that was asked for: the names of the groups on the way.
+using Place = std::vector<std::string>;
 
 bool isBefore(const std::string& key, const Row& a, const Row& b) {
     if (key == "when") {
@@ -53,35 +58,38 @@ public:
           m_session(session),
           m_table(session.out, arguments.details ? longColumns() : shortColumns()) {}
 
-    /// False when no further node is wanted.
-    bool add(const basekit2::sptr_t<vesta2::INode>& node) {
-        Row row{describe(node)};
-        if (!isWanted(row.node)) {
-            return true;
+    /// Lists the nodes of `group` that match `mask`, and with recursion all below them.
+    void add(vesta2::INodeGroup& group, const std::string& mask, const Place& place) {
+        auto nodes = group.getNodes(mask.c_str(), greatestWanted());
+        const vesta2::error_t status = vesta2::getStatus();
+        if (status != vesta2::eOK && status != vesta2::eNotFound) {
+            throw searchFailure(status, mask);
         }
-        if (needsSize()) {
-            row.size = node->getSize();
+        std::vector<Row> rows;
+        for (; !isFull() && !nodes.at_end(); nodes.next()) {
+            // Only one node of a group is open at a time, and one that has just been removed is no
+            // error.
+            const auto node = nodes.current();
+            if (!node) {
+                continue;
+            }
+            Row row{describe(node)};
+            if (needsSize()) {
+                row.size = node->getSize();
+            }
+            if (isStreaming()) {
+                show(row, place);
+            } else {
+                rows.push_back(std::move(row));
+            }
         }
-        if (!isStreaming()) {
-            m_rows.push_back(std::move(row));
-            return true;
+        sort(rows);
+        for (auto row = rows.begin(); row != rows.end() && !isFull(); ++row) {
+            show(*row, place);
         }
-        show(row);
-        return !isFull();
     }
 
     void finish() {
-        const std::string& key = m_arguments.sort;
-        if (key != "name") {
-            std::stable_sort(m_rows.begin(), m_rows.end(),
-                             [&](const Row& a, const Row& b) { return isBefore(key, a, b); });
-        }
-        if (m_arguments.reverse) {
-            std::reverse(m_rows.begin(), m_rows.end());
-        }
-        for (auto row = m_rows.begin(); row != m_rows.end() && !isFull(); ++row) {
-            show(*row);
-        }
         if (m_session.json) {
             m_session.out.writeJson({{"nodes", std::move(m_json)}});
         }
@@ -102,7 +110,9 @@ private:
     }
     static std::vector<Column> longColumns() {
         std::vector<Column> columns = shortColumns();
-        columns.insert(columns.end() - 1, {{"SIZE", Column::Align::right, true}, {"PATH"}});
+        columns.insert(
+            columns.end() - 1,
+            {{"SIZE", Column::Align::right, true}, {"LINK", Column::Align::left, true}, {"PATH"}});
         return columns;
     }
 
@@ -121,28 +131,81 @@ private:
         return (m_arguments.kind.empty() || node.kind == m_arguments.kind) &&
                (m_arguments.state.empty() || node.state == m_arguments.state);
     }
+    /// The greatest names are all that is asked for: the others need not even be opened.
+    [[nodiscard]] int greatestWanted() const {
+        const bool byName = m_arguments.sort == "name" && m_arguments.reverse;
+        const bool all = m_arguments.kind.empty() && m_arguments.state.empty();
+        return byName && all && !m_arguments.recursive ? m_arguments.limit : 0;
+    }
 
-    void show(const Row& row) {
-        ++m_shown;
-        if (m_session.json) {
-            m_json.push_back(toJson(row.node));
-            if (needsSize()) {
-                m_json.back()["size"] = std::to_string(row.size);
-            }
+    void sort(std::vector<Row>& rows) const {
+        const std::string& key = m_arguments.sort;
+        if (key != "name") {
+            std::stable_sort(rows.begin(), rows.end(),
+                             [&](const Row& a, const Row& b) { return isBefore(key, a, b); });
+        }
+        if (m_arguments.reverse) {
+            std::reverse(rows.begin(), rows.end());
+        }
+    }
+
+    /// The row, if it is wanted, and what is below it, if that is.
+    void show(const Row& row, const Place& place) {
+        if (isWanted(row.node)) {
+            ++m_shown;
+            m_session.json ? writeJson(row, place) : writeRow(row, place);
+        }
+        if (!m_arguments.recursive || row.node.kind == "result" || row.node.state == "missing" ||
+            isFull() || !m_visited.insert(row.node.path).second) {
             return;
         }
+        Place below = place;
+        below.push_back(row.node.name);
+        add(*openGroup(row.node.path), "*", below);
+    }
+
+    void writeJson(const Row& row, const Place& place) {
+        m_json.push_back(toJson(row.node));
+        if (needsSize()) {
+            m_json.back()["size"] = std::to_string(row.size);
+        }
+        if (m_arguments.recursive) {
+            Json groups = Json::array();
+            for (const std::string& name : place) {
+                groups.push_back(jsonText(name));
+            }
+            m_json.back()["groups"] = std::move(groups);
+        }
+    }
+
+    /// For people a tree; for programs the way to the node.
+    [[nodiscard]] std::string nameAt(const Place& place, const std::string& name) const {
+        if (m_session.out.isTerminal()) {
+            return std::string(2 * place.size(), ' ') + name;
+        }
+        std::string way;
+        for (const std::string& group : place) {
+            way.append(group).append("/");
+        }
+        return way + name;
+    }
+
+    void writeRow(const Row& row, const Place& place) {
         const Description& node = row.node;
         const bool forPeople = m_session.out.isTerminal();
         const std::string when = node.time == 0 ? ""
                                  : forPeople    ? localTime(node.time)
                                                 : utcTime(node.time);
-        std::vector<Cell> cells{
-            {node.name},   {node.kind}, {node.state, stateStyle(node.state)},
-            {when},        {node.host}, {node.rank < 0 ? "" : std::to_string(node.rank)},
-            {node.command}};
+        std::vector<Cell> cells{{nameAt(place, node.name)},
+                                {node.kind},
+                                {node.state, stateStyle(node.state)},
+                                {when},
+                                {node.host},
+                                {node.rank < 0 ? "" : std::to_string(node.rank)},
+                                {node.command}};
         if (m_arguments.details) {
             const Cell size{forPeople ? shortSize(row.size) : std::to_string(row.size)};
-            cells.insert(cells.end() - 1, {size, {node.path}});
+            cells.insert(cells.end() - 1, {size, {node.link}, {node.path}});
         }
         m_table.add(std::move(cells));
     }
@@ -150,31 +213,15 @@ private:
     const Arguments& m_arguments;
     Session& m_session;
     Table m_table;
-    std::vector<Row> m_rows;
     Json m_json = Json::array();
+    std::set<std::string> m_visited;  ///< groups: links can lead back to one
     int m_shown = 0;
 };
 
-/// The greatest names are all that is asked for: the others need not even be opened.
-int greatestWanted(const Arguments& arguments) {
-    const bool byName = arguments.sort == "name" && arguments.reverse;
-    return byName && arguments.kind.empty() && arguments.state.empty() ? arguments.limit : 0;
-}
-
 int run(const Arguments& arguments, Session& session) {
     const auto group = openGroup(arguments.group);
-    auto nodes = group->getNodes(arguments.mask.c_str(), greatestWanted(arguments));
-    const vesta2::error_t status = vesta2::getStatus();
-    if (status != vesta2::eOK && status != vesta2::eNotFound) {
-        throw searchFailure(status, arguments.mask);
-    }
     Listing listing(arguments, session);
-    for (bool more = true; more && !nodes.at_end(); nodes.next()) {
-        // Only one node is open at a time, and one that has just been removed is no error.
-        if (const auto node = nodes.current()) {
-            more = listing.add(node);
-        }
-    }
+    listing.add(*group, arguments.mask, {});
     listing.finish();
     if (listing.shown() == 0 && session.out.isTerminal() && !session.json) {
         session.note(escapeText(std::string(group->getPath()) + ": no such nodes here"));
@@ -198,8 +245,9 @@ Action list(Options& options) {
                    {"name", "kind", "state", "when", "host", "rank", "size", "command"},
                    "the column to sort by");
     options.option("--limit", "N", arguments->limit, 1, 1000000000, "at most N rows");
-    options.flag("-r,--reverse", arguments->reverse, "in reverse order");
-    options.flag("-l,--long", arguments->details, "also size and path");
+    options.flag("--reverse", arguments->reverse, "in reverse order");
+    options.flag("-r,--recursive", arguments->recursive, "also what the groups in it hold");
+    options.flag("-l,--long", arguments->details, "also size, link and path");
     return [arguments](Session& session) { return run(*arguments, session); };
 }
 

@@ -64,6 +64,9 @@ Description describe(const basekit2::sptr_t<vesta2::INode>& node) {
     out.path = textOf(node->getPath());
     out.time = node->getCreationTime();
     out.host = hostOf(*node);
+    if (node->isLinked()) {
+        out.link = node->isLinkStale() ? "stale" : "linked";
+    }
     if (const auto result = vesta2::IResultDirectory::cast(node)) {
         describeResult(*result, out);
     }
@@ -87,6 +90,7 @@ Json toJson(const Description& description) {
     object["when"] = description.time > 0 ? Json(utcTime(description.time)) : Json();
     object["host"] = description.host.empty() ? Json() : jsonText(description.host);
     object["rank"] = description.rank >= 0 ? Json(description.rank) : Json();
+    object["link"] = description.link.empty() ? Json() : Json(description.link);
     object["command"] = description.command.empty() ? Json() : jsonText(description.command);
     return object;
 }

@@ -19,6 +19,7 @@ struct Description {
     std::string host;
     int rank = -1;
     std::string command;
+    std::string link;  ///< "linked" or "stale" for a node that is stored elsewhere, else empty
 };
 
 /// Nothing but the node's marker and state files is looked at.

@@ -85,6 +85,17 @@ basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument) {
     return node;
 }
 
+basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& argument) {
+    const basekit2::sptr_t<vesta2::INode> node = openNode(argument);
+    const auto result = vesta2::IResultDirectory::cast(node);
+    if (!result) {
+        throw Failure(exitUsage, node->getPath(), "a project or an experiment, no result",
+                      "see 'vesta2 list " + shellQuote(node->getPath()) +
+                          "' for the results in it");
+    }
+    return result;
+}
+
 basekit2::sptr_t<vesta2::INodeGroup> openGroup(const std::string& argument) {
     const std::string path = requirePath(argument);
     basekit2::sptr_t<vesta2::INodeGroup> group = vesta2::INodeGroup::open(path.c_str());

@@ -7,6 +7,7 @@
 #include "failure.h"
 #include "vesta2/i_node.h"
 #include "vesta2/i_node_group.h"
+#include "vesta2/i_result_directory.h"
 
 namespace cli {
 
@@ -18,6 +19,9 @@ std::string requirePath(const std::string& path);
 /// which the greatest match is taken. Raises `Failure` when there is none. The marker file may be
 /// unreadable: see `describe`.
 basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument);
+
+/// As `openNode`, for what only a result can do.
+basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& argument);
 
 /// Why a search for `pattern` ended with `status`.
 Failure searchFailure(vesta2::error_t status, const std::string& pattern);

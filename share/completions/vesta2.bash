@@ -44,8 +44,8 @@ _vesta2() {
     --kind) choices='result experiment project' ;;
     --state) choices='incomplete finalized invalid unreadable missing' ;;
     --sort) choices='name kind state when host rank size command' ;;
-    --name | --var | --interval | --mask | --limit) return ;;
-    -C | --into)
+    --name | --var | --interval | --mask | --limit | --keep) return ;;
+    -C | --into | --to)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
         return
@@ -53,15 +53,20 @@ _vesta2() {
     *)
         command=$(_vesta2_command)
         case $command in
-        '') choices='collect create get list show set diff --version' ;;
-        create) choices='result' ;;
+        '') choices='collect create get list show set diff files add rename relink finalize invalidate
+            remove purge --version' ;;
+        create) choices='result experiment project' ;;
         esac
         if [[ $current == -* ]]; then
             case $command in
             collect) choices='--name --into --var --capture --interval --' ;;
             'create result') choices='--into --literal --overwrite --var' ;;
             get) choices='--literal --var' ;;
-            list) choices='--mask --kind --state --sort --limit --reverse --long' ;;
+            list) choices='--mask --kind --state --sort --limit --reverse --recursive --long' ;;
+            'create experiment' | 'create project') choices='--into' ;;
+            add) choices='--to' ;;
+            remove) choices='--yes --dry-run' ;;
+            purge) choices='--keep --mask --yes --dry-run' ;;
             esac
             choices+=" $general"
         fi

@@ -117,6 +117,7 @@ TEST(PathCompletion, IsRelativeToTheBase) {
     EXPECT_EQ(completePath("r000", "sub"), here + "/sub/r000");
     EXPECT_EQ(completePath("/x/r000/", "/base"), "/x/r000");
     EXPECT_EQ(completePath("a/../b", "/base"), "/base/b");
+    EXPECT_EQ(completePath("./r000", "/base"), "/base/r000");
 }
 
 }  // namespace

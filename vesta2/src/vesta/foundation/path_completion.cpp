@@ -39,6 +39,10 @@ void removeEndingSlash(fs::path& path) {
         return;
     }
     path = path.lexically_normal();
+    // A leading "." is left by the folding.
+    if (path.native().rfind("./", 0) == 0) {
+        path = path.native().substr(2);
+    }
     if (path.filename() == ".") {
         path = path.parent_path();
     }

@@ -1,0 +1,70 @@
+#include <memory>
+
+#include "failure.h"
+#include "nodes/description.h"
+#include "nodes/node_argument.h"
+#include "options.h"
+#include "output/text.h"
+
+namespace cli {
+namespace {
+
+struct Arguments {
+    std::vector<std::string> nodes;
+    std::string group;
+};
+
+Failure refusal(const Description& node, vesta2::INodeGroup& group) {
+    if (!group.getNode()) {
+        return {exitUsage, group.getPath(), "a plain directory, which holds no links",
+                "name a project or an experiment, or make one with 'vesta2 create project'"};
+    }
+    if (node.kind == "project") {
+        return {exitUsage, node.path, "a project is never part of a group",
+                "add what is in it instead"};
+    }
+    if (node.kind == "experiment") {
+        return {exitUsage, node.path, "an experiment goes into a project only",
+                "name a project as the group"};
+    }
+    return Failure::fromStatus(vesta2::getStatus(), node.path);
+}
+
+int run(const Arguments& arguments, Session& session) {
+    const auto group = openGroup(arguments.group);
+    Json added = Json::array();
+    for (const std::string& argument : arguments.nodes) {
+        const auto node = openNode(argument);
+        const Description description = describe(node);
+        const auto member = group->addNode(node->getMarkerFilePath());
+        const vesta2::error_t status = vesta2::getStatus();
+        if (!member) {
+            throw refusal(description, *group);
+        }
+        if (status != vesta2::eOK) {
+            throw Failure::fromStatus(status, group->getPath());
+        }
+        if (session.json) {
+            added.push_back(toJson(describe(member)));
+            added.back()["linkFile"] = jsonText(member->getLinkFilePath());
+        } else {
+            session.out.writeText(member->isLinked() ? member->getLinkFilePath()
+                                                     : member->getPath());
+        }
+    }
+    if (session.json) {
+        session.out.writeJson({{"nodes", std::move(added)}});
+    }
+    return exitOk;
+}
+
+}  // namespace
+
+Action add(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.arguments("NODE", arguments->nodes, "what to add, wherever it is stored", true);
+    options.requiredOption("--to", "GROUP", arguments->group, "the project or experiment");
+    return [arguments](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace cli

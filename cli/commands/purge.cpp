@@ -1,0 +1,60 @@
+#include <memory>
+
+#include "failure.h"
+#include "nodes/node_argument.h"
+#include "nodes/removal.h"
+#include "options.h"
+#include "vesta2/discovery.h"
+#include "vesta2/names.h"
+#include "vesta2/result_directory_manager.h"
+
+namespace cli {
+namespace {
+
+struct Arguments {
+    std::string group;
+    std::string mask;
+    int keep = -1;
+    RemovalChoice choice;
+};
+
+int run(const Arguments& arguments, Session& session) {
+    const auto group = openGroup(arguments.group);
+    if (arguments.keep < 0) {
+        throw Failure(exitUsage, group->getPath(), "how many to keep is missing",
+                      "give --keep N, and --dry-run to see what would go");
+    }
+    if (arguments.keep == 0 && arguments.mask.empty()) {
+        throw Failure(exitUsage, group->getPath(), "this would delete all of it",
+                      "say which with --mask, such as --mask 'r@@@'");
+    }
+    const std::string mask = arguments.mask.empty()
+                                 ? vesta2::ResultDirectoryManager::getDefaultResultDirectoryName()
+                                 : arguments.mask;
+    const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
+                                vesta2::projectMarkerFileExt());
+    vesta2::FileSet found;
+    vesta2::findPatternedMarkerFileOrLink(mask, group->getPath(), kinds, found, 0, false);
+    const vesta2::error_t status = vesta2::getStatus();
+    if (status != vesta2::eOK && status != vesta2::eNotFound) {
+        throw searchFailure(status, mask);
+    }
+    // In file-name order: the newest of a numbered series are the last.
+    std::vector<std::string> markers(found.begin(), found.end());
+    const auto keep = static_cast<std::size_t>(arguments.keep);
+    markers.resize(markers.size() > keep ? markers.size() - keep : 0);
+    return removeNodes(markers, arguments.choice, session);
+}
+
+}  // namespace
+
+Action purge(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.argument("GROUP", arguments->group, "a project, an experiment or a directory");
+    options.option("--keep", "N", arguments->keep, 0, 1000000000, "how many of the last to keep");
+    options.option("--mask", "M", arguments->mask, "of what matches this; else of 'r@@@'");
+    declareRemoval(options, arguments->choice);
+    return [arguments](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace cli

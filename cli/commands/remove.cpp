@@ -1,0 +1,36 @@
+#include <memory>
+
+#include "nodes/node_argument.h"
+#include "nodes/removal.h"
+#include "options.h"
+
+namespace cli {
+namespace {
+
+struct Arguments {
+    std::vector<std::string> nodes;
+    RemovalChoice choice;
+};
+
+int run(const Arguments& arguments, Session& session) {
+    // All of them are found before the first is deleted.
+    std::vector<std::string> markers;
+    for (const std::string& argument : arguments.nodes) {
+        const auto node = openNode(argument);
+        markers.emplace_back(node->isLinked() ? node->getLinkFilePath()
+                                              : node->getMarkerFilePath());
+    }
+    return removeNodes(markers, arguments.choice, session);
+}
+
+}  // namespace
+
+Action remove(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.arguments("NODE", arguments->nodes,
+                      "what to delete; of a pattern the greatest match alone", true);
+    declareRemoval(options, arguments->choice);
+    return [arguments](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace cli

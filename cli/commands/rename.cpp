@@ -1,0 +1,42 @@
+#include <memory>
+
+#include "failure.h"
+#include "nodes/description.h"
+#include "nodes/node_argument.h"
+#include "options.h"
+
+namespace cli {
+namespace {
+
+struct Arguments {
+    std::string node;
+    std::string name;
+};
+
+int run(const Arguments& arguments, Session& session) {
+    const auto node = openNode(arguments.node);
+    if (node->isMissing()) {
+        throw Failure(exitNotFound, node->getLinkFilePath(), "the node that it leads to is gone",
+                      "point it at the new place with 'vesta2 relink'");
+    }
+    if (!node->changeUserVisibleName(arguments.name.c_str())) {
+        throw Failure::fromStatus(vesta2::getStatus(), arguments.name);
+    }
+    if (session.json) {
+        session.out.writeJson({{"node", toJson(describe(node))}});
+    } else {
+        session.out.writeText(node->getMarkerFilePath());
+    }
+    return exitOk;
+}
+
+}  // namespace
+
+Action rename(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    options.argument("NAME", arguments->name, "what it is to be called; its directory stays");
+    return [arguments](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace cli

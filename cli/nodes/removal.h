@@ -1,0 +1,25 @@
+#pragma once
+/// Deleting nodes, with a question first.
+
+#include <string>
+#include <vector>
+
+#include "options.h"
+
+namespace cli {
+
+struct RemovalChoice {
+    bool withoutQuestion = false;
+    bool dryRun = false;
+};
+
+/// Declares "-y" and "--dry-run".
+void declareRemoval(Options& options, RemovalChoice& choice);
+
+/// Deletes the nodes of these marker or link files, and prints the path of each. On a terminal it
+/// asks first; elsewhere it refuses without "-y". One that cannot be deleted ends it. Returns the
+/// exit code.
+int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
+                Session& session);
+
+}  // namespace cli
