@@ -102,6 +102,10 @@ std::uint64_t parseBytes(std::string_view text, std::string_view label) {
     return bytes;
 }
 
+FileBytes parseFileBytes(std::string_view text) {
+    return {parseBytes(text, "rchar:"), parseBytes(text, "wchar:")};
+}
+
 void appendChildren(pid_t process, pid_t thread, std::vector<pid_t>& children) {
     std::array<char, 64> path{};
     *fmt::format_to(path.data(), "/proc/{}/task/{}/children", process, thread) = '\0';
@@ -133,10 +137,16 @@ bool readUsage(pid_t process, ProcessUsage& usage) {
     }
     usage.cpuNanoseconds += ownCpuNanoseconds(process);
     *fmt::format_to(path.data(), "/proc/{}/io", process) = '\0';
-    const std::string_view bytes = readProcFile(path.data(), buffer);
-    usage.readBytes = parseBytes(bytes, "rchar:");
-    usage.writtenBytes = parseBytes(bytes, "wchar:");
+    usage.bytes = parseFileBytes(readProcFile(path.data(), buffer));
     return true;
+}
+
+FileBytes readOwnBytes() {
+    Buffer buffer;
+    const std::string_view text = readProcFile("/proc/self/io", buffer);
+    FileBytes bytes = parseFileBytes(text);
+    bytes.read += text.size();
+    return bytes;
 }
 
 std::vector<pid_t> readChildren(pid_t process, std::uint32_t threads) {

@@ -1,6 +1,7 @@
 #include "collector/process_tree.h"
 
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,10 +9,15 @@
 namespace cli {
 namespace {
 
+std::uint64_t toNanoseconds(const timeval& time) {
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 +
+           static_cast<std::uint64_t>(time.tv_usec) * 1000;
+}
+
 void addTotals(ProcessUsage& sum, const ProcessUsage& usage) {
     sum.cpuNanoseconds += usage.cpuNanoseconds;
-    sum.readBytes += usage.readBytes;
-    sum.writtenBytes += usage.writtenBytes;
+    sum.bytes.read += usage.bytes.read;
+    sum.bytes.written += usage.bytes.written;
 }
 
 /// Children are those of the first thread: it alone starts programs and adopts.
@@ -45,19 +51,27 @@ ProcessUsage ProcessTree::measure() {
         }
     }
     sum.cpuNanoseconds = std::max(sum.cpuNanoseconds, m_last.cpuNanoseconds);
-    sum.readBytes = std::max(sum.readBytes, m_last.readBytes);
-    sum.writtenBytes = std::max(sum.writtenBytes, m_last.writtenBytes);
+    sum.bytes.read = std::max(sum.bytes.read, m_last.bytes.read);
+    sum.bytes.written = std::max(sum.bytes.written, m_last.bytes.written);
     m_last = sum;
     return sum;
 }
 
-bool ProcessTree::retire(pid_t child) {
-    if (m_foreign.erase(child) > 0) {
+bool ProcessTree::reap(Ended& child) {
+    // Not everybody may see the bytes of a process that has ended, but waiting for it adds them to
+    // those of this one.
+    const FileBytes before = readOwnBytes();
+    child.process = ::wait4(-1, &child.status, WNOHANG, &child.usage);
+    if (child.process <= 0) {
         return false;
     }
-    ProcessUsage usage;
-    if (readUsage(child, usage)) {
-        addTotals(m_retired, usage);
+    child.isForeign = m_foreign.erase(child.process) > 0;
+    if (!child.isForeign) {
+        const FileBytes after = readOwnBytes();
+        m_retired.cpuNanoseconds +=
+            toNanoseconds(child.usage.ru_utime) + toNanoseconds(child.usage.ru_stime);
+        m_retired.bytes.read += after.read - before.read;
+        m_retired.bytes.written += after.written - before.written;
     }
     return true;
 }

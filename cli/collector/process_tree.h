@@ -1,6 +1,7 @@
 #pragma once
 /// The program that is collected and everything that it starts.
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <set>
@@ -18,9 +19,14 @@ public:
 
     /// The sum over the living, and what has ended so far. Never goes back in time and bytes.
     ProcessUsage measure();
-    /// Takes the final figures of a child that has ended, before it is waited for. False when it
-    /// does not count.
-    bool retire(pid_t child);
+    struct Ended {
+        pid_t process = 0;
+        int status = 0;
+        rusage usage{};
+        bool isForeign = false;
+    };
+    /// Waits for a child that has ended, and takes its final figures. False when there is none.
+    bool reap(Ended& child);
 
 private:
     std::set<pid_t> m_foreign;

@@ -58,8 +58,8 @@ public:
             m_error->finish();
         }
         m_outcome.peakMemoryBytes = peakBytes();
-        m_outcome.readBytes = m_sampler.last().readBytes;
-        m_outcome.writtenBytes = m_sampler.last().writtenBytes;
+        m_outcome.readBytes = m_sampler.last().bytes.read;
+        m_outcome.writtenBytes = m_sampler.last().bytes.written;
         m_outcome.sampleCount = m_sampler.count();
         return m_outcome;
     }
@@ -120,22 +120,16 @@ private:
     }
 
     void reapChildren() {
-        siginfo_t child{};
-        // First only looked at: what /proc tells of a process is gone once it was waited for.
-        while (::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 && child.si_pid != 0) {
-            const bool counts = m_tree.retire(child.si_pid);
-            int status = 0;
-            rusage usage{};
-            ::wait4(child.si_pid, &status, 0, &usage);
-            if (counts) {
-                addUsage(usage);
+        for (ProcessTree::Ended child; m_tree.reap(child);) {
+            if (!child.isForeign) {
+                addUsage(child.usage);
             }
-            if (child.si_pid == m_program) {
+            if (child.process == m_program) {
                 m_hasEnded = true;
-                m_outcome.wasKilled = WIFSIGNALED(status);
-                m_outcome.code = m_outcome.wasKilled ? WTERMSIG(status) : WEXITSTATUS(status);
+                m_outcome.wasKilled = WIFSIGNALED(child.status);
+                m_outcome.code =
+                    m_outcome.wasKilled ? WTERMSIG(child.status) : WEXITSTATUS(child.status);
             }
-            child = {};
         }
     }
 

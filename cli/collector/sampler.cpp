@@ -1,6 +1,7 @@
 #include "collector/sampler.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -26,12 +27,17 @@ void Sampler::sample() {
     const Clock::time_point now = Clock::now();
     const ProcessUsage usage = m_tree.measure();
     const double elapsed = std::chrono::duration<double, std::nano>(now - m_lastTime).count();
-    const auto busy = static_cast<double>(usage.cpuNanoseconds - m_last.cpuNanoseconds);
+    // The kernel tells the times of ended processes late and coarsely. What cannot have happened
+    // since the last row is left for the next one.
+    static const auto processors = static_cast<double>(::sysconf(_SC_NPROCESSORS_ONLN));
+    const double busy = std::min(static_cast<double>(usage.cpuNanoseconds) - m_shownNanoseconds,
+                                 elapsed * processors);
     // The first row has no time behind it to be busy in.
     const double percent = m_count > 0 && elapsed > 0 ? busy / elapsed * 100 : 0;
     m_file.append(fmt::format(
         "{:.6f},{:.1f},{},{},{},{}\n", std::chrono::duration<double>(now - m_begin).count(),
-        percent, usage.residentBytes, usage.threads, usage.readBytes, usage.writtenBytes));
+        percent, usage.residentBytes, usage.threads, usage.bytes.read, usage.bytes.written));
+    m_shownNanoseconds += busy;
     ++m_count;
     m_peakBytes = std::max(m_peakBytes, usage.residentBytes);
     m_last = usage;

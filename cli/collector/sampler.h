@@ -36,6 +36,7 @@ private:
     Clock::time_point m_lastTime;
     Clock::time_point m_due;
     ProcessUsage m_last;
+    double m_shownNanoseconds = 0;  ///< processor time that the rows hold so far
     std::uint64_t m_count = 0;
     std::uint64_t m_peakBytes = 0;
 };

@@ -27,12 +27,7 @@ Action createResult(Options& options) {
     return [arguments](Session& session) {
         const auto result =
             createNewResult(arguments->wanted, nameVariables(arguments->variables, {}));
-        if (session.json) {
-            session.out.writeJson({{"result", toJson(describe(result))}});
-        } else {
-            session.out.writeText(result->getPath());
-        }
-        return int{exitOk};
+        return reportNode(session, "result", result, result->getPath());
     };
 }
 
@@ -57,12 +52,7 @@ Action createGroupNode(Options& options, const Make& make) {
         if (!node) {
             throw Failure::fromStatus(vesta2::getStatus(), path);
         }
-        if (session.json) {
-            session.out.writeJson({{"node", toJson(describe(node))}});
-        } else {
-            session.out.writeText(node->getPath());
-        }
-        return int{exitOk};
+        return reportNode(session, "node", node, node->getPath());
     };
 }
 

@@ -42,12 +42,7 @@ int run(const Arguments& arguments, Session& session) {
     if (!result) {
         throw Failure::fromStatus(status, path);
     }
-    if (session.json) {
-        session.out.writeJson({{"result", toJson(describe(result))}});
-    } else {
-        session.out.writeText(result->getPath());
-    }
-    return exitOk;
+    return reportNode(session, "result", result, result->getPath());
 }
 
 }  // namespace

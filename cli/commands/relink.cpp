@@ -44,12 +44,7 @@ int run(const Arguments& arguments, Session& session) {
     if (!node->changeMarkerFilePath(marker.c_str())) {
         throw Failure::fromStatus(vesta2::getStatus(), marker);
     }
-    if (session.json) {
-        session.out.writeJson({{"node", toJson(describe(node))}});
-    } else {
-        session.out.writeText(node->getMarkerFilePath());
-    }
-    return exitOk;
+    return reportNode(session, "node", node, node->getMarkerFilePath());
 }
 
 }  // namespace

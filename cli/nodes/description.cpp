@@ -3,6 +3,7 @@
 #include <boost/filesystem/path.hpp>
 
 #include "basekit2/bag_io.h"
+#include "failure.h"
 #include "output/text.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
@@ -93,6 +94,16 @@ Json toJson(const Description& description) {
     object["link"] = description.link.empty() ? Json() : Json(description.link);
     object["command"] = description.command.empty() ? Json() : jsonText(description.command);
     return object;
+}
+
+int reportNode(Session& session, const char* member, const basekit2::sptr_t<vesta2::INode>& node,
+               const std::string& text) {
+    if (session.json) {
+        session.out.writeJson({{member, toJson(describe(node))}});
+    } else {
+        session.out.writeText(text);
+    }
+    return exitOk;
 }
 
 const char* stateStyle(const std::string& state) {

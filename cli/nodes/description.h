@@ -5,6 +5,7 @@
 
 #include "basekit2/object.h"
 #include "output/json.h"
+#include "session.h"
 #include "vesta2/i_node.h"
 #include "vesta2/i_result_directory.h"
 
@@ -26,6 +27,11 @@ struct Description {
 Description describe(const basekit2::sptr_t<vesta2::INode>& node);
 
 Json toJson(const Description& description);
+
+/// Prints what a command has made of a node: as JSON its description under `member`, else `text`.
+/// Returns the exit code of success.
+int reportNode(Session& session, const char* member, const basekit2::sptr_t<vesta2::INode>& node,
+               const std::string& text);
 
 /// Style of a state's text.
 const char* stateStyle(const std::string& state);

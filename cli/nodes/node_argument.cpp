@@ -87,7 +87,7 @@ basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument) {
 
 basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& argument) {
     const basekit2::sptr_t<vesta2::INode> node = openNode(argument);
-    const auto result = vesta2::IResultDirectory::cast(node);
+    auto result = vesta2::IResultDirectory::cast(node);
     if (!result) {
         throw Failure(exitUsage, node->getPath(), "a project or an experiment, no result",
                       "see 'vesta2 list " + shellQuote(node->getPath()) +

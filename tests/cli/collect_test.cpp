@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <csignal>
 #include <sstream>
 
@@ -107,7 +109,7 @@ read x < done)";
     EXPECT_GE(samples.back()[5], 8388608);
     EXPECT_GE(most, 2) << "the program and its orphan";
     EXPECT_GT(busiest, 10);
-    EXPECT_LT(busiest, 1000);
+    EXPECT_LE(busiest, 100.0 * static_cast<double>(::sysconf(_SC_NPROCESSORS_ONLN)) + 0.1);
     const auto properties = json({"show", "r000"})["properties"];
     EXPECT_GE(std::stoll(properties["writtenBytes"].get<std::string>()), 8388608);
     EXPECT_GT(std::stoll(properties["userTimeMicroseconds"].get<std::string>()), 1000);

@@ -19,12 +19,12 @@ public:
     /// True when the operation should stop as soon as it can.
     virtual bool isCancelled() = 0;
 
+    virtual ~IProgress() = default;
     IProgress(const IProgress&) = delete;
     IProgress& operator=(const IProgress&) = delete;
 
 protected:
     IProgress() = default;
-    ~IProgress() = default;
 };
 
 }  // namespace notify2

@@ -34,12 +34,12 @@ public:
     [[nodiscard]] virtual const char* query(int selector) const = 0;
     [[nodiscard]] virtual version_t getVersion() const = 0;
 
+    virtual ~IProductLocations() = default;
     IProductLocations(const IProductLocations&) = delete;
     IProductLocations& operator=(const IProductLocations&) = delete;
 
 protected:
     IProductLocations() = default;
-    ~IProductLocations() = default;
 };
 
 /// The full path of a data file of the product: the first that exists in `$VESTA2_DATA_DIR`, in
