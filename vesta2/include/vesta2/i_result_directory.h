@@ -26,7 +26,8 @@ public:
     /// memory is not written again.
     virtual bool setFinalized(bool finalized) = 0;
     virtual bool isValid() = 0;
-    /// Marks the result invalid for good, by the file ".bad" in its directory.
+    /// Marks the result invalid for good, by the file ".bad" in its directory. In this release the
+    /// directory keeps its place.
     virtual void setInvalid() = 0;
     /// Makes the first of data.0, data.1, ... that is free and returns its full path, or null.
     /// Valid until the next call.
