@@ -95,7 +95,9 @@ TEST(MarkerMemory, ListsAnOldDirectoryOnce) {
     EXPECT_NE(found, "");
     const NoDescriptors none;
     EXPECT_EQ(memory.find(path), found);
+#ifndef __SANITIZE_ADDRESS__  // which needs descriptors itself to look at what is thrown
     EXPECT_THROW(forgetful.find(path), fs::filesystem_error);
+#endif
 }
 
 TEST(MarkerMemory, ServesSeveralThreads) {
