@@ -77,7 +77,7 @@ TEST_F(CliGroupsTest, StatesAndFiles) {
     EXPECT_EQ(json({"files", "p/r000"})["files"].size(), 2U);
     output({"finalize", "p/r000", "p/e/r000"});
     output({"invalidate", "p/r000"});
-    EXPECT_EQ(show("p/r000", {"state"}), "invalid\n");
+    EXPECT_EQ(show("p/r000-bad", {"state"}), "invalid\n");
     EXPECT_EQ(show("p/e/r000", {"state"}), "finalized\n");
     EXPECT_EQ(run({"finalize", "p"}).code, 2);
 }

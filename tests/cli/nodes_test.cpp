@@ -59,16 +59,16 @@ TEST_F(NodesTest, ListFiltersSortsAndLimits) {
         std::vector<std::string> expected;
     };
     const std::vector<Case> cases{
-        {{}, {"other", "r000", "r001", "r002", "r003", "s0"}},
+        {{}, {"other", "r000", "r001", "r002", "r003", "s0-bad"}},
         {{"--mask", "r@@@"}, {"r000", "r001", "r002", "r003"}},
         {{"--mask", "other"}, {"other"}},
         {{"--mask", "none@@"}, {}},
         {{"--state", "finalized"}, {"r000", "r001", "r002"}},
         {{"--state", "incomplete", "--reverse"}, {"r003", "other"}},
-        {{"--state", "invalid"}, {"s0"}},
+        {{"--state", "invalid"}, {"s0-bad"}},
         {{"--kind", "project"}, {}},
         {{"--limit", "2"}, {"other", "r000"}},
-        {{"--reverse", "--limit", "2"}, {"s0", "r003"}},
+        {{"--reverse", "--limit", "2"}, {"s0-bad", "r003"}},
         {{"--mask", "r@@@", "--state", "finalized", "--reverse", "--limit", "1"}, {"r002"}},
         {{"--sort", "size", "--reverse", "--limit", "1"}, {"r000"}},
         {{"--sort", "command", "--mask", "r@@@"}, {"r003", "r000", "r001", "r002"}},

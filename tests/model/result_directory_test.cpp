@@ -36,12 +36,14 @@ TEST_F(ResultDirectoryTest, ReportsAFailedFinalizationByTheStatusAlone) {
         EXPECT_TRUE(result->setFinalized(true));
         EXPECT_EQ(getStatus(), eInsufficientPermissions);
         EXPECT_FALSE(result->isFinalized());
-        result->setInvalid();
-        EXPECT_EQ(getStatus(), eInsufficientPermissions);
-        EXPECT_FALSE(result->isValid());
         EXPECT_EQ(result->getSubdir(configDir), nullptr);
         EXPECT_EQ(result->createCollectorDataDir(), nullptr);
         EXPECT_EQ(getStatus(), eInsufficientPermissions);
+        // The mark could not be made in the old place, which could not be deleted either.
+        result->setInvalid();
+        EXPECT_EQ(getStatus(), eFileError);
+        EXPECT_TRUE(fs::exists(at("locked/locked.zentor")));
+        EXPECT_FALSE(openResult(at("locked-bad"))->isValid());
         unlock("locked");
     });
 }
@@ -53,8 +55,13 @@ TEST_F(ResultDirectoryTest, ReadsItsStateFromMarksOfAnyKind) {
     fs::create_directory(at("r000/.bad"));
     EXPECT_FALSE(openResult(m_marker)->isValid());
     fs::remove(at("r000/.bad"));
-    openResult(m_marker)->setInvalid();
-    EXPECT_FALSE(openResult(m_marker)->isValid());
+    writeFile(at("r000/data.0/sample"), "1");
+    const ResultHandle moved = openResult(m_marker);
+    moved->setInvalid();
+    EXPECT_EQ(moved->getMarkerFilePath(), at("r000-bad/r000-bad.zentor"));
+    EXPECT_EQ(readFile(at("r000-bad/data.0/sample")), "1");
+    EXPECT_FALSE(fs::exists(at("r000")));
+    EXPECT_FALSE(openResult(at("r000-bad"))->isValid());
     const ResultHandle other = openResult(makeResult(at("r001")));
     EXPECT_TRUE(other->remove());
     EXPECT_FALSE(other->isValid());

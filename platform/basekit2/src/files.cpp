@@ -1,5 +1,7 @@
 #include "basekit2/files.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
@@ -30,5 +32,7 @@ std::vector<path_t> find_files(const path_t& directory, std::string_view mask, b
               [](const path_t& a, const path_t& b) { return a.text() < b.text(); });
     return found;
 }
+
+bool remove_file(const path_t& path) { return ::unlink(path.c_str()) == 0; }
 
 }  // namespace basekit2

@@ -6,6 +6,7 @@
 /// thread. A returned `const char*` is valid for the life of the process.
 
 #include <string>
+#include <vector>
 
 #include "vesta2/error.h"
 #include "vesta2/export.h"
@@ -33,6 +34,9 @@ VESTA2_API std::string experimentLinkExt();
 /// Deliberate: here the short name comes last.
 VESTA2_API const char* getFlagLockExtension();
 VESTA2_API const char* getFlagInfoExtension();
+/// Wildcard patterns that match both files of every flag: they claim the directory that they lie
+/// in, and no copy of it.
+VESTA2_API std::vector<std::string> flagFilePatterns();
 
 /// "data.": collector data directories are named by it and a number.
 VESTA2_API const char* getCollectorDataDirectoryPrefix();

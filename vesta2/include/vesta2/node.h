@@ -17,6 +17,7 @@
 #include "optstore2/property_storage.h"
 #include "vesta2/error.h"
 #include "vesta2/export.h"
+#include "vesta2/flag_manager.h"
 #include "vesta2/i_node.h"
 
 namespace vesta2 {
@@ -38,7 +39,8 @@ public:
 
 class VESTA2_API Node {
 public:
-    virtual ~Node();
+    /// Gives up the flags of the node that this process still has.
+    virtual ~Node() noexcept;
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
 
@@ -129,6 +131,9 @@ protected:
     Node(std::string markerFilePath, const char* parentGroupPath);
 
     [[nodiscard]] const boost::filesystem::path& directory() const { return m_directory; }
+    /// The name of the marker file in the directory.
+    [[nodiscard]] std::string markerFileName() const;
+    [[nodiscard]] const basekit2::variant_bag_t& properties() const { return m_properties; }
     /// Takes over the group of the nodes in this node's directory.
     void setOwnGroup(std::unique_ptr<NodeGroup> group);
     /// The group given to `setOwnGroup`, with a reference added.
@@ -144,6 +149,12 @@ private:
     void updateLinkFile();
     std::string wantedLinkPath();
     void writeLinkFile();
+    [[nodiscard]] std::string makeFlagFileName(const char* name) const;
+    /// What becomes of a copy with failed steps.
+    enum class Incomplete { kept, undone };
+    bool transfer(const char* destination, bool rename, notify2::IProgress* progress,
+                  Incomplete incomplete);
+    void settleIn(const boost::filesystem::path& directory, bool rename);
     void removeChildren();
     [[nodiscard]] bool ownsDirectory() const;
     void unregister() const;
@@ -173,6 +184,7 @@ private:
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;
+    util::FlagManager m_flagManager;
     bool m_open =
         false;  ///< handles may be given out: neither still being made nor being destroyed
 };

@@ -51,6 +51,7 @@ public:
     void setCommandLog(const char* name) override;
 
 private:
+    error_t markInvalid();
     std::string logPath(const char* property, const char* usualName);
 
     bool m_finalized;

@@ -16,4 +16,7 @@ namespace basekit2 {
 BASEKIT2_API std::vector<path_t> find_files(const path_t& directory, std::string_view mask,
                                             bool recursive);
 
+/// Deletes a file or a symbolic link, not a directory. False, with `errno`, when that failed.
+BASEKIT2_API bool remove_file(const path_t& path);
+
 }  // namespace basekit2

@@ -1,5 +1,8 @@
 #include "directory_listing.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <cerrno>
 
 #include "../foundation/file_checks.h"
@@ -24,6 +27,14 @@ DirectoryListing::DirectoryListing(fs::path directory)
     }
 }
 
+DirectoryListing::DirectoryListing(fs::path directory, basekit2::descriptor_t descriptor)
+    : m_directory(std::move(directory)), m_stream(::fdopendir(descriptor.get())) {
+    if (!m_stream) {
+        fail(m_directory);
+    }
+    static_cast<void>(descriptor.release());
+}
+
 bool DirectoryListing::next() {
     do {
         errno = 0;
@@ -44,6 +55,15 @@ std::string DirectoryListing::path() const {
         path += '/';
     }
     return path.append(name());
+}
+
+unsigned char DirectoryListing::kind() const {
+    struct stat info {};
+    if (m_entry->d_type != DT_UNKNOWN ||
+        ::fstatat(descriptor(), m_entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
+        return m_entry->d_type;
+    }
+    return IFTODT(info.st_mode);
 }
 
 bool DirectoryListing::isDirectory() const {

@@ -9,12 +9,16 @@
 #include <string>
 #include <string_view>
 
+#include "basekit2/descriptor.h"
+
 namespace vesta2 {
 
 class DirectoryListing {
 public:
     /// Throws `boost::filesystem::filesystem_error` when the directory cannot be opened.
     explicit DirectoryListing(boost::filesystem::path directory);
+    /// Of a directory that is open already; `directory` is how its entries are named.
+    DirectoryListing(boost::filesystem::path directory, basekit2::descriptor_t descriptor);
 
     /// On to the next entry ("." and ".." are left out); false at the end. Throws as the
     /// constructor.
@@ -23,6 +27,11 @@ public:
     /// The name of the entry, valid until `next`.
     [[nodiscard]] std::string_view name() const { return m_entry->d_name; }
     [[nodiscard]] std::string path() const;
+    [[nodiscard]] const boost::filesystem::path& directory() const { return m_directory; }
+    /// Of the directory; open as long as this object lives.
+    [[nodiscard]] int descriptor() const { return ::dirfd(m_stream.get()); }
+    /// What the entry itself is, as a DT_ value; DT_UNKNOWN when it has just gone.
+    [[nodiscard]] unsigned char kind() const;
     /// What the entry is; of a symbolic link, what it leads to.
     [[nodiscard]] bool isDirectory() const;
     [[nodiscard]] bool isRegularFile() const;

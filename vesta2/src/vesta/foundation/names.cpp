@@ -48,6 +48,10 @@ std::string experimentLinkExt() { return experimentMarkerFileExt() + linkSuffix(
 const char* getFlagLockExtension() { return s_flagLockExtension.c_str(); }
 const char* getFlagInfoExtension() { return s_flagInfoExtension.c_str(); }
 
+std::vector<std::string> flagFilePatterns() {
+    return {"*" + s_flagLockExtension, "*" + s_flagInfoExtension};
+}
+
 const char* getCollectorDataDirectoryPrefix() { return "data."; }
 
 std::string makeDataFolderName(int number) {

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "../discovery/group_markers.h"
+#include "../foundation/failure.h"
 #include "../model/creation_record.h"
-#include "../model/failure.h"
 #include "../model/property_names.h"
 #include "creation.h"
 #include "vesta2/discovery.h"

@@ -13,11 +13,6 @@ Experiment::Experiment(std::string path, const char* parentGroupPath)
 
 sptr_t<INodeGroup> Experiment::getNodeGroup() { return ownGroup(); }
 
-sptr_t<INode> Experiment::duplicate(const char* /*path*/) const {
-    setStatus(eNotImplemented);
-    return {};
-}
-
 sptr_t<IExperiment> IExperiment::cast(const sptr_t<INode>& node) {
     return sptr_t<IExperiment>(dynamic_cast<Experiment*>(node.get()));
 }

@@ -1,9 +1,10 @@
 #include "vesta2/node.h"
 
+#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../tree/remove_tree.h"
 #include "basekit2/bag_io.h"
-#include "failure.h"
+#include "platkit/assertion.h"
 #include "registry.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_project.h"
@@ -17,6 +18,13 @@ namespace vesta2 {
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
 using optstore2::IBagPropertyStorage;
+
+namespace {
+
+/// Who has it keeps all other processes from saving the node.
+constexpr const char* projectReadOnlyFlag = "project_read_only";
+
+}  // namespace
 
 Node::Node(std::string markerFilePath, const char* parentGroupPath) : m_uid(++s_lastUid) {
     try {
@@ -33,10 +41,16 @@ Node::Node(std::string markerFilePath, const char* parentGroupPath) : m_uid(++s_
     m_transientStorage = IBagPropertyStorage::create(&m_transient, {});
 }
 
-Node::~Node() {
+Node::~Node() noexcept {
     unregister();
     if (m_removeOnClose) {
         Node::remove();
+    }
+    try {
+        m_flagManager.eraseAll();
+    } catch (const boost::system::system_error& e) {
+        // The files stay behind; the next to claim the flag finds that its owner has ended.
+        VESTA_FAIL_WITH(e);
     }
     m_propertyStorage->removeChangeListener(&m_changeMonitor);
     // A caller may still hold the storages; the bags that they show end here.
@@ -82,7 +96,15 @@ sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_propertyStorag
 
 sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_transientStorage; }
 
+std::string Node::markerFileName() const { return fs::path(m_markerFilePath).filename().native(); }
+
 bool Node::save() {
+    if (ownFlag(projectReadOnlyFlag) == eNotOwner) {
+        platkit::assertion_failed({"ownFlag(VESTA_PROJECT_READONLY_FLAG) != eNotOwner",
+                                   "vcs/vesta2/src/vesta", 1553, "bool vesta2::Node::save()"});
+        setStatus(eNotOwner);
+        return false;
+    }
     m_removeOnClose = false;
     m_changeMonitor.modified = false;
     return !setStatus(

@@ -1,11 +1,11 @@
 #include <boost/thread/lock_guard.hpp>
 #include <string_view>
 
+#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/normal_path.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/md5.h"
-#include "failure.h"
 #include "property_names.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"

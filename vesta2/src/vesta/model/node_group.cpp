@@ -1,8 +1,8 @@
 #include "vesta2/node_group.h"
 
 #include "../discovery/group_markers.h"
+#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
-#include "failure.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"

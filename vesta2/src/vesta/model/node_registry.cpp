@@ -1,8 +1,8 @@
 #include <boost/thread/lock_guard.hpp>
 
+#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/normal_path.h"
-#include "failure.h"
 #include "registry.h"
 #include "vesta2/discovery.h"
 #include "vesta2/experiment.h"

@@ -13,11 +13,6 @@ Project::Project(std::string path, const char* parentGroupPath)
 
 sptr_t<INodeGroup> Project::getNodeGroup() { return ownGroup(); }
 
-sptr_t<INode> Project::duplicate(const char* /*path*/) const {
-    setStatus(eNotImplemented);
-    return {};
-}
-
 sptr_t<IProject> IProject::cast(const sptr_t<INode>& node) {
     return sptr_t<IProject>(dynamic_cast<Project*>(node.get()));
 }

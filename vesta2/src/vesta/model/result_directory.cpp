@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <string_view>
 
+#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../tree/new_directory.h"
 #include "basekit2/files.h"
-#include "failure.h"
 #include "vesta2/names.h"
 #include "vesta2/result_files.h"
 
@@ -83,13 +83,27 @@ bool ResultDirectory::isValid() { return m_valid; }
 void ResultDirectory::setInvalid() {
     m_valid = false;
     setStatus(eOK);
+    error_t marked = markInvalid();
+    // Out of the way of patterns. Where that fails the mark alone has to do.
+    const fs::path old = directory();
+    const std::string aside = std::string(getPath()) + "-bad";
+    move(aside.c_str(), true, nullptr);
+    if (marked != eOK && directory() != old) {
+        marked = markInvalid();
+    }
+    if (marked != eOK) {
+        setStatus(marked);
+    }
+}
+
+error_t ResultDirectory::markInvalid() {
     try {
         makeMark(directory() / invalidMark);
+        return eOK;
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
+        return getStatus();
     }
-    // The directory keeps its place: moving nodes is not supported yet.
-    VESTA_LOG_WARN(eNotImplemented, getPath());
 }
 
 const char* ResultDirectory::createCollectorDataDir() {
@@ -162,17 +176,6 @@ const char* ResultDirectory::getSubdir(standard_dir_t directory) {
         return getSubdir("config");
     }
     return nullptr;
-}
-
-sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* /*destination*/,
-                                                   const char* /*exclusions*/) {
-    setStatus(eNotImplemented);
-    return {};
-}
-
-sptr_t<INode> ResultDirectory::duplicate(const char* /*path*/) const {
-    setStatus(eNotImplemented);
-    return {};
 }
 
 sptr_t<IResultDirectory> IResultDirectory::cast(const sptr_t<INode>& node) {

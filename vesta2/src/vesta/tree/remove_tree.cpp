@@ -5,12 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <boost/filesystem/exception.hpp>
 #include <cerrno>
 #include <memory>
 #include <string_view>
 
 #include "basekit2/descriptor.h"
+#include "tree_error.h"
 
 namespace vesta2 {
 
@@ -23,10 +23,7 @@ namespace {
 /// deletes what the one before missed.
 constexpr int mostPasses = 16;
 
-[[noreturn]] void fail(const fs::path& path) {
-    throw fs::filesystem_error("cannot delete", path,
-                               boost::system::error_code(errno, boost::system::system_category()));
-}
+[[noreturn]] void fail(const fs::path& path) { throwTreeError("cannot delete", path); }
 
 /// Works on descriptors alone, so that no name is looked up twice and none leads out of the tree.
 class Remover {

@@ -2,7 +2,7 @@
 
 #include <boost/system/system_error.hpp>
 
-#include "../foundation/log.h"
+#include "log.h"
 
 namespace vesta2 {
 

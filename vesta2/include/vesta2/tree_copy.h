@@ -1,0 +1,46 @@
+#pragma once
+/// Copies of directory trees, and the deletion of files by their names. For one thread at a time on
+/// one tree.
+
+#include <boost/filesystem/path.hpp>
+#include <string>
+#include <vector>
+
+#include "basekit2/path.h"
+#include "notify2/progress.h"
+#include "vesta2/export.h"
+
+namespace vesta2 {
+
+/// Copies what the directory `source` holds into the directory `destination`, which must exist.
+/// Left out are entries, directories too, whose bare names match one of `patterns` (see
+/// `basekit2::path_t::match`), symbolic links, and whatever is neither directory nor regular file.
+/// Files keep their times and permissions, holes stay holes, and blocks are shared where the file
+/// system can. No file is replaced, nothing is flushed.
+///
+/// `progress` may be null. It is told of each file before it is copied, and of the bytes that were
+/// copied. Cancelling takes effect between entries and within large files.
+///
+/// False when it was cancelled, when a directory to be made is there already, or when `destination`
+/// lies below `source`. What was copied until then stays.
+/// Deliberate: returns true when a step FAILED (a file that is there already, that cannot be read
+/// or written): the rest of that directory is left out, its parent goes on, and the status tells
+/// the last such failure. The status stays as it is when none fails: set it to `eOK` first.
+VESTA2_API bool copyDirectoryWithExlusionPattern(boost::filesystem::path source,
+                                                 boost::filesystem::path destination,
+                                                 const std::vector<std::string>& patterns,
+                                                 notify2::IProgress* progress);
+
+/// The same without the files of flags.
+VESTA2_API bool copyWithExcludingFlags(boost::filesystem::path source,
+                                       boost::filesystem::path destination);
+
+/// Whether `fileName` matches one of `patterns`.
+VESTA2_API bool skipOnExport(const std::string& fileName, const std::vector<std::string>& patterns);
+
+/// Deletes all files below `directory` whose names end with `suffix` (which may hold wildcards), in
+/// byte order of their paths, up to the first that cannot be deleted. True when all are gone, also
+/// when there was none; else the status is set.
+VESTA2_API bool removeFiles(const basekit2::path_t& directory, const std::string& suffix);
+
+}  // namespace vesta2

@@ -1,0 +1,29 @@
+#pragma once
+/// The record in a flag's information file: who claimed it, and when.
+
+#include "basekit2/bag_io.h"
+#include "vesta2/error.h"
+
+namespace vesta2::util {
+
+inline constexpr const char* timestampKey = "timestamp";
+inline constexpr const char* pidKey = "pid";
+inline constexpr const char* ppidKey = "ppid";
+inline constexpr const char* hostKey = "host";
+inline constexpr const char* userKey = "user";
+
+/// Puts a record of this process and this moment into `record`, on top of what it holds.
+void fillRecord(basekit2::variant_bag_t& record);
+
+/// The parts that are numbers; 0 when absent.
+unsigned recordedPid(const basekit2::variant_bag_t& record);
+unsigned recordedPpid(const basekit2::variant_bag_t& record);
+
+/// Whether the process that made `record` has ended, or is this one: what it says then keeps nobody
+/// from the flag. Asks the kernel of this host alone; between hosts the lock decides.
+bool isReclaimable(const basekit2::variant_bag_t& record);
+
+/// Reads the record in an open file; see `FileLocker::readData` for the outcome.
+error_t readRecord(int descriptor, basekit2::variant_bag_t& out);
+
+}  // namespace vesta2::util

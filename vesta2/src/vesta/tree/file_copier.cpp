@@ -1,0 +1,208 @@
+#include "file_copier.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <limits>
+
+#include "basekit2/descriptor.h"
+#include "tree_error.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::descriptor_t;
+
+namespace {
+
+/// Up to here one read and one write cost less than asking the kernel for anything cleverer.
+constexpr std::uint64_t smallFile = 64 * 1024;
+/// Between two looks at whether to go on.
+constexpr std::uint64_t chunkSize = 8 * 1024 * 1024;
+constexpr std::size_t bufferSize = 256 * 1024;
+constexpr std::uint64_t toTheEnd = std::numeric_limits<std::uint64_t>::max();
+constexpr unsigned blockSize = 512;  ///< the unit of `st_blocks`, whatever the file system's is
+
+/// What a kernel or a file system answers that cannot do it in this place, but would copy plainly.
+bool isRefusal(int error) {
+    constexpr std::array refusals{EXDEV, EINVAL, ENOSYS, EOPNOTSUPP, ENOTTY, ETXTBSY, EPERM};
+    return std::find(refusals.begin(), refusals.end(), error) != refusals.end();
+}
+
+/// Deletes a file that was begun, unless it was completed.
+class UnfinishedFile {
+public:
+    UnfinishedFile(int directory, const char* name) : m_directory(directory), m_name(name) {}
+    ~UnfinishedFile() {
+        if (m_name) {
+            ::unlinkat(m_directory, m_name, 0);
+        }
+    }
+    UnfinishedFile(const UnfinishedFile&) = delete;
+    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
+
+    void keep() { m_name = nullptr; }
+
+private:
+    int m_directory;
+    const char* m_name;
+};
+
+}  // namespace
+
+bool FileCopier::copy(const OpenPlace& from, const OpenPlace& to, const char* name) {
+    const fs::path sourcePath = from.path / name;
+    const fs::path targetPath = to.path / name;
+    const descriptor_t source(
+        ::openat(from.descriptor, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat info {};
+    if (!source || ::fstat(source.get(), &info) != 0) {
+        throwTreeError("cannot read", sourcePath);
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return true;
+    }
+    // For nobody else, until it has the permissions of the source.
+    descriptor_t target(::openat(to.descriptor, name,
+                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                 S_IRUSR | S_IWUSR));
+    if (!target) {
+        throwTreeError("cannot make", targetPath);
+    }
+    UnfinishedFile unfinished(to.descriptor, name);
+    Job job{source.get(), target.get(), info, sourcePath, targetPath};
+    if (!copyContent(job)) {
+        return false;
+    }
+    constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+    const std::array times{info.st_atim, info.st_mtim};
+    // Not every file system has permissions and times of its own; the content is what counts.
+    const bool isMarked =
+        (::fchmod(target.get(), info.st_mode & permissions) == 0 || isRefusal(errno)) &&
+        (::futimens(target.get(), times.data()) == 0 || isRefusal(errno));
+    if (!isMarked || !target.close()) {
+        throwTreeError("cannot write", targetPath);
+    }
+    unfinished.keep();
+    report(job, static_cast<std::uint64_t>(info.st_size));
+    return true;
+}
+
+bool FileCopier::copyContent(Job& job) {
+    const auto size = static_cast<std::uint64_t>(job.info.st_size);
+    if (size > smallFile && shareBlocks(job)) {
+        return true;
+    }
+    const auto stored = static_cast<std::uint64_t>(job.info.st_blocks) * blockSize;
+    return stored < size ? copyAroundHoles(job) : copyRange(job, 0, toTheEnd);
+}
+
+bool FileCopier::copyAroundHoles(Job& job) {
+    off_t at = 0;
+    for (;;) {
+        if (at > 0 && isCancelled()) {
+            return false;
+        }
+        const off_t begin = ::lseek(job.source, at, SEEK_DATA);
+        if (begin < 0 && errno == ENXIO) {
+            break;
+        }
+        if (begin < 0) {
+            // This file system does not tell where its holes are.
+            return copyRange(job, static_cast<std::uint64_t>(at), toTheEnd);
+        }
+        const off_t end = ::lseek(job.source, begin, SEEK_HOLE);
+        if (end < 0) {
+            throwTreeError("cannot read", job.sourcePath);
+        }
+        if (!copyRange(job, static_cast<std::uint64_t>(begin), static_cast<std::uint64_t>(end))) {
+            return false;
+        }
+        at = end;
+    }
+    if (::ftruncate(job.target, std::max(at, job.info.st_size)) != 0) {
+        throwTreeError("cannot write", job.targetPath);
+    }
+    return true;
+}
+
+bool FileCopier::copyRange(Job& job, std::uint64_t begin, std::uint64_t end) {
+    const auto size = static_cast<std::uint64_t>(job.info.st_size);
+    std::uint64_t at = begin;
+    // What has come to the size that it had is complete; a size of 0 may be that of a file that is
+    // made while it is read.
+    while (at < end && (at != size || size == 0)) {
+        if (at != begin && isCancelled()) {
+            return false;
+        }
+        const std::uint64_t copied = copyChunk(job, at, std::min(end - at, chunkSize));
+        if (copied == 0) {
+            break;
+        }
+        at += copied;
+        report(job, std::min(at, size));
+    }
+    return true;
+}
+
+bool FileCopier::shareBlocks(const Job& job) {
+    if (!m_canShare) {
+        return false;
+    }
+    m_canShare = ::ioctl(job.target, FICLONE, job.source) == 0;
+    return m_canShare;
+}
+
+std::uint64_t FileCopier::copyChunk(const Job& job, std::uint64_t at, std::uint64_t length) {
+    if (m_canCopyInKernel && static_cast<std::uint64_t>(job.info.st_size) > smallFile) {
+        auto from = static_cast<off_t>(at);
+        auto to = static_cast<off_t>(at);
+        const ssize_t copied = ::copy_file_range(job.source, &from, job.target, &to, length, 0);
+        if (copied > 0) {
+            return static_cast<std::uint64_t>(copied);
+        }
+        if (copied < 0 && !isRefusal(errno) && errno != EINTR) {
+            throwTreeError("cannot copy", job.targetPath);
+        }
+        // Nothing was copied: the end, a refusal, or a file system that gets it wrong.
+        m_canCopyInKernel = copied == 0 || errno == EINTR;
+    }
+    return copyThroughBuffer(job, at, length);
+}
+
+std::uint64_t FileCopier::copyThroughBuffer(const Job& job, std::uint64_t at,
+                                            std::uint64_t length) {
+    m_buffer.resize(bufferSize);
+    const std::size_t wanted = std::min<std::uint64_t>(length, m_buffer.size());
+    ssize_t got = 0;
+    do {
+        got = ::pread(job.source, m_buffer.data(), wanted, static_cast<off_t>(at));
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) {
+        throwTreeError("cannot read", job.sourcePath);
+    }
+    for (ssize_t written = 0; written < got;) {
+        const ssize_t n =
+            ::pwrite(job.target, m_buffer.data() + written, static_cast<std::size_t>(got - written),
+                     static_cast<off_t>(at) + written);
+        if (n < 0 && errno != EINTR) {
+            throwTreeError("cannot write", job.targetPath);
+        }
+        written += std::max<ssize_t>(n, 0);
+    }
+    return static_cast<std::uint64_t>(got);
+}
+
+void FileCopier::report(Job& job, std::uint64_t done) {
+    if (m_progress && done > job.reported) {
+        m_progress->advance(static_cast<double>(done - job.reported));
+        job.reported = done;
+    }
+}
+
+}  // namespace vesta2
