@@ -57,9 +57,10 @@ public:
     /// `save`.
     virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getPropertyStorage() = 0;
     /// Writes the properties to the marker file: atomically, and so that they outlive a power cut.
-    /// Also takes back `setRemoveOnClose`.
-    /// Deliberate: returns true when the write FAILED and false when it succeeded; ask
-    /// `ResultDirectoryManager::getLastError` instead.
+    /// Also takes back `setRemoveOnClose`. Writes nothing, with the status `eNotOwner`, when
+    /// another process has the flag "project_read_only" on the node. Deliberate: returns true when
+    /// the write FAILED and false when it succeeded; ask `ResultDirectoryManager::getLastError`
+    /// instead.
     virtual bool save() = 0;
     /// Whether a property was changed through the storage since the last save.
     virtual bool isModified() = 0;
@@ -82,20 +83,51 @@ public:
     /// directory, then its link file. Symbolic links are deleted, never followed.
     virtual bool remove() = 0;
 
-    // Claims between processes: not in this release; they report `eNotImplemented`.
+    // Claims between processes. A flag belongs to the process that sets it, until it is cleared,
+    // the last handle on the node goes, or the process ends; see `util::FlagManager`. Its name is
+    // that of two files in the node's directory. To see who has one, without a side effect, there
+    // is `util::lookAtFlag`. The codes do not become the status; a failure of the file system is
+    // returned as `eUnknown`, and its code is the status.
+
+    /// Whether this process has the flag now, and had it not before.
     virtual bool setFlag(const char* name) = 0;
+    /// As `util::FlagManager::writeFlag`. `out` becomes a handle on the record as it now stands,
+    /// ours or that of who has the flag; on an empty record when none could be read.
     virtual error_t addFlag(const char* name, basekit2::sptr_t<IFlagData>& out, bool force) = 0;
     virtual error_t addFlag(const char* name, bool force) = 0;
+    /// Whether `removeFlag` gave `eOK`.
     virtual bool clearFlag(const char* name, bool forceErase) = 0;
+    /// Gives the flag up. `eNotFound` when there is none, `eNotOwner` when this process has it not;
+    /// `forceErase` deletes it then, unless a living process holds its lock (`eFileLocked`).
     virtual error_t removeFlag(const char* name, bool forceErase) = 0;
+    /// `eOK` when this process has the flag, `eNotOwner` when another has it, `eNotFound` when
+    /// nobody has. Deliberate: a flag whose owner has ended is deleted by the question.
     virtual error_t ownFlag(const char* name) = 0;
 
     /// The link file; empty when the node is not linked.
     virtual const char* getLinkFilePath() = 0;
 
-    // Copies: not in this release; they report `eNotImplemented`.
+    // Copies of the node's directory. They leave out symbolic links and the files of flags.
+    // `rename` gives the marker file the name of the new directory. `progress` may be null; it is
+    // told of the bytes, and can cancel between two files and within a large one: the destination
+    // is then deleted again. Not for two threads on one node. False, with the status:
+    // `eParameterError` for no destination, `eAlreadyExists` for one that is there, `eFileError`
+    // for one that cannot be made, that lies below the node, or when it was cancelled.
+
+    /// Copies the directory to `destination`, whose parent must exist. The node and the flags that
+    /// this process has on it live on there; what was its directory stays, without those flags. A
+    /// node that lay in its group is linked from there.
+    /// Deliberate: returns true also when a step FAILED, such as a file that cannot be read; ask
+    /// `ResultDirectoryManager::getLastError`.
     virtual bool copy(const char* destination, bool rename, notify2::IProgress* progress) = 0;
+    /// The same, and then deletes the old directory. False, with nothing changed, also when a step
+    /// failed; false with `eFileError`, and the node in its new place, when the old directory
+    /// cannot be deleted.
     virtual bool move(const char* destination, bool rename, notify2::IProgress* progress) = 0;
+    /// Makes a second node of the same kind at `path`, which must not exist (of a pattern, the next
+    /// number is taken), with a copy of all but the flags and, for a result, the link. This node
+    /// stays as it is on disk; what was changed and not saved is not copied. Empty when any step
+    /// fails; what was made is then deleted.
     virtual basekit2::sptr_t<INode> duplicate(const char* path) const = 0;
 };
 

@@ -26,8 +26,9 @@ public:
     /// memory is not written again.
     virtual bool setFinalized(bool finalized) = 0;
     virtual bool isValid() = 0;
-    /// Marks the result invalid for good, by the file ".bad" in its directory. In this release the
-    /// directory keeps its place.
+    /// Marks the result invalid for good, by the file ".bad" in its directory, and moves it out of
+    /// the way, to its path with "-bad" appended. Where that is not possible (something of that
+    /// name is there) the mark alone tells, and the status why.
     virtual void setInvalid() = 0;
     /// Makes the first of data.0, data.1, ... that is free and returns its full path, or null.
     /// Valid until the next call.
@@ -43,7 +44,13 @@ public:
     virtual const char* getSubdir(const char* name) = 0;
     /// Null, with the status as it was, for an unknown directory.
     virtual const char* getSubdir(standard_dir_t directory) = 0;
-    /// Not in this release: reports `eNotImplemented`.
+    /// Copies the result, but for its marker file, symbolic links, and entries whose names match
+    /// one of `exclusions` (one a line, see `basekit2::path_t::match`; null for none), to a new
+    /// directory with a marker file of its own that has the same properties. `destination` is made
+    /// as by `ResultDirectoryManager::create`, so it may be a pattern. Flags are files like others
+    /// here: exclude them with `flagFilePatterns`. Returns the new result, or empty with the
+    /// status. Deliberate: what has been copied stays when it fails later, and a failed step (a
+    /// file that cannot be read) shows in the status alone.
     virtual basekit2::sptr_t<IResultDirectory> exportTo(const char* destination,
                                                         const char* exclusions) = 0;
 

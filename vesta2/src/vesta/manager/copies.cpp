@@ -54,7 +54,8 @@ sptr_t<INode> fill(sptr_t<INode> made, const fs::path& source, const std::string
         // The link file leads to the source.
         removeVestaVariableFromMarkerFile(marker.c_str(), backlinkKey);
     }
-    // What it was made with is in its memory; what it has become is on disk.
+    // What it was made with is in its memory; what it has become is on disk. Ours is the only
+    // handle.
     made.reset();
     return Node::lookup(marker.native(), nullptr);
 }
@@ -69,8 +70,8 @@ sptr_t<INode> duplicateAt(const char* path, const fs::path& source, const std::s
     }
     try {
         const fs::path full = completePath(path, nullptr);
-        const sptr_t<INode> made = create(full.filename().native(), full.parent_path().native());
-        return made ? fill(made, source, sourceMarker, name) : sptr_t<INode>();
+        sptr_t<INode> made = create(full.filename().native(), full.parent_path().native());
+        return made ? fill(std::move(made), source, sourceMarker, name) : made;
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
         return {};
