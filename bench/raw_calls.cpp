@@ -102,4 +102,77 @@ std::size_t listRaw(const std::string& directory) {
     return bytes;
 }
 
+void copyRaw(const std::string& source, const std::string& target) {
+    constexpr off_t large = 64 * 1024;
+    std::array<char, large> buffer{};
+    check(::mkdir(target.c_str(), 0777));
+    const Stream stream = openStream(source);
+    const int from = ::dirfd(stream.get());
+    const int to = check(::open(target.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    while (const dirent* entry = ::readdir(stream.get())) {
+        const char* name = entry->d_name;
+        if (entry->d_type == DT_DIR && std::string_view(name) != "." &&
+            std::string_view(name) != "..") {
+            copyRaw(below(source, name), below(target, name));
+        }
+        if (entry->d_type != DT_REG) {
+            continue;
+        }
+        const int in = check(::openat(from, name, O_RDONLY | O_CLOEXEC));
+        struct stat info {};
+        check(::fstat(in, &info));
+        const int out =
+            check(::openat(to, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, info.st_mode));
+        for (off_t left = info.st_size; left > 0;) {
+            const auto size = static_cast<std::size_t>(left);
+            const ssize_t got = info.st_size > large
+                                    ? ::copy_file_range(in, nullptr, out, nullptr, size, 0)
+                                    : ::read(in, buffer.data(), size);
+            check(got > 0 ? 0 : -1);
+            if (info.st_size <= large) {
+                check(static_cast<int>(::write(out, buffer.data(), static_cast<std::size_t>(got))));
+            }
+            left -= got;
+        }
+        const std::array times{info.st_atim, info.st_mtim};
+        check(::fchmod(out, info.st_mode));
+        check(::futimens(out, times.data()));
+        check(::close(out));
+        ::close(in);
+    }
+    ::close(to);
+}
+
+void claimRaw(const std::string& path, const std::string& text) {
+    constexpr int flags = O_RDWR | O_CREAT | O_DSYNC | O_CLOEXEC;
+    const std::string infoPath = path + ".info";
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    const int file = check(::open(path.c_str(), flags, 0644));
+    check(::fcntl(file, F_SETLK, &lock));
+    const int info = check(::open(infoPath.c_str(), flags, 0644));
+    check(::fcntl(info, F_SETLK, &lock));
+    check(static_cast<int>(::write(info, text.data(), text.size())));
+    ::close(info);
+    check(::unlink(path.c_str()));
+    check(::unlink(infoPath.c_str()));
+    ::close(file);
+}
+
+std::size_t sizeRaw(const std::string& directory) {
+    std::size_t bytes = 0;
+    const Stream stream = openStream(directory);
+    while (const dirent* entry = ::readdir(stream.get())) {
+        const std::string_view name = entry->d_name;
+        struct stat info {};
+        if (entry->d_type == DT_DIR && name != "." && name != "..") {
+            bytes += sizeRaw(below(directory, name));
+        } else if (entry->d_type == DT_REG) {
+            check(::fstatat(::dirfd(stream.get()), entry->d_name, &info, AT_SYMLINK_NOFOLLOW));
+            bytes += static_cast<std::size_t>(info.st_size);
+        }
+    }
+    return bytes;
+}
+
 }  // namespace bench

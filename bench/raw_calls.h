@@ -17,4 +17,16 @@ std::size_t openRaw(const std::string& directory, std::size_t count);
 /// Lists `directory`, and does the same for each directory that is found in it.
 std::size_t listRaw(const std::string& directory);
 
+/// Copies the files of `source`, and those of its subdirectories, into `target`, which it makes:
+/// each with its times and permissions, which every copy of a tree keeps. Large ones within the
+/// kernel.
+void copyRaw(const std::string& source, const std::string& target);
+
+/// Makes and locks a file, writes `text` to another as a lock record is (one flushed write under a
+/// short lock), and deletes both while the lock is held.
+void claimRaw(const std::string& path, const std::string& text);
+
+/// The bytes of the regular files below `directory`.
+std::size_t sizeRaw(const std::string& directory);
+
 }  // namespace bench

@@ -15,6 +15,8 @@
 /// - They hold between hosts where the file system says so (NFS, GlusterFS, Lustre with flock), and
 ///   nowhere where it has none at all: there every `lock` succeeds.
 
+#include <sys/stat.h>
+
 #include <cstdint>
 
 #include "basekit2/variant.h"
@@ -57,7 +59,7 @@ public:
 
 private:
     bool lockAt(const char* path, int openFlags);
-    bool open(const char* path, int openFlags);
+    bool open(const char* path, int openFlags, struct stat& opened);
     void close();
     error_t finish(error_t status) { return m_status = status; }
 

@@ -31,6 +31,11 @@ int setLock(int descriptor, short type) {
     return result;
 }
 
+bool isFileAt(const char* path, const struct stat& file) {
+    struct stat found {};
+    return ::lstat(path, &found) == 0 && file.st_dev == found.st_dev && file.st_ino == found.st_ino;
+}
+
 error_t whyNotOpen() {
     switch (errno) {
     case EACCES:
@@ -50,11 +55,8 @@ LockedFiles& LockedFiles::get() {
     return files;
 }
 
-void LockedFiles::add(int descriptor) {
-    struct stat info {};
-    if (::fstat(descriptor, &info) == 0) {
-        m_files.insert_or_assign(descriptor, Entry{info.st_dev, info.st_ino, ::getpid()});
-    }
+void LockedFiles::add(int descriptor, const struct stat& file) {
+    m_files.insert_or_assign(descriptor, Entry{file.st_dev, file.st_ino, ::getpid()});
 }
 
 void LockedFiles::remove(int descriptor) { m_files.erase(descriptor); }
@@ -78,7 +80,8 @@ bool FileLocker::lockExisting(const char* path) { return lockAt(path, 0); }
 bool FileLocker::lockAt(const char* path, int openFlags) {
     for (int attempt = 0; attempt < mostTries; ++attempt) {
         close();
-        if (!open(path, openFlags)) {
+        struct stat opened {};
+        if (!open(path, openFlags, opened)) {
             return false;
         }
         {
@@ -88,11 +91,11 @@ bool FileLocker::lockAt(const char* path, int openFlags) {
                 m_status = eFileLocked;
                 return false;
             }
-            files.add(m_descriptor);
+            files.add(m_descriptor, opened);
         }
         // Who held the lock before us may have deleted the file before letting go: then what is
         // locked is nothing that anybody else will ever find.
-        if (isAt(path)) {
+        if (isFileAt(path, opened)) {
             m_status = eOK;
             return true;
         }
@@ -101,7 +104,7 @@ bool FileLocker::lockAt(const char* path, int openFlags) {
     return false;
 }
 
-bool FileLocker::open(const char* path, int openFlags) {
+bool FileLocker::open(const char* path, int openFlags, struct stat& opened) {
     constexpr int always = O_RDWR | O_DSYNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
     do {
@@ -111,8 +114,7 @@ bool FileLocker::open(const char* path, int openFlags) {
         m_status = errno == ENOENT && (openFlags & O_CREAT) == 0 ? eNotFound : whyNotOpen();
         return false;
     }
-    struct stat info {};
-    if (::fstat(m_descriptor, &info) != 0 || !S_ISREG(info.st_mode)) {
+    if (::fstat(m_descriptor, &opened) != 0 || !S_ISREG(opened.st_mode)) {
         m_status = eFileError;
         return false;
     }
@@ -134,10 +136,8 @@ void FileLocker::close() {
 }
 
 bool FileLocker::isAt(const char* path) const {
-    struct stat locked {};
-    struct stat found {};
-    return ::fstat(m_descriptor, &locked) == 0 && ::lstat(path, &found) == 0 &&
-           locked.st_dev == found.st_dev && locked.st_ino == found.st_ino;
+    struct stat opened {};
+    return ::fstat(m_descriptor, &opened) == 0 && isFileAt(path, opened);
 }
 
 error_t FileLocker::readData(basekit2::variant_bag_t& out) {

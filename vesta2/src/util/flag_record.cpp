@@ -20,7 +20,7 @@ namespace {
 /// No record that this library writes comes near it.
 constexpr off_t greatestRecord = 64 * 1024;
 
-std::string userName() {
+std::string askUserName() {
     std::array<char, 256> login{};
     if (::getlogin_r(login.data(), login.size()) == 0) {
         return login.data();
@@ -30,6 +30,13 @@ std::string userName() {
     struct passwd* found = nullptr;
     const int error = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);
     return error == 0 && found && found->pw_name ? found->pw_name : "";
+}
+
+/// Asked once a user: the answer may come from a name service.
+std::string userName() {
+    static const uid_t user = ::geteuid();
+    static const std::string name = askUserName();
+    return ::geteuid() == user ? name : askUserName();
 }
 
 unsigned number(const basekit2::variant_bag_t& record, const char* key) {

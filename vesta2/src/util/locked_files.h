@@ -18,7 +18,7 @@ public:
     /// long as a descriptor is open that was not found here.
     std::mutex& mutex() { return m_mutex; }
 
-    void add(int descriptor);
+    void add(int descriptor, const struct stat& file);
     void remove(int descriptor);
     /// The descriptor that holds the lock on the file; -1 when this process has it not locked.
     [[nodiscard]] int find(const struct stat& file) const;
