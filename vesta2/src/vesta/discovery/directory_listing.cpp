@@ -63,7 +63,7 @@ unsigned char DirectoryListing::kind() const {
         ::fstatat(descriptor(), m_entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
         return m_entry->d_type;
     }
-    return IFTODT(info.st_mode);
+    return static_cast<unsigned char>(IFTODT(info.st_mode));
 }
 
 bool DirectoryListing::isDirectory() const {
