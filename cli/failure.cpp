@@ -1,6 +1,12 @@
 #include "failure.h"
 
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <boost/filesystem/exception.hpp>
 #include <cerrno>
+#include <filesystem>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -89,6 +95,34 @@ Failure Failure::fromErrno(int error, const std::string& path) {
         return {exitUsage, path, "the name is too long", "choose a shorter one"};
     default:
         return {exitFailure, path, problem};
+    }
+}
+
+Failure Failure::fromWriting(vesta2::error_t status, const std::string& path,
+                             const std::string& directory) {
+    if (::access(directory.c_str(), W_OK | X_OK) != 0) {
+        return fromErrno(errno, path);
+    }
+    struct statvfs info {};
+    if (::statvfs(directory.c_str(), &info) == 0 && info.f_blocks > 0 && info.f_bavail == 0) {
+        return fromErrno(ENOSPC, path);
+    }
+    return fromStatus(status, path);
+}
+
+Failure Failure::current() {
+    try {
+        throw;
+    } catch (const Failure& failure) {
+        return failure;
+    } catch (const boost::filesystem::filesystem_error& error) {
+        return fromErrno(error.code().value(), error.path1().native());
+    } catch (const std::filesystem::filesystem_error& error) {
+        return fromErrno(error.code().value(), error.path1().native());
+    } catch (const std::bad_alloc&) {
+        return {exitFailure, {}, "out of memory"};
+    } catch (const std::exception& error) {
+        return {exitFailure, {}, error.what()};
     }
 }
 

@@ -20,6 +20,7 @@ enum Exit : int {
     exitFailure = 7,
     exitNotExecutable = 126,
     exitNoProgram = 127,
+    exitCancelled = 130,  ///< by Ctrl-C or another signal
     exitBrokenPipe = 141,
 };
 
@@ -41,6 +42,13 @@ public:
     static Failure fromStatus(vesta2::error_t status, const std::string& path);
     /// From an `errno` value about `path`.
     static Failure fromErrno(int error, const std::string& path);
+    /// As `fromStatus`, about a file that could not be written in `directory`: looks there for the
+    /// reasons that the library does not tell apart.
+    static Failure fromWriting(vesta2::error_t status, const std::string& path,
+                               const std::string& directory);
+    /// From the exception that is being handled: the same failures come from the library and from
+    /// the command's own walks.
+    static Failure current();
 
 private:
     int m_code;

@@ -1,11 +1,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <boost/filesystem/exception.hpp>
-#include <exception>
-#include <filesystem>
-#include <new>
-
 #include "failure.h"
 #include "options.h"
 #include "output/json.h"
@@ -22,23 +17,6 @@ void occupyStandardStreams() {
             // NOLINTNEXTLINE: a standard stream is inherited by the programs that are run.
             ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
         }
-    }
-}
-
-/// The same failures come from the library and from the command's own walks.
-Failure currentFailure() {
-    try {
-        throw;
-    } catch (const Failure& failure) {
-        return failure;
-    } catch (const boost::filesystem::filesystem_error& error) {
-        return Failure::fromErrno(error.code().value(), error.path1().native());
-    } catch (const std::filesystem::filesystem_error& error) {
-        return Failure::fromErrno(error.code().value(), error.path1().native());
-    } catch (const std::bad_alloc&) {
-        return {cli::exitFailure, {}, "out of memory"};
-    } catch (const std::exception& error) {
-        return {cli::exitFailure, {}, error.what()};
     }
 }
 
@@ -73,6 +51,6 @@ int main(int argc, char** argv) {  // NOLINT: only a lack of memory while report
     } catch (const cli::BrokenPipe&) {
         return cli::exitBrokenPipe;
     } catch (...) {
-        return report(currentFailure(), session.json);
+        return report(Failure::current(), session.json);
     }
 }

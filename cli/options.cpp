@@ -314,6 +314,7 @@ Request parseCommandLine(int argc, char** argv, Session& session) {
     try {
         Request request{parser.parse(argc, argv), {}};
         session.out.setColor(globals.color);
+        session.verbose = globals.verbosity > 0;
         setLogLevel(globals.verbosity);
         if (app.count("-C") > 0) {
             changeDirectory(globals.directory);

@@ -11,6 +11,7 @@ struct Session {
     Output out;
     bool json = false;
     bool quiet = false;
+    bool verbose = false;
 
     /// Tells people what happened: one line on the standard error stream, unless they want quiet.
     void note(std::string_view line) const {

@@ -26,7 +26,7 @@ public:
     void end(const RunOutcome& outcome);
     /// Marks the result finalized, when everything else has been written.
     void finish();
-    /// Marks the result invalid.
+    /// Marks the result invalid, which may move it: nothing is logged after that.
     void fail(const std::string& reason);
 
 private:

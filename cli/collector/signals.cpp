@@ -38,4 +38,11 @@ bool Signals::next(Signal& signal) {
     return true;
 }
 
+bool Signals::wantsEnd() {
+    for (Signal signal; next(signal);) {
+        m_wantsEnd = m_wantsEnd || signal.number != SIGCHLD;
+    }
+    return m_wantsEnd;
+}
+
 }  // namespace cli

@@ -23,6 +23,8 @@ public:
     [[nodiscard]] int descriptor() const { return m_file.get(); }
     /// False when none is left.
     bool next(Signal& signal);
+    /// Whether one of those that are left, or that this was asked about before, asks for the end.
+    bool wantsEnd();
 
     /// As they were before, for the program that is started.
     [[nodiscard]] const sigset_t& originalMask() const { return m_originalMask; }
@@ -32,6 +34,7 @@ private:
     basekit2::descriptor_t m_file;
     sigset_t m_originalMask{};
     sigset_t m_originalDefaults{};
+    bool m_wantsEnd = false;
 };
 
 }  // namespace cli

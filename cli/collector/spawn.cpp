@@ -57,4 +57,13 @@ int spawnProgram(const SpawnRequest& request, pid_t& process) {
     return error;
 }
 
+Failure startFailure(const std::string& program, int error) {
+    if (error == ENOENT || error == ENOTDIR) {
+        return {exitNoProgram, program, "no such program", "check its name and PATH"};
+    }
+    return {exitNotExecutable, program,
+            "cannot be run: " + Failure::fromErrno(error, program).problem(),
+            "check that it is an executable file"};
+}
+
 }  // namespace cli

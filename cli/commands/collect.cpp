@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <memory>
@@ -9,8 +8,10 @@
 #include "collector/recording.h"
 #include "collector/run_program.h"
 #include "collector/sampler.h"
+#include "collector/spawn.h"
 #include "failure.h"
 #include "nodes/description.h"
+#include "nodes/flags.h"
 #include "nodes/new_result.h"
 #include "nodes/variables.h"
 #include "options.h"
@@ -29,18 +30,25 @@ struct Arguments {
 };
 
 constexpr int greatestInterval = 3600 * 1000;
-/// What a shell adds to the signal that killed a program.
-constexpr int killedBase = 128;
-
-/// In the words, and with the codes, of shells.
-Failure startFailure(const std::string& program, int error, const std::string& result) {
-    const std::string remedy = "the result " + result + " is invalid";
-    if (error == ENOENT || error == ENOTDIR) {
-        return {exitNoProgram, program, "no such program", "check its name and PATH; " + remedy};
+/// Others must see that somebody is at work on the result.
+void claim(vesta2::IResultDirectory& result) {
+    const vesta2::error_t status = result.addFlag(flags::collecting, false);
+    if (status != vesta2::eOK) {
+        throw Failure::fromWriting(status, result.getPath(), result.getPath());
     }
-    return {exitNotExecutable, program,
-            "cannot be run: " + Failure::fromErrno(error, program).problem(),
-            "check that it is an executable file; " + remedy};
+}
+
+/// That the collection has failed. The result, which was in `directory` before it was marked
+/// invalid, may have gone elsewhere with all its files.
+Failure collectionFailure(const Failure& cause, const std::string& directory,
+                          vesta2::IResultDirectory& result) {
+    const std::string now = result.getPath();
+    std::string path = cause.path();
+    if (path.rfind(directory + "/", 0) == 0 || path == directory) {
+        path.replace(0, directory.size(), now);
+    }
+    const std::string remedy = cause.remedy().empty() ? "" : cause.remedy() + "; ";
+    return {cause.code(), path, cause.problem(), remedy + "the result " + now + " is invalid"};
 }
 
 RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
@@ -60,7 +68,7 @@ RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
         output ? &*output : nullptr, [&](const std::string& line) { recording.log(line); }};
     const RunOutcome outcome = runProgram(request, signals);
     if (outcome.startError != 0) {
-        throw startFailure(arguments.program.front(), outcome.startError, result.getPath());
+        throw startFailure(arguments.program.front(), outcome.startError);
     }
     // Saved before anything is complained of: what is known of the run is kept.
     recording.end(outcome);
@@ -95,18 +103,22 @@ int run(const Arguments& arguments, const Session& session) {
     const auto result = createNewResult(
         arguments.wanted, nameVariables(arguments.variables, arguments.program.front()));
     std::optional<Recording> recording;
+    const std::string directory = result->getPath();
     RunOutcome outcome;
     try {
+        claim(*result);
         recording.emplace(result, arguments.program);
         outcome = record(arguments, *result, *recording, signals);
-    } catch (const std::exception& error) {
+    } catch (const std::exception&) {
+        const Failure cause = Failure::current();
         if (recording) {
-            recording->fail(error.what());
+            recording->fail(cause.problem());
         } else {
             result->setInvalid();
         }
-        throw;
+        throw collectionFailure(cause, directory, *result);
     }
+    result->removeFlag(flags::collecting, false);
     announce(session, result, outcome);
     return outcome.wasKilled ? killedBase + outcome.code : outcome.code;
 }

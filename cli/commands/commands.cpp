@@ -2,8 +2,8 @@
 
 namespace cli {
 
-Declaration collect, create, get, list, show, set, diff, files, add, rename, relink, finalize,
-    invalidate, remove, purge;
+Declaration collect, create, get, list, show, set, diff, files, add, rename, relink, copy, move,
+    duplicate, exportResult, importResult, flag, finalize, invalidate, remove, purge;
 
 const std::vector<CommandEntry>& commandTable() {
     static const std::vector<CommandEntry> table{
@@ -18,6 +18,12 @@ const std::vector<CommandEntry>& commandTable() {
         {"add", "take nodes into a project or an experiment", &add},
         {"rename", "give a node another name", &rename},
         {"relink", "point a link at the new place of its node", &relink},
+        {"copy", "copy a node; its group then has the copy, too", &copy},
+        {"move", "put a node elsewhere", &move},
+        {"duplicate", "make a copy of a node that is apart from it", &duplicate},
+        {"export", "copy a result without the files that nobody else needs", &exportResult},
+        {"import", "find the result of another product", &importResult},
+        {"flag", "claim nodes, and see who has claimed them", &flag},
         {"finalize", "mark results as complete", &finalize},
         {"invalidate", "mark results as unusable", &invalidate},
         {"remove", "delete nodes", &remove},

@@ -238,9 +238,10 @@ Action list(Options& options) {
     options.option("--mask", "M", arguments->mask, "only what this name or pattern matches");
     options.choice("--kind", arguments->kind, {"result", "experiment", "project"},
                    "only this kind");
-    options.choice("--state", arguments->state,
-                   {"incomplete", "finalized", "invalid", "unreadable", "missing"},
-                   "only this state");
+    options.choice(
+        "--state", arguments->state,
+        {"incomplete", "collecting", "orphaned", "finalized", "invalid", "unreadable", "missing"},
+        "only this state");
     options.choice("--sort", arguments->sort,
                    {"name", "kind", "state", "when", "host", "rank", "size", "command"},
                    "the column to sort by");

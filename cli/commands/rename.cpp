@@ -14,11 +14,7 @@ struct Arguments {
 };
 
 int run(const Arguments& arguments, Session& session) {
-    const auto node = openNode(arguments.node);
-    if (node->isMissing()) {
-        throw Failure(exitNotFound, node->getLinkFilePath(), "the node that it leads to is gone",
-                      "point it at the new place with 'vesta2 relink'");
-    }
+    const auto node = openPresentNode(arguments.node);
     if (!node->changeUserVisibleName(arguments.name.c_str())) {
         throw Failure::fromStatus(vesta2::getStatus(), arguments.name);
     }

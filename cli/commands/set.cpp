@@ -1,10 +1,13 @@
 #include <charconv>
+#include <chrono>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <thread>
 
 #include "failure.h"
 #include "nodes/description.h"
+#include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"
 #include "options.h"
@@ -89,12 +92,32 @@ Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
     return {key, *value};
 }
 
+/// How long another `set` may take.
+constexpr std::chrono::seconds patience(10);
+
+/// Where the node is, without keeping it open: what is read before the claim may be out of date.
+struct Place {
+    explicit Place(const std::string& argument) {
+        const auto node = openPresentNode(argument);
+        directory = node->getPath();
+        marker = node->getMarkerFilePath();
+    }
+
+    std::string directory;
+    std::string marker;
+};
+
 int run(const Arguments& arguments, Session& session) {
-    const auto node = openNode(arguments.node);
+    const Place place(arguments.node);
+    const FlagClaim claim(place.directory, flags::changing, patience,
+                          [](auto time) { std::this_thread::sleep_for(time); });
+    // Whoever collects would overwrite the change.
+    requireUnclaimed(place.directory, {flags::collecting, flags::projectReadOnly});
+    const auto node = openNode(place.marker);
     const Description description = describe(node);
-    if (description.state == "unreadable" || description.state == "missing") {
-        throw Failure(exitFailure, node->getMarkerFilePath(),
-                      "the marker file is " + description.state + ", so nothing was changed",
+    if (description.state == "unreadable") {
+        throw Failure(exitFailure, place.marker,
+                      "the marker file is unreadable, so nothing was changed",
                       "restore it from a copy first");
     }
     std::vector<Property> changes;

@@ -3,7 +3,7 @@
 #include <boost/filesystem/path.hpp>
 
 #include "basekit2/bag_io.h"
-#include "failure.h"
+#include "nodes/flags.h"
 #include "output/text.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
@@ -24,7 +24,18 @@ std::string stateOf(vesta2::IResultDirectory& result) {
     if (!result.isValid()) {
         return "invalid";
     }
-    return result.isFinalized() ? "finalized" : "incomplete";
+    if (result.isFinalized()) {
+        return "finalized";
+    }
+    switch (vesta2::util::lookAtFlag(result.getPath(), flags::collecting).state) {
+    case vesta2::util::flag_state_t::held:
+        return "collecting";
+    case vesta2::util::flag_state_t::stale:
+        return "orphaned";
+    case vesta2::util::flag_state_t::free:
+        break;
+    }
+    return "incomplete";
 }
 
 void describeResult(vesta2::IResultDirectory& result, Description& out) {
@@ -109,6 +120,9 @@ int reportNode(Session& session, const char* member, const basekit2::sptr_t<vest
 const char* stateStyle(const std::string& state) {
     if (state == "finalized") {
         return "32";
+    }
+    if (state == "collecting") {
+        return "36";
     }
     return state == "incomplete" ? "33" : state.empty() ? "" : "31";
 }

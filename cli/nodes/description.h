@@ -14,8 +14,9 @@ namespace cli {
 struct Description {
     std::string path;
     std::string name;
-    std::string kind;       ///< "result", "experiment" or "project"
-    std::string state;      ///< see `stateNames`; for an experiment or project empty unless damaged
+    std::string kind;  ///< "result", "experiment" or "project"
+    std::string
+        state;  ///< as `list --state` takes it; for an experiment or project empty unless damaged
     std::int64_t time = 0;  ///< begin of the collection, else creation; 0 when unknown
     std::string host;
     int rank = -1;
@@ -23,7 +24,7 @@ struct Description {
     std::string link;  ///< "linked" or "stale" for a node that is stored elsewhere, else empty
 };
 
-/// Nothing but the node's marker and state files is looked at.
+/// Nothing but the node's marker, state and flag files is looked at.
 Description describe(const basekit2::sptr_t<vesta2::INode>& node);
 
 Json toJson(const Description& description);

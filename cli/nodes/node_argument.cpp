@@ -85,6 +85,19 @@ basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument) {
     return node;
 }
 
+void requirePresent(vesta2::INode& node) {
+    if (node.isMissing()) {
+        throw Failure(exitNotFound, node.getLinkFilePath(), "the node that it leads to is gone",
+                      "point it at the new place with 'vesta2 relink'");
+    }
+}
+
+basekit2::sptr_t<vesta2::INode> openPresentNode(const std::string& argument) {
+    auto node = openNode(argument);
+    requirePresent(*node);
+    return node;
+}
+
 basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& argument) {
     const basekit2::sptr_t<vesta2::INode> node = openNode(argument);
     auto result = vesta2::IResultDirectory::cast(node);

@@ -20,6 +20,12 @@ std::string requirePath(const std::string& path);
 /// unreadable: see `describe`.
 basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument);
 
+/// Raises `Failure` when all that is left of the node is the link file that led to it.
+void requirePresent(vesta2::INode& node);
+
+/// As `openNode`, of a node that is there.
+basekit2::sptr_t<vesta2::INode> openPresentNode(const std::string& argument);
+
 /// As `openNode`, for what only a result can do.
 basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& argument);
 

@@ -1,10 +1,7 @@
 #include "nodes/properties.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 
 #include "failure.h"
 #include "nodes/description.h"
@@ -103,11 +100,7 @@ void saveProperties(vesta2::INode& node) {
     if (status == vesta2::eOK) {
         return;
     }
-    const std::string marker = node.getMarkerFilePath();
-    if (::access(node.getPath(), W_OK) != 0) {
-        throw Failure::fromErrno(errno, marker);
-    }
-    throw Failure::fromStatus(status, marker);
+    throw Failure::fromWriting(status, node.getMarkerFilePath(), node.getPath());
 }
 
 }  // namespace cli

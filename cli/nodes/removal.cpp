@@ -6,6 +6,7 @@
 
 #include "failure.h"
 #include "nodes/description.h"
+#include "nodes/flags.h"
 #include "output/text.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/node.h"
@@ -48,6 +49,11 @@ void declareRemoval(Options& options, RemovalChoice& choice) {
 
 int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
                 Session& session) {
+    for (const std::string& marker : markers) {
+        if (const NodeHandle node = vesta2::Node::lookup(marker, nullptr)) {
+            requireUnclaimed(*node);
+        }
+    }
     const bool asks = !choice.withoutQuestion && !choice.dryRun && !markers.empty();
     if (asks && (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)) {
         throw Failure(exitUsage, {}, "nobody can be asked whether to delete",

@@ -39,14 +39,6 @@ void Output::setColor(std::string_view when) {
     }
 }
 
-int Output::width() const {
-    winsize size{};
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
-        return size.ws_col;
-    }
-    return usualWidth;
-}
-
 std::string Output::styled(std::string_view text, const char* style) const {
     if (!m_color || !*style) {
         return std::string(text);
@@ -87,6 +79,14 @@ void Output::flush() {
         }
     }
     m_pending.clear();
+}
+
+int terminalWidth(int stream) {
+    winsize size{};
+    if (::ioctl(stream, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+        return size.ws_col;
+    }
+    return usualWidth;
 }
 
 Json withSchema(const Json& members) {

@@ -18,8 +18,6 @@ public:
     void setColor(std::string_view when);
 
     [[nodiscard]] bool isTerminal() const { return m_isTerminal; }
-    /// In columns; without a terminal nothing is cut.
-    [[nodiscard]] int width() const;
     /// `text` between the escape sequences of `style` (such as "1;31"), when colors are wanted.
     [[nodiscard]] std::string styled(std::string_view text, const char* style) const;
 
@@ -35,6 +33,9 @@ private:
     bool m_isTerminal;
     bool m_color = false;
 };
+
+/// Columns of the terminal behind `stream`; the usual number without one.
+int terminalWidth(int stream);
 
 /// Members with the schema number in front.
 Json withSchema(const Json& members);

@@ -56,7 +56,7 @@ void Table::finish() {
 }
 
 void Table::shrink(std::vector<int>& widths) const {
-    int excess = std::accumulate(widths.begin(), widths.end(), -gap - m_out.width(),
+    int excess = std::accumulate(widths.begin(), widths.end(), -gap - terminalWidth(STDOUT_FILENO),
                                  [](int sum, int width) { return sum + width + gap; });
     for (; excess > 0; --excess) {
         int* widest = nullptr;

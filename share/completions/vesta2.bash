@@ -1,6 +1,6 @@
 # Completion of the command vesta2 for bash.
 
-# The command's own words, without its options: "create result", for example.
+# The command's own words, without its options: "create result" or "flag set", for example.
 _vesta2_command() {
     local word skip= words=()
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
@@ -14,7 +14,7 @@ _vesta2_command() {
         *) words+=("$word") ;;
         esac
     done
-    if [[ ${words[0]} == create ]]; then
+    if [[ ${words[0]} == create || ${words[0]} == flag ]]; then
         echo "${words[*]:0:2}"
     else
         echo "${words[0]}"
@@ -42,9 +42,9 @@ _vesta2() {
     case $previous in
     --color) choices='auto always never' ;;
     --kind) choices='result experiment project' ;;
-    --state) choices='incomplete finalized invalid unreadable missing' ;;
+    --state) choices='incomplete collecting orphaned finalized invalid unreadable missing' ;;
     --sort) choices='name kind state when host rank size command' ;;
-    --name | --var | --interval | --mask | --limit | --keep) return ;;
+    --name | --var | --interval | --mask | --limit | --keep | --exclude | --ext | --wait) return ;;
     -C | --into | --to)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
@@ -53,9 +53,10 @@ _vesta2() {
     *)
         command=$(_vesta2_command)
         case $command in
-        '') choices='collect create get list show set diff files add rename relink finalize invalidate
-            remove purge --version' ;;
+        '') choices='collect create get list show set diff files add rename relink copy move
+            duplicate export import flag finalize invalidate remove purge --version' ;;
         create) choices='result experiment project' ;;
+        flag) choices='list set clear run' ;;
         esac
         if [[ $current == -* ]]; then
             case $command in
@@ -65,6 +66,12 @@ _vesta2() {
             list) choices='--mask --kind --state --sort --limit --reverse --recursive --long' ;;
             'create experiment' | 'create project') choices='--into' ;;
             add) choices='--to' ;;
+            copy | move) choices='--rename' ;;
+            export) choices='--exclude' ;;
+            import) choices='--ext' ;;
+            'flag set') choices='--wait' ;;
+            'flag clear') choices='--force' ;;
+            'flag run') choices='--wait --' ;;
             remove) choices='--yes --dry-run' ;;
             purge) choices='--keep --mask --yes --dry-run' ;;
             esac

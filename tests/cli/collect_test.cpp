@@ -188,10 +188,11 @@ TEST_F(CollectTest, AKilledCollectorLeavesAReadableResult) {
     ASSERT_TRUE(command.awaitOutput("\n"));
     command.send(SIGKILL);
     const auto program = static_cast<pid_t>(std::stol(command.output()));
-    EXPECT_EQ(show("r000", {"state", "collectionCommand"}),
-              "incomplete\nsh -c 'echo $$; exec sleep 100'\n");
-    EXPECT_EQ(run({"show", "r000", "collectionTimeBegin"}).code, 0);
     EXPECT_EQ(::kill(program, SIGKILL), 0) << "the program goes on by itself";
+    command.finish();
+    EXPECT_EQ(show("r000", {"state", "collectionCommand"}),
+              "orphaned\nsh -c 'echo $$; exec sleep 100'\n");
+    EXPECT_EQ(run({"show", "r000", "collectionTimeBegin"}).code, 0);
 }
 
 TEST_F(CollectTest, TellsWhereTheResultIs) {

@@ -1,0 +1,150 @@
+// "copy" and "move": the node goes to a new place, and "copy" leaves the old one as it was.
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "collector/signals.h"
+#include "nodes/description.h"
+#include "nodes/flags.h"
+#include "nodes/new_place.h"
+#include "nodes/node_argument.h"
+#include "options.h"
+#include "output/progress.h"
+#include "output/text.h"
+#include "vesta2/names.h"
+#include "vesta2/tree_copy.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Arguments {
+    std::string node;
+    std::string destination;
+    bool rename = false;
+};
+
+/// What lies outside of its group is reached by a link file there, which must be written.
+void requireLinkable(vesta2::INode& node, const std::string& place) {
+    const auto group = node.getParent();
+    if (group && fs::path(place).parent_path() != group->getPath() &&
+        ::access(group->getPath(), W_OK | X_OK) != 0) {
+        const Failure cause = Failure::fromErrno(errno, group->getPath());
+        throw Failure(cause.code(), cause.path(),
+                      "its group cannot get a link to the new place: " + cause.problem(),
+                      "make a copy apart from the group with 'vesta2 duplicate'");
+    }
+}
+
+void requireDeletable(const std::string& directory) {
+    for (const fs::path& path : {fs::path(directory), fs::path(directory).parent_path()}) {
+        if (::access(path.c_str(), W_OK | X_OK) != 0) {
+            throw Failure::fromErrno(errno, path);
+        }
+    }
+}
+
+NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
+    const NewPlace place(arguments.destination, node, vesta2::flagFilePatterns());
+    requireLinkable(node, place.path());
+    const std::string name = fs::path(place.path()).filename();
+    if (const auto status =
+            arguments.rename ? vesta2::validateFileName(name.c_str()) : vesta2::eOK) {
+        throw Failure::fromStatus(status, name);
+    }
+    return place;
+}
+
+/// The link file of a node, which goes over to its copy.
+struct Link {
+    explicit Link(vesta2::INode& node) : path(node.getLinkFilePath()) {
+        std::ifstream file(path, std::ios::binary);
+        text.assign(std::istreambuf_iterator<char>(file), {});
+    }
+
+    std::string path;
+    std::string text;
+};
+
+void undoCopy(vesta2::INode& copy, const Link& link) {
+    const std::string made = copy.getLinkFilePath();
+    // Not the library's removal: the nodes of a group are not the copy's to delete.
+    fs::remove_all(copy.getPath());
+    if (made != link.path) {
+        fs::remove(made);
+    }
+    if (!link.path.empty()) {
+        std::ofstream(link.path, std::ios::binary) << link.text;
+    }
+}
+
+int runCopy(const Arguments& arguments, Session& session) {
+    Signals signals;
+    const auto node = openPresentNode(arguments.node);
+    const NewPlace place = prepare(arguments, *node);
+    const std::string old = node->getPath();
+    const Link link(*node);
+    Progress progress(session, signals, old);
+    const bool isDone = node->copy(place.path().c_str(), arguments.rename, &progress);
+    const vesta2::error_t status = vesta2::getStatus();
+    if (!isDone && signals.wantsEnd()) {
+        throw place.cancelled();
+    }
+    if (isDone && status != vesta2::eOK) {
+        undoCopy(*node, link);
+    }
+    if (status != vesta2::eOK) {
+        throw place.failure(status);
+    }
+    if (!arguments.rename && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {
+        session.note("two nodes of one name are here now, and a list shows one; see --rename");
+    }
+    return reportNode(session, "node", node, node->getPath());
+}
+
+int runMove(const Arguments& arguments, Session& session) {
+    Signals signals;
+    const auto node = openPresentNode(arguments.node);
+    const NewPlace place = prepare(arguments, *node);
+    const std::string old = node->getPath();
+    requireUnclaimed(*node);
+    requireDeletable(old);
+    Progress progress(session, signals, old);
+    const bool isDone = node->move(place.path().c_str(), arguments.rename, &progress);
+    const vesta2::error_t status = vesta2::getStatus();
+    if (old == node->getPath()) {
+        throw signals.wantsEnd() ? place.cancelled() : place.failure(status);
+    }
+    if (!isDone) {
+        throw Failure(exitFailure, old, "is at " + place.path() + " now, but could not be deleted",
+                      "delete it by hand");
+    }
+    if (status != vesta2::eOK) {
+        throw Failure(exitFailure, place.path(),
+                      "was moved, but its link or its name is the old one",
+                      "see 'vesta2 show " + shellQuote(place.path()) + "'");
+    }
+    return reportNode(session, "node", node, node->getPath());
+}
+
+template <class Run>
+Action declareCopy(Options& options, Run& run) {
+    auto arguments = std::make_shared<Arguments>();
+    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    options.argument("DEST", arguments->destination, "the new directory, which must not exist yet");
+    options.flag("--rename", arguments->rename, "name the node after the new directory, too");
+    return [arguments, &run](Session& session) { return run(*arguments, session); };
+}
+
+}  // namespace
+
+Action copy(Options& options) { return declareCopy(options, runCopy); }
+Action move(Options& options) { return declareCopy(options, runMove); }
+
+}  // namespace cli

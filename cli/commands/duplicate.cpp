@@ -1,0 +1,80 @@
+// "duplicate" and "export": a second node of its own.
+
+#include <filesystem>
+#include <memory>
+
+#include "collector/signals.h"
+#include "nodes/description.h"
+#include "nodes/new_place.h"
+#include "nodes/node_argument.h"
+#include "options.h"
+#include "vesta2/names.h"
+
+namespace cli {
+namespace {
+
+struct Arguments {
+    std::string node;
+    std::string destination;
+    std::vector<std::string> exclusions;
+};
+
+/// Takes what the library has made, or undoes it.
+int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, Signals& signals,
+           Session& session) {
+    const vesta2::error_t status = vesta2::getStatus();
+    const bool isCancelled = signals.wantsEnd();
+    if (made && (isCancelled || status != vesta2::eOK)) {
+        // Not the library's removal: what a group links to is not the duplicate's to delete.
+        std::filesystem::remove_all(made->getPath());
+    }
+    if (isCancelled) {
+        throw place.cancelled();
+    }
+    if (!made || status != vesta2::eOK) {
+        throw place.failure(status);
+    }
+    return reportNode(session, "node", made, made->getPath());
+}
+
+int runDuplicate(const Arguments& arguments, Session& session) {
+    Signals signals;
+    const auto node = openPresentNode(arguments.node);
+    const NewPlace place(arguments.destination, *node, vesta2::flagFilePatterns());
+    return finish(node->duplicate(place.path().c_str()), place, signals, session);
+}
+
+int runExport(const Arguments& arguments, Session& session) {
+    Signals signals;
+    const auto result = openResult(arguments.node);
+    requirePresent(*result);
+    std::vector<std::string> patterns = vesta2::flagFilePatterns();
+    patterns.emplace_back(".bagtmp-*");
+    patterns.insert(patterns.end(), arguments.exclusions.begin(), arguments.exclusions.end());
+    std::string lines;
+    for (const std::string& pattern : patterns) {
+        lines.append(pattern).append("\n");
+    }
+    const NewPlace place(arguments.destination, *result, patterns);
+    return finish(result->exportTo(place.path().c_str(), lines.c_str()), place, signals, session);
+}
+
+}  // namespace
+
+Action duplicate(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    options.argument("DEST", arguments->destination, "its directory, or a pattern such as 'r@@@'");
+    return [arguments](Session& session) { return runDuplicate(*arguments, session); };
+}
+
+Action exportResult(Options& options) {
+    auto arguments = std::make_shared<Arguments>();
+    options.argument("NODE", arguments->node, "a result, or a pattern");
+    options.argument("DEST", arguments->destination, "its directory, or a pattern such as 'r@@@'");
+    options.option("--exclude", "GLOB", arguments->exclusions,
+                   "leave out files and directories of such names, as in '*.csv'");
+    return [arguments](Session& session) { return runExport(*arguments, session); };
+}
+
+}  // namespace cli

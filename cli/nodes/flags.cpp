@@ -1,0 +1,102 @@
+#include "nodes/flags.h"
+
+#include <algorithm>
+#include <boost/filesystem/exception.hpp>
+
+#include "output/text.h"
+
+namespace cli {
+
+using vesta2::util::flag_state_t;
+using vesta2::util::FlagLook;
+
+const char* stateName(flag_state_t state) {
+    return state == flag_state_t::held ? "held" : state == flag_state_t::stale ? "stale" : "free";
+}
+
+std::optional<FlagOwner> ownerOf(const FlagLook& look) {
+    if (look.record.empty()) {
+        return std::nullopt;
+    }
+    const auto text = [&](const char* key) {
+        const basekit2::variant_t value = look.record.get_variant(key);
+        return value.as_string() ? *value.as_string() : "?";
+    };
+    return FlagOwner{text("host"), text("user"), look.record.get_variant("pid").to_int64(),
+                     look.record.get_variant("timestamp").to_int64()};
+}
+
+Failure heldFailure(const std::string& directory, const FlagLook& look) {
+    std::string who = "another process";
+    if (const std::optional<FlagOwner> owner = ownerOf(look)) {
+        who = owner->user + ", process " + std::to_string(owner->process) + " on " + owner->host +
+              ", since " + localTime(owner->since);
+    }
+    return {exitLocked, directory, "the flag " + shellQuote(look.name) + " is held by " + who,
+            "wait until that process has ended"};
+}
+
+namespace {
+
+void requireFree(const std::string& directory, const FlagLook& look) {
+    if (look.state == flag_state_t::held) {
+        throw heldFailure(directory, look);
+    }
+}
+
+}  // namespace
+
+void requireUnclaimed(vesta2::INode& node) {
+    if (node.isMissing()) {
+        return;
+    }
+    const std::string directory = node.getPath();
+    for (const FlagLook& look : vesta2::util::lookAtFlags(directory)) {
+        requireFree(directory, look);
+    }
+}
+
+void requireUnclaimed(const std::string& directory, const std::vector<const char*>& names) {
+    for (const char* name : names) {
+        requireFree(directory, vesta2::util::lookAtFlag(directory, name));
+    }
+}
+
+FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
+                     std::chrono::seconds patience, const Pause& pause) {
+    using std::chrono::milliseconds;
+    using Clock = std::chrono::steady_clock;
+    constexpr milliseconds longestPause(200);
+    const std::string path = directory + "/" + name;
+    const Clock::time_point end = Clock::now() + patience;
+    milliseconds next(5);
+    for (;;) {
+        FlagLook owner{name, flag_state_t::held, {}};
+        const vesta2::error_t status = m_manager.writeFlag(path.c_str(), false, &owner.record);
+        if (status == vesta2::eOK) {
+            return;
+        }
+        if (status == vesta2::eSerializationError) {
+            throw Failure(exitFailure, path, "the files of this flag are damaged",
+                          "delete them with 'vesta2 flag clear'");
+        }
+        if (status != vesta2::eFileLocked) {
+            throw Failure::fromWriting(status, path, directory);
+        }
+        if (Clock::now() >= end) {
+            throw heldFailure(directory, owner);
+        }
+        pause(next);
+        next = std::min(next * 2, longestPause);
+    }
+}
+
+FlagClaim::~FlagClaim() {
+    try {
+        m_manager.eraseAll();
+    } catch (const boost::filesystem::filesystem_error&) {
+        // What stays behind is stale when this process has ended, and the next claim takes it over.
+    }
+}
+
+}  // namespace cli

@@ -1,0 +1,65 @@
+#pragma once
+/// Claims on nodes, between processes and hosts.
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "failure.h"
+#include "vesta2/flag_look.h"
+#include "vesta2/flag_manager.h"
+#include "vesta2/i_node.h"
+
+namespace cli {
+
+namespace flags {
+/// A result is being collected.
+inline constexpr const char* collecting = "collecting";
+/// Properties are being changed.
+inline constexpr const char* changing = "changing";
+/// The library saves no node that another process has claimed by it.
+inline constexpr const char* projectReadOnly = "project_read_only";
+}  // namespace flags
+
+/// "held", "stale" or "free".
+const char* stateName(vesta2::util::flag_state_t state);
+
+/// Who has a flag, or had it.
+struct FlagOwner {
+    std::string host;
+    std::string user;
+    std::int64_t process = 0;
+    std::int64_t since = 0;
+};
+/// Nothing when nothing tells.
+std::optional<FlagOwner> ownerOf(const vesta2::util::FlagLook& look);
+
+/// That somebody else has the flag of the node in `directory`, and who that is.
+Failure heldFailure(const std::string& directory, const vesta2::util::FlagLook& look);
+
+/// Raise `Failure` when a process has a flag on the node itself; not so for the nodes in it.
+void requireUnclaimed(vesta2::INode& node);
+void requireUnclaimed(const std::string& directory, const std::vector<const char*>& names);
+
+/// A flag that is held as long as the object lives.
+class FlagClaim {
+public:
+    /// Lets time pass between two tries; may raise `Failure` to give up.
+    using Pause = std::function<void(std::chrono::milliseconds)>;
+
+    /// Claims the flag `name` of the node in `directory`. When another process has it, waits for
+    /// `patience`, and then raises `Failure`.
+    FlagClaim(const std::string& directory, const std::string& name, std::chrono::seconds patience,
+              const Pause& pause);
+    ~FlagClaim();
+    FlagClaim(const FlagClaim&) = delete;
+    FlagClaim& operator=(const FlagClaim&) = delete;
+
+private:
+    vesta2::util::FlagManager m_manager;
+};
+
+}  // namespace cli

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "collector/signals.h"
+#include "notify2/progress.h"
+#include "session.h"
+
+namespace cli {
+
+/// Shows how far a copy has come, and cancels it when a signal asks for the end. On a terminal one
+/// line that is drawn again and again and is gone at the end; elsewhere a line every few seconds,
+/// with "-v" alone. What takes but a moment shows nothing.
+class Progress : public notify2::IProgress {
+public:
+    /// `base` is cut off the paths that are shown.
+    Progress(const Session& session, Signals& signals, std::string base);
+
+    void start(const char* message, double total) override;
+    void advance(double amount) override;
+    void setCurrentItem(const char* path) override;
+    void finish() override;
+    bool isCancelled() override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    enum class Style { none, redrawn, lines };
+
+    static Style styleFor(const Session& session);
+    void showWhenDue();
+    [[nodiscard]] std::string line(Clock::time_point now) const;
+
+    Signals& m_signals;
+    std::string m_base;
+    Style m_style;
+    double m_total = 0;
+    double m_done = 0;
+    std::string m_item;
+    Clock::time_point m_begin;
+    Clock::time_point m_due;
+    bool m_isDrawn = false;
+};
+
+}  // namespace cli

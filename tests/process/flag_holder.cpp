@@ -1,0 +1,70 @@
+/// Claims flags as it is told: each line of its input is a command, and is answered with a line.
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "vesta2/flag_look.h"
+#include "vesta2/flag_manager.h"
+
+using namespace vesta2::util;
+
+namespace {
+
+FlagManager flags;
+FileLocker locker;
+
+/// "PID HOST", which is "0 " without a record.
+std::string ownerIn(const basekit2::variant_bag_t& record) {
+    return std::to_string(record.get_variant("pid").to_int64()) + ' ' +
+           *record.get_variant("host", "").as_string();
+}
+
+void claim(const char* flag, bool force) {
+    basekit2::variant_bag_t record;
+    std::cout << flags.writeFlag(flag, force, &record) << ' ' << ownerIn(record);
+}
+
+void look(const std::string& path) {
+    const char* const states[] = {"free", "held", "stale"};
+    const std::size_t slash = path.rfind('/');
+    const FlagLook found = lookAtFlag(path.substr(0, slash), path.substr(slash + 1));
+    std::cout << states[static_cast<int>(found.state)] << ' ' << ownerIn(found.record);
+}
+
+/// Claims and gives up, telling of every claim, until it is killed or nobody listens.
+void churn(const char* flag) {
+    do {
+        flags.removeFlag(flag, true, false);
+        claim(flag, false);
+    } while (std::cout << std::endl);
+}
+
+}  // namespace
+
+int main() {
+    const std::map<std::string, std::function<void(const char*)>> commands{
+        {"write", [](auto flag) { claim(flag, false); }},
+        {"force", [](auto flag) { claim(flag, true); }},
+        {"own", [](auto flag) { std::cout << flags.isFlagOwner(flag); }},
+        {"remove", [](auto flag) { std::cout << flags.removeFlag(flag, true, false); }},
+        {"erase", [](auto flag) { std::cout << flags.removeFlag(flag, true, true); }},
+        {"probe", [](auto flag) { std::cout << flags.removeFlag(flag, false, false); }},
+        {"preserve", [](auto) { flags.preserveFlags(); }},
+        {"restore", [](auto directory) { flags.restoreFlags(directory); }},
+        {"hold", [](auto file) { std::cout << (locker.lock(file) ? 0 : locker.status()); }},
+        {"look", look},
+        {"churn", churn},
+        // The child ends as programs do, with all that it inherited destroyed.
+        {"fork", [](auto) { ::fork() == 0 ? std::exit(0) : void(::wait(nullptr)); }},
+    };
+    for (std::string command, path; std::cin >> command >> path;) {
+        commands.at(command)(path.c_str());
+        std::cout << std::endl;
+    }
+}

@@ -1,0 +1,267 @@
+#include <signal.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <iterator>
+#include <map>
+#include <random>
+
+#include "basekit2/host.h"
+#include "model/model_test.h"
+
+using Clock = std::chrono::steady_clock;
+using ::testing::AnyOf;
+using ::testing::ContainsRegex;
+
+namespace {
+
+/// The program `flag_holder`. Every wait for it is bounded.
+class Holder {
+public:
+    Holder() {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+        m_end = ends[0];
+        const timeval patience{10, 0};
+        ::setsockopt(m_end, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        m_process = ::fork();
+        if (m_process == 0) {
+            ::dup2(ends[1], 0);
+            ::dup2(ends[1], 1);
+            ::execl(FLAG_HOLDER, FLAG_HOLDER, nullptr);
+            ::_exit(127);
+        }
+        ::close(ends[1]);
+    }
+    ~Holder() { die(); }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+
+    [[nodiscard]] pid_t process() const { return m_process; }
+    /// What an operation answers that comes to `outcome` and finds the record of this process.
+    [[nodiscard]] std::string found(const std::string& outcome) const {
+        return outcome + ' ' + std::to_string(m_process) + ' ' + basekit2::get_fq_host_name();
+    }
+
+    void tell(const std::string& command) const {
+        const std::string line = command + '\n';
+        EXPECT_GT(::send(m_end, line.data(), line.size(), MSG_NOSIGNAL), 0);
+    }
+    [[nodiscard]] std::string answer() const {
+        std::string line;
+        char next = 0;
+        while (::read(m_end, &next, 1) == 1 && next != '\n') {
+            line += next;
+        }
+        return next == '\n' ? line : "(no answer)";
+    }
+    [[nodiscard]] std::string ask(const std::string& command) const {
+        tell(command);
+        return answer();
+    }
+    /// Lets it end as programs do.
+    void end() {
+        ::shutdown(m_end, SHUT_WR);
+        EXPECT_EQ(answer(), "(no answer)");
+        die();
+    }
+    void die() {
+        if (m_process > 0) {
+            ::kill(m_process, SIGKILL);
+            ::waitpid(std::exchange(m_process, -1), nullptr, 0);
+            ::close(m_end);
+        }
+    }
+
+private:
+    pid_t m_process = -1;
+    int m_end = -1;
+};
+
+std::string lockOf(const std::string& flag) { return flag + ".dflgzentor"; }
+std::string infoOf(const std::string& flag) { return flag + ".infozentor"; }
+
+std::string recordOf(int pid, int ppid, const std::string& host) {
+    variant_bag_t bag;
+    bag.put("pid", static_cast<std::uint32_t>(pid));
+    bag.put("ppid", static_cast<std::uint32_t>(ppid));
+    bag.put("host", host);
+    std::string text;
+    basekit2::save_variant_bag_to_string(bag, text);
+    return text;
+}
+
+class Flags : public ModelTest {
+protected:
+    /// Changes with every file in `directory` that is made, written, replaced or deleted.
+    static std::map<std::string, std::vector<long>> stampsIn(const std::string& directory) {
+        std::map<std::string, std::vector<long>> stamps{{"", stampOf(directory)}};
+        for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+            stamps[entry.path().native()] = stampOf(entry.path().native());
+        }
+        return stamps;
+    }
+
+    const std::string m_directory = m_temp.path().native();
+    const std::string m_flag = at("flag");
+    Holder m_holder;
+    Holder m_other;
+};
+
+TEST_F(Flags, OfALiveProcessStandAgainstAllOthers) {
+    ASSERT_EQ(m_holder.ask("write " + m_flag), m_holder.found("0"));
+    const auto before = stampsIn(m_directory);
+    // What might cost the holder its lock comes before a claim with force, which asks nothing else.
+    for (const auto& [asked, command, outcome] :
+         rows("other look held; other write 15; other force 15; other own 18; other probe 15;"
+              "other remove 18; other erase 15; holder own 0; holder write 3; other force 15;"
+              "holder look held; other force 15; holder fork; other force 15")) {
+        EXPECT_THAT((asked == "holder" ? m_holder : m_other).ask(command + ' ' + m_flag),
+                    AnyOf(outcome, m_holder.found(outcome)))
+            << asked << ' ' << command;
+        EXPECT_EQ(stampsIn(m_directory), before) << asked << ' ' << command;
+    }
+    writeFile(infoOf(m_flag), "no record");
+    EXPECT_EQ(m_holder.ask("force " + m_flag), m_holder.found("0"));
+    EXPECT_EQ(m_other.ask("write " + m_flag), m_holder.found("15"));
+    m_holder.end();
+    EXPECT_TRUE(fs::is_empty(m_directory));
+}
+
+TEST_F(Flags, OfADeadProcessGoToWhoAsks) {
+    for (const auto& [command, outcome, rest] :
+         rows("write 0 stays; force 0 stays; own 4; probe 0; erase 0; remove 18 stays")) {
+        const std::string flag = at(command);
+        Holder holder;
+        ASSERT_EQ(holder.ask("write " + flag), holder.found("0"));
+        const std::string stale = holder.found("stale");
+        holder.die();
+        const auto before = stampsIn(m_directory);
+        EXPECT_EQ(m_other.ask("look " + flag), stale);
+        EXPECT_EQ(stampsIn(m_directory), before);
+        EXPECT_THAT(m_other.ask(command + ' ' + flag), AnyOf(outcome, m_other.found(outcome)));
+        EXPECT_EQ(fs::exists(lockOf(flag)) + fs::exists(infoOf(flag)), rest == "stays" ? 2 : 0);
+    }
+}
+
+TEST_F(Flags, LeftBehindAreJudgedByTheirRecord) {
+    const std::string alive = recordOf(m_holder.process(), ::getpid(), "elsewhere");
+    const std::string reused = recordOf(m_holder.process(), ::getpid() + 1, "elsewhere");
+    const std::string longer = recordOf(m_holder.process(), 1, std::string(5000, 'h'));
+    for (const auto& [name, hasLock, info, outcomes] :
+         Rows<Text, bool, Text, Text>{{"bare-", true, nullptr, "free 0 0 4 4"},
+                                      {"empty-", true, "", "free 0 0 4 4"},
+                                      {"garbage-", true, "no record", "free 17 0 17 17"},
+                                      {"unlocked-", false, reused.c_str(), "free 0 0 4 4"},
+                                      {"alive-", true, alive.c_str(), "held 15 0 15 18"},
+                                      {"reused-", true, reused.c_str(), "stale 0 0 0 4"},
+                                      {"longer-", true, longer.c_str(), "stale 0 0 0 4"}}) {
+        std::istringstream expected(outcomes);
+        for (const std::string command : {"look", "write", "force", "probe", "own"}) {
+            const std::string flag = at(name + command);
+            hasLock ? writeFile(lockOf(flag), "") : void();
+            info ? writeFile(infoOf(flag), info) : void();
+            const std::string outcome = *std::istream_iterator<std::string>(expected);
+            const std::string answer = m_other.ask(command + ' ' + flag);
+            EXPECT_EQ(answer.substr(0, answer.find(' ')), outcome) << flag;
+            if (answer == m_other.found("0")) {
+                EXPECT_EQ(m_holder.ask("write " + flag), m_other.found("15")) << flag;
+            }
+        }
+    }
+    writeFile(infoOf(at("huge")), alive + std::string(64 * 1024, ' '));
+    EXPECT_EQ(m_other.ask("write " + at("huge")), "17 0 ");
+    // Somebody who is about to claim it.
+    ASSERT_EQ(m_holder.ask("hold " + lockOf(m_flag)), "0");
+    EXPECT_EQ(m_other.ask("force " + m_flag), "15 0 ");
+    EXPECT_EQ(m_other.ask("look " + m_flag), "held 0 ");
+}
+
+TEST_F(Flags, PreservedAreFreeUntilTheyAreRestored) {
+    ASSERT_EQ(m_holder.ask("write " + m_flag), m_holder.found("0"));
+    ASSERT_EQ(m_holder.ask("preserve ."), "");
+    EXPECT_TRUE(fs::is_empty(m_directory));
+    EXPECT_EQ(m_other.ask("write " + m_flag), m_other.found("0"));
+    ASSERT_EQ(m_holder.ask("restore " + m_directory), "");
+    EXPECT_EQ(m_holder.ask("own " + m_flag), "18");
+    const std::string record = readFile(infoOf(m_flag));
+    ASSERT_EQ(m_other.ask("preserve ."), "");
+    fs::create_directory(at("to"));
+    // A record made anew would tell of another second.
+    for (const std::time_t begun = std::time(nullptr); std::time(nullptr) == begun;) {
+    }
+    ASSERT_EQ(m_other.ask("restore " + at("to")), "");
+    EXPECT_EQ(m_other.ask("own " + at("to/flag")), "0");
+    EXPECT_FALSE(fs::exists(lockOf(m_flag)) || fs::exists(infoOf(m_flag)));
+    EXPECT_EQ(readFile(infoOf(at("to/flag"))), record);
+    EXPECT_EQ(m_holder.ask("force " + at("to/flag")), m_other.found("15"));
+}
+
+TEST_F(Flags, OfOthersKeepAProjectFromBeingSaved) {
+    const auto project = makeProject(at("p"));
+    ASSERT_EQ(m_holder.ask("write " + at("p/project_read_only")), m_holder.found("0"));
+    const auto before = stampsIn(at("p"));
+    project->save();
+    EXPECT_EQ(getStatus(), eNotOwner);
+    EXPECT_EQ(stampsIn(at("p")), before);
+}
+
+TEST_F(Flags, LeadNobodyToWhatOthersPlanted) {
+    const support::TempDirectory outside;
+    writeFile(outside / "file", recordOf(1, 1, "elsewhere"));
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(::inotify_add_watch(watch, outside.path().c_str(), IN_ALL_EVENTS), 0);
+    for (const auto& [kind, plant] : Rows<std::string, std::function<void(const std::string&)>>{
+             {"link", [&](auto& path) { fs::create_symlink(outside / "file", path); }},
+             {"dangling", [&](auto& path) { fs::create_symlink(outside / "none", path); }},
+             {"fifo", [](auto& path) { EXPECT_EQ(::mkfifo(path.c_str(), 0666), 0); }},
+             {"directory", [](auto& path) { fs::create_directory(path); }}}) {
+        for (const std::string& planted : {lockOf(at(kind)), infoOf(at(kind))}) {
+            plant(planted);
+            const auto type = fs::symlink_status(planted).type();
+            for (const std::string command : {"write", "force", "look", "own", "probe", "erase"}) {
+                EXPECT_THAT(m_holder.ask(command + ' ' + at(kind)), ContainsRegex("^[^0(]"))
+                    << command << ' ' << planted;
+                EXPECT_EQ(fs::symlink_status(planted).type(), type) << command << ' ' << planted;
+            }
+            fs::remove(planted);
+        }
+    }
+    std::array<char, 4096> events{};
+    EXPECT_EQ(::read(watch, events.data(), events.size()), -1) << "something outside was touched";
+    ::close(watch);
+}
+
+TEST_F(Flags, OfAKilledProcessGoToExactlyOne) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 200; ++round) {
+        Holder owner;
+        owner.tell("churn " + m_flag);
+        for (auto awaited = 1 + random() % 3; awaited > 0; --awaited) {
+            EXPECT_EQ(owner.answer(), owner.found("0"));
+        }
+        // Some way into a claim or its end.
+        const std::chrono::microseconds delay(random() % 300);
+        for (const auto begun = Clock::now(); Clock::now() - begun < delay;) {
+        }
+        owner.die();
+        m_holder.tell("write " + m_flag);
+        m_other.tell("write " + m_flag);
+        const bool isFirst = m_holder.answer() == m_holder.found("0");
+        const bool isSecond = m_other.answer() == m_other.found("0");
+        EXPECT_NE(isFirst, isSecond) << "round " << round;
+        // The other may get it from the one, or come too soon.
+        const Holder& winner = isFirst ? m_holder : m_other;
+        const Holder& loser = isFirst ? m_other : m_holder;
+        loser.tell("write " + m_flag);
+        EXPECT_EQ(winner.ask("remove " + m_flag), "0");
+        const bool hasIt = loser.answer() == loser.found("0");
+        EXPECT_EQ(loser.ask("remove " + m_flag), hasIt ? "0" : "4") << "round " << round;
+        ASSERT_TRUE(fs::is_empty(m_directory)) << "round " << round;
+    }
+}
+
+}  // namespace
