@@ -33,7 +33,7 @@ class VESTA2_API FlagManager {
 public:
     FlagManager() = default;
     /// Ends every flag, as `eraseAll`. Throws as that does.
-    ~FlagManager() noexcept(false);
+    ~FlagManager() noexcept(false);  // NOLINT(bugprone-exception-escape): as promised
     FlagManager(const FlagManager&) = delete;
     FlagManager& operator=(const FlagManager&) = delete;
 

@@ -83,6 +83,7 @@ const char* FlagManager::getFlagInfoExtension() { return vesta2::getFlagInfoExte
 
 std::string getDataFlagName(const std::string& name) { return name + "s"; }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): as promised
 FlagManager::~FlagManager() noexcept(false) { eraseAll(); }
 
 void FlagManager::forgetInherited() {
