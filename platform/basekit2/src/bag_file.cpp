@@ -92,6 +92,14 @@ private:
     descriptor_t m_file;
 };
 
+descriptor_t open_to_read(const std::string& path) {
+    int fd = -1;
+    do {
+        fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    return descriptor_t(fd);
+}
+
 bool flush_directory(int directory) {
     // Some file systems have nothing to flush for a directory, and say so.
     return ::fsync(directory) == 0 || errno == EINVAL;
@@ -154,7 +162,10 @@ int save_variant_bag(const variant_bag_t& bag, const std::string& path, durabili
 
 int read_bag_text(const std::string& path, std::string& text) {
     text.clear();
-    const descriptor_t file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const descriptor_t file = open_to_read(path);
+    if (!file && (errno == ENOENT || errno == ENOTDIR)) {
+        return bag_absent;
+    }
     struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
         return bag_unreadable;

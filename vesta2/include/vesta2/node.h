@@ -37,6 +37,16 @@ public:
     bool modified = false;
 };
 
+/// What became of the last look at a node's marker file.
+enum class marker_state_t {
+    read,       ///< its properties are the node's
+    absent,     ///< there was none
+    malformed,  ///< it is no bag's text, or too large
+    /// It is there but could not be read: the disk, the network or the permissions were in the way.
+    /// What it holds is unknown, so `INode::save` refuses to replace it.
+    unreadable,
+};
+
 class VESTA2_API Node {
 public:
     /// Gives up the flags of the node that this process still has.
@@ -89,6 +99,9 @@ public:
     static basekit2::sptr_t<INode> lookup(std::string path, const char* groupPath);
     /// Number of the node among all that were made since the last `reset`; 0 for an empty handle.
     static unsigned uid(const basekit2::sptr_t<INode>& node);
+    /// How reading its marker file went when the node was last bound to it; `absent` for an empty
+    /// handle.
+    static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
     /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
     static unsigned nodeCount();
     /// Registered paths: one for an open node, two for a linked one.
@@ -181,6 +194,7 @@ private:
     basekit2::variant_bag_t m_transient;
     basekit2::sptr_t<optstore2::IBagPropertyStorage> m_transientStorage;
     std::string m_outputDirectory;
+    marker_state_t m_markerState = marker_state_t::absent;
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;

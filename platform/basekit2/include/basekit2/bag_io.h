@@ -21,10 +21,11 @@ enum bag_result_t : int {
     bag_ok = 1,
     bag_failed_bit = 1 << 30,
     bag_unreadable =
-        bag_failed_bit | 1,  ///< the file cannot be opened or read, or is no regular file
+        bag_failed_bit | 1,  ///< the file is there but cannot be read, or is no regular file
     bag_too_large = bag_failed_bit | 2,   ///< more than 64 MiB
     bag_malformed = bag_failed_bit | 3,   ///< not a bag's text
     bag_unwritable = bag_failed_bit | 4,  ///< the file cannot be written
+    bag_absent = bag_failed_bit | 5,      ///< there is no such file
 };
 
 [[nodiscard]] constexpr bool bag_failed(int result) { return (result & bag_failed_bit) != 0; }

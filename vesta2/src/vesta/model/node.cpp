@@ -105,6 +105,11 @@ bool Node::save() {
         setStatus(eNotOwner);
         return false;
     }
+    if (m_markerState == marker_state_t::unreadable) {
+        // What it holds is unknown; replacing it would lose that.
+        setStatus(eUnknown);
+        return true;
+    }
     m_removeOnClose = false;
     m_changeMonitor.modified = false;
     return !setStatus(

@@ -17,6 +17,24 @@ namespace vesta2 {
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
 
+namespace {
+
+marker_state_t stateOf(int loaded) {
+    switch (loaded) {
+    case basekit2::bag_ok:
+        return marker_state_t::read;
+    case basekit2::bag_absent:
+        return marker_state_t::absent;
+    case basekit2::bag_malformed:
+    case basekit2::bag_too_large:
+        return marker_state_t::malformed;
+    default:
+        return marker_state_t::unreadable;
+    }
+}
+
+}  // namespace
+
 bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroupPath) {
     setStatus(eOK);
     if (markerFilePath.empty()) {
@@ -84,6 +102,7 @@ void Node::readMarkerFile() {
         m_linkStale = true;
     }
     m_checksum = std::move(checksum);
+    m_markerState = stateOf(result);
     if (!setStatus(errorFromObxError(result))) {
         VESTA_LOG_ERROR(getStatus(), m_markerFilePath.c_str());
     }

@@ -132,6 +132,11 @@ unsigned Node::uid(const sptr_t<INode>& node) {
     return object ? object->m_uid : 0;
 }
 
+marker_state_t Node::markerState(const sptr_t<INode>& node) {
+    const Node* object = dynamic_cast<const Node*>(node.get());
+    return object ? object->m_markerState : marker_state_t::absent;
+}
+
 unsigned Node::nodeCount() {
     const Lock lock(s_recursiveMutex);
     return s_lastUid;
