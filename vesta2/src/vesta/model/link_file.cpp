@@ -57,8 +57,11 @@ error_t saveLinkFile(const std::string& path, const std::string& target,
     basekit2::variant_bag_t bag;
     bag.put(linkKey, target);
     bag.put(checksumKey, checksum);
-    static_cast<void>(isNew);
-    return errorFromObxError(basekit2::save_variant_bag2(bag, path, linkRoot));
+    if (!isNew) {
+        return errorFromObxError(basekit2::save_variant_bag2(bag, path, linkRoot));
+    }
+    const int result = basekit2::create_variant_bag(bag, path, basekit2::durability_t::lasting);
+    return result == basekit2::bag_exists ? eAlreadyExists : errorFromObxError(result);
 }
 
 bool isNodeLink(const std::string& path) {
