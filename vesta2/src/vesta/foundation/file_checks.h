@@ -1,12 +1,19 @@
 #pragma once
-/// Questions about paths that never throw. Symbolic links are followed. Each answers "yes" only
-/// when that is certain: an error while looking (no access, no descriptors, a failing disk) is
-/// neither "there" nor "absent". What is to be deleted, replaced or claimed because something is
-/// missing must ask `isAbsent`, never `!isThere`.
+/// Questions about paths that never throw, but for `lookAt`. Symbolic links are followed. Each
+/// answers "yes" only when that is certain: an error while looking (no access, no descriptors, a
+/// failing disk) is neither "there" nor "absent". What is to be deleted, replaced or claimed
+/// because something is missing must ask `isAbsent`, never `!isThere`.
 
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
 
 namespace vesta2 {
+
+/// Whether a failed look at a path tells for certain that nothing is there: no entry, no directory
+/// that could have one, symbolic links that lead round, or a name that no entry can have.
+inline bool meansAbsent(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+}
 
 inline boost::filesystem::file_status statusOf(const boost::filesystem::path& path) {
     boost::system::error_code ignored;
@@ -28,6 +35,21 @@ inline bool isDirectory(const boost::filesystem::path& path) {
 
 inline bool isRegularFile(const boost::filesystem::path& path) {
     return boost::filesystem::is_regular_file(statusOf(path));
+}
+
+/// For who must not take the unknown for the absent: throws `boost::filesystem::filesystem_error`
+/// when it cannot be told what is there. What is certainly not there is `file_not_found`.
+inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path) {
+    namespace fs = boost::filesystem;
+    boost::system::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (status.type() != fs::status_error) {
+        return status;
+    }
+    if (!meansAbsent(error.value())) {
+        throw fs::filesystem_error("cannot look at", path, error);
+    }
+    return fs::file_status(fs::file_not_found);
 }
 
 }  // namespace vesta2

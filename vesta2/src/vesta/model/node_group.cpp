@@ -35,15 +35,18 @@ std::string findGroupMarker(const std::string& path, bool isPlace) {
 }  // namespace
 
 sptr_t<INodeGroup> INodeGroup::open(const char* path) {
-    setStatus(eOK);
-    if (!path || !*path) {
+    if (!setStatus(path && *path ? eOK : eParameterError)) {
         return {};
     }
-    const bool isPlace = isDirectory(path);
+    const bool isPlace = fs::is_directory(lookAt(path));
     if (const sptr_t<INode> node = Node::lookup(findGroupMarker(path, isPlace), nullptr)) {
         return node->getNodeGroup();
     }
-    return isPlace ? sptr_t<INodeGroup>(new NodeGroup(path, nullptr)) : sptr_t<INodeGroup>();
+    if (!isPlace) {
+        setStatus(eNotFound);
+        return {};
+    }
+    return sptr_t<INodeGroup>(new NodeGroup(path, nullptr));
 }
 
 sptr_t<IPathIterator> INodeGroup::findProjects(const char* directory) {
