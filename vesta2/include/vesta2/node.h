@@ -97,6 +97,8 @@ public:
     /// parent group): the one that is open already, or a new object. Empty when there is no such
     /// file.
     static basekit2::sptr_t<INode> lookup(std::string path, const char* groupPath);
+    /// Reads the marker file anew into the node that is open on it, if there is one.
+    static void rebind(const std::string& markerFilePath);
     /// Number of the node among all that were made since the last `reset`; 0 for an empty handle.
     static unsigned uid(const basekit2::sptr_t<INode>& node);
     /// How reading its marker file went when the node was last bound to it; `absent` for an empty
@@ -129,8 +131,11 @@ public:
     [[nodiscard]] const char* getRdPropStr(const char* name, const char* def) const;
     [[nodiscard]] long getRdPropTime(const char* name, long def) const;
 
-    /// Where new nodes of this node's group are made; the node's path unless it was set.
+    /// Where new nodes of this node's group are made; the node's path unless it was set. This and
+    /// `currentPath` are safe while another thread re-binds the node.
     std::string getOutputDirectory();
+    /// As `getPath`, by value.
+    [[nodiscard]] std::string currentPath() const;
     /// Sets it, and saves it at once in a marker file that has a section "vesta".
     void setOutputDirectory(const char* directory);
 

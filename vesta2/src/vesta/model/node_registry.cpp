@@ -127,6 +127,16 @@ void Node::unregister() const {
     }
 }
 
+void Node::rebind(const std::string& markerFilePath) {
+    const Lock lock(s_recursiveMutex);
+    const auto found = s_nodeMap.find(normalPath(markerFilePath).native());
+    if (found != s_nodeMap.end() && found->second->m_open) {
+        found->second->readMarkerFile();
+        found->second->m_changeMonitor.modified = false;
+        found->second->m_removeOnClose = false;
+    }
+}
+
 unsigned Node::uid(const sptr_t<INode>& node) {
     const Node* object = dynamic_cast<const Node*>(node.get());
     return object ? object->m_uid : 0;
