@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "nodes/node_argument.h"
+#include "nodes/variables.h"
 #include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
@@ -69,6 +70,7 @@ basekit2::sptr_t<vesta2::IResultDirectory>
 createNewResult(const NewResult& wanted, const vesta2::ResultVariableBag& variables) {
     const std::string group = wanted.group.empty() ? "" : openGroup(wanted.group)->getPath();
     requirePath(wanted.name);
+    requireKnownVariables(wanted.name, variables);
     if (wanted.overwrite) {
         requireOverwritable(wanted, group, variables);
     }
