@@ -5,6 +5,7 @@
 /// of a node is for one thread at a time. What an operation returns, and how long a text lives, is
 /// told in `INode`.
 
+#include <atomic>
 #include <boost/filesystem/path.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 #include <cstdint>
@@ -102,9 +103,10 @@ public:
     /// How reading its marker file went when the node was last bound to it; `absent` for an empty
     /// handle.
     static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
-    /// Reads the marker file anew into the node that is open on it, if there is one. For who has
-    /// replaced the node on disk.
-    static void rebind(const std::string& markerFilePath);
+    /// Takes the node that is open on the marker file, if there is one, out of the registry: its
+    /// directory was deleted, and another node comes into its place. Its handles stay valid, but it
+    /// is as after `remove`: it saves and deletes nothing any more.
+    static void retire(const std::string& markerFilePath);
     /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
     static unsigned nodeCount();
     /// Registered paths: one for an open node, two for a linked one.
@@ -159,9 +161,6 @@ protected:
     /// The group given to `setOwnGroup`, with a reference added.
     [[nodiscard]] basekit2::sptr_t<INodeGroup> ownGroup() const;
 
-    /// Called when the node was read anew in its place, for what a derived class read from there.
-    virtual void placeRead() {}
-
 private:
     friend struct GroupLook lookAtGroup(const std::string& path);
 
@@ -171,7 +170,6 @@ private:
     enum class Leads { here, nowhere, elsewhere, unknown };
 
     void readMarkerFile();
-    void readPlace();
     void takeName(const std::string& markerFilePath);
     Membership adoptParent(const std::string& groupPath);
     Membership adoptOwnParent();
@@ -236,7 +234,8 @@ private:
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;
-    bool m_removed = false;  ///< its directory was deleted: what is there now is another node
+    std::atomic<bool> m_removed =
+        false;  ///< its directory was deleted: what is there now is another node
     util::FlagManager m_flagManager;
     /// Handles may be given out: neither still being made nor being destroyed.
     bool m_open = false;
