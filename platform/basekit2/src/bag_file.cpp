@@ -180,20 +180,21 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
 }
 
 /// Makes the file at `target`.
-int create_file(const path_t& target, std::string_view text) {
+int create_file(const path_t& target, std::string_view text, durability_t durability) {
     const std::string name(target.last_component());
     const descriptor_t directory = open_directory_of(target);
     if (!directory || name.empty()) {
         return bag_unwritable;
     }
     temporary_file_t file(directory.get());
-    if (!file.fill(text, nullptr)) {
+    const bool lasting = durability == durability_t::lasting;
+    if (!file.fill(text, nullptr) || (lasting && !file.flush())) {
         return bag_unwritable;
     }
-    if (file.rename_to_new(name)) {
-        return bag_ok;
+    if (!file.rename_to_new(name)) {
+        return errno == EEXIST ? bag_exists : bag_unwritable;
     }
-    return errno == EEXIST ? bag_exists : bag_unwritable;
+    return !lasting || flush_directory(directory.get()) ? bag_ok : bag_unwritable;
 }
 
 /// Puts `text`, that of `bag`, where an empty bag is. What comes out by the swap tells whether it
@@ -232,10 +233,10 @@ int save_variant_bag(const variant_bag_t& bag, const std::string& path, durabili
     return save_variant_bag2(bag, path, "bag", durability);
 }
 
-int create_variant_bag(const variant_bag_t& bag, const std::string& path) {
+int create_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {
     std::string text;
     const int result = save_variant_bag_to_string(bag, text);
-    return bag_failed(result) ? result : create_file(path_t(path), text);
+    return bag_failed(result) ? result : create_file(path_t(path), text, durability);
 }
 
 int fill_variant_bag(const variant_bag_t& bag, const std::string& path) {

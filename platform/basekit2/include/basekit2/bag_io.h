@@ -55,11 +55,11 @@ BASEKIT2_API int save_variant_bag2(const variant_bag_t& bag, const std::string& 
                                    const char* root,
                                    durability_t durability = durability_t::lasting);
 
-/// Writes a file that is not there yet, unflushed. `bag_exists`, and nothing changed, when anything
+/// Writes a file that is not there yet. `bag_exists`, and nothing changed, when anything
 /// has that name, be it a symbolic link that leads nowhere: of several that create one file, in
 /// whatever process, one succeeds. Whoever reads finds the whole bag or no file.
-[[nodiscard]] BASEKIT2_API int create_variant_bag(const variant_bag_t& bag,
-                                                  const std::string& path);
+[[nodiscard]] BASEKIT2_API int create_variant_bag(const variant_bag_t& bag, const std::string& path,
+                                                  durability_t durability = durability_t::whenever);
 
 /// Writes `bag` to a file that holds an empty one, unflushed. `bag_exists`, and nothing changed,
 /// when it holds anything else; also when another process saves it at that very moment: what it

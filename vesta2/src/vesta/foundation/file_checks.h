@@ -4,8 +4,11 @@
 /// failing disk) is neither "there" nor "absent". What is to be deleted, replaced or claimed
 /// because something is missing must ask `isAbsent`, never `!isThere`.
 
+#include <sys/stat.h>
+
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
+#include <optional>
 
 namespace vesta2 {
 
@@ -50,6 +53,17 @@ inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path
         throw fs::filesystem_error("cannot look at", path, error);
     }
     return fs::file_status(fs::file_not_found);
+}
+
+/// Whether both paths lead to one file or directory; none when one of them cannot be looked at.
+inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
+                                      const boost::filesystem::path& b) {
+    struct stat first {};
+    struct stat second {};
+    if (::stat(a.c_str(), &first) != 0 || ::stat(b.c_str(), &second) != 0) {
+        return errno == ENOENT || errno == ENOTDIR ? std::optional<bool>(false) : std::nullopt;
+    }
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 }  // namespace vesta2

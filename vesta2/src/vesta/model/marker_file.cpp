@@ -1,5 +1,6 @@
 #include "marker_file.h"
 
+#include "../foundation/normal_path.h"
 #include "basekit2/bag_io.h"
 #include "property_names.h"
 #include "vesta2/node.h"
@@ -25,7 +26,7 @@ error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag
             return eAlreadyExists;
         }
     }
-    Node::rebind(marker.native());
+    Node::rebind(normalPath(marker).native());
     return errorFromObxError(result);
 }
 
