@@ -92,7 +92,8 @@ protected:
         bag.put("link", target);
         bag.put("md5sum", "0");
         fs::create_directories(fs::path(link).parent_path());
-        ASSERT_EQ(basekit2::save_variant_bag2(bag, link, "bag"), basekit2::bag_ok);
+        ASSERT_EQ(basekit2::save_variant_bag2(bag, link, "bag", basekit2::durability_t::whenever),
+                  basekit2::bag_ok);
     }
     static std::string text(const char* value) { return value ? value : "(null)"; }
 

@@ -40,6 +40,17 @@ inline bool isRegularFile(const boost::filesystem::path& path) {
     return boost::filesystem::is_regular_file(statusOf(path));
 }
 
+/// Whether both paths lead to one file or directory; none when one of them cannot be looked at.
+inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
+                                      const boost::filesystem::path& b) {
+    struct stat first {};
+    struct stat second {};
+    if (::stat(a.c_str(), &first) != 0 || ::stat(b.c_str(), &second) != 0) {
+        return meansAbsent(errno) ? std::optional<bool>(false) : std::nullopt;
+    }
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
 /// For who must not take the unknown for the absent: throws `boost::filesystem::filesystem_error`
 /// when it cannot be told what is there. What is certainly not there is `file_not_found`.
 inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path) {
@@ -53,17 +64,6 @@ inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path
         throw fs::filesystem_error("cannot look at", path, error);
     }
     return fs::file_status(fs::file_not_found);
-}
-
-/// Whether both paths lead to one file or directory; none when one of them cannot be looked at.
-inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
-                                      const boost::filesystem::path& b) {
-    struct stat first {};
-    struct stat second {};
-    if (::stat(a.c_str(), &first) != 0 || ::stat(b.c_str(), &second) != 0) {
-        return errno == ENOENT || errno == ENOTDIR ? std::optional<bool>(false) : std::nullopt;
-    }
-    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 }  // namespace vesta2

@@ -43,8 +43,7 @@ public:
 };
 
 bool isNotThere(const boost::system::system_error& e) {
-    return e.code() == boost::system::errc::no_such_file_or_directory ||
-           e.code() == boost::system::errc::not_a_directory;
+    return meansAbsent(e.code().value());
 }
 
 }  // namespace
