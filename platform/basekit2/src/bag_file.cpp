@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "bag_limits.h"
+#include "bag_syntax.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/descriptor.h"
 #include "basekit2/host.h"

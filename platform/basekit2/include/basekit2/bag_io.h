@@ -3,8 +3,10 @@
 ///
 /// The text is UTF-8 XML: one element a value, the element's name is its kind, its attribute `n`
 /// the value's name. Any byte string comes back exactly; what XML cannot hold is written with C
-/// escapes. The reader is strict: it accepts what the writer writes, up to 64 levels and 64 MiB,
-/// and leaves the bag empty when it refuses.
+/// escapes. The reader is strict: it accepts what the writer writes, in any layout and with either
+/// quote, and leaves the bag empty when it refuses. Reader and writer refuse more than 64 levels,
+/// 16 MiB of text or 262144 values in all, so that no file costs more than 256 MiB of memory to
+/// read.
 ///
 /// Every function returns 1 on success and a code with bit 30 set on failure. All are safe to call
 /// from several threads on different bags.
@@ -22,7 +24,7 @@ enum bag_result_t : int {
     bag_failed_bit = 1 << 30,
     bag_unreadable =
         bag_failed_bit | 1,  ///< the file is there but cannot be read, or is no regular file
-    bag_too_large = bag_failed_bit | 2,   ///< more than 64 MiB
+    bag_too_large = bag_failed_bit | 2,   ///< more than 16 MiB, or than 262144 values
     bag_malformed = bag_failed_bit | 3,   ///< not a bag's text
     bag_unwritable = bag_failed_bit | 4,  ///< the file cannot be written
     bag_absent = bag_failed_bit | 5,      ///< there is no such file
@@ -38,7 +40,8 @@ enum class durability_t {
                ///< same
 };
 
-/// Writes `bag` to `text`, with the root element `root`.
+/// Writes `bag` to `text`, with the root element `root`: letters, digits, "_", "-" and ".".
+/// `bag_malformed` for another root or a bag that is too deep; `text` is empty after a failure.
 BASEKIT2_API int save_variant_bag_to_string(const variant_bag_t& bag, std::string& text,
                                             const char* root = "bag");
 /// Reads `text` into `bag`. An empty `root` accepts any root element.
