@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <string>
 
+#include "../vesta/foundation/locked_files.h"
 #include "flag_record.h"
-#include "locked_files.h"
 
 namespace vesta2::util {
 
@@ -49,27 +49,6 @@ error_t whyNotOpen() {
 }
 
 }  // namespace
-
-LockedFiles& LockedFiles::get() {
-    static LockedFiles& files = *new LockedFiles();
-    return files;
-}
-
-void LockedFiles::add(int descriptor, const struct stat& file) {
-    m_files.insert_or_assign(descriptor, Entry{file.st_dev, file.st_ino, ::getpid()});
-}
-
-void LockedFiles::remove(int descriptor) { m_files.erase(descriptor); }
-
-int LockedFiles::find(const struct stat& file) const {
-    for (const auto& [descriptor, entry] : m_files) {
-        if (entry.device == file.st_dev && entry.inode == file.st_ino &&
-            entry.process == ::getpid()) {
-            return descriptor;
-        }
-    }
-    return -1;
-}
 
 FileLocker::~FileLocker() { close(); }
 

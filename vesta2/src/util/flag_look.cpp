@@ -8,10 +8,10 @@
 #include <cstring>
 #include <string_view>
 
+#include "../vesta/foundation/locked_files.h"
 #include "basekit2/descriptor.h"
 #include "basekit2/path.h"
 #include "flag_record.h"
-#include "locked_files.h"
 #include "vesta2/names.h"
 
 namespace vesta2::util {
