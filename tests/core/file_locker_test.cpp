@@ -10,7 +10,6 @@
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <functional>
-#include <sstream>
 #include <utility>
 
 #include "basekit2/bag_io.h"
@@ -170,7 +169,7 @@ TEST_F(FileLockerTest, ManagerPassesOnWhyAFlagCannotBeClaimedOrAsked) {
         vesta2::error_t question;
     } cases[] = {
         {{Call::open, EMFILE, 1}, eTooManyOpenFiles, eTooManyOpenFiles},
-        {{Call::open, EROFS, 1}, eFileAccessDenied, eFileAccessDenied},
+        {{Call::open, EROFS, 1}, eFileAccessDenied, eNotOwner},
         {{Call::lock, EAGAIN, 1}, eFileLocked, eNotOwner},
         {{Call::read, EIO}, eFileError, eFileError},
         {{Call::write, ENOSPC}, eFileError, eOK},
@@ -196,10 +195,11 @@ TEST_F(FileLockerTest, WhereNothingCanBeLockedTheRecordGuardsTheFlag) {
     basekit2::variant_bag_t record;
     record.put("pid", static_cast<std::uint32_t>(util::getPPid()));
     record.put("ppid", static_cast<std::uint32_t>(util::getPpidFromProc(util::getPPid())));
-    ASSERT_EQ(FileLocker().lock((m_flag + ".infozentor").c_str()), true);
-    FileLocker info;
-    ASSERT_TRUE(info.lock((m_flag + ".infozentor").c_str()));
-    ASSERT_EQ(info.writeData(record), eOK);
+    {
+        FileLocker info;
+        ASSERT_TRUE(info.lock((m_flag + ".infozentor").c_str()));
+        ASSERT_EQ(info.writeData(record), eOK);
+    }
     util::FlagManager flags;
     basekit2::variant_bag_t owner;
     EXPECT_EQ(flags.writeFlag(m_flag.c_str(), false, &owner), eFileLocked);
@@ -214,9 +214,11 @@ TEST_F(FileLockerTest, LocksTheFileThatIsAtThePath) {
         ::unlink(m_path.c_str());
         support::writeFile(m_path, "");
     };
-    FileLocker locker;
-    EXPECT_TRUE(locker.lock(m_path.c_str()));
-    EXPECT_TRUE(locker.isAt(m_path.c_str()));
+    {
+        FileLocker locker;
+        EXPECT_TRUE(locker.lock(m_path.c_str()));
+        EXPECT_EQ(locker.checkAt(m_path.c_str()), eOK);
+    }
     // A file that is deleted over and over is let go in the end.
     std::function<void()> again = [&] {
         ::unlink(m_path.c_str());
@@ -244,8 +246,7 @@ TEST(ProcessIds, ParentIsReadFromAStatus) {
         {"", 0},
     };
     for (const auto& each : cases) {
-        std::istringstream status(each.text);
-        EXPECT_EQ(util::readPpid(status), each.ppid) << each.text;
+        EXPECT_EQ(util::readPpid(each.text), each.ppid) << each.text;
     }
     EXPECT_EQ(util::getPpidFromProc(util::getPid()), util::getPPid());
     EXPECT_EQ(util::getPpidFromProc(-1), 0);

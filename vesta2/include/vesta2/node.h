@@ -162,7 +162,6 @@ private:
     void updateLinkFile();
     std::string wantedLinkPath();
     void writeLinkFile();
-    [[nodiscard]] std::string makeFlagFileName(const char* name) const;
     /// What becomes of a copy with failed steps.
     enum class Incomplete { kept, undone };
     bool transfer(const char* destination, bool rename, notify2::IProgress* progress,

@@ -24,23 +24,29 @@ LockedFiles& LockedFiles::get() {
     return files;
 }
 
-void LockedFiles::add(int descriptor, const struct stat& file) {
+void LockedFiles::add(int descriptor, const struct stat& file, bool isGuarded) {
     Entry& entry = m_files[{file.st_dev, file.st_ino}];
     entry.descriptor = descriptor;
     entry.process = ::getpid();
+    entry.isGuarded = isGuarded;
 }
 
 void LockedFiles::remove(int descriptor) {
-    const auto found = std::find_if(m_files.begin(), m_files.end(), [&](const auto& file) {
-        return file.second.descriptor == descriptor;
-    });
-    if (found == m_files.end()) {
-        return;
-    }
+    const auto found = entryOf(descriptor);
     for (const int kept : found->second.kept) {
         ::close(kept);
     }
     m_files.erase(found);
+}
+
+LockedFiles::Entries::const_iterator LockedFiles::entryOf(int descriptor) const {
+    return std::find_if(m_files.begin(), m_files.end(),
+                        [&](const auto& file) { return file.second.descriptor == descriptor; });
+}
+
+bool LockedFiles::isGuarded(int descriptor) const {
+    const auto found = entryOf(descriptor);
+    return found != m_files.end() && found->second.isGuarded;
 }
 
 int LockedFiles::find(const struct stat& file) const {
@@ -49,8 +55,10 @@ int LockedFiles::find(const struct stat& file) const {
     return isOurs ? found->second.descriptor : -1;
 }
 
-void LockedFiles::close(int descriptor, const struct stat& file) {
-    if (find(file) >= 0) {
+void LockedFiles::close(int descriptor) {
+    struct stat file {};
+    // What cannot be identified cannot be kept for anybody.
+    if (::fstat(descriptor, &file) == 0 && find(file) >= 0) {
         m_files[{file.st_dev, file.st_ino}].kept.push_back(descriptor);
     } else {
         ::close(descriptor);
@@ -67,11 +75,9 @@ bool isLockedByThisProcess(dev_t device, ino_t inode) {
 }
 
 void closeBesideLocks(int descriptor) {
-    struct stat file {};
     LockedFiles& files = LockedFiles::get();
     const Guard guard(files.mutex());
-    // What cannot be identified any more is kept by nobody.
-    ::fstat(descriptor, &file) == 0 ? files.close(descriptor, file) : void(::close(descriptor));
+    files.close(descriptor);
 }
 
 }  // namespace vesta2

@@ -23,28 +23,35 @@ public:
     /// it, and as long as a descriptor is used that `find` told.
     std::mutex& mutex() { return m_mutex; }
 
-    /// Notes that `descriptor` holds a lock on `file`.
-    void add(int descriptor, const struct stat& file);
+    /// Notes that `descriptor` holds a lock on `file`; not `isGuarded` where the file system has no
+    /// locks, and it only counts as locked.
+    void add(int descriptor, const struct stat& file, bool isGuarded);
     /// `descriptor` holds its lock no longer; closes what `close` kept.
     void remove(int descriptor);
+    [[nodiscard]] bool holds(int descriptor) const { return entryOf(descriptor) != m_files.end(); }
+    [[nodiscard]] bool isGuarded(int descriptor) const;
     /// The descriptor that holds the lock on the file; -1 when this process has it not locked.
     [[nodiscard]] int find(const struct stat& file) const;
     /// Closes `descriptor`, which holds no lock of its own. When this process has its file locked,
     /// it stays open as long as that lock is held.
-    void close(int descriptor, const struct stat& file);
+    void close(int descriptor);
 
 private:
     LockedFiles();
 
     using Identity = std::pair<dev_t, ino_t>;
     struct Entry {
-        int descriptor;
-        int process;  ///< a child inherits the table, but not the locks
+        int descriptor = -1;
+        int process = 0;  ///< a child inherits the table, but not the locks
+        bool isGuarded = false;
         std::vector<int> kept;
     };
+    using Entries = std::map<Identity, Entry>;
+
+    [[nodiscard]] Entries::const_iterator entryOf(int descriptor) const;
 
     std::mutex m_mutex;
-    std::map<Identity, Entry> m_files;
+    Entries m_files;
 };
 
 /// Whether to open and close the file would lose a lock of this process.
