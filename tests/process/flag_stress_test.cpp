@@ -1,10 +1,14 @@
 // Processes claim one flag, ask for it, force it, give it up and are killed, all at once. Pauses
 // between their system calls, which a seed decides, bring about what is rare otherwise.
-// VESTA2_STRESS_SEED and VESTA2_STRESS_SECONDS make a run another or a longer one.
+// VESTA2_STRESS_SEED and VESTA2_STRESS_SECONDS make a run another or a longer one;
+// VESTA2_STRESS_MOUNTS names the places, parted by ":", where one network file system is mounted.
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,7 +26,7 @@ std::mt19937 chance;
 /// In a worker: how many system calls in a hundred are followed by a pause.
 unsigned pausesInHundred = 0;
 
-unsigned below(unsigned limit) { return static_cast<unsigned>(chance() % limit); }
+unsigned below(std::size_t limit) { return static_cast<unsigned>(chance() % limit); }
 
 void perhapsPause() {
     if (below(100) < pausesInHundred) {
@@ -69,7 +73,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// What all processes see.
+/// What all processes see. They go by the numbers that the test gave them: on other hosts are other
+/// process tables.
 struct Board {
     std::atomic<int> owner{0};
     std::atomic<int> doomed{0};  ///< is about to be killed: what it had may be another's already
@@ -81,7 +86,8 @@ struct Board {
 
 class Worker {
 public:
-    Worker(Board& board, const std::string& directory) : m_board(board), m_directory(directory) {
+    Worker(Board& board, int number, const std::string& directory)
+        : m_board(board), m_number(number), m_directory(directory) {
         m_flags.setDirectory(directory);
     }
 
@@ -150,13 +156,13 @@ private:
     }
 
     void enter() {
-        const int before = m_board.owner.exchange(::getpid());
+        const int before = m_board.owner.exchange(m_number);
         if (before != 0 && before != m_board.doomed) {
             ++m_board.doubleOwners;
         }
     }
     void leave() {
-        int self = ::getpid();
+        int self = m_number;
         m_board.owner.compare_exchange_strong(self, 0);
     }
 
@@ -170,6 +176,7 @@ private:
     }
 
     Board& m_board;
+    const int m_number;
     const std::string m_directory;
     util::FlagManager m_flags;
     variant_bag_t m_record;
@@ -182,53 +189,101 @@ protected:
         return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
     }
 
-    pid_t start(unsigned seed, Clock::duration time) {
-        const pid_t child = ::fork();
+    struct Child {
+        pid_t process;
+        int number;
+    };
+
+    /// Works on one of the mounts, if there are any, as a host of its own.
+    Child start(Clock::duration time) {
+        const int number = ++m_lastNumber;
+        const unsigned seed = below(1U << 30);
+        const std::string& directory = m_directories[below(m_directories.size())];
+        const pid_t child = m_areMounts ? forkAsHost() : ::fork();
         if (child == 0) {
             chance.seed(seed);
             pausesInHundred = below(3) * 15;
-            Worker(*m_board, m_temp.path().native()).run(time);
+            Worker(*m_board, number, directory).run(time);
         }
-        return child;
+        return {child, number};
     }
 
-    void kill(pid_t worker) {
-        m_board->doomed = worker;
-        ::kill(worker, SIGKILL);
-        ::waitpid(worker, nullptr, 0);
-        int owner = worker;
+    static pid_t forkAsHost() {
+        const long child = ::syscall(SYS_clone, CLONE_NEWPID | CLONE_NEWNS | SIGCHLD, 0, 0, 0, 0);
+        if (child == 0 && (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                           ::mount("proc", "/proc", "proc", 0, nullptr) != 0)) {
+            ::_exit(2);
+        }
+        return static_cast<pid_t>(child);
+    }
+
+    void kill(const Child& worker) {
+        m_board->doomed = worker.number;
+        ::kill(worker.process, SIGKILL);
+        ::waitpid(worker.process, nullptr, 0);
+        int owner = worker.number;
         m_board->owner.compare_exchange_strong(owner, 0);
+    }
+
+    static void expectSuccess(pid_t child) {
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
     }
 
     /// Some claim until the time is over, others until they are killed.
     void round(Clock::duration time) {
-        std::vector<pid_t> workers(2 + below(5));
-        for (pid_t& worker : workers) {
-            worker = start(below(1U << 30), time);
+        std::vector<Child> workers(2 + below(5));
+        for (Child& worker : workers) {
+            worker = start(time);
         }
         const auto end = Clock::now() + time;
         while (Clock::now() < end) {
-            ::usleep(below(20000));
-            pid_t& victim = workers[below(static_cast<unsigned>(workers.size()))];
+            ::usleep(below(m_areMounts ? 200000 : 20000));
+            Child& victim = workers[below(workers.size())];
             kill(victim);
-            victim = start(below(1U << 30), end - Clock::now());
+            victim = start(end - Clock::now());
         }
-        for (const pid_t worker : workers) {
-            int status = -1;
-            ::waitpid(worker, &status, 0);
-            EXPECT_EQ(status, 0);
+        for (const Child& worker : workers) {
+            expectSuccess(worker.process);
         }
     }
 
-    /// Whatever has happened, the flag can be had, and given up without a rest.
+    /// Whatever has happened, the flag can be had, and given up without a rest. The server of a
+    /// network file system may need a moment to notice that a process has been killed.
     void expectNothingLost() {
-        util::FlagManager flags;
-        flags.setDirectory(m_temp.path().native());
-        ASSERT_EQ(flags.writeFlag("flag", false, nullptr), eOK) << "lost for everybody";
-        ASSERT_EQ(flags.removeFlag("flag", true, false), eOK);
-        ASSERT_TRUE(fs::is_empty(m_temp.path()));
+        const pid_t child = m_areMounts ? forkAsHost() : ::fork();
+        if (child == 0) {
+            util::FlagManager flags;
+            flags.setDirectory(m_directories.front());
+            vesta2::error_t code = flags.writeFlag("flag", false, nullptr);
+            for (int i = 0; m_areMounts && code == eFileLocked && i < 1000; ++i) {
+                ::usleep(10000);
+                code = flags.writeFlag("flag", false, nullptr);
+            }
+            EXPECT_EQ(code, eOK) << "lost for everybody";
+            EXPECT_EQ(flags.removeFlag("flag", true, false), eOK);
+            EXPECT_TRUE(fs::is_empty(m_directories.front()));
+            std::fflush(nullptr);
+            ::_exit(HasFailure() ? 1 : 0);
+        }
+        expectSuccess(child);
     }
 
+    static std::vector<std::string> places(const std::string& text) {
+        std::vector<std::string> found;
+        std::istringstream in(text);
+        for (std::string place; std::getline(in, place, ':');) {
+            found.push_back(place);
+        }
+        return found;
+    }
+
+    const char* const m_mounts = std::getenv("VESTA2_STRESS_MOUNTS");
+    const bool m_areMounts = m_mounts != nullptr;
+    const std::vector<std::string> m_directories =
+        places(m_areMounts ? m_mounts : m_temp.path().native());
+    int m_lastNumber = 0;
     Board* m_board = new (::mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE,
                                  MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Board;
 };
@@ -240,7 +295,7 @@ TEST_F(FlagStress, OneOwnerAndNoFlagLost) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     chance.seed(seed);
     for (const auto end = Clock::now() + time; Clock::now() < end && !HasFailure();) {
-        round(std::chrono::milliseconds(50 + below(200)));
+        round(std::chrono::milliseconds(50 + below(200)) * (m_areMounts ? 10 : 1));
         expectNothingLost();
         EXPECT_EQ(m_board->doubleOwners, 0);
         EXPECT_EQ(m_board->lostRecords, 0);

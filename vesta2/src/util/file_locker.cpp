@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -46,6 +47,13 @@ bool isSame(const struct statx& a, const struct statx& b) {
            a.stx_dev_minor == b.stx_dev_minor;
 }
 
+/// Makes the client of a network file system ask its server again which file is at `path`: that
+/// the one that it remembers is gone only shows when the server is asked something about it.
+void forgetName(const char* path) {
+    struct statfs ignored {};
+    ::statfs(path, &ignored);
+}
+
 /// Whether `errno` says that there is no such file any more.
 bool isGone() { return errno == ENOENT || errno == ENOTDIR || errno == ESTALE; }
 
@@ -86,6 +94,7 @@ bool FileLocker::lockAt(const char* path, int openFlags) {
         if (outcome == attempt_t::failed) {
             return false;
         }
+        forgetName(path);
     }
     m_status = eFileLocked;
     return false;
@@ -152,6 +161,9 @@ FileLocker::attempt_t FileLocker::lockOpened() {
     if (!isGuarded && (errno == EACCES || errno == EAGAIN)) {
         return fail(eFileLocked);
     }
+    if (!isGuarded && isGone()) {
+        return attempt_t::again;
+    }
     files.add(m_descriptor, file, isGuarded);
     return attempt_t::done;
 }
@@ -175,8 +187,10 @@ void FileLocker::close() {
 error_t FileLocker::checkAt(const char* path) const {
     struct statx opened {};
     struct statx found {};
-    if (!askServer(m_descriptor, "", opened)) {
-        return errno == ESTALE ? eNotFound : eFileError;
+    struct statfs ignored {};
+    // Some clients answer every question about a file from what they remember, but this one.
+    if (::fstatfs(m_descriptor, &ignored) != 0 || !askServer(m_descriptor, "", opened)) {
+        return isGone() ? eNotFound : eFileError;
     }
     if (opened.stx_nlink == 0) {
         return eNotFound;
