@@ -1,3 +1,5 @@
+#include <sys/statfs.h>
+
 #include <charconv>
 #include <chrono>
 #include <limits>
@@ -6,12 +8,12 @@
 #include <thread>
 
 #include "failure.h"
-#include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"
 #include "options.h"
 #include "output/text.h"
+#include "vesta2/node.h"
 
 namespace cli {
 namespace {
@@ -107,19 +109,32 @@ struct Place {
     std::string marker;
 };
 
+/// What the marker file holds now that the flag is ours.
+basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
+    // The client of a network file system may remember the file that was there before the last
+    // owner of the flag saved. It has to ask its server about that one, and finds that it is gone.
+    struct statfs ignored {};
+    ::statfs(place.marker.c_str(), &ignored);
+    auto node = openNode(place.marker);
+    const vesta2::marker_state_t state = vesta2::Node::markerState(node);
+    if (state == vesta2::marker_state_t::read) {
+        return node;
+    }
+    const bool isMalformed = state == vesta2::marker_state_t::malformed;
+    throw Failure(exitFailure, place.marker,
+                  isMalformed ? "the marker file is malformed, so nothing was changed"
+                              : "the marker file cannot be read, so nothing was changed",
+                  isMalformed ? "restore it from a copy first"
+                              : "see that it can be read, and try again");
+}
+
 int run(const Arguments& arguments, Session& session) {
     const Place place(arguments.node);
     const FlagClaim claim(place.directory, flags::changing, patience,
                           [](auto time) { std::this_thread::sleep_for(time); });
     // Whoever collects would overwrite the change.
     requireUnclaimed(place.directory, {flags::collecting, flags::projectReadOnly});
-    const auto node = openNode(place.marker);
-    const Description description = describe(node);
-    if (description.state == "unreadable") {
-        throw Failure(exitFailure, place.marker,
-                      "the marker file is unreadable, so nothing was changed",
-                      "restore it from a copy first");
-    }
+    const auto node = openClaimed(place);
     std::vector<Property> changes;
     for (const std::string& assignment : arguments.assignments) {
         changes.push_back(parseAssignment(*node, assignment));
@@ -136,7 +151,7 @@ int run(const Arguments& arguments, Session& session) {
         for (const Property& change : changes) {
             values[jsonName(change.key)] = jsonValue(change.value);
         }
-        session.out.writeJson({{"path", jsonText(description.path)}, {"properties", values}});
+        session.out.writeJson({{"path", jsonText(node->getPath())}, {"properties", values}});
     }
     return exitOk;
 }

@@ -292,6 +292,7 @@ TEST_F(FlagStress, OneOwnerAndNoFlagLost) {
     const unsigned seed = fromEnvironment("VESTA2_STRESS_SEED", std::random_device()());
     const std::chrono::seconds time(fromEnvironment("VESTA2_STRESS_SECONDS", 3));
     std::printf("seed %u\n", seed);
+    std::fflush(nullptr);
     SCOPED_TRACE("seed " + std::to_string(seed));
     chance.seed(seed);
     for (const auto end = Clock::now() + time; Clock::now() < end && !HasFailure();) {
