@@ -1,3 +1,4 @@
+#include <linux/magic.h>
 #include <sys/statfs.h>
 
 #include <charconv>
@@ -109,23 +110,41 @@ struct Place {
     std::string marker;
 };
 
-/// What the marker file holds now that the flag is ours.
+/// Makes the client of a network file system ask its server which file is at `path`: it may
+/// remember the one that was there before the last owner of the flag saved. Whether it may be
+/// wrong about the content of the right one too, as the caches of such clients in user space are
+/// for a second.
+bool askServerFor(const std::string& path) {
+    struct statfs fileSystem {};
+    return ::statfs(path.c_str(), &fileSystem) != 0 || fileSystem.f_type == FUSE_SUPER_MAGIC;
+}
+
+/// The node as it is on disk now that the flag is ours.
 basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
-    // The client of a network file system may remember the file that was there before the last
-    // owner of the flag saved. It has to ask its server about that one, and finds that it is gone.
-    struct statfs ignored {};
-    ::statfs(place.marker.c_str(), &ignored);
-    auto node = openNode(place.marker);
-    const vesta2::marker_state_t state = vesta2::Node::markerState(node);
-    if (state == vesta2::marker_state_t::read) {
-        return node;
+    using vesta2::marker_state_t;
+    constexpr std::chrono::milliseconds pause(100);
+    constexpr int mostTries = 30;
+    marker_state_t state = marker_state_t::absent;
+    for (int attempt = 0; attempt < mostTries; ++attempt) {
+        const bool mayBeWrong = askServerFor(place.marker);
+        auto node = openNode(place.marker);
+        state = vesta2::Node::markerState(node);
+        if (state == marker_state_t::read) {
+            return node;
+        }
+        if (!mayBeWrong) {
+            break;
+        }
+        std::this_thread::sleep_for(pause);
     }
-    const bool isMalformed = state == vesta2::marker_state_t::malformed;
+    if (state == marker_state_t::malformed) {
+        throw Failure(exitFailure, place.marker,
+                      "the marker file is malformed, so nothing was changed",
+                      "restore it from a copy first");
+    }
     throw Failure(exitFailure, place.marker,
-                  isMalformed ? "the marker file is malformed, so nothing was changed"
-                              : "the marker file cannot be read, so nothing was changed",
-                  isMalformed ? "restore it from a copy first"
-                              : "see that it can be read, and try again");
+                  "the marker file cannot be read, so nothing was changed",
+                  "see that it can be read, and try again");
 }
 
 int run(const Arguments& arguments, Session& session) {

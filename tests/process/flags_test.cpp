@@ -182,6 +182,20 @@ TEST_F(Flags, LeftBehindAreJudgedByTheirRecord) {
     EXPECT_EQ(m_other.ask("look " + m_flag), "held 0 ");
 }
 
+TEST_F(Flags, AreGivenUpWhileSomebodyReadsTheirRecord) {
+    const Holder reader;
+    for (const std::string command : {"remove", "preserve", "end"}) {
+        ASSERT_EQ(m_holder.ask("write " + m_flag), m_holder.found("0"));
+        ASSERT_EQ(reader.ask("hold " + infoOf(m_flag)), "0");
+        EXPECT_EQ(m_other.ask("write " + m_flag), m_holder.found("15")) << "told who has it";
+        command == "end" ? m_holder.end() : void(m_holder.ask(command + ' ' + m_flag));
+        EXPECT_TRUE(fs::is_empty(m_directory)) << command;
+        EXPECT_EQ(m_other.ask("write " + m_flag), m_other.found("0")) << command;
+        EXPECT_EQ(m_other.ask("remove " + m_flag), "0");
+        command == "preserve" ? void(m_holder.ask("restore " + at("none"))) : void();
+    }
+}
+
 TEST_F(Flags, PreservedAreFreeUntilTheyAreRestored) {
     ASSERT_EQ(m_holder.ask("write " + m_flag), m_holder.found("0"));
     ASSERT_EQ(m_holder.ask("preserve ."), "");
@@ -219,6 +233,7 @@ TEST_F(Flags, LeadNobodyToWhatOthersPlanted) {
     for (const auto& [kind, plant] : Rows<std::string, std::function<void(const std::string&)>>{
              {"link", [&](auto& path) { fs::create_symlink(outside / "file", path); }},
              {"dangling", [&](auto& path) { fs::create_symlink(outside / "none", path); }},
+             {"hard", [&](auto& path) { fs::create_hard_link(outside / "file", path); }},
              {"fifo", [](auto& path) { EXPECT_EQ(::mkfifo(path.c_str(), 0666), 0); }},
              {"directory", [](auto& path) { fs::create_directory(path); }}}) {
         for (const std::string& planted : {lockOf(at(kind)), infoOf(at(kind))}) {
