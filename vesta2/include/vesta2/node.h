@@ -191,7 +191,6 @@ private:
     void dropLinkFile(const std::string& path) const;
     void nameLinkInMarker();
     error_t saveProperties();
-    [[nodiscard]] std::string makeFlagFileName(const char* name) const;
     /// What becomes of a copy with failed steps.
     enum class Incomplete { kept, undone };
     bool transfer(const char* destination, bool rename, notify2::IProgress* progress,

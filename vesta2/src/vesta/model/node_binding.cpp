@@ -95,6 +95,7 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
 void Node::takeName(const std::string& markerFilePath) {
     const fs::path marker = markerFilePath;
     m_directory = normalPath(marker).parent_path();
+    m_flagManager.setDirectory(m_directory.native());
     m_userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
     if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {
