@@ -48,21 +48,14 @@ sptr_t<INode> openNode(const char* name, const char* parentDir, const std::strin
     return Node::lookup(findLastMatching(name ? name : "", parentDir, extension, false), parentDir);
 }
 
-sptr_t<IProject> makeProject(const char* name, const char* parentDir, Existing existing) {
-    std::string directory;
-    return makeNode(name, parentDir, projectMarkerFileExt(), existing, directory)
-               ? IProject::open(directory.c_str(), parentDir)
-               : sptr_t<IProject>();
-}
-
 }  // namespace
 
-sptr_t<IProject> createNewProject(const char* name, const char* parentDir) {
-    return makeProject(name, parentDir, Existing::refuse);
-}
-
 sptr_t<IProject> IProject::create(const char* name, const char* parentDir, bool removeOnClose) {
-    sptr_t<IProject> project = makeProject(name, parentDir, Existing::reuse);
+    std::string directory;
+    if (!makeNode(name, parentDir, projectMarkerFileExt(), Existing::reuse, directory)) {
+        return {};
+    }
+    sptr_t<IProject> project = open(directory.c_str(), parentDir);
     if (project) {
         project->setRemoveOnClose(removeOnClose);
     }
