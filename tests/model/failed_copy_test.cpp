@@ -175,6 +175,8 @@ TEST_F(CopyTest, AKilledCopyIsNoNodeUntilItIsWhole) {
     for (const char* name : {"a", "data.0/b", "data.0/c", "z"}) {
         writeFile(at("r000/" + std::string(name)), name);
     }
+    // Whatever the order of a listing, by age or by name, the marker is not always the last.
+    openResult(at("r000"))->save();
     constexpr int done = 3;
     int nodes = 0;
     for (int killAt = 0, code = 0; code != done; ++killAt) {
@@ -259,8 +261,9 @@ void become(unsigned user) {
 TEST_F(CopyTest, WhoOwnsTheParentOfADestinationCannotRedirectCopies) {
     constexpr unsigned victim = 65534;
     constexpr unsigned attacker = 65533;
-    constexpr int rounds = 300;
+    constexpr int rounds = 120;
     constexpr int mostTries = 20000;
+    constexpr int manyFiles = 100;
     if (::geteuid() != 0) {
         GTEST_SKIP() << "needs root";
     }
@@ -284,19 +287,24 @@ TEST_F(CopyTest, WhoOwnsTheParentOfADestinationCannotRedirectCopies) {
                 ::rename(bait.c_str(), copy.c_str());
                 ::usleep(200);
                 ::rename(copy.c_str(), bait.c_str());
+                // An empty directory may be taken for the victim's when that clears up.
+                ::mkdir(at("shared/bait").c_str(), 0777);
             }
         }
     }
     const int code = inChild([this] {
         become(victim);
         makeResult(at("r000"));
-        writeFile(at("r000/secret"), "s");
+        for (int i = 0; i < manyFiles; ++i) {
+            writeFile(at("r000/data.0/" + std::to_string(i)), "secret");
+        }
         fs::permissions(at("r000"), fs::owner_all);
         // The name is taken as long as the other one has something there.
         for (int round = 0, tries = 0; round < rounds && tries < mostTries; ++tries) {
             const ResultHandle result = openResult(at("r000"));
             const std::string copy = at("shared/copy");
-            const bool isMade = round % 3 == 0 ? result->copy(copy.c_str(), false, nullptr)
+            Progress slow;
+            const bool isMade = round % 3 == 0 ? result->copy(copy.c_str(), false, &slow)
                                 : round % 3 == 1
                                     ? static_cast<bool>(result->duplicate(copy.c_str()))
                                     : static_cast<bool>(result->exportTo(copy.c_str(), nullptr));
@@ -306,19 +314,18 @@ TEST_F(CopyTest, WhoOwnsTheParentOfADestinationCannotRedirectCopies) {
     ::kill(swapper, SIGKILL);
     ::waitpid(swapper, nullptr, 0);
     EXPECT_EQ(code, 0);
-    int baits = 0;
+    bool isKept = false;
     for (const fs::directory_entry& entry : fs::directory_iterator(at("shared"))) {
         struct stat info {};
         ASSERT_EQ(::stat(entry.path().c_str(), &info), 0);
         if (info.st_uid == attacker) {
-            ++baits;
             EXPECT_TRUE(fs::is_empty(entry.path())) << entry.path();
         } else if (fs::exists(entry.path() / "file")) {
-            ++baits;
+            isKept = true;
             EXPECT_EQ(info.st_mode & 0777U, 0755U) << "of the victim, and none of the copy's";
         }
     }
-    EXPECT_EQ(baits, 2);
+    EXPECT_TRUE(isKept);
 }
 
 }  // namespace
