@@ -156,6 +156,8 @@ protected:
     /// The name of the marker file in the directory.
     [[nodiscard]] std::string markerFileName() const;
     [[nodiscard]] const basekit2::variant_bag_t& properties() const { return m_properties; }
+    /// Properties were changed past the storage.
+    void markModified() { m_changeMonitor.modified = true; }
     /// Takes over the group of the nodes in this node's directory.
     void setOwnGroup(std::unique_ptr<NodeGroup> group);
     /// The group given to `setOwnGroup`, with a reference added.
@@ -186,7 +188,9 @@ private:
     [[nodiscard]] bool hasWantedLink() const;
     [[nodiscard]] Leads whereLeads(const struct LinkFile& link) const;
     [[nodiscard]] bool isNamed(const std::string& markerFilePath) const;
-    [[nodiscard]] bool canTakeName(const std::string& markerName) const;
+    bool canBeLinkedFrom(const boost::filesystem::path& directory,
+                         const std::string& markerName) const;
+    [[nodiscard]] bool isLinkInOrder() const;
     bool writeLinkFile(const std::string& path);
     void dropLinkFile(const std::string& path) const;
     void nameLinkInMarker();
@@ -195,7 +199,8 @@ private:
     enum class Incomplete { kept, undone };
     bool transfer(const char* destination, bool rename, notify2::IProgress* progress,
                   Incomplete incomplete);
-    void settleIn(const boost::filesystem::path& directory, bool rename);
+    [[nodiscard]] std::string markerNameIn(const boost::filesystem::path& directory) const;
+    void settleIn(const boost::filesystem::path& directory, const std::string& marker);
     bool removeChildren();
     bool removeDirectory(const boost::filesystem::path& group);
     bool removeOwnLink(const boost::filesystem::path& group);

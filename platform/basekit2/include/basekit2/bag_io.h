@@ -79,8 +79,12 @@ BASEKIT2_API int load_variant_bag2(variant_bag_t& bag, const std::string& path, 
 /// The text of a bag file, for a caller that needs its bytes as well as its bag.
 BASEKIT2_API int read_bag_text(const std::string& path, std::string& text);
 
-/// Whether `name` is one that `save_variant_bag` gives its temporary files. One that is still there
-/// was left by a process that was killed while it saved.
+/// A name for a file that takes its own by a rename: unique among all hosts and processes that
+/// write to the same directory, and short, since the own name may be as long as the file system
+/// allows.
+BASEKIT2_API std::string make_bag_temporary();
+/// Whether `name` is one of `make_bag_temporary`, as `save_variant_bag` gives its temporary files.
+/// One that is still there was left by a process that was killed.
 BASEKIT2_API bool is_bag_temporary(std::string_view name);
 
 }  // namespace basekit2

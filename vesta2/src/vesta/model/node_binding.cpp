@@ -257,8 +257,11 @@ bool Node::changeUserVisibleName(const char* name) {
     const fs::path marker = m_markerFilePath;
     const fs::path renamed = marker.parent_path() / (name + marker.extension().native());
     try {
-        if (renamed != marker) {
-            if (!canTakeName(renamed.filename().native())) {
+        if (renamed.native() != m_markerFilePath) {
+            if (fs::exists(fs::symlink_status(renamed))) {
+                return setStatus(eAlreadyExists);
+            }
+            if (!canBeLinkedFrom(m_directory, renamed.filename().native())) {
                 return false;
             }
             fs::rename(marker, renamed);
