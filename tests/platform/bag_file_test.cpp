@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <boost/filesystem/operations.hpp>
 #include <random>
 #include <string>
@@ -103,11 +104,13 @@ TEST_F(BagFile, LoadRefusesWhatIsNoReadableBagAndNeverBlocks) {
         EXPECT_EQ(basekit2::load_variant_bag(bag, path, ""), result) << path;
         EXPECT_TRUE(bag.empty()) << path;
     };
-    for (const char* name : {"missing", ".", "text/below", "fifo", "dangling"}) {
-        expectResult(m_directory / name, basekit2::bag_unreadable);
+    for (const char* name : {"missing", "text/below", "dangling"}) {
+        expectResult(m_directory / name, basekit2::bag_absent);
     }
-    expectResult("/dev/null", basekit2::bag_unreadable);
-    expectResult("", basekit2::bag_unreadable);
+    for (const char* name : {".", "fifo", "/dev/null"}) {
+        expectResult(fs::absolute(name, m_directory.path()).native(), basekit2::bag_unreadable);
+    }
+    expectResult("", basekit2::bag_absent);
     expectResult(m_directory / "huge", basekit2::bag_too_large);
     expectResult(m_directory / "text", basekit2::bag_malformed);
     // A file may hold more than its size tells.
@@ -160,6 +163,38 @@ TEST_F(BagFile, SaveRefusesWhatIsNoFile) {
     EXPECT_THAT(namesIn(m_directory.path().native()),
                 UnorderedElementsAre("fifo", "sub", "loop", longest));
     EXPECT_TRUE(fs::is_empty(m_directory / "sub"));
+}
+
+TEST_F(BagFile, IsCreatedOnceAndReplacesNothing) {
+    ASSERT_EQ(::mkfifo((m_directory / "fifo").c_str(), 0600), 0);
+    fs::create_directory(m_directory / "sub");
+    fs::create_symlink("nowhere", m_directory / "dangling");
+    std::vector<std::thread> threads;
+    std::atomic<int> made{0};
+    for (int number = 1; number <= 4; ++number) {
+        threads.emplace_back([&, number] {
+            const int result = basekit2::create_variant_bag(numbered(number), m_file);
+            made += result == basekit2::bag_ok ? number : 0;
+            EXPECT_TRUE(result == basekit2::bag_ok || result == basekit2::bag_exists);
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(load(m_file), numbered(made));
+    for (const char* name : {"a.bag", "fifo", "sub", "dangling"}) {
+        EXPECT_EQ(basekit2::create_variant_bag(numbered(9), m_directory / name),
+                  basekit2::bag_exists)
+            << name;
+    }
+    for (const char* name : {"missing/a.bag", "a.bag/b", "sub/", "fifo/b"}) {
+        EXPECT_EQ(basekit2::create_variant_bag(numbered(9), m_directory / name),
+                  basekit2::bag_unwritable)
+            << name;
+    }
+    EXPECT_EQ(load(m_file), numbered(made));
+    EXPECT_THAT(namesIn(m_directory.path().native()),
+                UnorderedElementsAre("a.bag", "fifo", "sub", "dangling"));
 }
 
 TEST_F(BagFile, FailedSaveLeavesTheOldFile) {

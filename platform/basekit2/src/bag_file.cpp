@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -14,6 +15,7 @@
 #include "basekit2/descriptor.h"
 #include "basekit2/host.h"
 #include "basekit2/path.h"
+#include "basekit2/uninterrupted.h"
 
 namespace basekit2 {
 namespace {
@@ -23,14 +25,18 @@ constexpr mode_t permission_bits = 07777;
 
 bool write_all(int fd, std::string_view text) {
     while (!text.empty()) {
-        const ssize_t written = ::write(fd, text.data(), text.size());
-        if (written > 0) {
-            text.remove_prefix(static_cast<std::size_t>(written));
-        } else if (written == 0 || errno != EINTR) {
+        const ssize_t written =
+            uninterrupted([&] { return ::write(fd, text.data(), text.size()); });
+        if (written <= 0) {
             return false;
         }
+        text.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
+}
+
+bool flush(int fd) {
+    return uninterrupted([&] { return ::fsync(fd); }) == 0;
 }
 
 /// Where the symbolic link at `path` leads. One that leads nowhere is followed one step: the save
@@ -60,59 +66,93 @@ std::string temporary_name() {
            std::to_string(random);
 }
 
-/// A file under a temporary name; it is removed again unless it was renamed to its own.
+/// A file under a temporary name; it is removed again unless it got its own.
 class temporary_file_t {
 public:
     explicit temporary_file_t(int directory)
         : m_directory(directory),
           m_name(temporary_name()),
-          m_file(::openat(directory, m_name.c_str(),
-                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)) {}
+          m_file(uninterrupted([&] {
+              return ::openat(directory, m_name.c_str(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+          })),
+          m_exists(static_cast<bool>(m_file)) {}
     temporary_file_t(const temporary_file_t&) = delete;
     temporary_file_t& operator=(const temporary_file_t&) = delete;
     ~temporary_file_t() {
-        if (m_file) {
+        if (m_exists) {
             ::unlinkat(m_directory, m_name.c_str(), 0);
         }
     }
 
-    [[nodiscard]] int fd() const { return m_file.get(); }
-    explicit operator bool() const { return static_cast<bool>(m_file); }
+    /// Writes the text and gives the file the mode and the owner of `old`, which may be null.
+    bool fill(std::string_view text, const struct stat* old) {
+        return m_exists && write_all(m_file.get(), text) && (!old || resemble(*old));
+    }
 
+    [[nodiscard]] bool flush() const { return basekit2::flush(m_file.get()); }
+
+    /// Takes the place of what has this name.
     bool rename_to(const std::string& name) {
-        if (::renameat(m_directory, m_name.c_str(), m_directory, name.c_str()) != 0) {
+        return m_file.close() &&
+               renamed(::renameat(m_directory, m_name.c_str(), m_directory, name.c_str()));
+    }
+
+    /// Takes the name only when nothing has it; else a failure, with EEXIST when something has.
+    bool rename_to_new(const std::string& name) {
+        if (!m_file.close()) {
             return false;
         }
-        return m_file.close();
+        if (renamed(::renameat2(m_directory, m_name.c_str(), m_directory, name.c_str(),
+                                RENAME_NOREPLACE))) {
+            return true;
+        }
+        // Not every file system knows an exclusive rename. A second link is as exclusive; the first
+        // goes with this object.
+        return (errno == EINVAL || errno == ENOSYS) &&
+               ::linkat(m_directory, m_name.c_str(), m_directory, name.c_str(), 0) == 0;
     }
 
 private:
+    bool resemble(const struct stat& old) const {
+        // Without the right to give files away the new owner stays; that must not fail the save.
+        // The mode comes last: a change of owner clears bits of it.
+        [[maybe_unused]] const int ignored = ::fchown(m_file.get(), old.st_uid, old.st_gid);
+        return ::fchmod(m_file.get(), old.st_mode & permission_bits) == 0;
+    }
+
+    bool renamed(int result) {
+        m_exists = m_exists && result != 0;
+        return result == 0;
+    }
+
     int m_directory;
     std::string m_name;
     descriptor_t m_file;
+    bool m_exists;
 };
 
-descriptor_t open_to_read(const std::string& path) {
-    int fd = -1;
-    do {
-        fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    } while (fd < 0 && errno == EINTR);
-    return descriptor_t(fd);
+descriptor_t open_file(const std::string& path, int flags) {
+    return descriptor_t(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC); }));
+}
+
+/// The directory that holds, or will hold, the file at `path`.
+descriptor_t open_directory_of(const path_t& path) {
+    const path_t parent = path.parent();
+    return open_file(parent.text().empty() ? "." : parent.text(), O_RDONLY | O_DIRECTORY);
 }
 
 bool flush_directory(int directory) {
     // Some file systems have nothing to flush for a directory, and say so.
-    return ::fsync(directory) == 0 || errno == EINVAL;
+    return flush(directory) || errno == EINVAL;
 }
 
 /// Replaces the file at `target`, or the one that a symbolic link there leads to after at most
 /// `links` others.
 bool replace_file(const path_t& target, std::string_view text, durability_t durability,
                   int links = 8) {
-    const path_t parent = target.parent();
     const std::string name(target.last_component());
-    const descriptor_t directory(
-        ::open(parent.text().empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const descriptor_t directory = open_directory_of(target);
     if (!directory || name.empty()) {
         return false;
     }
@@ -125,23 +165,28 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
     if (replaces ? !S_ISREG(old.st_mode) : errno != ENOENT) {
         return false;
     }
-    temporary_file_t file(directory.get());
-    if (!file || !write_all(file.fd(), text)) {
-        return false;
-    }
-    if (replaces) {
-        // Without the right to give files away the new owner stays; that must not fail the save.
-        // The mode comes last: a change of owner clears bits of it.
-        [[maybe_unused]] const int ignored = ::fchown(file.fd(), old.st_uid, old.st_gid);
-        if (::fchmod(file.fd(), old.st_mode & permission_bits) != 0) {
-            return false;
-        }
-    }
     const bool lasting = replaces || durability == durability_t::lasting;
-    if (lasting && ::fsync(file.fd()) != 0) {
-        return false;
+    temporary_file_t file(directory.get());
+    return file.fill(text, replaces ? &old : nullptr) && (!lasting || file.flush()) &&
+           file.rename_to(name) && (!lasting || flush_directory(directory.get()));
+}
+
+/// Makes the file at `target`.
+int create_file(const path_t& target, std::string_view text, durability_t durability) {
+    const std::string name(target.last_component());
+    const descriptor_t directory = open_directory_of(target);
+    if (!directory || name.empty()) {
+        return bag_unwritable;
     }
-    return file.rename_to(name) && (!lasting || flush_directory(directory.get()));
+    temporary_file_t file(directory.get());
+    const bool lasting = durability == durability_t::lasting;
+    if (!file.fill(text, nullptr) || (lasting && !file.flush())) {
+        return bag_unwritable;
+    }
+    if (!file.rename_to_new(name)) {
+        return errno == EEXIST ? bag_exists : bag_unwritable;
+    }
+    return !lasting || flush_directory(directory.get()) ? bag_ok : bag_unwritable;
 }
 
 }  // namespace
@@ -160,9 +205,15 @@ int save_variant_bag(const variant_bag_t& bag, const std::string& path, durabili
     return save_variant_bag2(bag, path, "bag", durability);
 }
 
+int create_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {
+    std::string text;
+    const int result = save_variant_bag_to_string(bag, text);
+    return bag_failed(result) ? result : create_file(path_t(path), text, durability);
+}
+
 int read_bag_text(const std::string& path, std::string& text) {
     text.clear();
-    const descriptor_t file = open_to_read(path);
+    const descriptor_t file = open_file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!file && (errno == ENOENT || errno == ENOTDIR)) {
         return bag_absent;
     }
@@ -177,10 +228,8 @@ int read_bag_text(const std::string& path, std::string& text) {
     std::size_t length = 0;
     text.resize(static_cast<std::size_t>(info.st_size) + 1);
     for (;;) {
-        const ssize_t got = ::read(file.get(), text.data() + length, text.size() - length);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t got = uninterrupted(
+            [&] { return ::read(file.get(), text.data() + length, text.size() - length); });
         if (got < 0) {
             text.clear();
             return bag_unreadable;

@@ -102,6 +102,9 @@ public:
     /// How reading its marker file went when the node was last bound to it; `absent` for an empty
     /// handle.
     static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
+    /// Reads the marker file anew into the node that is open on it, if there is one. For who has
+    /// replaced the node on disk.
+    static void rebind(const std::string& markerFilePath);
     /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
     static unsigned nodeCount();
     /// Registered paths: one for an open node, two for a linked one.
@@ -137,7 +140,8 @@ public:
     /// Binds the node to another marker file, reads its properties (unsaved changes are lost) and
     /// finds its parent. A marker file that cannot be read leaves the properties empty and the
     /// status `eUnknown`; the node is bound all the same. True when the status is `eOK` at the end;
-    /// false, with `eOK`, for an empty path.
+    /// false, with `eOK`, for an empty path; false, with `eAlreadyExists` and nothing changed, for
+    /// the marker file of another open node.
     bool setMarkerFilePath(std::string markerFilePath, const char* parentGroupPath);
 
 protected:
@@ -152,27 +156,57 @@ protected:
     /// The group given to `setOwnGroup`, with a reference added.
     [[nodiscard]] basekit2::sptr_t<INodeGroup> ownGroup() const;
 
+    /// Called when the node was read anew in its place, for what a derived class read from there.
+    virtual void placeRead() {}
+
 private:
+    friend struct GroupLook lookAtGroup(const std::string& path);
+
+    /// What looking for the group that a node belongs to came to.
+    enum class Membership { member, none, unknown };
+    /// Where a link file leads, as seen from this node.
+    enum class Leads { here, nowhere, elsewhere, unknown };
+
     void readMarkerFile();
+    void readPlace();
     void takeName(const std::string& markerFilePath);
-    void adoptParent(const std::string& groupPath);
-    void findParent();
+    Membership adoptParent(const std::string& groupPath);
+    Membership adoptOwnParent();
+    Membership adoptAnyParent(const char* groupPath);
+    bool joinGroup(const std::string& groupPath);
+    bool followBackLink();
+    void leaveGroupThatIsNone();
     void checkMarkerFilePath();
     bool setLinkPath(std::string linkPath, std::string& target);
+    void adoptLink(const std::string& linkPath);
+    std::string takeLinkPath(std::string linkPath);
     void updateLinkFile();
-    std::string wantedLinkPath();
-    void writeLinkFile();
+    bool findWantedLinkPath(std::string& wanted) const;
+    [[nodiscard]] bool hasWantedLink() const;
+    [[nodiscard]] Leads whereLeads(const struct LinkFile& link) const;
+    [[nodiscard]] bool isNamed(const std::string& markerFilePath) const;
+    [[nodiscard]] bool canTakeName(const std::string& markerName) const;
+    bool writeLinkFile(const std::string& path);
+    void dropLinkFile(const std::string& path) const;
+    void nameLinkInMarker();
+    error_t saveProperties();
     [[nodiscard]] std::string makeFlagFileName(const char* name) const;
     /// What becomes of a copy with failed steps.
     enum class Incomplete { kept, undone };
     bool transfer(const char* destination, bool rename, notify2::IProgress* progress,
                   Incomplete incomplete);
     void settleIn(const boost::filesystem::path& directory, bool rename);
-    void removeChildren();
+    bool removeChildren();
+    bool removeDirectory(const boost::filesystem::path& group);
+    bool removeOwnLink(const boost::filesystem::path& group);
     [[nodiscard]] bool ownsDirectory() const;
     void unregister() const;
-    [[nodiscard]] bool isAncestorOf(Node& other) const;
+    void unregister(const std::string& key) const;
+    [[nodiscard]] bool mayBeIn(Node& group) const;
     [[nodiscard]] const basekit2::variant_t* findRdProp(const char* name) const;
+
+    static basekit2::sptr_t<INode> find(const std::string& path, const char* groupPath);
+    static Node* registered(const std::string& key);
 
     static std::map<std::string, Node*>& s_nodeMap;
     static boost::recursive_mutex& s_recursiveMutex;
@@ -183,6 +217,7 @@ private:
     boost::filesystem::path m_directory;
     std::string m_path;
     std::string m_markerFilePath;
+    std::string m_formerMarkerFilePath;  ///< what the link file may still name after a re-binding
     std::string m_linkFilePath;
     std::string m_checksum;
     std::string m_userVisibleName;
@@ -198,9 +233,10 @@ private:
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;
+    bool m_removed = false;  ///< its directory was deleted: what is there now is another node
     util::FlagManager m_flagManager;
-    bool m_open =
-        false;  ///< handles may be given out: neither still being made nor being destroyed
+    /// Handles may be given out: neither still being made nor being destroyed.
+    bool m_open = false;
 };
 
 /// Writes the first marker file of the node in `directory`. A `name` that is only an extension is

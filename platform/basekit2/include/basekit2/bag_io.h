@@ -26,6 +26,7 @@ enum bag_result_t : int {
     bag_malformed = bag_failed_bit | 3,   ///< not a bag's text
     bag_unwritable = bag_failed_bit | 4,  ///< the file cannot be written
     bag_absent = bag_failed_bit | 5,      ///< there is no such file
+    bag_exists = bag_failed_bit | 6,      ///< something is there already
 };
 
 [[nodiscard]] constexpr bool bag_failed(int result) { return (result & bag_failed_bit) != 0; }
@@ -46,12 +47,19 @@ BASEKIT2_API int load_variant_bag_from_string(variant_bag_t& bag, std::string_vi
 
 /// Saves atomically: whoever reads, at any moment and after any crash, finds the old file or the
 /// new one. The old file's mode and, where allowed, its owner are kept; a symbolic link is written
-/// through. On failure the old file is intact and no temporary file stays behind.
+/// through. On failure the old file is intact and no temporary file stays behind; only when the
+/// directory could not be flushed, which is a failure too, is the new file in place.
 BASEKIT2_API int save_variant_bag(const variant_bag_t& bag, const std::string& path,
                                   durability_t durability = durability_t::lasting);
 BASEKIT2_API int save_variant_bag2(const variant_bag_t& bag, const std::string& path,
                                    const char* root,
                                    durability_t durability = durability_t::lasting);
+
+/// Writes a file that is not there yet. `bag_exists`, and nothing changed, when anything
+/// has that name, be it a symbolic link that leads nowhere: of several that create one file, in
+/// whatever process, one succeeds. Whoever reads finds the whole bag or no file.
+[[nodiscard]] BASEKIT2_API int create_variant_bag(const variant_bag_t& bag, const std::string& path,
+                                                  durability_t durability = durability_t::whenever);
 
 /// Loads a regular file; opening never blocks, whatever the path names.
 BASEKIT2_API int load_variant_bag(variant_bag_t& bag, const std::string& path, const char* root);

@@ -4,7 +4,11 @@
 /// neither "there" nor "absent". What is to be deleted, replaced or claimed because something is
 /// missing must ask `isAbsent`, never `!isThere`.
 
+#include <sys/stat.h>
+
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
+#include <optional>
 
 namespace vesta2 {
 
@@ -28,6 +32,17 @@ inline bool isDirectory(const boost::filesystem::path& path) {
 
 inline bool isRegularFile(const boost::filesystem::path& path) {
     return boost::filesystem::is_regular_file(statusOf(path));
+}
+
+/// Whether both paths lead to one file or directory; none when one of them cannot be looked at.
+inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
+                                      const boost::filesystem::path& b) {
+    struct stat first {};
+    struct stat second {};
+    if (::stat(a.c_str(), &first) != 0 || ::stat(b.c_str(), &second) != 0) {
+        return errno == ENOENT || errno == ENOTDIR ? std::optional<bool>(false) : std::nullopt;
+    }
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 }  // namespace vesta2

@@ -4,8 +4,9 @@
 #include "../foundation/file_checks.h"
 #include "../tree/remove_tree.h"
 #include "basekit2/bag_io.h"
+#include "link_file.h"
 #include "platkit/assertion.h"
-#include "registry.h"
+#include "removal.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_project.h"
 #include "vesta2/names.h"
@@ -26,19 +27,21 @@ constexpr const char* projectReadOnlyFlag = "project_read_only";
 
 }  // namespace
 
-Node::Node(std::string markerFilePath, const char* parentGroupPath) : m_uid(++s_lastUid) {
+Node::Node(std::string markerFilePath, const char* parentGroupPath)
+    : m_uid(++s_lastUid),
+      m_propertyStorage(IBagPropertyStorage::create(&m_properties, {})),
+      m_transientStorage(IBagPropertyStorage::create(&m_transient, {})) {
     try {
         if (isLink(markerFilePath)) {
             setLinkPath(std::string(markerFilePath), markerFilePath);
         }
         setMarkerFilePath(std::move(markerFilePath), parentGroupPath);
+        m_propertyStorage->addChangeListener(&m_changeMonitor);
     } catch (...) {
+        // The destructor will not run: nothing may find the node any more.
         unregister();
         throw;
     }
-    m_propertyStorage = IBagPropertyStorage::create(&m_properties, {});
-    m_propertyStorage->addChangeListener(&m_changeMonitor);
-    m_transientStorage = IBagPropertyStorage::create(&m_transient, {});
 }
 
 Node::~Node() noexcept {
@@ -71,12 +74,6 @@ std::uint64_t Node::getFilesCount() { return calcDirectoryFilesCount(m_directory
 
 const char* Node::getUserVisibleName() { return isMissing() ? nullptr : m_userVisibleName.c_str(); }
 
-sptr_t<INode> Node::getParent() { return m_parent; }
-
-bool Node::setParent(const char* parentDir) {
-    return setMarkerFilePath(m_markerFilePath, parentDir);
-}
-
 sptr_t<IProject> Node::getProject() {
     for (sptr_t<INode> node = getParent(); node; node = node->getParent()) {
         if (sptr_t<IProject> project = IProject::cast(node)) {
@@ -105,15 +102,26 @@ bool Node::save() {
         setStatus(eNotOwner);
         return false;
     }
-    if (m_markerState == marker_state_t::unreadable) {
-        // What it holds is unknown; replacing it would lose that.
-        setStatus(eUnknown);
-        return true;
+    if (!m_removed && m_markerState != marker_state_t::unreadable) {
+        m_removeOnClose = false;
+        m_changeMonitor.modified = false;
     }
-    m_removeOnClose = false;
-    m_changeMonitor.modified = false;
-    return !setStatus(
-        errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath)));
+    return !setStatus(saveProperties());
+}
+
+error_t Node::saveProperties() {
+    if (m_removed) {
+        return eNotFound;
+    }
+    // What a marker holds that could not be read is unknown; replacing it would lose that.
+    const error_t code =
+        m_markerState == marker_state_t::unreadable
+            ? eUnknown
+            : errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath));
+    if (code != eOK) {
+        VESTA_LOG_ERROR(code, m_markerFilePath.c_str());
+    }
+    return code;
 }
 
 bool Node::isModified() { return m_changeMonitor.modified; }
@@ -124,14 +132,19 @@ void Node::setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
 void Node::setRemoveOnClose(bool removeOnClose) { m_removeOnClose = removeOnClose; }
 
-void Node::removeChildren() {
+/// Deletes the nodes of the node's group, up to the first that cannot be deleted.
+bool Node::removeChildren() {
+    const GroupBeingEmptied mark(m_directory);
     // Straight over the directory: a handle on the group would count this node, which may be in its
     // destructor.
-    for (NodeIterator child("", m_directory.native(), 0); !child.at_end(); child.next()) {
-        if (const sptr_t<INode> node = child.current()) {
-            node->remove();
+    NodeIterator child("", m_directory.native(), 0);
+    for (setStatus(eOK); !child.at_end(); child.next()) {
+        const sptr_t<INode> node = child.current();
+        if (node ? !node->remove() : !isAbsent(child.path())) {
+            return getStatus() != eOK ? false : setStatus(eUnknown);
         }
     }
+    return setStatus(eOK);
 }
 
 /// Whether the directory is this node's to delete. A link file may name anything, and a broken one
@@ -147,6 +160,7 @@ bool Node::ownsDirectory() const {
 }
 
 bool Node::remove() {
+    setStatus(eOK);
     try {
         // What stands for the node in its group: as long as a group around it is being deleted, it
         // must be reached from there without a symbolic link.
@@ -155,22 +169,50 @@ bool Node::remove() {
         if (!group.empty() && !staysInside(group, place.parent_path())) {
             return setStatus(eInvalidPath);
         }
-        // Links can make a group hold itself: what is being removed already is left to that.
-        if (ownsDirectory() && isThere(m_directory) &&
-            !NodeBeingRemoved::contains(m_markerFilePath)) {
-            const NodeBeingRemoved mark(m_markerFilePath);
-            if (m_ownGroup && !fs::is_symlink(m_directory)) {
-                removeChildren();
-            }
-            removeTree(m_directory, m_linkFilePath.empty() ? group : fs::path());
-        }
-        if (!m_linkFilePath.empty()) {
-            removeTree(m_linkFilePath, group);
-        }
-        return true;
+        return removeDirectory(m_linkFilePath.empty() ? group : fs::path()) && removeOwnLink(group);
     } catch (const boost::system::system_error& e) {
         return VESTA_FAIL_WITH(e);
     }
+}
+
+/// Deletes the directory with the nodes in it, if it is the node's and there.
+bool Node::removeDirectory(const fs::path& group) {
+    // Links can make a group hold itself, or what it lies in: that is no member of it.
+    if (m_removed || !ownsDirectory() || !fs::exists(fs::status(m_directory)) ||
+        NodeBeingRemoved::contains(m_markerFilePath) || GroupBeingEmptied::liesIn(m_directory)) {
+        return true;
+    }
+    const NodeBeingRemoved mark(m_markerFilePath);
+    if (m_ownGroup && !fs::is_symlink(m_directory) && !removeChildren()) {
+        return false;
+    }
+    removeTree(m_directory, group);
+    // What comes into this place later is another node.
+    m_removed = true;
+    m_removeOnClose = false;
+    unregister();
+    return true;
+}
+
+bool Node::removeOwnLink(const fs::path& group) {
+    if (m_linkFilePath.empty()) {
+        return true;
+    }
+    switch (whereLeads(readLinkFile(m_linkFilePath))) {
+    case Leads::unknown:
+        return setStatus(eUnknown);
+    case Leads::elsewhere:
+        // A link that was given to another node stays, unless the link is all that was asked for.
+        if (m_removed) {
+            return true;
+        }
+        break;
+    case Leads::here:
+    case Leads::nowhere:
+        break;
+    }
+    removeTree(m_linkFilePath, group);
+    return true;
 }
 
 }  // namespace vesta2

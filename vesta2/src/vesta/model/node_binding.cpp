@@ -1,3 +1,5 @@
+// The marker file that a node is bound to, and the group that it belongs to.
+
 #include <boost/thread/lock_guard.hpp>
 #include <string_view>
 
@@ -6,11 +8,14 @@
 #include "../foundation/normal_path.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/md5.h"
+#include "group_look.h"
+#include "link_file.h"
 #include "property_names.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 #include "vesta2/node_group.h"
+#include "vesta2/path_completion.h"
 
 namespace vesta2 {
 
@@ -19,18 +24,27 @@ using basekit2::sptr_t;
 
 namespace {
 
-marker_state_t stateOf(int loaded) {
-    switch (loaded) {
-    case basekit2::bag_ok:
-        return marker_state_t::read;
-    case basekit2::bag_absent:
-        return marker_state_t::absent;
-    case basekit2::bag_malformed:
-    case basekit2::bag_too_large:
-        return marker_state_t::malformed;
-    default:
-        return marker_state_t::unreadable;
-    }
+using Lock = boost::lock_guard<boost::recursive_mutex>;
+
+/// Groups are opened while a node is made, and their own groups in turn: a chain on disk may be
+/// longer than the stack.
+constexpr int mostParents = 64;
+
+thread_local int t_depth = 0;
+
+class Descent {
+public:
+    Descent() { ++t_depth; }
+    ~Descent() { --t_depth; }
+    Descent(const Descent&) = delete;
+    Descent& operator=(const Descent&) = delete;
+
+    [[nodiscard]] bool isTooDeep() const { return t_depth > mostParents; }
+};
+
+bool isNotThere(const boost::system::system_error& e) {
+    return e.code() == boost::system::errc::no_such_file_or_directory ||
+           e.code() == boost::system::errc::not_a_directory;
 }
 
 }  // namespace
@@ -40,39 +54,48 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     if (markerFilePath.empty()) {
         return false;
     }
+    const Lock lock(s_recursiveMutex);
     if (markerFilePath == m_markerFilePath) {
-        if (parentGroupPath &&
-            (!m_parent || std::string_view(m_parent->getPath()) != parentGroupPath)) {
-            adoptParent(parentGroupPath);
-            updateLinkFile();
-        }
-        return true;
+        return !parentGroupPath || joinGroup(parentGroupPath);
     }
-    const boost::lock_guard<boost::recursive_mutex> lock(s_recursiveMutex);
-    eraseFromMap(m_markerFilePath);
+    if (const Node* other = registered(markerFilePath); other && other != this) {
+        return setStatus(eAlreadyExists);
+    }
+    s_nodeMap[markerFilePath] = this;
+    unregister(m_markerFilePath);
     // The link file, if any, still names the marker file that was.
     m_linkStale = m_linkStale || (!m_markerFilePath.empty() && !m_linkFilePath.empty());
-    takeName(markerFilePath);
-    m_markerFilePath = std::move(markerFilePath);
-    s_nodeMap[m_markerFilePath] = this;
-    readMarkerFile();
-    if (const basekit2::variant_t* output = findRdProp(outputDirectoryKey)) {
-        if (const std::string* directory = output->as_string()) {
-            m_outputDirectory = *directory;
-        }
-    }
+    m_formerMarkerFilePath = std::exchange(m_markerFilePath, std::move(markerFilePath));
+    takeName(m_markerFilePath);
+    readPlace();
     if (m_properties.get_bag(vestaSection)) {
-        if (parentGroupPath) {
-            adoptParent(parentGroupPath);
+        const bool isKnown = followBackLink();
+        if (adoptAnyParent(parentGroupPath) != Membership::unknown && isKnown) {
+            updateLinkFile();
         }
-        findParent();
-        updateLinkFile();
+        if (parentGroupPath && !hasWantedLink()) {
+            // It could not be linked into that group, so it is no member of it.
+            const error_t code = getStatus();
+            adoptOwnParent();
+            setStatus(code);
+        }
     }
     m_path = m_directory.native();
     if (m_ownGroup) {
         m_ownGroup->setPath(m_path);
     }
     return getStatus() == eOK;
+}
+
+void Node::rebind(const std::string& markerFilePath) {
+    const Lock lock(s_recursiveMutex);
+    Node* const node = registered(markerFilePath);
+    if (node && node->m_open) {
+        node->m_changeMonitor.modified = false;
+        node->m_removeOnClose = false;
+        node->readPlace();
+        node->placeRead();
+    }
 }
 
 void Node::takeName(const std::string& markerFilePath) {
@@ -82,6 +105,15 @@ void Node::takeName(const std::string& markerFilePath) {
     // The marker of a project may keep this name wherever the directory goes.
     if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {
         m_userVisibleName = m_directory.stem().native();
+    }
+}
+
+void Node::readPlace() {
+    readMarkerFile();
+    if (const basekit2::variant_t* output = findRdProp(outputDirectoryKey)) {
+        if (const std::string* directory = output->as_string()) {
+            m_outputDirectory = *directory;
+        }
     }
 }
 
@@ -102,67 +134,111 @@ void Node::readMarkerFile() {
         m_linkStale = true;
     }
     m_checksum = std::move(checksum);
-    m_markerState = stateOf(result);
+    m_markerState = stateOfLoad(result);
     if (!setStatus(errorFromObxError(result))) {
         VESTA_LOG_ERROR(getStatus(), m_markerFilePath.c_str());
     }
 }
 
-void Node::findParent() {
-    // What is not named like a link file is not taken for one: an old link file may be deleted.
-    const char* backlink = getRdPropStr(backlinkKey, "");
-    if (m_linkFilePath.empty() && isLink(backlink)) {
-        std::string target;
-        setLinkPath(backlink, target);
-        m_linkStale = m_linkStale || target != m_markerFilePath;
-    }
-    if (m_parent) {
-        return;
-    }
-    if (!m_linkFilePath.empty() && isThere(m_linkFilePath)) {
-        adoptParent(fs::path(m_linkFilePath).parent_path().native());
-    } else if (m_directory.has_relative_path()) {
-        adoptParent(m_directory.parent_path().native());
-    }
+Node::Membership Node::adoptAnyParent(const char* groupPath) {
+    const Membership told = groupPath ? adoptParent(groupPath) : Membership::none;
+    return told == Membership::none ? adoptOwnParent() : told;
 }
 
-void Node::adoptParent(const std::string& groupPath) {
+/// The group that holds the node's link, else the one that it is stored in.
+Node::Membership Node::adoptOwnParent() {
+    Membership found = Membership::none;
+    if (!m_linkFilePath.empty() && !isAbsent(m_linkFilePath)) {
+        found = adoptParent(fs::path(m_linkFilePath).parent_path().native());
+        if (found == Membership::none) {
+            leaveGroupThatIsNone();
+        }
+    }
+    if (found == Membership::none && m_directory.has_relative_path()) {
+        found = adoptParent(m_directory.parent_path().native());
+    }
+    return found;
+}
+
+/// Makes the node of the group at `groupPath`, if there is one, the parent.
+Node::Membership Node::adoptParent(const std::string& groupPath) {
     m_parent.reset();
+    const Descent descent;
+    if (descent.isTooDeep()) {
+        VESTA_LOG_ERROR(eInvalidPath, groupPath.c_str());
+        return Membership::unknown;
+    }
     try {
-        const sptr_t<INodeGroup> group = INodeGroup::open(groupPath.c_str());
-        sptr_t<INode> parent = group ? group->getNode() : sptr_t<INode>();
-        Node* const node = dynamic_cast<Node*>(parent.get());
-        // Links and groups on disk can run in a circle; the parents of open nodes never do.
-        if (node && !isAncestorOf(*node)) {
-            m_parent = std::move(parent);
+        GroupLook look = lookAtGroup(groupPath);
+        if (look.marker.empty()) {
+            return Membership::none;
         }
-    } catch (const boost::system::system_error&) {
-        // What would hold the node cannot be looked at: it has no parent then.
-        m_parent.reset();
+        Node* const group = dynamic_cast<Node*>(look.node.get());
+        if (!group || !mayBeIn(*group)) {
+            return Membership::unknown;
+        }
+        m_parent = std::move(look.node);
+        return Membership::member;
+    } catch (const boost::system::system_error& e) {
+        logError(Severity::error, errorFromBoostError(e), e.what(), __LINE__);
+        return isNotThere(e) ? Membership::none : Membership::unknown;
     }
 }
 
-bool Node::isAncestorOf(Node& other) const {
-    for (const Node* node = &other; node; node = dynamic_cast<Node*>(node->m_parent.get())) {
-        if (node == this) {
-            return true;
+/// Whether the chain of parents stays short and free of circles, which links and groups on disk
+/// need not be.
+bool Node::mayBeIn(Node& group) const {
+    int parents = 0;
+    for (const Node* node = &group; node; node = dynamic_cast<Node*>(node->m_parent.get())) {
+        if (node == this || ++parents > mostParents) {
+            VESTA_LOG_ERROR(eInvalidPath, group.m_markerFilePath.c_str());
+            return false;
         }
     }
-    return false;
+    return true;
+}
+
+/// Enters the group at `groupPath`, and leaves the one before. False, with the status set and the
+/// group before kept, when that cannot be.
+bool Node::joinGroup(const std::string& groupPath) {
+    const sptr_t<INode> former = m_parent;
+    if (adoptParent(groupPath) == Membership::unknown) {
+        m_parent = former;
+        return setStatus(eUnknown);
+    }
+    updateLinkFile();
+    if (!hasWantedLink()) {
+        m_parent = former;
+        return false;
+    }
+    return true;
+}
+
+sptr_t<INode> Node::getParent() {
+    const Lock lock(s_recursiveMutex);
+    return m_parent;
+}
+
+bool Node::setParent(const char* parentDir) {
+    const Lock lock(s_recursiveMutex);
+    return setMarkerFilePath(m_markerFilePath, parentDir);
 }
 
 void Node::checkMarkerFilePath() {
-    if (isThere(m_markerFilePath)) {
+    if (!isAbsent(m_markerFilePath)) {
         return;
     }
     try {
+        const Lock lock(s_recursiveMutex);
         const FileSet wanted(fs::path(m_markerFilePath).extension().native());
         const std::string found = findMarkerFileInDir(m_directory, wanted);
         if (!found.empty()) {
             setMarkerFilePath(found, m_parent ? m_parent->getPath() : nullptr);
         }
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        if (!isNotThere(e)) {
+            VESTA_FAIL_WITH(e);
+        }
     }
 }
 
@@ -172,24 +248,35 @@ bool Node::isMissing() {
 }
 
 bool Node::changeMarkerFilePath(const char* newMarker) {
-    if (m_linkFilePath.empty() || !newMarker || !isThere(m_linkFilePath) || !isMissing() ||
-        !isThere(newMarker)) {
-        return false;
-    }
-    return setMarkerFilePath(newMarker, m_parent ? m_parent->getPath() : nullptr);
-}
-
-bool Node::changeUserVisibleName(const char* name) {
-    const fs::path marker = m_markerFilePath;
-    if (!setStatus(validateFileName(name))) {
+    const error_t before = getStatus();
+    const Lock lock(s_recursiveMutex);
+    if (m_linkFilePath.empty() || !newMarker || !*newMarker || !isThere(m_linkFilePath) ||
+        !isMissing() || !isAbsent(m_markerFilePath) || !isThere(newMarker)) {
+        setStatus(before);
         return false;
     }
     try {
-        const fs::path renamed = marker.parent_path() / (name + marker.extension().native());
-        if (renamed != marker && isThere(renamed)) {
-            return setStatus(eAlreadyExists);
+        const std::string marker = normalPath(completePath(newMarker, nullptr)).native();
+        return setMarkerFilePath(marker, m_parent ? m_parent->getPath() : nullptr);
+    } catch (const boost::system::system_error& e) {
+        return VESTA_FAIL_WITH(e);
+    }
+}
+
+bool Node::changeUserVisibleName(const char* name) {
+    if (!setStatus(validateFileName(name))) {
+        return false;
+    }
+    const Lock lock(s_recursiveMutex);
+    const fs::path marker = m_markerFilePath;
+    const fs::path renamed = marker.parent_path() / (name + marker.extension().native());
+    try {
+        if (renamed != marker) {
+            if (!canTakeName(renamed.filename().native())) {
+                return false;
+            }
+            fs::rename(marker, renamed);
         }
-        fs::rename(marker, renamed);
         return setMarkerFilePath(renamed.native(), m_parent ? m_parent->getPath() : nullptr);
     } catch (const boost::system::system_error& e) {
         return VESTA_FAIL_WITH(e);

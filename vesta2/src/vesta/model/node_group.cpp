@@ -3,6 +3,8 @@
 #include "../discovery/group_markers.h"
 #include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
+#include "group_look.h"
+#include "removal.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -23,27 +25,36 @@ std::string normalized(const std::string& path) {
     return normal.empty() ? path : normal.native();
 }
 
-/// The marker or link file that makes `path` a project or an experiment; results have no group.
-std::string findGroupMarker(const std::string& path, bool isPlace) {
-    if (isPlace) {
-        return findGroupMarkerInDir(normalized(path));
-    }
-    const FileSet extensions(projectMarkerFileExt(), experimentMarkerFileExt());
-    return findMarkerFileOrLink(path, extensions, true);
-}
-
 }  // namespace
+
+GroupLook lookAtGroup(const std::string& path) {
+    GroupLook look;
+    // Results have no group.
+    look.isDirectory = fs::is_directory(fs::status(path));
+    if (look.isDirectory) {
+        look.marker = findGroupMarkerInDir(normalized(path));
+    } else {
+        const FileSet extensions(projectMarkerFileExt(), experimentMarkerFileExt());
+        look.marker = findMarkerFileOrLink(path, extensions, true);
+    }
+    if (!look.marker.empty()) {
+        look.node = Node::find(look.marker, nullptr);
+    }
+    return look;
+}
 
 sptr_t<INodeGroup> INodeGroup::open(const char* path) {
     setStatus(eOK);
     if (!path || !*path) {
+        setStatus(eParameterError);
         return {};
     }
-    const bool isPlace = isDirectory(path);
-    if (const sptr_t<INode> node = Node::lookup(findGroupMarker(path, isPlace), nullptr)) {
-        return node->getNodeGroup();
+    const GroupLook look = lookAtGroup(path);
+    if (look.node) {
+        return look.node->getNodeGroup();
     }
-    return isPlace ? sptr_t<INodeGroup>(new NodeGroup(path, nullptr)) : sptr_t<INodeGroup>();
+    return look.isDirectory ? sptr_t<INodeGroup>(new NodeGroup(path, nullptr))
+                            : sptr_t<INodeGroup>();
 }
 
 sptr_t<IPathIterator> INodeGroup::findProjects(const char* directory) {
@@ -84,10 +95,11 @@ bool NodeGroup::isEmpty() { return getNodePaths()->getSize() == 0; }
 sptr_t<INode> NodeGroup::getNode() { return m_owner ? m_owner->asINode() : sptr_t<INode>(); }
 
 sptr_t<INode> NodeGroup::addNode(const char* path) {
-    const FileSet anyKind(projectMarkerFileExt(), experimentMarkerFileExt(), resultMarkerFileExt());
-    if (!m_owner || !path) {
+    if (!m_owner || !path || !*path) {
+        setStatus(path && *path ? eOK : eParameterError);
         return {};
     }
+    const FileSet anyKind(projectMarkerFileExt(), experimentMarkerFileExt(), resultMarkerFileExt());
     const std::string marker = findMarkerFileOrLink(path, anyKind, true);
     if (marker.empty()) {
         return {};
@@ -101,20 +113,19 @@ sptr_t<INode> NodeGroup::addNode(const char* path) {
     const std::string found =
         findLastMatching(path, "", isExperiment ? experimentExt : resultMarkerFileExt(), true);
     sptr_t<INode> node = Node::lookup(found, m_path.c_str());
-    if (node) {
-        node->setParent(m_path.c_str());
-    }
-    return node;
+    return node && node->setParent(m_path.c_str()) ? node : sptr_t<INode>();
 }
 
 void NodeGroup::purge(const char* mask, int keep) {
-    error_t outcome = eOK;
+    setStatus(eOK);
     try {
+        const GroupBeingEmptied mark(m_path);
         NodeIterator nodes(mask ? mask : "", m_path, 0);
+        error_t outcome = getStatus();
         const std::size_t kept = keep > 0 ? static_cast<std::size_t>(keep) : 0;
         for (std::size_t left = nodes.size(); left > kept; --left, nodes.next()) {
             const sptr_t<INode> node = nodes.current();
-            if (node && !node->remove()) {
+            if (node ? !node->remove() : !isAbsent(nodes.path())) {
                 outcome = getStatus();
             }
         }

@@ -1,7 +1,19 @@
-#include <boost/filesystem/operations.hpp>
+// The link file that stands for a node in a group elsewhere.
+//
+//   unlinked --(told to join a group elsewhere, or a back link that leads here)--> linked
+//   linked ----(the marker or its checksum is no longer what the link says)------> stale
+//   stale -----(the link file is rewritten)--------------------------------------> linked
+//   linked, stale --(told to leave; or the link's directory is no group)---------> unlinked
+//
+// A link file is written, replaced or deleted only when it leads to this node or certainly to none.
+
 #include <boost/thread/lock_guard.hpp>
 
+#include "../foundation/failure.h"
+#include "../foundation/file_checks.h"
+#include "../foundation/normal_path.h"
 #include "basekit2/bag_io.h"
+#include "link_file.h"
 #include "property_names.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -12,14 +24,12 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-constexpr const char* linkRoot = "bag";
-constexpr const char* linkKey = "link";
-constexpr const char* checksumKey = "md5sum";
-
 using Lock = boost::lock_guard<boost::recursive_mutex>;
 
-int loadLink(basekit2::variant_bag_t& bag, const std::string& path) {
-    return basekit2::load_variant_bag2(bag, path, linkRoot, 0);
+/// Whether both name the same file of one directory. Two names of one file (hard links) are two.
+bool isSameFile(const fs::path& a, const fs::path& b) {
+    return a == b ||
+           (a.filename() == b.filename() && leadToSame(a.parent_path(), b.parent_path()) == true);
 }
 
 }  // namespace
@@ -33,77 +43,192 @@ bool Node::setLinkPath(std::string linkPath, std::string& target) {
         return true;
     }
     const Lock lock(s_recursiveMutex);
-    eraseFromMap(m_linkFilePath);
-    m_linkFilePath = std::move(linkPath);
-    s_nodeMap[m_linkFilePath] = this;
-    basekit2::variant_bag_t bag;
-    if (!setStatus(errorFromObxError(loadLink(bag, m_linkFilePath)))) {
+    takeLinkPath(std::move(linkPath));
+    const LinkFile link = readLinkFile(m_linkFilePath);
+    if (link.state != marker_state_t::read) {
+        setStatus(eUnknown);
         return true;
     }
-    const basekit2::variant_t link = bag.get_variant(linkKey);
-    const basekit2::variant_t checksum = bag.get_variant(checksumKey);
-    if (link.as_string() && checksum.as_string()) {
-        target = *link.as_string();
-        m_linkStale =
-            m_linkStale || target != m_markerFilePath || *checksum.as_string() != m_checksum;
-        m_checksum = *checksum.as_string();
-    }
+    target = link.target;
+    m_linkStale = m_linkStale || target != m_markerFilePath || link.checksum != m_checksum;
+    m_checksum = link.checksum;
     return true;
+}
+
+/// Makes `linkPath` the node's link file and returns the one that it was.
+std::string Node::takeLinkPath(std::string linkPath) {
+    if (!linkPath.empty()) {
+        s_nodeMap[linkPath] = this;
+    }
+    std::string former = std::exchange(m_linkFilePath, std::move(linkPath));
+    if (former != m_linkFilePath) {
+        unregister(former);
+    }
+    return former;
+}
+
+/// Takes over a link file when the marker file has been read already: its checksum is the better
+/// one.
+void Node::adoptLink(const std::string& linkPath) {
+    std::string target;
+    std::string checksum = m_checksum;
+    setLinkPath(linkPath, target);
+    m_checksum = std::move(checksum);
+    m_linkStale = m_linkStale || target != m_markerFilePath;
+}
+
+/// Takes over the link file that the marker names, unless that leads to another node: then this one
+/// is a copy of it. False when that cannot be known now.
+bool Node::followBackLink() {
+    const std::string link = normalPath(getRdPropStr(backlinkKey, "")).native();
+    if (!m_linkFilePath.empty() || !isNodeLink(link)) {
+        return true;
+    }
+    const LinkFile file = readLinkFile(link);
+    const Leads leads = whereLeads(file);
+    if (file.state != marker_state_t::absent && (leads == Leads::here || leads == Leads::nowhere)) {
+        adoptLink(link);
+    }
+    return leads != Leads::unknown;
+}
+
+bool Node::isNamed(const std::string& markerFilePath) const {
+    return isSameFile(markerFilePath, m_markerFilePath) ||
+           (!m_formerMarkerFilePath.empty() && isSameFile(markerFilePath, m_formerMarkerFilePath));
+}
+
+Node::Leads Node::whereLeads(const LinkFile& link) const {
+    switch (link.state) {
+    case marker_state_t::absent:
+    case marker_state_t::malformed:
+        return Leads::nowhere;
+    case marker_state_t::unreadable:
+        return Leads::unknown;
+    case marker_state_t::read:
+        break;
+    }
+    if (isNamed(link.target)) {
+        return Leads::here;
+    }
+    return isAbsent(link.target) ? Leads::nowhere : Leads::elsewhere;
+}
+
+/// The directory that holds the node's link file is no group any more. A node that names the link
+/// itself may come back with its group, so the file stays.
+void Node::leaveGroupThatIsNone() {
+    const std::string link = takeLinkPath({});
+    if (normalPath(getRdPropStr(backlinkKey, "")).native() != link) {
+        dropLinkFile(link);
+    }
+    m_linkStale = false;
 }
 
 void Node::updateLinkFile() {
     setStatus(eOK);
     const Lock lock(s_recursiveMutex);
-    const std::string wanted = wantedLinkPath();
-    if (wanted == m_linkFilePath && !m_linkStale) {
+    std::string wanted;
+    if (!findWantedLinkPath(wanted)) {
+        setStatus(eUnknown);
         return;
     }
-    const std::string old = m_linkFilePath;
-    eraseFromMap(m_linkFilePath);
-    m_linkFilePath = wanted;
-    if (!wanted.empty()) {
-        s_nodeMap[wanted] = this;
-        writeLinkFile();
+    if ((wanted == m_linkFilePath && !m_linkStale) || (!wanted.empty() && !writeLinkFile(wanted))) {
+        return;
     }
-    // Only now, and only when the new link stands: at no moment is the node without one.
-    if (!old.empty() && old != wanted && getStatus() == eOK) {
-        boost::system::error_code ignored;
-        fs::remove(old, ignored);
+    // Only now that the new link stands: at no moment is the node without one.
+    const std::string former = takeLinkPath(wanted);
+    if (former != wanted) {
+        dropLinkFile(former);
+    }
+    m_linkStale = false;
+    m_formerMarkerFilePath.clear();
+    if (!wanted.empty()) {
+        nameLinkInMarker();
     }
 }
 
 /// Where the node's link file should be; empty for a node that needs none, because it lies in its
-/// parent's directory or has no parent.
-std::string Node::wantedLinkPath() {
+/// parent's directory or has no parent. False when that cannot be told.
+bool Node::findWantedLinkPath(std::string& wanted) const {
+    wanted.clear();
     if (!m_parent) {
-        return {};
+        return true;
     }
     const fs::path group = m_parent->getPath();
-    boost::system::error_code failed;
-    const bool liesInGroup = fs::equivalent(m_directory.parent_path(), group, failed);
-    if (failed || liesInGroup) {
-        return {};
+    const std::optional<bool> liesInGroup = leadToSame(m_directory.parent_path(), group);
+    if (liesInGroup == false) {
+        wanted = (group / (markerFileName() + linkSuffix())).native();
     }
-    return (group / (fs::path(m_markerFilePath).filename().native() + linkSuffix())).native();
+    return liesInGroup.has_value();
 }
 
-void Node::writeLinkFile() {
-    basekit2::variant_bag_t bag;
-    bag.put(linkKey, m_markerFilePath);
-    bag.put(checksumKey, m_checksum);
-    // What says the same already is left alone: looking at a linked node writes nothing.
-    basekit2::variant_bag_t present;
-    if (loadLink(present, m_linkFilePath) != basekit2::bag_ok || present != bag) {
-        if (!setStatus(
-                errorFromObxError(basekit2::save_variant_bag2(bag, m_linkFilePath, linkRoot)))) {
-            return;
-        }
+bool Node::hasWantedLink() const {
+    std::string wanted;
+    return findWantedLinkPath(wanted) && wanted == m_linkFilePath;
+}
+
+/// Whether neither the node's directory nor its group has a marker of that name already; the status
+/// is set.
+bool Node::canTakeName(const std::string& markerName) const {
+    if (fs::exists(fs::symlink_status(m_directory / markerName))) {
+        return setStatus(eAlreadyExists);
     }
-    m_linkStale = false;
+    if (m_linkFilePath.empty() || !m_parent) {
+        return true;
+    }
+    const fs::path link = fs::path(m_parent->getPath()) / (markerName + linkSuffix());
+    const Leads leads = whereLeads(readLinkFile(link.native()));
+    return setStatus(leads == Leads::elsewhere ? eAlreadyExists
+                     : leads == Leads::unknown ? eUnknown
+                                               : eOK);
+}
+
+bool Node::writeLinkFile(const std::string& path) {
+    const LinkFile present = readLinkFile(path);
+    // What says the same already is left alone: looking at a linked node writes nothing.
+    if (present.state == marker_state_t::read && present.target == m_markerFilePath &&
+        present.checksum == m_checksum) {
+        return true;
+    }
+    switch (whereLeads(present)) {
+    case Leads::here:
+    case Leads::nowhere:
+        return setStatus(saveLinkFile(path, m_markerFilePath, m_checksum,
+                                      present.state == marker_state_t::absent));
+    case Leads::elsewhere:
+        return setStatus(eAlreadyExists);
+    case Leads::unknown:
+        break;
+    }
+    return setStatus(eUnknown);
+}
+
+/// Deletes a link file that was this node's.
+void Node::dropLinkFile(const std::string& path) const {
+    if (path.empty() || leadToSame(path, m_linkFilePath) != false) {
+        return;
+    }
+    const Leads leads = whereLeads(readLinkFile(path));
+    if (leads == Leads::here || leads == Leads::nowhere) {
+        boost::system::error_code ignored;
+        fs::remove(path, ignored);
+    }
+}
+
+void Node::nameLinkInMarker() {
     basekit2::variant_bag_t* vesta = m_properties.get_bag(vestaSection);
-    if (vesta && m_linkFilePath != getRdPropStr(backlinkKey, "")) {
-        vesta->put(backlinkKey, m_linkFilePath);
-        setStatus(errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath)));
+    const std::string former = getRdPropStr(backlinkKey, "");
+    if (!vesta || former == m_linkFilePath) {
+        return;
+    }
+    vesta->put(backlinkKey, m_linkFilePath);
+    if (setStatus(saveProperties())) {
+        return;
+    }
+    // As on disk, so that the next time tries again.
+    if (former.empty()) {
+        vesta->remove(backlinkKey);
+    } else {
+        vesta->put(backlinkKey, former);
     }
 }
 

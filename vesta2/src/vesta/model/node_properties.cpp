@@ -1,4 +1,3 @@
-#include "basekit2/bag_io.h"
 #include "property_names.h"
 #include "vesta2/node.h"
 
@@ -57,7 +56,7 @@ void Node::setOutputDirectory(const char* directory) {
     m_outputDirectory = directory ? directory : "";
     if (basekit2::variant_bag_t* vesta = m_properties.get_bag(vestaSection)) {
         vesta->put(outputDirectoryKey, m_outputDirectory);
-        setStatus(errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath)));
+        setStatus(saveProperties());
     }
 }
 

@@ -3,7 +3,8 @@
 #include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/normal_path.h"
-#include "registry.h"
+#include "link_file.h"
+#include "removal.h"
 #include "vesta2/discovery.h"
 #include "vesta2/experiment.h"
 #include "vesta2/names.h"
@@ -27,8 +28,6 @@ namespace {
 
 using Lock = boost::lock_guard<boost::recursive_mutex>;
 
-thread_local const NodeBeingRemoved* innermostRemoval = nullptr;
-
 bool isOfKind(const fs::path& path, const std::string& markerExt, const std::string& linkExt) {
     return hasExtension(path, markerExt) || hasExtension(path, linkExt);
 }
@@ -45,63 +44,58 @@ std::unique_ptr<Node> makeNode(const fs::path& path, const char* groupPath) {
 
 }  // namespace
 
-NodeBeingRemoved::NodeBeingRemoved(const std::string& markerFilePath)
-    : m_markerFilePath(markerFilePath), m_outer(innermostRemoval) {
-    innermostRemoval = this;
-}
-
-NodeBeingRemoved::~NodeBeingRemoved() { innermostRemoval = m_outer; }
-
-bool NodeBeingRemoved::contains(const std::string& markerFilePath) {
-    const NodeBeingRemoved* removal = innermostRemoval;
-    while (removal && removal->m_markerFilePath != markerFilePath) {
-        removal = removal->m_outer;
-    }
-    return removal != nullptr;
-}
-
-fs::path NodeBeingRemoved::outermostAround(const fs::path& place) {
-    fs::path outermost;
-    for (const NodeBeingRemoved* removal = innermostRemoval; removal; removal = removal->m_outer) {
-        const fs::path directory = fs::path(removal->m_markerFilePath).parent_path();
-        if (place.native().rfind(directory.native() + '/', 0) == 0) {
-            outermost = directory;
-        }
-    }
-    return outermost;
-}
-
 sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
     if (path.empty()) {
         return {};
     }
     try {
-        const fs::path key = normalPath(completePath(path, groupPath));
-        bool found = isThere(key);
-        if (!found) {
-            // Once more: a save replaces the file, and some network file systems show a gap.
-            found = isThere(key);
+        sptr_t<INode> node = find(path, groupPath);
+        if (!node) {
+            setStatus(eNotFound);
         }
-        if (!found) {
-            return {};
-        }
-        const Lock lock(s_recursiveMutex);
-        if (NodeBeingRemoved::contains(key.native())) {
-            return {};
-        }
-        const auto registered = s_nodeMap.find(key.native());
-        if (registered != s_nodeMap.end()) {
-            // A node that is still being made has come back to itself, over a group or a link that
-            // lies below it: there is nothing to give out yet.
-            return registered->second->m_open ? registered->second->asINode() : sptr_t<INode>();
-        }
-        Node* const node = makeNode(key, groupPath).release();
-        node->m_open = true;
-        return node->asINode();
+        return node;
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
         return {};
     }
+}
+
+/// As `lookup`, but throws when it cannot be known whether there is such a file.
+sptr_t<INode> Node::find(const std::string& path, const char* groupPath) {
+    const fs::path place = normalPath(completePath(path, groupPath));
+    const std::string& key = place.native();
+    // From the first look at the disk on: a marker that is deleted meanwhile must not give an empty
+    // node.
+    const Lock lock(s_recursiveMutex);
+    // Twice: a save replaces the file, and some network file systems show a gap.
+    if ((!isThere(place) && !fs::exists(fs::status(place))) || NodeBeingRemoved::contains(key)) {
+        return {};
+    }
+    Node* node = registered(key);
+    if (!node && isLink(key)) {
+        // A node that is open already need not know the link: it may be read-only.
+        const LinkFile link = readLinkFile(key);
+        node = link.state == marker_state_t::read ? registered(link.target) : nullptr;
+        if (node && node->m_open && node->m_linkFilePath.empty() && !node->m_parent) {
+            node->adoptLink(key);
+            node->adoptOwnParent();
+        }
+    }
+    if (node) {
+        // One that is still being made has been reached again from a group or link below it.
+        return node->m_open ? node->asINode() : sptr_t<INode>();
+    }
+    std::unique_ptr<Node> made = makeNode(place, groupPath);
+    if (made->m_markerState == marker_state_t::absent && made->m_linkFilePath.empty()) {
+        return {};
+    }
+    made->m_open = true;
+    return made.release()->asINode();
+}
+
+Node* Node::registered(const std::string& key) {
+    const auto found = s_nodeMap.find(key);
+    return found == s_nodeMap.end() ? nullptr : found->second;
 }
 
 unsigned Node::add_ref() const {
@@ -119,11 +113,15 @@ unsigned Node::release() const {
 }
 
 void Node::unregister() const {
-    for (const std::string& key : {m_markerFilePath, m_linkFilePath}) {
-        const auto found = s_nodeMap.find(key);
-        if (found != s_nodeMap.end() && found->second == this) {
-            s_nodeMap.erase(found);
-        }
+    unregister(m_markerFilePath);
+    unregister(m_linkFilePath);
+}
+
+void Node::unregister(const std::string& key) const {
+    const Lock lock(s_recursiveMutex);
+    const auto found = s_nodeMap.find(key);
+    if (found != s_nodeMap.end() && found->second == this) {
+        s_nodeMap.erase(found);
     }
 }
 

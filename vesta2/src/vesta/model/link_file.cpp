@@ -1,0 +1,73 @@
+#include "link_file.h"
+
+#include <boost/filesystem/operations.hpp>
+
+#include "../foundation/normal_path.h"
+#include "basekit2/bag_io.h"
+#include "vesta2/discovery.h"
+#include "vesta2/names.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+constexpr const char* linkRoot = "bag";
+constexpr const char* linkKey = "link";
+constexpr const char* checksumKey = "md5sum";
+
+}  // namespace
+
+marker_state_t stateOfLoad(int result) {
+    switch (result) {
+    case basekit2::bag_ok:
+        return marker_state_t::read;
+    case basekit2::bag_absent:
+        return marker_state_t::absent;
+    case basekit2::bag_malformed:
+    case basekit2::bag_too_large:
+        return marker_state_t::malformed;
+    default:
+        return marker_state_t::unreadable;
+    }
+}
+
+LinkFile readLinkFile(const std::string& path) {
+    basekit2::variant_bag_t bag;
+    LinkFile file;
+    file.state = stateOfLoad(basekit2::load_variant_bag2(bag, path, linkRoot, 0));
+    if (file.state != marker_state_t::read) {
+        return file;
+    }
+    const basekit2::variant_t* target = bag.find(linkKey);
+    const basekit2::variant_t* checksum = bag.find(checksumKey);
+    if (!target || !target->as_string() || !checksum || !checksum->as_string()) {
+        file.state = marker_state_t::malformed;
+        return file;
+    }
+    file.target =
+        normalPath(fs::absolute(*target->as_string(), fs::path(path).parent_path())).native();
+    file.checksum = *checksum->as_string();
+    return file;
+}
+
+error_t saveLinkFile(const std::string& path, const std::string& target,
+                     const std::string& checksum, bool isNew) {
+    basekit2::variant_bag_t bag;
+    bag.put(linkKey, target);
+    bag.put(checksumKey, checksum);
+    if (!isNew) {
+        return errorFromObxError(basekit2::save_variant_bag2(bag, path, linkRoot));
+    }
+    const int result = basekit2::create_variant_bag(bag, path, basekit2::durability_t::lasting);
+    return result == basekit2::bag_exists ? eAlreadyExists : errorFromObxError(result);
+}
+
+bool isNodeLink(const std::string& path) {
+    static const auto& anyKind =
+        *new FileSet(resultMarkerFileExt(), experimentMarkerFileExt(), projectMarkerFileExt());
+    return !path.empty() && path.front() == '/' && hasLinkExtension(path, anyKind);
+}
+
+}  // namespace vesta2
