@@ -115,11 +115,7 @@ int run(const Arguments& arguments, Session& session) {
     requireUnclaimed(place.directory, {flags::collecting, flags::projectReadOnly});
     const auto node = openNode(place.marker);
     const Description description = describe(node);
-    if (description.state == "unreadable") {
-        throw Failure(exitFailure, place.marker,
-                      "the marker file is unreadable, so nothing was changed",
-                      "restore it from a copy first");
-    }
+    requireReadable(description);
     std::vector<Property> changes;
     for (const std::string& assignment : arguments.assignments) {
         changes.push_back(parseAssignment(*node, assignment));
