@@ -26,7 +26,7 @@ int report(const Failure& failure, bool json) {
                                  {"path", cli::jsonText(failure.path())},
                                  {"message", cli::jsonText(failure.problem())},
                                  {"remedy", cli::jsonText(failure.remedy())}};
-        cli::writeRawMessage(cli::withSchema({{"error", error}}).dump());
+        cli::writeRawMessage(cli::withSchema({{"error", error}}).dump(-1, ' ', true));
     } else {
         cli::writeMessage(failure.line());
     }

@@ -4,15 +4,18 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <utility>
 
+#include "basekit2/uninterrupted.h"
 #include "failure.h"
 
 namespace cli {
 
 RecordFile::RecordFile(std::string path)
-    : m_path(std::move(path)),
-      m_file(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666)) {
+    : m_path(std::move(path)), m_file(basekit2::uninterrupted([&] {
+          return ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
+      })) {
     if (!m_file) {
         throw Failure::fromErrno(errno, m_path);
     }
@@ -29,9 +32,23 @@ void RecordFile::append(std::string_view text) {
     }
 }
 
-void RecordFile::check() const {
+void RecordFile::settle() {
+    if (m_error == 0 && basekit2::uninterrupted([&] { return ::fsync(m_file.get()); }) != 0) {
+        m_error = errno;
+    }
     if (m_error != 0) {
         throw Failure::fromErrno(m_error, m_path);
+    }
+    flushDirectory(std::filesystem::path(m_path).parent_path());
+}
+
+void flushDirectory(const std::string& path) {
+    const basekit2::descriptor_t directory(basekit2::uninterrupted(
+        [&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    // Some file systems cannot flush a directory, and say so with EINVAL.
+    if (!directory || (basekit2::uninterrupted([&] { return ::fsync(directory.get()); }) != 0 &&
+                       errno != EINVAL)) {
+        throw Failure::fromErrno(errno, path);
     }
 }
 

@@ -16,13 +16,17 @@ public:
     explicit RecordFile(std::string path);
 
     void append(std::string_view text);
-    /// Raises the first failure, if there was one.
-    void check() const;
+    /// Flushes the file and its name, so that they outlive a power cut. Raises the first failure,
+    /// if there was one.
+    void settle();
 
 private:
     std::string m_path;
     basekit2::descriptor_t m_file;
     int m_error = 0;
 };
+
+/// Flushes the names in a directory, or raises `Failure`.
+void flushDirectory(const std::string& path);
 
 }  // namespace cli

@@ -1,5 +1,9 @@
 #include "collector/recording.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <utility>
@@ -22,18 +26,18 @@ Recording::Recording(basekit2::sptr_t<vesta2::IResultDirectory> result,
                      const std::vector<std::string>& command)
     : m_result(std::move(result)),
       m_command(command),
-      m_directory(std::filesystem::current_path().native()),
-      m_log(m_result->getCollectorLog()) {}
+      m_workingDirectory(std::filesystem::current_path().native()),
+      m_directory(::open(m_result->getPath(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+      m_log(m_result->getCollectorLog()),
+      m_commandLog(m_result->getCommandLog()) {}
 
 void Recording::begin() {
     const std::string line = shellQuote(m_command);
-    RecordFile commandLog(m_result->getCommandLog());
-    commandLog.append("command: " + escapeText(line) +
-                      "\nworking directory: " + escapeText(m_directory) + "\n");
-    commandLog.check();
+    m_commandLog.append("command: " + escapeText(line) +
+                        "\nworking directory: " + escapeText(m_workingDirectory) + "\n");
     m_result->setCollectorCommand(line.c_str());
     m_result->setCollectionTimeBegin(std::time(nullptr));
-    putProperty(*m_result, key::workingDirectory, m_directory);
+    putProperty(*m_result, key::workingDirectory, m_workingDirectory);
     saveProperties(*m_result);
     log("collecting: " + line);
 }
@@ -59,11 +63,15 @@ void Recording::end(const RunOutcome& outcome) {
     put(key::writtenBytes, outcome.writtenBytes);
     put(key::sampleCount, outcome.sampleCount);
     m_result->setFinalizationTimeEnd(std::time(nullptr));
+    requireSameDirectory();
     saveProperties(*m_result);
 }
 
 void Recording::finish() {
-    m_log.check();
+    m_log.settle();
+    m_commandLog.settle();
+    flushDirectory(std::filesystem::path(m_result->getPath()).parent_path());
+    requireSameDirectory();
     m_result->setFinalized(true);
     const vesta2::error_t status = vesta2::ResultDirectoryManager::getLastError();
     if (status != vesta2::eOK) {
@@ -73,7 +81,21 @@ void Recording::finish() {
 
 void Recording::fail(const std::string& reason) {
     log(reason);
+    requireSameDirectory();
     m_result->setInvalid();
+}
+
+void Recording::requireSameDirectory() const {
+    struct stat made {};
+    struct stat present {};
+    if (::fstat(m_directory.get(), &made) != 0 || ::stat(m_result->getPath(), &present) != 0) {
+        throw Failure::fromErrno(errno, m_result->getPath());
+    }
+    if (made.st_dev != present.st_dev || made.st_ino != present.st_ino) {
+        throw Failure(exitFailure, m_result->getPath(),
+                      "is another directory than the one that was being collected in",
+                      "look for that where it was moved to");
+    }
 }
 
 }  // namespace cli

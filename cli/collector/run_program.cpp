@@ -56,6 +56,7 @@ public:
         if (m_request.capture) {
             m_output->finish();
             m_error->finish();
+            m_outcome.outputError = m_output->error() != 0 ? m_output->error() : m_error->error();
         }
         m_outcome.peakMemoryBytes = peakBytes();
         m_outcome.readBytes = m_sampler.last().bytes.read;

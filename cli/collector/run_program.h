@@ -24,6 +24,9 @@ struct RunRequest {
 };
 
 struct RunOutcome {
+    /// An `errno` value when what the program wrote could not be passed on; the reader's leaving is
+    /// none.
+    int outputError = 0;
     int startError = 0;  ///< `errno` value when the program could not be started
     bool wasKilled = false;
     int code = 0;  ///< exit code, or the signal that killed it

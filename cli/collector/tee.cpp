@@ -75,6 +75,7 @@ bool Tee::writeSome() {
         pollfd room{m_target, POLLOUT, 0};
         ::poll(&room, 1, -1);
     } else if (errno != EINTR) {
+        m_error = errno == EPIPE ? 0 : errno;
         m_pending = {};
         return false;
     }

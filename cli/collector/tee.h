@@ -28,6 +28,8 @@ public:
     /// Passes on what the program had written before it ended. What processes that it left behind
     /// write afterwards is not waited for.
     void finish();
+    /// Why something could not be passed on, as an `errno` value; 0 also when the reader has gone.
+    [[nodiscard]] int error() const { return m_error; }
 
 private:
     void readSome(std::size_t most);
@@ -43,6 +45,7 @@ private:
     basekit2::descriptor_t m_writeEnd;
     std::array<char, pieceSize> m_piece{};
     std::string_view m_pending;
+    int m_error = 0;
 };
 
 }  // namespace cli

@@ -3,6 +3,7 @@
 #include "failure.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
+#include "nodes/presence.h"
 #include "options.h"
 #include "output/text.h"
 
@@ -30,12 +31,24 @@ Failure refusal(const Description& node, vesta2::INodeGroup& group) {
     return Failure::fromStatus(vesta2::getStatus(), node.path);
 }
 
+/// The library says that all went well even where a look at the group or at a link failed.
+void requireMember(vesta2::INode& member, vesta2::INodeGroup& group) {
+    const auto parent = member.getParent();
+    const bool isMember = parent && parent.get() == group.getNode().get();
+    if (!isMember || (member.isLinked() && !isThere(member.getLinkFilePath()))) {
+        throw Failure(exitFailure, group.getPath(),
+                      "did not take in " + std::string(member.getPath()),
+                      "see the library's log with -v, and try again");
+    }
+}
+
 int run(const Arguments& arguments, Session& session) {
     const auto group = openGroup(arguments.group);
     Json added = Json::array();
     for (const std::string& argument : arguments.nodes) {
-        const auto node = openNode(argument);
+        const auto node = openPresentNode(argument);
         const Description description = describe(node);
+        requireReadable(description);
         const auto member = group->addNode(node->getMarkerFilePath());
         const vesta2::error_t status = vesta2::getStatus();
         if (!member) {
@@ -44,6 +57,7 @@ int run(const Arguments& arguments, Session& session) {
         if (status != vesta2::eOK) {
             throw Failure::fromStatus(status, group->getPath());
         }
+        requireMember(*member, *group);
         if (session.json) {
             added.push_back(toJson(describe(member)));
             added.back()["linkFile"] = jsonText(member->getLinkFilePath());

@@ -33,6 +33,10 @@ constexpr int greatestInterval = 3600 * 1000;
 /// Others must see that somebody is at work on the result.
 void claim(vesta2::IResultDirectory& result) {
     const vesta2::error_t status = result.addFlag(flags::collecting, false);
+    if (status == vesta2::eFileLocked) {
+        throw Failure(exitLocked, result.getPath(), "another process has claimed the new result",
+                      "try again");
+    }
     if (status != vesta2::eOK) {
         throw Failure::fromWriting(status, result.getPath(), result.getPath());
     }
@@ -41,14 +45,15 @@ void claim(vesta2::IResultDirectory& result) {
 /// That the collection has failed. The result, which was in `directory` before it was marked
 /// invalid, may have gone elsewhere with all its files.
 Failure collectionFailure(const Failure& cause, const std::string& directory,
-                          vesta2::IResultDirectory& result) {
-    const std::string now = result.getPath();
+                          const basekit2::sptr_t<vesta2::IResultDirectory>& result) {
+    const std::string now = result->getPath();
     std::string path = cause.path();
     if (path.rfind(directory + "/", 0) == 0 || path == directory) {
         path.replace(0, directory.size(), now);
     }
     const std::string remedy = cause.remedy().empty() ? "" : cause.remedy() + "; ";
-    return {cause.code(), path, cause.problem(), remedy + "the result " + now + " is invalid"};
+    const char* state = describe(result).state == "invalid" ? " is invalid" : " is incomplete";
+    return {cause.code(), path, cause.problem(), remedy + "the result " + now + state};
 }
 
 RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
@@ -72,9 +77,9 @@ RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
     }
     // Saved before anything is complained of: what is known of the run is kept.
     recording.end(outcome);
-    samples.check();
+    samples.settle();
     if (output) {
-        output->check();
+        output->settle();
     }
     recording.finish();
     return outcome;
@@ -87,7 +92,7 @@ void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDire
         Json object = toJson(describe(result));
         object[outcome.wasKilled ? "exitSignal" : "exitCode"] = outcome.code;
         object["elapsedMicroseconds"] = std::to_string(outcome.elapsed.count());
-        writeRawMessage(withSchema({{"result", object}}).dump());
+        writeRawMessage(withSchema({{"result", object}}).dump(-1, ' ', true));
         return;
     }
     const std::string end = outcome.wasKilled
@@ -107,19 +112,27 @@ int run(const Arguments& arguments, const Session& session) {
     RunOutcome outcome;
     try {
         claim(*result);
+        // What cannot be read back must not be saved over.
+        requireReadable(describe(result));
         recording.emplace(result, arguments.program);
         outcome = record(arguments, *result, *recording, signals);
     } catch (const std::exception&) {
         const Failure cause = Failure::current();
+        if (cause.code() == exitLocked) {
+            throw;
+        }
         if (recording) {
             recording->fail(cause.problem());
         } else {
             result->setInvalid();
         }
-        throw collectionFailure(cause, directory, *result);
+        throw collectionFailure(cause, directory, result);
     }
     result->removeFlag(flags::collecting, false);
     announce(session, result, outcome);
+    if (outcome.outputError != 0) {
+        throw lostOutput(outcome.outputError);
+    }
     return outcome.wasKilled ? killedBase + outcome.code : outcome.code;
 }
 

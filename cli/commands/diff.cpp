@@ -35,6 +35,8 @@ struct Arguments {
 struct Pair {
     ResultHandle before;
     ResultHandle after;
+    Description old;
+    Description now;
 };
 
 struct Row {
@@ -74,16 +76,14 @@ std::optional<double> percent(const Row& row) {
     return (*number(row.after) - *number(row.before)) / *number(row.before) * 100;
 }
 
-ResultHandle requireResult(const ResultHandle& result, const std::string& path) {
+Description requireResult(const ResultHandle& result, const std::string& path) {
     if (!result) {
         throw Failure(exitNotFound, path, "could not be opened", "it may just have been removed");
     }
-    if (isUnreadable(*result)) {
-        throw Failure(exitFailure, result->getMarkerFilePath(),
-                      "the marker file is unreadable, so there is nothing to compare",
-                      "restore it from a copy first");
-    }
-    return result;
+    requirePresent(*result);
+    Description description = describe(result);
+    requireReadable(description);
+    return description;
 }
 
 std::string greatestMatch(const std::string& path) {
@@ -111,7 +111,9 @@ Pair openPair(const std::string& a, const std::string& b) {
     if (newestFirst) {
         std::swap(pair.before, pair.after);
     }
-    return {requireResult(pair.before, a), requireResult(pair.after, b)};
+    pair.old = requireResult(pair.before, a);
+    pair.now = requireResult(pair.after, b);
+    return pair;
 }
 
 Row propertyRow(const std::string& name, const variant_t& before, const variant_t& after) {
@@ -149,10 +151,8 @@ void addProperties(std::vector<Row>& rows, const Pair& pair) {
 }
 
 void addState(std::vector<Row>& rows, const Pair& pair) {
-    const std::string before = describe(pair.before).state;
-    const std::string after = describe(pair.after).state;
-    if (before != after) {
-        rows.push_back({"property", "state", before, after});
+    if (pair.old.state != pair.now.state) {
+        rows.push_back({"property", "state", pair.old.state, pair.now.state});
     }
 }
 
@@ -196,8 +196,7 @@ void print(Session& session, const std::vector<Row>& rows, const Pair& pair) {
                               {"NEW", Column::Align::right},
                               {"CHANGE", Column::Align::right, true},
                               {"PERCENT", Column::Align::right, true}});
-    table.add(
-        {{"result"}, {"name"}, {describe(pair.before).name}, {describe(pair.after).name}, {}, {}});
+    table.add({{"result"}, {"name"}, {pair.old.name}, {pair.now.name}, {}, {}});
     for (const Row& row : rows) {
         const std::optional<double> growth = percent(row);
         const auto text = [](const variant_t& value) {

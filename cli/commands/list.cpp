@@ -1,12 +1,17 @@
 #include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <set>
 
+#include "nodes/contents.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
+#include "nodes/presence.h"
 #include "options.h"
 #include "output/table.h"
 #include "output/text.h"
+#include "vesta2/node_iterator.h"
 
 namespace cli {
 namespace {
@@ -25,8 +30,16 @@ struct Arguments {
 
 struct Row {
     Description node;
-    std::uint64_t size = 0;
+    std::optional<std::uint64_t> size;  ///< nothing when it could not be told
 };
+
+std::optional<std::uint64_t> sizeOf(const Description& node) {
+    try {
+        return contentsOf(node.path).bytes;
+    } catch (const std::filesystem::filesystem_error&) {
+        return std::nullopt;
+    }
+}
 
 /// Where a row stands below the group that was asked for: the names of the groups on the way.
 using Place = std::vector<std::string>;
@@ -60,7 +73,7 @@ public:
 
     /// Lists the nodes of `group` that match `mask`, and with recursion all below them.
     void add(vesta2::INodeGroup& group, const std::string& mask, const Place& place) {
-        auto nodes = group.getNodes(mask.c_str(), greatestWanted());
+        vesta2::NodeIterator nodes(mask, group.getPath(), greatestWanted());
         const vesta2::error_t status = vesta2::getStatus();
         if (status != vesta2::eOK && status != vesta2::eNotFound) {
             throw searchFailure(status, mask);
@@ -70,12 +83,15 @@ public:
             // Only one node of a group is open at a time, and one that has just been removed is no
             // error.
             const auto node = nodes.current();
+            if (!node && isThere(nodes.path())) {
+                throw Failure::fromStatus(vesta2::getStatus(), nodes.path());
+            }
             if (!node) {
                 continue;
             }
-            Row row{describe(node)};
+            Row row{describe(node), std::nullopt};
             if (needsSize()) {
-                row.size = node->getSize();
+                row.size = sizeOf(row.node);
             }
             if (isStreaming()) {
                 show(row, place);
@@ -167,7 +183,7 @@ private:
     void writeJson(const Row& row, const Place& place) {
         m_json.push_back(toJson(row.node));
         if (needsSize()) {
-            m_json.back()["size"] = std::to_string(row.size);
+            m_json.back()["size"] = row.size ? Json(std::to_string(*row.size)) : Json();
         }
         if (m_arguments.recursive) {
             Json groups = Json::array();
@@ -204,8 +220,10 @@ private:
                                 {node.rank < 0 ? "" : std::to_string(node.rank)},
                                 {node.command}};
         if (m_arguments.details) {
-            const Cell size{forPeople ? shortSize(row.size) : std::to_string(row.size)};
-            cells.insert(cells.end() - 1, {size, {node.link}, {node.path}});
+            const std::string size = !row.size   ? ""
+                                     : forPeople ? shortSize(*row.size)
+                                                 : std::to_string(*row.size);
+            cells.insert(cells.end() - 1, {{size}, {node.link}, {node.path}});
         }
         m_table.add(std::move(cells));
     }

@@ -3,6 +3,7 @@
 #include "failure.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
+#include "nodes/presence.h"
 #include "options.h"
 #include "output/text.h"
 #include "vesta2/discovery.h"
@@ -34,7 +35,7 @@ int run(const Arguments& arguments, Session& session) {
                       "name the link file in its group");
     }
     const std::string link = node->getLinkFilePath();
-    if (!node->isMissing()) {
+    if (!node->isMissing() || isThere(node->getMarkerFilePath())) {
         throw Failure(exitNegative, link, "leads to " + std::string(node->getMarkerFilePath()),
                       "which is there: nothing to repair");
     }
@@ -43,6 +44,10 @@ int run(const Arguments& arguments, Session& session) {
         markerAt(arguments.target, extension.substr(0, extension.size() - 4));
     if (!node->changeMarkerFilePath(marker.c_str())) {
         throw Failure::fromStatus(vesta2::getStatus(), marker);
+    }
+    if (node->isLinkStale() || link != node->getLinkFilePath()) {
+        throw Failure(exitFailure, link, "could not be rewritten",
+                      "see the library's log with -v, and try again");
     }
     return reportNode(session, "node", node, node->getMarkerFilePath());
 }

@@ -2,8 +2,11 @@
 
 #include "failure.h"
 #include "nodes/description.h"
+#include "nodes/flags.h"
 #include "nodes/node_argument.h"
+#include "nodes/presence.h"
 #include "options.h"
+#include "output/text.h"
 
 namespace cli {
 namespace {
@@ -13,10 +16,27 @@ struct Arguments {
     std::string name;
 };
 
+/// The library says that all went well even where a look at the group failed.
+void requireLinkFollowed(vesta2::INode& node, const std::string& former) {
+    const std::string link = node.getLinkFilePath();
+    if (link.empty() || link == former || isThere(former) || !isThere(link)) {
+        throw Failure(exitFailure, former,
+                      "the node is named anew, but its link could not be changed",
+                      "see 'vesta2 show " + shellQuote(node.getPath()) + "'");
+    }
+}
+
 int run(const Arguments& arguments, Session& session) {
     const auto node = openPresentNode(arguments.node);
+    requireReadable(describe(node));
+    requireUnclaimed(*node);
+    const std::string former = node->getLinkFilePath();
+    const std::string oldMarker = node->getMarkerFilePath();
     if (!node->changeUserVisibleName(arguments.name.c_str())) {
         throw Failure::fromStatus(vesta2::getStatus(), arguments.name);
+    }
+    if (!former.empty() && oldMarker != node->getMarkerFilePath()) {
+        requireLinkFollowed(*node, former);
     }
     return reportNode(session, "node", node, node->getMarkerFilePath());
 }

@@ -121,30 +121,18 @@ bool askServerFor(const std::string& path) {
 
 /// The node as it is on disk now that the flag is ours.
 basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
-    using vesta2::marker_state_t;
     constexpr std::chrono::milliseconds pause(100);
     constexpr int mostTries = 30;
-    marker_state_t state = marker_state_t::absent;
-    for (int attempt = 0; attempt < mostTries; ++attempt) {
+    for (int attempt = 1;; ++attempt) {
         const bool mayBeWrong = askServerFor(place.marker);
-        auto node = openNode(place.marker);
-        state = vesta2::Node::markerState(node);
-        if (state == marker_state_t::read) {
+        const auto node = openNode(place.marker);
+        const bool isRead = vesta2::Node::markerState(node) == vesta2::marker_state_t::read;
+        if (isRead || !mayBeWrong || attempt == mostTries) {
+            requireReadable(describe(node));
             return node;
-        }
-        if (!mayBeWrong) {
-            break;
         }
         std::this_thread::sleep_for(pause);
     }
-    if (state == marker_state_t::malformed) {
-        throw Failure(exitFailure, place.marker,
-                      "the marker file is malformed, so nothing was changed",
-                      "restore it from a copy first");
-    }
-    throw Failure(exitFailure, place.marker,
-                  "the marker file cannot be read, so nothing was changed",
-                  "see that it can be read, and try again");
 }
 
 int run(const Arguments& arguments, Session& session) {

@@ -4,8 +4,10 @@
 #include <string_view>
 
 #include "failure.h"
+#include "nodes/contents.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
+#include "nodes/presence.h"
 #include "nodes/properties.h"
 #include "options.h"
 #include "output/text.h"
@@ -53,24 +55,29 @@ void addParents(std::vector<Fact>& facts, vesta2::INode& node) {
 
 constexpr std::array<std::string_view, 3> contentKeys{"size", "files", "dataDirectories"};
 
-/// These cost a walk through the whole node.
+/// These cost a walk through the whole node. One that is missing has none.
 bool wantsContents(const std::vector<std::string>& keys) {
     return keys.empty() || std::find_first_of(keys.begin(), keys.end(), contentKeys.begin(),
                                               contentKeys.end()) != keys.end();
 }
 
 void addContents(std::vector<Fact>& facts, const basekit2::sptr_t<vesta2::INode>& node) {
-    addNumber(facts, contentKeys[0], node->getSize());
-    addNumber(facts, contentKeys[1], node->getFilesCount());
-    const auto result = vesta2::IResultDirectory::cast(node);
-    const auto directories = result ? result->getCollectorDataDirectories() : nullptr;
-    if (directories) {
+    const Contents contents = contentsOf(node->getPath());
+    addNumber(facts, contentKeys[0], contents.bytes);
+    addNumber(facts, contentKeys[1], contents.files);
+    if (const auto result = vesta2::IResultDirectory::cast(node)) {
+        const auto directories = result->getCollectorDataDirectories();
+        if (!directories) {
+            throw Failure(exitFailure, node->getPath(), "cannot be listed",
+                          "check the disk and whether you may read it, and try again");
+        }
         addNumber(facts, contentKeys[2], directories->getSize());
     }
 }
 
 std::vector<Fact> gatherFacts(const basekit2::sptr_t<vesta2::INode>& node) {
     const Description description = describe(node);
+    requireReadable(description);
     std::vector<Fact> facts;
     addText(facts, "path", description.path.c_str());
     addText(facts, "marker", node->getMarkerFilePath());
@@ -136,7 +143,7 @@ std::vector<Fact> select(const std::vector<Fact>& facts, const std::vector<std::
 int run(const Arguments& arguments, Session& session) {
     const auto node = openNode(arguments.node);
     std::vector<Fact> facts = gatherFacts(node);
-    if (wantsContents(arguments.keys)) {
+    if (wantsContents(arguments.keys) && isThere(node->getPath())) {
         addContents(facts, node);
     }
     const bool wantsAll = arguments.keys.empty();

@@ -2,13 +2,17 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "basekit2/bag_io.h"
 #include "nodes/flags.h"
+#include "nodes/presence.h"
 #include "output/text.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
+#include "vesta2/node.h"
 
 namespace cli {
+
+namespace fs = boost::filesystem;
+
 namespace {
 
 std::string textOf(const char* text) { return text ? text : ""; }
@@ -21,13 +25,15 @@ std::string kindOf(const basekit2::sptr_t<vesta2::INode>& node) {
 }
 
 std::string stateOf(vesta2::IResultDirectory& result) {
-    if (!result.isValid()) {
+    // The library takes a mark that it cannot look at for absent.
+    const std::string directory = result.getPath();
+    if (!result.isValid() || isThere(directory + "/.bad")) {
         return "invalid";
     }
-    if (result.isFinalized()) {
+    if (result.isFinalized() || isThere(directory + "/.norun")) {
         return "finalized";
     }
-    switch (vesta2::util::lookAtFlag(result.getPath(), flags::collecting).state) {
+    switch (vesta2::util::lookAtFlag(directory, flags::collecting).state) {
     case vesta2::util::flag_state_t::held:
         return "collecting";
     case vesta2::util::flag_state_t::stale:
@@ -39,7 +45,6 @@ std::string stateOf(vesta2::IResultDirectory& result) {
 }
 
 void describeResult(vesta2::IResultDirectory& result, Description& out) {
-    out.state = stateOf(result);
     if (const long begin = result.getCollectionTimeBegin()) {
         out.time = begin;
     }
@@ -53,6 +58,29 @@ std::string hostOf(vesta2::INode& node) {
     return host && host->as_string() ? *host->as_string() : std::string();
 }
 
+void requireMarker(const basekit2::sptr_t<vesta2::INode>& node, const std::string& marker) {
+    switch (vesta2::Node::markerState(node)) {
+    case vesta2::marker_state_t::malformed:
+        throw Failure(exitFailure, marker, "the marker file is damaged", "restore it from a copy");
+    case vesta2::marker_state_t::unreadable:
+        throw Failure(exitFailure, marker, "the marker file is unreadable",
+                      "check the disk and whether you may read it, and try again");
+    case vesta2::marker_state_t::absent:
+    case vesta2::marker_state_t::read:
+        break;
+    }
+}
+
+std::string stateOf(const basekit2::sptr_t<vesta2::INode>& node) {
+    const std::string marker = node->getMarkerFilePath();
+    if (!isThere(marker)) {
+        return "missing";
+    }
+    requireMarker(node, marker);
+    const auto result = vesta2::IResultDirectory::cast(node);
+    return result ? stateOf(*result) : std::string();
+}
+
 }  // namespace
 
 const basekit2::variant_bag_t* vestaSection(vesta2::INode& node) {
@@ -61,13 +89,10 @@ const basekit2::variant_bag_t* vestaSection(vesta2::INode& node) {
     return bag ? bag->get_bag("vesta") : nullptr;
 }
 
-bool isUnreadable(vesta2::INode& node) {
-    // A bag that was read is hardly ever empty, so the second look costs next to nothing.
-    if (!node.getPropertyStorage()->getBag()->empty()) {
-        return false;
+void requireReadable(const Description& description) {
+    if (description.damage) {
+        throw *description.damage;
     }
-    basekit2::variant_bag_t bag;
-    return basekit2::bag_failed(basekit2::load_variant_bag(bag, node.getMarkerFilePath(), ""));
 }
 
 Description describe(const basekit2::sptr_t<vesta2::INode>& node) {
@@ -82,15 +107,18 @@ Description describe(const basekit2::sptr_t<vesta2::INode>& node) {
     if (const auto result = vesta2::IResultDirectory::cast(node)) {
         describeResult(*result, out);
     }
-    if (const char* name = node->getUserVisibleName()) {
-        out.name = name;
-        if (isUnreadable(*node)) {
-            out.state = "unreadable";
-        }
-    } else {
-        out.name = boost::filesystem::path(node->getLinkFilePath()).stem().native();
-        out.state = "missing";
+    try {
+        out.state = stateOf(node);
+    } catch (const Failure& damage) {
+        out.state = "unreadable";
+        out.damage = damage;
     }
+    const char* name = node->getUserVisibleName();
+    const bool hasLink = node->isLinked();
+    out.name = name ? name
+                    : fs::path(hasLink ? node->getLinkFilePath() : node->getMarkerFilePath())
+                          .stem()
+                          .native();
     return out;
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 /// What there is to tell of a node, whatever its kind.
 
+#include <optional>
 #include <string>
 
 #include "basekit2/object.h"
+#include "failure.h"
 #include "output/json.h"
 #include "session.h"
 #include "vesta2/i_node.h"
@@ -22,9 +24,11 @@ struct Description {
     int rank = -1;
     std::string command;
     std::string link;  ///< "linked" or "stale" for a node that is stored elsewhere, else empty
+    std::optional<Failure> damage;  ///< of an "unreadable" node: what could not be read
 };
 
-/// Nothing but the node's marker, state and flag files is looked at.
+/// Nothing but the node's marker, state and flag files is looked at. What could not be looked at
+/// makes the node "unreadable".
 Description describe(const basekit2::sptr_t<vesta2::INode>& node);
 
 Json toJson(const Description& description);
@@ -40,8 +44,7 @@ const char* stateStyle(const std::string& state);
 /// The "vesta" section; null when there is none.
 const basekit2::variant_bag_t* vestaSection(vesta2::INode& node);
 
-/// Whether the marker file is there but cannot be read as a bag. Then the node seems to have no
-/// properties, and saving it would destroy what is still in the file.
-bool isUnreadable(vesta2::INode& node);
+/// Raises `Failure` for an "unreadable" node. What it seems to lack may be there all the same.
+void requireReadable(const Description& description);
 
 }  // namespace cli

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/filesystem/exception.hpp>
 
+#include "nodes/presence.h"
 #include "output/text.h"
 
 namespace cli {
@@ -47,10 +48,10 @@ void requireFree(const std::string& directory, const FlagLook& look) {
 }  // namespace
 
 void requireUnclaimed(vesta2::INode& node) {
-    if (node.isMissing()) {
+    const std::string directory = node.getPath();
+    if (!isThere(directory)) {
         return;
     }
-    const std::string directory = node.getPath();
     for (const FlagLook& look : vesta2::util::lookAtFlags(directory)) {
         requireFree(directory, look);
     }

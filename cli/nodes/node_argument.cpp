@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "nodes/presence.h"
 #include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
@@ -79,6 +80,9 @@ basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument) {
         marker = *found.begin();
     }
     basekit2::sptr_t<vesta2::INode> node = vesta2::Node::lookup(marker, nullptr);
+    if (!node && vesta2::getStatus() != vesta2::eNotFound) {
+        throw Failure::fromStatus(vesta2::getStatus(), marker);
+    }
     if (!node) {
         throw noNode(path);
     }
@@ -86,10 +90,14 @@ basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument) {
 }
 
 void requirePresent(vesta2::INode& node) {
-    if (node.isMissing()) {
-        throw Failure(exitNotFound, node.getLinkFilePath(), "the node that it leads to is gone",
-                      "point it at the new place with 'vesta2 relink'");
+    if (!node.isMissing() || isThere(node.getMarkerFilePath())) {
+        return;
     }
+    if (!node.isLinked()) {
+        throw Failure::fromErrno(ENOENT, node.getMarkerFilePath());
+    }
+    throw Failure(exitNotFound, node.getLinkFilePath(), "the node that it leads to is gone",
+                  "point it at the new place with 'vesta2 relink'");
 }
 
 basekit2::sptr_t<vesta2::INode> openPresentNode(const std::string& argument) {

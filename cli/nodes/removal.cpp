@@ -7,6 +7,7 @@
 #include "failure.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
+#include "nodes/presence.h"
 #include "output/text.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/node.h"
@@ -15,6 +16,15 @@ namespace cli {
 namespace {
 
 using NodeHandle = basekit2::sptr_t<vesta2::INode>;
+
+/// Empty when somebody else has deleted the node.
+NodeHandle open(const std::string& marker) {
+    NodeHandle node = vesta2::Node::lookup(marker, nullptr);
+    if (!node && isThere(marker)) {
+        throw Failure::fromStatus(vesta2::getStatus(), marker);
+    }
+    return node;
+}
 
 /// What is deleted, for people: with the nodes that go with it.
 std::string tell(const NodeHandle& node) {
@@ -28,9 +38,24 @@ std::string tell(const NodeHandle& node) {
     return line;
 }
 
+void remove(vesta2::INode& node, const Description& description) {
+    // It may have been claimed while the user was asked.
+    requireUnclaimed(node);
+    const std::string link = node.getLinkFilePath();
+    if (!node.remove()) {
+        throw Failure::fromStatus(vesta2::getStatus(), description.path);
+    }
+    // What the library could not look at it does not delete.
+    const bool isDirectoryLeft = description.state != "missing" && isThere(description.path);
+    if (isDirectoryLeft || (!link.empty() && isThere(link))) {
+        throw Failure(exitFailure, isDirectoryLeft ? description.path : link,
+                      "could not be deleted", "see the library's log with -v, and try again");
+    }
+}
+
 bool askUser(const std::vector<std::string>& markers) {
     for (const std::string& marker : markers) {
-        if (const NodeHandle node = vesta2::Node::lookup(marker, nullptr)) {
+        if (const NodeHandle node = open(marker)) {
             writeMessage(escapeText("will delete the " + tell(node)));
         }
     }
@@ -50,7 +75,7 @@ void declareRemoval(Options& options, RemovalChoice& choice) {
 int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
                 Session& session) {
     for (const std::string& marker : markers) {
-        if (const NodeHandle node = vesta2::Node::lookup(marker, nullptr)) {
+        if (const NodeHandle node = open(marker)) {
             requireUnclaimed(*node);
         }
     }
@@ -65,13 +90,13 @@ int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& ch
     }
     Json removed = Json::array();
     for (const std::string& marker : markers) {
-        const NodeHandle node = vesta2::Node::lookup(marker, nullptr);
+        const NodeHandle node = open(marker);
         if (!node) {
-            continue;  // somebody else has deleted it
+            continue;
         }
         const Description description = describe(node);
-        if (!choice.dryRun && !node->remove()) {
-            throw Failure::fromStatus(vesta2::getStatus(), description.path);
+        if (!choice.dryRun) {
+            remove(*node, description);
         }
         if (session.json) {
             removed.push_back(toJson(description));

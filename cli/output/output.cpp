@@ -54,7 +54,8 @@ void Output::write(std::string_view text) {
 }
 
 void Output::writeJson(const Json& members) {
-    write(withSchema(members).dump(m_isTerminal ? 2 : -1) + "\n");
+    // Controls beyond ASCII drive a terminal, too.
+    write(withSchema(members).dump(m_isTerminal ? 2 : -1, ' ', m_isTerminal) + "\n");
 }
 
 void Output::writeText(std::string_view text) {
@@ -73,12 +74,15 @@ void Output::flush() {
         } else if (errno != EINTR) {
             const int error = errno;
             m_pending.clear();
-            const Failure cause = Failure::fromErrno(error, "standard output");
-            throw Failure(exitFailure, cause.path(), cause.problem(),
-                          "check where the output goes");
+            throw lostOutput(error);
         }
     }
     m_pending.clear();
+}
+
+Failure lostOutput(int error) {
+    const Failure cause = Failure::fromErrno(error, "standard output");
+    return {exitFailure, cause.path(), cause.problem(), "check where the output goes"};
 }
 
 int terminalWidth(int stream) {

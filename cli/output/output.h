@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "failure.h"
 #include "output/json.h"
 
 namespace cli {
@@ -33,6 +34,9 @@ private:
     bool m_isTerminal;
     bool m_color = false;
 };
+
+/// That an output stream took no more, for the reason `error` (an `errno` value).
+Failure lostOutput(int error);
 
 /// Columns of the terminal behind `stream`; the usual number without one.
 int terminalWidth(int stream);

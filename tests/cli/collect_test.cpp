@@ -201,6 +201,16 @@ TEST_F(CollectTest, AKilledCollectorLeavesAReadableResult) {
     EXPECT_EQ(run({"show", "r000", "collectionTimeBegin"}).code, 0);
 }
 
+TEST_F(CollectTest, WhatTookThePlaceOfTheResultIsLeftAlone) {
+    const auto result = run(shell("mv r000 gone; mkdir r000; echo kept > r000/r000.zentor"));
+    EXPECT_EQ(result.code, 7);
+    EXPECT_THAT(result.err, HasSubstr("r000: is another directory"));
+    EXPECT_EQ(read("r000/r000.zentor"), "kept\n");
+    EXPECT_EQ(::access((directory / "r000/.norun").c_str(), F_OK), -1);
+    EXPECT_EQ(::access((directory / "r000/.bad").c_str(), F_OK), -1);
+    EXPECT_EQ(show("gone", {"state"}), "orphaned\n");
+}
+
 TEST_F(CollectTest, TellsWhereTheResultIs) {
     EXPECT_THAT(run({"collect", "--", "true"}).err,
                 MatchesRegex("vesta2: result .*/r000 \\(exit code 0, [0-9.]+ s\\)\n"));

@@ -45,6 +45,7 @@ TEST_F(CliFlagsTest, WhoHoldsAFlagIsToldAndRespected) {
         {"flag", "clear", "r000", "mine", "--force"},
         {"move", "r000", "elsewhere"},
         {"invalidate", "r000"},
+        {"rename", "r000", "q"},
         {"remove", "-y", "quiet", "r000"},
         {"purge", ".", "--keep", "0", "--mask", "r@@@", "-y"},
     };

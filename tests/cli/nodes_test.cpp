@@ -90,7 +90,10 @@ TEST_F(NodesTest, AnUnreadableMarkerIsShownAndNeverOverwritten) {
     for (const std::string damage : {"<bag v=", ""}) {
         write("r000/r000.zentor", damage);
         EXPECT_EQ(names(json({"list", "--state", "unreadable"})), std::vector<std::string>{"r000"});
-        EXPECT_EQ(show("r000", {"state"}), "unreadable\n");
+        const auto shown = run({"show", "r000"});
+        EXPECT_EQ(shown.code, 7);
+        EXPECT_THAT(shown.err, AllOf(HasSubstr("r000.zentor: "), HasSubstr("restore it")));
+        EXPECT_EQ(run({"rename", "r000", "q"}).code, 7);
         EXPECT_EQ(run({"set", "r000", "a=b"}).code, 7);
         EXPECT_EQ(run({"diff", "r000", "r001"}).code, 7);
         EXPECT_EQ(read("r000/r000.zentor"), damage);

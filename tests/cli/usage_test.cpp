@@ -5,6 +5,7 @@
 
 using support::Command;
 using testing::AllOf;
+using testing::AnyOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -103,7 +104,11 @@ TEST_F(UsageTest, LostOutputIsNoSuccess) {
     output({"create", "result", "r1"});
     const Command::Setting full{directory.path().native(), {}, "/dev/full"};
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"list"}, {"show", "r1"}, {"--json", "list"}, {"--help"}}) {
+         {std::vector<std::string>{"list"},
+          {"show", "r1"},
+          {"--json", "list"},
+          {"--help"},
+          {"collect", "-q", "--capture", "--", "echo", "x"}}) {
         const auto result = Command(arguments, full).finish();
         EXPECT_EQ(result.code, 7);
         EXPECT_THAT(result.err, AllOf(HasSubstr("standard output"), HasSubstr("no space left")));
@@ -140,7 +145,9 @@ TEST_F(UsageTest, OptionsForEveryCommand) {
     EXPECT_EQ(output({"-C", "sub", "list"}), output({"list", "sub", "--color", "never"}));
     EXPECT_EQ(nlohmann::json::parse(output({"list", "--json", "sub"}))["schema"], 1);
     EXPECT_EQ(run({"create", "result", "a:b"}).err.find("WARN"), std::string::npos);
-    EXPECT_THAT(run({"-v", "create", "result", "a:b"}).err, HasSubstr("WARN"));
+    const std::string logged = run({"-v", "create", "result", "a:\x1b[31m\n\xc2\x9b"}).err;
+    EXPECT_THAT(logged, AllOf(HasSubstr("WARN"), HasSubstr("a:\\x1B[31m\\x0A")));
+    EXPECT_THAT(logged, testing::Not(AnyOf(HasSubstr("\x1b"), HasSubstr("\xc2\x9b"))));
 }
 
 }  // namespace

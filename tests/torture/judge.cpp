@@ -1,0 +1,149 @@
+#include "judge.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "support/command.h"
+
+namespace torture {
+namespace {
+
+constexpr int greatestCode = 7;
+
+class Judge {
+public:
+    Judge(const Case& each, const Scene& scene, const Fault& fault)
+        : m_case(each),
+          m_scene(scene),
+          m_wasKilled(fault.kind == Fault::Kind::kill),
+          m_isDone(scene.run.code == scene.undisturbed.code),
+          m_canClearUp(fault.kind == Fault::Kind::once) {}
+
+    std::vector<std::string> judge() {
+        judgeEnd();
+        for (const FoundNode& was : m_scene.before.nodes) {
+            judgeNode(was);
+        }
+        for (const std::string& marker : m_scene.after.damaged) {
+            blame("torn marker: " + marker);
+        }
+        judgeLinks();
+        judgeLeavings();
+        judgeListing();
+        return std::move(m_wrong);
+    }
+
+private:
+    void blame(const std::string& what) { m_wrong.push_back(what); }
+
+    void judgeEnd() {
+        const TracedRun& run = m_scene.run;
+        if (run.code < 0) {
+            blame("does not end");
+        } else if (m_isDone && !m_case.promise(m_scene)) {
+            blame("success without its effect");
+        } else if (!m_isDone && run.code <= 1) {
+            blame("wrong answer");
+        } else if (!m_isDone && !m_wasKilled && run.code > greatestCode) {
+            blame("ends with code " + std::to_string(run.code));
+        } else if (!m_isDone && !m_wasKilled && run.err.empty()) {
+            blame("failure without a word");
+        }
+    }
+
+    /// Whether `now` is what the node was, or what the command was to make of it.
+    [[nodiscard]] bool isWhole(const FoundNode& was, const FoundNode& now) const {
+        FoundNode expected = was;
+        if (now.directory == m_case.made) {
+            std::erase_if(expected.files, [&](const auto& file) {
+                return !m_case.leavesOut.empty() && file.first.ends_with(m_case.leavesOut);
+            });
+        }
+        const std::string key = text(now, "key");
+        return isSameNode(expected, now, "key") && (key == text(was, "key") || key == "new") &&
+               (was.isFinalized == now.isFinalized || m_case.subjects.count(was.identity) != 0);
+    }
+
+    void judgeNode(const FoundNode& was) {
+        const std::vector<const FoundNode*> now = m_scene.after.withIdentity(was.identity);
+        const auto whole = [&](const FoundNode* node) { return isWhole(was, *node); };
+        if (m_case.deleted.count(was.identity) == 0 &&
+            std::none_of(now.begin(), now.end(), whole)) {
+            blame("lost: " + was.directory);
+        }
+        for (const FoundNode* node : now) {
+            if (node->directory != was.directory && !whole(node)) {
+                blame("only a part, but looks like a node: " + node->directory);
+            }
+        }
+    }
+
+    void judgeLinks() {
+        if (m_case.subjects.count("linked") != 0 || m_case.deleted.count("linked") != 0) {
+            return;
+        }
+        for (const auto& [name, bytes] : m_scene.before.links) {
+            const auto now = m_scene.after.links.find(name);
+            if (now == m_scene.after.links.end()) {
+                blame("link deleted: " + name);
+            } else if (now->second != bytes) {
+                blame("link changed: " + name);
+            }
+        }
+    }
+
+    /// One failure leaves the means to clear up.
+    void judgeLeavings() {
+        for (const std::string& name : m_scene.after.temporaries) {
+            if (m_canClearUp) {
+                blame("temporary file left: " + name);
+            }
+        }
+        if (m_canClearUp && !m_isDone && !m_case.made.empty() && !m_scene.isGone(m_case.made)) {
+            blame("left after failure: " + m_case.made);
+        }
+        const FoundNode* collected = m_scene.after.at("p/r002");
+        if (!m_isDone && !m_wasKilled && collected && collected->isFinalized) {
+            blame("finalized in spite of a failure: p/r002");
+        }
+    }
+
+    void judgeListing() {
+        const support::CommandResult result =
+            support::run(m_scene.root, {"--json", "list", "-r", "p"});
+        if (result.code != 0) {
+            blame("the next list ends with code " + std::to_string(result.code));
+            return;
+        }
+        const nlohmann::json listing = nlohmann::json::parse(result.out);
+        std::set<std::string> listed;
+        for (const auto& entry : listing["nodes"]) {
+            const std::string path = entry["path"];
+            const FoundNode* node = m_scene.after.at(path.substr(m_scene.root.size() + 1));
+            listed.insert(node ? node->identity : std::string());
+        }
+        for (const FoundNode& was : m_scene.before.nodes) {
+            const bool isMember = was.directory.rfind("p/", 0) == 0 ||
+                                  m_scene.before.isLinked(m_scene.root, "p", was.directory);
+            if (isMember && m_case.deleted.count(was.identity) == 0 &&
+                listed.count(was.identity) == 0) {
+                blame("no longer a member: " + was.directory);
+            }
+        }
+    }
+
+    const Case& m_case;
+    const Scene& m_scene;
+    bool m_wasKilled;
+    bool m_isDone;
+    bool m_canClearUp;
+    std::vector<std::string> m_wrong;
+};
+
+}  // namespace
+
+std::vector<std::string> judge(const Case& each, const Scene& scene, const Fault& fault) {
+    return Judge(each, scene, fault).judge();
+}
+
+}  // namespace torture

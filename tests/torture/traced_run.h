@@ -1,0 +1,36 @@
+#pragma once
+/// The command, run so that one of its file-system calls fails, or never happens because it is
+/// killed before.
+
+#include <string>
+#include <vector>
+
+#include "file_calls.h"
+
+namespace torture {
+
+struct Fault {
+    enum class Kind {
+        nothing,
+        once,     ///< one call fails
+        lasting,  ///< it fails, and so do all that follow and can fail with the same error
+        kill,     ///< the process is killed just before
+    } kind = Kind::nothing;
+    std::size_t call = 0;  ///< which one, counted from 0
+    int error = 0;
+};
+
+struct TracedRun {
+    std::vector<FileCall> calls;  ///< those that concern the tree, in their order
+    bool isHit = false;           ///< whether it came as far as the fault
+    int code = -1;                ///< as a shell tells it; -1 when it did not end in time
+    std::string out;
+    std::string err;
+};
+
+/// Runs the command in the directory `root`, and counts the calls that concern what is in there.
+/// Raises `std::system_error` when processes cannot be traced here.
+TracedRun runTraced(const std::vector<std::string>& arguments, const std::string& root,
+                    const Fault& fault);
+
+}  // namespace torture
