@@ -4,13 +4,15 @@ include(CMakePackageConfigHelpers)
 install(TARGETS vesta2 EXPORT vesta2Targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# Loaded by the library, from beside it.
+install(TARGETS vesta2_log LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY
   vesta2/include/
   platform/basekit2/include/
   platform/optstore2/include/
   platform/notify2/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "message_catalog.h" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "message_catalog.h" EXCLUDE PATTERN "data_files.h" EXCLUDE)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vesta2)
 install(EXPORT vesta2Targets NAMESPACE vesta2:: DESTINATION ${package_dir})

@@ -33,6 +33,7 @@ int run(const Arguments& arguments, Session& session) {
     const std::string path = requirePath(arguments.path);
     requireNoGroupNode(path);
     const vesta2::ResultVariableBag variables = nameVariables(arguments.variables, {});
+    requireKnownVariables(path, variables);
     auto result = ResultDirectoryManager::get(path.c_str(), &variables, arguments.literal);
     const vesta2::error_t status = ResultDirectoryManager::getLastError();
     if (!result && vesta2::IResultDirectory::probe(path.c_str())) {

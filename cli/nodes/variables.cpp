@@ -5,11 +5,14 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/filesystem/path.hpp>
 #include <ctime>
+#include <string_view>
 
 #include "basekit2/path.h"
 #include "failure.h"
 #include "output/text.h"
+#include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
 
@@ -27,15 +30,55 @@ std::string userName() {
     return std::to_string(user);
 }
 
+/// `text` with all replaced that a name must not have.
+std::string asName(std::string text) {
+    constexpr std::string_view reserved("<>:\"/\\|?*\0", 10);
+    std::replace_if(
+        text.begin(), text.end(), [&](char c) { return reserved.find(c) != reserved.npos; }, '_');
+    if (!text.empty() && (text.back() == '.' || text.back() == ' ')) {
+        text.back() = '_';
+    }
+    return text;
+}
+
+/// Those that a name may have, for people.
+std::string listOf(const vesta2::ResultVariableBag& variables) {
+    std::string list;
+    for (const auto& [name, value] : *variables.get_bag("vesta")->get_bag("variables")) {
+        list += (list.empty() ? "{" : ", {") + name + "}";
+    }
+    return list;
+}
+
 }  // namespace
+
+void requireKnownVariables(const std::string& path, const vesta2::ResultVariableBag& variables) {
+    std::string directory;
+    std::string marker;
+    vesta2::splitDirPatternAndFileName(path, vesta2::resultMarkerFileExt(), directory, marker);
+    const std::string name = boost::filesystem::path(directory).filename().native();
+    for (std::size_t at = 0; (at = name.find('{', at)) != std::string::npos;) {
+        const std::size_t end = name.find('}', at);
+        if (end == std::string::npos) {
+            return;
+        }
+        const std::string variable = name.substr(at + 1, end - at - 1);
+        if (!variables.hasVariable(variable.c_str())) {
+            throw Failure(exitUsage, path, "there is no variable {" + variable + "}",
+                          "known are " + listOf(variables) + "; --var defines others");
+        }
+        at = end;
+    }
+}
 
 vesta2::ResultVariableBag nameVariables(const std::vector<std::string>& given,
                                         const std::string& program) {
     vesta2::ResultVariableBag variables;
-    variables.putVariable("user", userName());
-    variables.putVariable("host", vesta2::getFQDN());
+    variables.putVariable("user", asName(userName()));
+    variables.putVariable("host", asName(vesta2::getFQDN()));
     if (!program.empty()) {
-        variables.putVariable("app", std::string(basekit2::path_t(program).last_component()));
+        variables.putVariable("app",
+                              asName(std::string(basekit2::path_t(program).last_component())));
     }
     variables.putVariable("date", localDay(std::time(nullptr)));
     variables.putVariable(

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <boost/filesystem/operations.hpp>
 #include <csignal>
 #include <sstream>
 
@@ -85,6 +86,11 @@ TEST_F(CollectTest, NamesAreMadeOfVariables) {
     ASSERT_EQ(run(arguments).code, 0);
     EXPECT_EQ(show("runs/true-3-lab_00", {"mpirank", "variables/site"}), "3\nlab\n");
     EXPECT_EQ(run({"show", "runs/true-0-lab_00", "mpirank"}).code, 3);
+    // A program may be called what a result may not.
+    write("a:b?.", "#!/bin/sh\n");
+    boost::filesystem::permissions(directory / "a:b?.", boost::filesystem::owner_all);
+    EXPECT_EQ(run({"collect", "--name", "{app}", "--", "./a:b?."}).code, 0);
+    EXPECT_EQ(show("a_b__", {"variables/app"}), "a_b__\n");
 }
 
 TEST_F(CollectTest, SamplesCountTheWholeTree) {

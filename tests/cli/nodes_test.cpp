@@ -165,7 +165,9 @@ TEST_F(NodesTest, GetMakesOpensAndRepairs) {
     const std::string path = directory / "r1" + "\n";
     EXPECT_EQ(output({"get", "r1"}), path);
     output({"set", "r1", "note=kept"});
-    EXPECT_EQ(output({"get", "r1"}), path);
+    const auto again = run({"-v", "get", "r1"});
+    EXPECT_EQ(again.out, path);
+    EXPECT_EQ(again.err, "") << "that it is there is no error";
     EXPECT_EQ(show("r1", {"note"}), "kept\n");
     write("plain/file", "text");
     output({"get", "plain"});

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "support/constraints.h"
 #include "support/temp_directory.h"
 #include "vesta2/error.h"
+#include "vesta2/path_iterators.h"
 
 namespace {
 
@@ -190,6 +192,10 @@ TEST_F(Search, StatusTellsWhatIsWrong) {
     EXPECT_THAT(found("missing/r@@@", eNotFound), IsEmpty());
     EXPECT_THAT(found("missing/*", eNotFound), IsEmpty());
     EXPECT_THROW(found("r1/a.zentor/*", eOK), fs::filesystem_error);
+    EXPECT_THAT(found("/", eInvalidPath), IsEmpty());
+    EXPECT_THAT(found(std::string(252, 'x'), eNotFound), IsEmpty()) << "with \"link\" too long";
+    fs::create_symlink("round", m_directory / "round");
+    EXPECT_THAT(found("round", eNotFound), IsEmpty());
 
     // What was found before stays, and counts.
     FileSet hits;
@@ -200,6 +206,36 @@ TEST_F(Search, StatusTellsWhatIsWrong) {
     EXPECT_THAT(hits, ElementsAre(m_directory / "r1/a.zentor", "/x/before"));
     findPatternedMarkerFileOrLink("*", m_path.c_str(), m_extensions, hits, 1, false);
     EXPECT_THAT(hits, ElementsAre("/x/before"));
+}
+
+/// What is somebody else's hides nothing but itself; where it cannot be told what there is, nothing
+/// is answered.
+TEST_F(Search, UnknownIsNotAbsent) {
+    make({"r1/a.zentor", "r2/b.zentor", "closed/in/c.zentor", "group/r3/d.zentor", "p/e.zentorproj",
+          "apart/f.zentor"});
+    fs::create_directory_symlink("closed/in", m_directory / "r4");
+    fs::create_symlink("closed/in/c.zentor", m_directory / "g.zentorlink");
+    fs::create_symlink("../closed/in/c.zentor", m_directory / "apart/a.zentor");
+    fs::permissions(m_directory / "closed", fs::no_perms);
+    fs::permissions(m_directory / "r2", fs::owner_exe);
+    fs::permissions(m_directory / "group", fs::owner_read | fs::others_read);
+    support::asOrdinaryUser(m_directory.path(), [this] {
+        EXPECT_THAT(found("*", eOK), ElementsAre("r1/a.zentor"));
+        EXPECT_THAT(found("r@", eOK), ElementsAre("r1/a.zentor"));
+        EXPECT_EQ(ProjectPathIterator(m_path.c_str()).getSize(), 1u);
+        EXPECT_EQ(getStatus(), eOK);
+        for (const char* path : {"r2", "r4", "closed/in", "closed/in/*", "closed/x", "group/*",
+                                 "group/r@", "apart", "g.zentorlink"}) {
+            EXPECT_THROW(found(path, eOK), fs::filesystem_error) << path;
+        }
+#ifndef __SANITIZE_ADDRESS__  // which needs descriptors itself to look at what is thrown
+        const support::NoDescriptors none;
+        EXPECT_THROW(found("*", eOK), fs::filesystem_error);
+#endif
+    });
+    for (const char* name : {"closed", "r2", "group"}) {
+        fs::permissions(m_directory / name, fs::owner_all);
+    }
 }
 
 }  // namespace

@@ -104,7 +104,16 @@ TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {
     }
     EXPECT_EQ(folded("r000/"), "r000");
     EXPECT_EQ(folded("/x/ /"), "/x/ ");
-    EXPECT_EQ(folded("/"), "");
+    for (const char* text : {"//x", "///x/", "/../x", "/./../../x", "//../x", "/a/../../x"}) {
+        EXPECT_EQ(folded(text), "/x") << text;
+        EXPECT_EQ(completePath(text, "/base"), "/x") << text;
+    }
+    for (const char* text : {"/", "//", "/..", "/x/../.."}) {
+        EXPECT_EQ(folded(text), "") << text;
+        EXPECT_EQ(completePath(text, "/base"), "/") << text;
+    }
+    EXPECT_EQ(folded("../x"), "../x");
+    EXPECT_EQ(folded("/..x"), "/..x");
     EXPECT_EQ(folded(""), "");
 }
 
@@ -115,6 +124,8 @@ TEST(PathCompletion, IsRelativeToTheBase) {
     EXPECT_EQ(completePath("r000", nullptr), here + "/r000");
     EXPECT_EQ(completePath("r000", ""), here + "/r000");
     EXPECT_EQ(completePath("r000", "sub"), here + "/sub/r000");
+    EXPECT_EQ(completePath("r000", "//base"), "/base/r000");
+    EXPECT_EQ(completePath("r000", "/"), "/r000");
     EXPECT_EQ(completePath("/x/r000/", "/base"), "/x/r000");
     EXPECT_EQ(completePath("a/../b", "/base"), "/base/b");
     EXPECT_EQ(completePath("./r000", "/base"), "/base/r000");

@@ -1,14 +1,16 @@
 #include "vesta/discovery/marker_memory.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
+#include <cstdlib>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <vector>
 
+#include "support/constraints.h"
 #include "support/temp_directory.h"
 
 namespace {
@@ -54,6 +56,55 @@ TEST(MarkerMemory, NeverMissesAChange) {
     fs::remove_all(coarse);
 }
 
+/// A file system that knows whole seconds alone, in a file of its own.
+class CoarseFileSystem {
+public:
+    CoarseFileSystem() {
+        const std::string image = m_directory / "image";
+        support::writeFile(image, "");
+        fs::resize_file(image, 1 << 20);
+        fs::create_directory(path());
+        m_mounted = ::geteuid() == 0 && run("mkfs.ext2 -q -I 128 '" + image + "'") &&
+                    run("mount -o loop '" + image + "' '" + path() + "'");
+    }
+    ~CoarseFileSystem() {
+        if (m_mounted) {
+            run("umount '" + path() + "'");
+        }
+    }
+    CoarseFileSystem(const CoarseFileSystem&) = delete;
+    CoarseFileSystem& operator=(const CoarseFileSystem&) = delete;
+
+    explicit operator bool() const { return m_mounted; }
+    std::string path() const { return m_directory / "mounted"; }
+
+private:
+    static bool run(const std::string& command) {
+        return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+    }
+
+    support::TempDirectory m_directory;
+    bool m_mounted = false;
+};
+
+TEST(MarkerMemory, DistrustsWholeSeconds) {
+    constexpr long long tick = 20'000'000;
+    constexpr long long second = 1'000'000'000;
+    for (const auto& [stamp, age, isOver] :
+         std::vector<std::tuple<long long, long long, bool>>{{7 * second + 1, tick, false},
+                                                             {7 * second + 1, tick + 1, true},
+                                                             {7 * second, tick + 1, false},
+                                                             {7 * second, 2 * second, false},
+                                                             {7 * second, 2 * second + 1, true}}) {
+        EXPECT_EQ(MarkerMemory::isOver(stamp, stamp + age, tick), isOver) << stamp << " " << age;
+    }
+    const CoarseFileSystem coarse;
+    if (!coarse) {
+        GTEST_SKIP() << "cannot mount a file system of whole seconds";
+    }
+    expectEveryChangeSeen(coarse.path() + "/project");
+}
+
 TEST(MarkerMemory, SeesWhereALinkLeadsNow) {
     const support::TempDirectory directory;
     const std::string path = directory / "project";
@@ -70,22 +121,6 @@ TEST(MarkerMemory, SeesWhereALinkLeadsNow) {
     }
 }
 
-/// While it lives, the process can open nothing.
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &m_before);
-        const rlimit none{0, m_before.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit m_before{};
-};
-
 TEST(MarkerMemory, ListsAnOldDirectoryOnce) {
     // Old enough on any file system, and it holds headers wherever this was compiled.
     const std::string path = "/usr/include";
@@ -93,7 +128,7 @@ TEST(MarkerMemory, ListsAnOldDirectoryOnce) {
     MarkerMemory forgetful(FileSet(".h"));
     const std::string found = memory.find(path);
     EXPECT_NE(found, "");
-    const NoDescriptors none;
+    const support::NoDescriptors none;
     EXPECT_EQ(memory.find(path), found);
 #ifndef __SANITIZE_ADDRESS__  // which needs descriptors itself to look at what is thrown
     EXPECT_THROW(forgetful.find(path), fs::filesystem_error);

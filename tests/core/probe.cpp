@@ -1,15 +1,26 @@
 /// Prints what the library makes of its arguments, in a process that was started for it alone.
 
+#include <unistd.h>
+
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <iostream>
+#include <map>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "optstore2/product_locations.h"
+#include "vesta2/error.h"
 #include "vesta2/names.h"
 
 namespace {
 
-void printNames() {
+using Arguments = std::vector<std::string>;
+
+void printNames(const Arguments& /*arguments*/) {
     using namespace vesta2;
     const auto& product = optstore2::IProductLocations::get();
     const optstore2::version_t version = product.getVersion();
@@ -22,19 +33,86 @@ void printNames() {
               << getFlagLockExtension() << ' ' << getFlagInfoExtension() << '\n';
 }
 
-}  // namespace
+const char* messageOf(const std::string& code) {
+    return vesta2::toString(static_cast<vesta2::error_t>(std::stoi(code)));
+}
 
-/// names | message CODE | check NAME...
-int main(int argc, char** argv) {
-    const std::string what = argc > 1 ? argv[1] : "";
-    if (what == "names") {
-        printNames();
-    } else if (what == "message") {
-        std::cout << vesta2::toString(static_cast<vesta2::error_t>(std::atoi(argv[2]))) << '\n';
-    } else {
-        for (int i = 2; i < argc; ++i) {
-            vesta2::validateFileName(argv[i]);
+void printMessage(const Arguments& code) { std::cout << messageOf(code.at(0)) << '\n'; }
+
+void printMessageElsewhere(const Arguments& code) {
+    std::filesystem::current_path("/");
+    printMessage(code);
+}
+
+void checkNames(const Arguments& names) {
+    for (const std::string& name : names) {
+        vesta2::validateFileName(name.c_str());
+    }
+}
+
+/// How many threads the process has, and how much address space it took, in KiB.
+void printSize(const Arguments& /*arguments*/) {
+    vesta2::validateFileName("a:b");
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.compare(0, 8, "Threads:") == 0 || line.compare(0, 7, "VmPeak:") == 0) {
+            std::cout << std::stoul(line.substr(line.find_first_of("0123456789"))) << '\n';
         }
     }
+}
+
+/// A text stays as it was, whatever this and other threads ask and log meanwhile.
+void askInThreads(const Arguments& /*arguments*/) {
+    const std::string text = vesta2::toString(vesta2::eNotFound);
+    const auto ask = [&text] {
+        for (int i = 0; i < 1000; ++i) {
+            const char* mine = vesta2::toString(vesta2::eNotFound);
+            vesta2::validateFileName("a:b");
+            vesta2::toString(vesta2::eFileLocked);
+            if (mine != text) {
+                std::cout << mine << " is not " << text << '\n';
+                return;
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back(ask);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+/// Fails when it is destroyed, once or twice, at the end of its thread or of the process.
+struct Failing {
+    std::string when;
+    ~Failing() {
+        for (const vesta2::error_t code : {vesta2::eNotFound, vesta2::eFileError}) {
+            vesta2::setStatus(code);
+            vesta2::validateFileName("a:b");
+            if (vesta2::getStatus() != code) {
+                std::cout << when << ": the status is lost\n";
+            }
+        }
+        std::cout << when << ": " << vesta2::toString(vesta2::eNotFound) << std::endl;
+    }
+};
+
+void failAtTheEnd(const Arguments& /*arguments*/) {
+    static Failing atExit{"exit"};
+    std::thread([] { thread_local Failing atThreadEnd{"thread"}; }).join();
+}
+
+}  // namespace
+
+/// COMMAND ARGUMENT...
+int main(int argc, char** argv) {
+    const std::map<std::string, std::function<void(const Arguments&)>> commands{
+        {"names", printNames}, {"message", printMessage}, {"elsewhere", printMessageElsewhere},
+        {"check", checkNames}, {"size", printSize},       {"threads", askInThreads},
+        {"end", failAtTheEnd}};
+    const Arguments arguments(argv + 1, argv + argc);
+    commands.at(arguments.at(0))(Arguments(arguments.begin() + 1, arguments.end()));
     return 0;
 }

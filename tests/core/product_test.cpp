@@ -7,7 +7,7 @@
 #include <string>
 
 #include "basekit2/bag_io.h"
-#include "optstore2/product_locations.h"
+#include "optstore2/data_files.h"
 #include "support/temp_directory.h"
 #include "vesta2/error.h"
 

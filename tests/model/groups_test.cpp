@@ -52,7 +52,6 @@ TEST_F(GroupsTest, AreOpenedOnProjectsExperimentsAndPlainDirectories) {
     for (const char* path : {"none", "file", "p/r000/r000.zentor"}) {
         EXPECT_FALSE(group(path)) << path;
     }
-    EXPECT_FALSE(INodeGroup::open(nullptr));
 
     const auto held = group("p");
     EXPECT_EQ(Node::handleCount(), 1U) << "its group keeps the project open";
@@ -174,6 +173,11 @@ TEST_F(GroupsTest, OutputDirectoryTakesTheNewNodesOfAGroup) {
     EXPECT_EQ(result->getLinkFilePath(), at("p/r000.zentorlink"));
     EXPECT_EQ(nodes->openResultDirectory("r@@@").get(), result.get());
     EXPECT_EQ(nodes->createResultDirectory("r@@@", nullptr)->getPath(), at("out/r001"));
+    // Its link file would have the name of one that is there.
+    makeResult(at("p/r004"));
+    makeResult(at("far/r007"));
+    ASSERT_TRUE(nodes->addNode(at("far/r007").c_str()));
+    EXPECT_EQ(nodes->createResultDirectory("r@@@", nullptr)->getPath(), at("out/r008"));
 
     const auto plain = group("out");
     EXPECT_EQ(plain->getOutputDirectory(), at("out"));
@@ -232,10 +236,23 @@ TEST_F(GroupsTest, ProjectTakesADirectoryThatIsThereAnExperimentDoesNot) {
     EXPECT_EQ(IProject::create("p@@", base.c_str(), false)->getPath(), at("p00"));
     EXPECT_EQ(IExperiment::create("x/config.zentorexp", base.c_str())->getMarkerFilePath(),
               at("x/config.zentorexp"));
-    writeFile(at("file"), "");
-    EXPECT_FALSE(IProject::create("file", base.c_str(), false));
-    EXPECT_FALSE(IProject::create(nullptr, base.c_str(), false));
-    EXPECT_EQ(getStatus(), eParameterError);
+}
+
+TEST_F(GroupsTest, ProjectThatIsThereIsOpenedAsItIs) {
+    const std::string marker = at("p/own.zentorproj");
+    makeProject(marker);
+    edit(marker, "note", "kept");
+    const std::string before = readFile(marker);
+    for (const std::string& again : {at("p"), marker, at("p/other.zentorproj")}) {
+        // It is not to be deleted by who has not made it.
+        const auto project = makeProject(again, true);
+        ASSERT_TRUE(project) << again;
+        EXPECT_EQ(project->getMarkerFilePath(), marker);
+        EXPECT_EQ(readFile(marker), before);
+    }
+    EXPECT_EQ(readFile(marker), before);
+    makeProject(at("p2"), true);
+    EXPECT_FALSE(fs::exists(at("p2")));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <cstdlib>
 
 #include "model_test.h"
+#include "vesta/model/marker_file.h"
 #include "vesta2/result_variable_bag.h"
 
 namespace {
@@ -15,6 +16,10 @@ protected:
     }
     ResultHandle openPattern(const std::string& path) const {
         return Results::open(at(path).c_str(), false, nullptr);
+    }
+    std::size_t entriesOf(const std::string& directory) const {
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(at(directory)), fs::directory_iterator()));
     }
     std::string pathOf(const ResultHandle& result) const {
         return result ? fs::relative(result->getPath(), m_temp.path()).native() : "";
@@ -76,16 +81,14 @@ TEST_F(ManagerTest, CreationReportsWhyItFailed) {
                                                      {"taken", false, eAlreadyExists},
                                                      {"file", false, eAlreadyExists},
                                                      {"file/r@@@", false, eNotFound},
-                                                     {"file/sub/r@@@", false, eUnknown}};
+                                                     {"file/sub/r@@@", false, eNotFound}};
     for (const auto& [path, overwrite, code] : cases) {
         EXPECT_FALSE(Results::create(at(path).c_str(), overwrite, nullptr, false, nullptr));
         EXPECT_EQ(Results::getLastError(), code) << path;
     }
-    EXPECT_FALSE(Results::create(nullptr, false, nullptr, false, nullptr));
-    EXPECT_EQ(Results::getLastError(), eParameterError);
     EXPECT_FALSE(Results::get("", nullptr, false));
     EXPECT_EQ(Results::getLastError(), eParameterError);
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_temp.path()), fs::directory_iterator()), 2);
+    EXPECT_EQ(entriesOf(""), 2U);
     asOrdinaryUser([this] {
         fs::create_directory(at("locked"));
         lock("locked");
@@ -97,21 +100,138 @@ TEST_F(ManagerTest, CreationReportsWhyItFailed) {
     });
 }
 
-TEST_F(ManagerTest, VariablesMustKeepTheNameOneComponent) {
-    fs::create_directory(at("in"));
-    const auto cases =
-        rows("../x {v}; / {v}; . {v}; .. {v}; - {v}; a/b {v}@@; a0b {v}; ../x r@@{v}; "
-             "r@@@ {v} r@@@; a@b {v}_@@ a@b_00; {v} {v} {v}; ..x {v} ..x");
+TEST_F(ManagerTest, NamesAreCheckedWithTheirVariablesFilledIn) {
     makeResult(at("in/r005"));
-    for (const auto& [value, pattern, created] : cases) {
+    const Rows<Text, Text, Text, vesta2::error_t> cases = {
+        {"../x", "{v}", "", eInvalidPath},
+        {"/", "{v}", "", eInvalidPath},
+        {".", "{v}", "", eInvalidPath},
+        {"..", "{v}", "", eInvalidPath},
+        {"", "{v}", "", eInvalidPath},
+        {"a/b", "{v}@@", "", eInvalidPath},
+        {"a0b", "{v}", "", eInvalidPath},
+        {"../x", "r@@{v}", "", eInvalidPath},
+        {"a:b", "{v}_@@", "", eReservedCharacters},
+        {"*", "x{v}", "", eReservedCharacters},
+        {"?", "r@@@{v}", "", eReservedCharacters},
+        {"x.", "{v}", "", eInvalidLastCharacter},
+        {" ", "r@@@{v}", "", eInvalidLastCharacter},
+        {"r@@@", "{v}", "r@@@", eOK},
+        {"a@b", "{v}_@@", "a@b_00", eOK},
+        {"{v}", "{v}", "{v}", eOK},
+        {"..x", "{v}", "..x", eOK}};
+    std::size_t made = 1;
+    for (const auto& [value, name, created, code] : cases) {
         ResultVariableBag variables;
-        variables.putVariable("v", value == "a0b" ? std::string("a\0b", 3) : value);
-        const ResultHandle result = create("in/" + pattern, &variables);
-        EXPECT_EQ(Results::getLastError(), created.empty() ? eInvalidPath : eOK) << value;
-        EXPECT_EQ(pathOf(result), created.empty() ? "" : "in/" + created) << value;
+        variables.putVariable("v", text(value) == "a0b" ? std::string("a\0b", 3) : value);
+        for (const bool literal : {true, false}) {
+            const std::string path = at("in/" + std::string(name));
+            const bool isPattern = std::string(name).find('@') != std::string::npos;
+            if (literal && isPattern) {
+                continue;
+            }
+            const ResultHandle result = Results::get(path.c_str(), &variables, literal);
+            EXPECT_EQ(Results::getLastError(), code) << value << " in " << name;
+            EXPECT_EQ(pathOf(result), code == eOK ? text("in/") + created : "") << value;
+        }
+        made += code == eOK ? 1 : 0;
+        EXPECT_EQ(entriesOf("in"), made) << value << " in " << name;
     }
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_temp.path()), fs::directory_iterator()), 1)
-        << "nothing was made outside";
+    EXPECT_EQ(entriesOf(""), 1U) << "nothing was made outside";
+}
+
+TEST_F(ManagerTest, NothingIsMadeInTheWorkingDirectoryInstead) {
+    asOrdinaryUser([this] {
+        for (const char* name : {"here", "base", "closed/base"}) {
+            fs::create_directories(at(name));
+        }
+        writeFile(at("file"), "");
+        fs::create_symlink("nowhere", at("dangling"));
+        fs::create_symlink("round", at("round"));
+        makeExperiment(at("far"));
+        ASSERT_TRUE(makeProject(at("q"))->getNodeGroup()->addNode(at("far").c_str()));
+        fs::permissions(at("closed"), fs::no_perms);
+        ASSERT_EQ(::chdir(at("here").c_str()), 0);
+        // The base, the name, and where it is made.
+        const Rows<Text, Text, Text, vesta2::error_t> cases = {
+            {"base", "x", "base/x", eOK},
+            {"none/deep", "x", "none/deep/x", eOK},
+            {"q/far", "x", "far/x", eOK},
+            {"base", "in/x", "base/in/x", eOK},
+            {"file", "x", "", eNotFound},
+            {"file/sub", "x", "", eNotFound},
+            {"dangling", "x", "", eNotFound},
+            {"round", "x", "", eNotFound},
+            {"base", "../file/x", "", eNotFound},
+            {"base", "../dangling/x", "", eNotFound},
+            {"closed/base", "x", "", eInsufficientPermissions}};
+        for (const auto& [base, name, made, code] : cases) {
+            const std::string at_ = at(base);
+            const auto expect = [&, path = made, code = code](const char* kind,
+                                                              const NodeHandle& node) {
+                EXPECT_EQ(getStatus(), code) << at_ << " " << kind;
+                EXPECT_EQ(node ? node->getPath() : "", code == eOK ? at(path) + kind : "");
+            };
+            const auto named = [name = name](const char* kind) { return text(name) + kind; };
+            expect("r", Results::create(named("r").c_str(), false, nullptr, false, at_.c_str()));
+            expect("e", IExperiment::create(named("e").c_str(), at_.c_str()));
+            expect("p", IProject::create(named("p").c_str(), at_.c_str(), false));
+        }
+        for (const char* name : {"file", "dangling", "round"}) {
+            EXPECT_FALSE(makeProject(at(name))) << name;
+            EXPECT_EQ(getStatus(), eAlreadyExists) << name;
+        }
+        EXPECT_TRUE(fs::is_empty(at("here")));
+        EXPECT_FALSE(fs::exists(at("nowhere")));
+        fs::permissions(at("closed"), fs::owner_all);
+    });
+}
+
+TEST_F(ManagerTest, NullIsNoArgument) {
+    ResultHandle out;
+    const std::string name = at("r000");
+    const char* const path = name.c_str();
+    const std::pair<Text, std::function<bool()>> refused[] = {
+        {"create", [] { return !Results::create(nullptr, false, nullptr, false, nullptr); }},
+        {"get", [] { return !Results::get(nullptr, nullptr, false); }},
+        {"open", [] { return !Results::open(nullptr, false, nullptr); }},
+        {"diff, none", [&] { return !Results::openForDiff(nullptr, path, &out, &out, false); }},
+        {"diff, one", [&] { return !Results::openForDiff(path, nullptr, &out, &out, false); }},
+        {"diff, first", [&] { return !Results::openForDiff(path, path, nullptr, &out, false); }},
+        {"diff, second", [&] { return !Results::openForDiff(path, path, &out, nullptr, false); }},
+        {"import", [] { return !Results::openForImport(nullptr, "alien"); }},
+        {"import as", [&] { return !Results::openForImport(path, nullptr); }},
+        {"project", [] { return !IProject::create(nullptr, nullptr, false); }},
+        {"project, open", [&] { return !IProject::open(nullptr, m_temp.path().c_str()); }},
+        {"experiment", [] { return !IExperiment::create(nullptr, nullptr); }},
+        {"experiment, open", [&] { return !IExperiment::open(nullptr, m_temp.path().c_str()); }},
+        {"group", [] { return !INodeGroup::open(nullptr); }},
+        {"projects", [] { return INodeGroup::findProjects(nullptr)->getSize() == 0; }},
+        {"removal of a variable",
+         [] { return removeVestaVariableFromMarkerFile(nullptr, "x"), true; }},
+        {"removal of no variable",
+         [&] { return removeVestaVariableFromMarkerFile(path, nullptr), true; }},
+    };
+    makeProject(at("p"));
+    makeExperiment(at("e"));
+    for (const auto& [what, isRefused] : refused) {
+        setStatus(eOK);
+        EXPECT_TRUE(isRefused()) << what;
+        EXPECT_EQ(getStatus(), eParameterError) << what;
+    }
+    const auto group = INodeGroup::open(at("p").c_str());
+    EXPECT_FALSE(group->createResultDirectory(nullptr, nullptr));
+    EXPECT_FALSE(group->openResultDirectory(nullptr));
+    EXPECT_FALSE(group->createExperiment(nullptr));
+    EXPECT_FALSE(group->openExperiment(nullptr));
+    EXPECT_FALSE(group->createProject(nullptr, false));
+    EXPECT_FALSE(group->openProject(nullptr));
+    EXPECT_FALSE(Results::isPathPatterned(nullptr));
+    EXPECT_FALSE(Results::isReservedDirectoryName(nullptr));
+    EXPECT_FALSE(IResultDirectory::probe(nullptr) || IProject::probe(nullptr) ||
+                 IExperiment::probe(nullptr));
+    EXPECT_TRUE(Pattern().match("1", nullptr));
+    EXPECT_EQ(entriesOf(""), 2U);
 }
 
 TEST_F(ManagerTest, OverwriteMakesAfresh) {
@@ -125,6 +245,45 @@ TEST_F(ManagerTest, OverwriteMakesAfresh) {
         EXPECT_EQ(run->getFilesCount(), 1U) << name;
     }
     EXPECT_EQ(readFile(at("outside/kept")), "kept");
+}
+
+/// The object that was open on what is replaced must not bring that back.
+TEST_F(ManagerTest, WhatIsMadeAnewIsReadAnew) {
+    for (const bool overwrite : {true, false}) {
+        const ResultHandle old = create("run");
+        ASSERT_TRUE(old);
+        old->setCollectorCommand("of the old one");
+        old->save();
+        if (!overwrite) {
+            fs::remove_all(at("run"));
+        }
+        const ResultHandle made =
+            Results::create(at("run").c_str(), overwrite, nullptr, false, nullptr);
+        EXPECT_EQ(made.get(), old.get());
+        EXPECT_EQ(text(made->getCollectorCommand()), "(null)");
+        EXPECT_FALSE(made->save());
+        EXPECT_FALSE(load(at("run/run.zentor")).get_bag("vesta")->has("collectionCommand"));
+        EXPECT_TRUE(made->remove());
+    }
+}
+
+/// Somebody may find the new directory before its marker file is there.
+TEST_F(ManagerTest, CreationRecordGoesBeforeARepairAndBehindAllElse) {
+    variant_bag_t record;
+    record.put("made", 1);
+    variant_bag_t saved;
+    saved.put("saved", 2);
+    fs::create_directory(at("r"));
+    const std::string marker = at("r/r.zentor");
+    const std::tuple<const variant_bag_t*, vesta2::error_t, const variant_bag_t*> cases[] = {
+        {nullptr, eOK, &record}, {&saved, eAlreadyExists, &saved}};
+    for (const auto& [present, code, kept] : cases) {
+        fs::remove(marker);
+        ASSERT_EQ(createDefaultMarkerFile(at("r"), ".zentor", present ? *present : variant_bag_t()),
+                  eOK);
+        EXPECT_EQ(writeFirstMarkerFile(marker, record), code);
+        EXPECT_EQ(load(marker), *kept);
+    }
 }
 
 TEST_F(ManagerTest, GetOpensMakesAndRepairs) {

@@ -1,14 +1,11 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
-#include <cstdio>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -16,6 +13,7 @@
 #include <vector>
 
 #include "basekit2/bag_io.h"
+#include "support/constraints.h"
 #include "support/temp_directory.h"
 #include "vesta2/vesta2.h"
 
@@ -94,7 +92,8 @@ protected:
         bag.put("link", target);
         bag.put("md5sum", "0");
         fs::create_directories(fs::path(link).parent_path());
-        ASSERT_EQ(basekit2::save_variant_bag2(bag, link, "bag"), basekit2::bag_ok);
+        ASSERT_EQ(basekit2::save_variant_bag2(bag, link, "bag", basekit2::durability_t::whenever),
+                  basekit2::bag_ok);
     }
     static std::string text(const char* value) { return value ? value : "(null)"; }
 
@@ -111,29 +110,9 @@ protected:
     }
     void unlock(const std::string& name) const { fs::permissions(at(name), fs::owner_all); }
 
-    /// Runs `check` in a process that permissions apply to, even when the tests run as root.
+    /// As `support::asOrdinaryUser`, in the test's directory.
     void asOrdinaryUser(const std::function<void()>& check) const {
-        constexpr unsigned nobody = 65534;
-        const bool isRoot = ::geteuid() == 0;
-        if (isRoot) {
-            ASSERT_EQ(::chown(m_temp.path().c_str(), nobody, nobody), 0);
-        }
-        std::fflush(nullptr);
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const bool dropped = !isRoot || (::setgroups(0, nullptr) == 0 &&
-                                             ::setgid(nobody) == 0 && ::setuid(nobody) == 0);
-            try {
-                dropped ? check() : static_cast<void>(0);
-            } catch (const std::exception& e) {
-                ADD_FAILURE() << e.what();
-            }
-            std::fflush(nullptr);
-            ::_exit(dropped && !HasFailure() ? 0 : 1);
-        }
-        int status = -1;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0) << "see the failures of the child above";
+        support::asOrdinaryUser(m_temp.path(), check);
     }
 
     support::TempDirectory m_temp;

@@ -8,8 +8,11 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "basekit2/bag_io.h"
@@ -28,6 +31,8 @@ struct Fault {
     int after = 0;
 };
 Fault s_fault;
+/// What another process does just before two files change places, the first time, the second...
+std::vector<std::function<void()>> s_beforeSwaps;
 
 bool fails(std::string_view call) {
     if (call != s_fault.call || s_fault.after-- > 0) {
@@ -76,6 +81,11 @@ int __wrap_renameat(int from, const char* name, int to, const char* target) {
 }
 int __real_renameat2(int, const char*, int, const char*, unsigned);
 int __wrap_renameat2(int from, const char* name, int to, const char* target, unsigned flags) {
+    if (flags == RENAME_EXCHANGE && !s_beforeSwaps.empty()) {
+        const auto act = s_beforeSwaps.front();
+        s_beforeSwaps.erase(s_beforeSwaps.begin());
+        act();
+    }
     return fails("renameat2") ? -1 : __real_renameat2(from, name, to, target, flags);
 }
 }
@@ -158,6 +168,36 @@ TEST_F(BagFault, CreateMakesTheWholeFileOrNone) {
           Fault{"close", EIO}, Fault{"renameat2", EIO}}) {
         EXPECT_EQ(under(fault, create), basekit2::bag_unwritable) << fault.call;
         EXPECT_TRUE(fs::is_empty(m_directory.path())) << fault.call;
+    }
+}
+
+TEST_F(BagFault, FillReplacesAnEmptyBagAndNothingElse) {
+    const auto fill = [this] { return basekit2::fill_variant_bag(bagOf(9), m_file); };
+    const auto save = [this](int value) {
+        return [this, value] { basekit2::save_variant_bag(bagOf(value), m_file); };
+    };
+    EXPECT_EQ(fill(), basekit2::bag_absent);
+    // What is saved before the swaps; 0 is an empty bag.
+    for (const auto& [saved, result, kept] : std::vector<std::tuple<std::vector<int>, int, int>>{
+             {{0}, basekit2::bag_ok, 9},
+             {{1}, basekit2::bag_exists, 1},
+             {{0, 1}, basekit2::bag_exists, 1},
+             {{0, 1, 2}, basekit2::bag_exists, 2}}) {
+        ASSERT_EQ(
+            basekit2::save_variant_bag(saved[0] == 0 ? variant_bag_t() : bagOf(saved[0]), m_file),
+            basekit2::bag_ok);
+        for (std::size_t i = 1; i < saved.size(); ++i) {
+            s_beforeSwaps.push_back(save(saved[i]));
+        }
+        EXPECT_EQ(fill(), result) << kept;
+        EXPECT_TRUE(s_beforeSwaps.empty()) << kept;
+        EXPECT_EQ(onlyFile(), bagOf(kept));
+    }
+    ASSERT_EQ(basekit2::save_variant_bag(variant_bag_t(), m_file), basekit2::bag_ok);
+    for (const Fault& fault : {Fault{"openat", EACCES}, Fault{"write", ENOSPC},
+                               Fault{"renameat2", EINVAL}, Fault{"read", EIO}}) {
+        EXPECT_TRUE(basekit2::bag_failed(under(fault, fill))) << fault.call;
+        EXPECT_EQ(onlyFile(), variant_bag_t()) << fault.call;
     }
 }
 

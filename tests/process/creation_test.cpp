@@ -8,8 +8,10 @@
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <random>
 #include <set>
+#include <thread>
 
 #include "basekit2/bag_io.h"
 #include "support/temp_directory.h"
@@ -79,6 +81,59 @@ TEST(Processes, CreateConsecutiveResultsFromOnePattern) {
     for (const std::string& name : expected) {
         EXPECT_TRUE(isReadable(temp / (name + "/" + name + ".zentor"))) << name;
     }
+}
+
+TEST(Processes, GetOneNameWithItsCreationRecord) {
+    constexpr int names = 400;
+    const support::TempDirectory temp;
+    std::vector<pid_t> children;
+    for (int i = 0; i < 4; ++i) {
+        children.push_back(runInChild([&] {
+            for (int name = 0; name < names; ++name) {
+                const std::string path = temp / ("x" + std::to_string(name));
+                if (!ResultDirectoryManager::get(path.c_str(), nullptr, false)) {
+                    return 1;
+                }
+            }
+            return 0;
+        }));
+    }
+    for (const pid_t child : children) {
+        EXPECT_EQ(join(child), 0);
+    }
+    for (const std::string& name : namesIn(temp.path())) {
+        EXPECT_TRUE(isReadable(temp / (name + "/" + name + ".zentor"))) << name;
+    }
+}
+
+TEST(Threads, CreateInOneProject) {
+    constexpr int each = 100;
+    const support::TempDirectory temp;
+    const std::string project = temp / "project";
+    ASSERT_TRUE(IProject::create(project.c_str(), nullptr, false));
+    std::mutex mutex;
+    std::multiset<std::string> made;
+    const auto create = [&] {
+        for (int i = 0; i < each; ++i) {
+            const auto result =
+                ResultDirectoryManager::create("r@@@", false, nullptr, false, project.c_str());
+            const std::lock_guard lock(mutex);
+            made.insert(result ? result->getPath() : toString(getStatus()));
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back(create);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::multiset<std::string> expected;
+    for (int number = 0; number < 4 * each; ++number) {
+        const std::string digits = std::to_string(1000 + number);
+        expected.insert(project + "/r" + digits.substr(1));
+    }
+    EXPECT_EQ(made, expected);
 }
 
 TEST(Processes, KilledCreatorLeavesReadableMarkersOrNone) {

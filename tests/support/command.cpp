@@ -38,7 +38,7 @@ void closeEnd(int& end) {
 }  // namespace
 
 Command::Command(const std::vector<std::string>& arguments, const Setting& setting) {
-    std::vector<std::string> words{VESTA2_COMMAND};
+    std::vector<std::string> words{setting.program.empty() ? VESTA2_COMMAND : setting.program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> environment = setting.environment;
     for (const char* name : {"PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
@@ -81,14 +81,14 @@ Command::Command(const std::vector<std::string>& arguments, const Setting& setti
             ::posix_spawn_file_actions_addopen(&actions, 1, setting.output.c_str(), O_WRONLY, 0);
         }
     }
-    const int error = ::posix_spawn(&m_process, VESTA2_COMMAND, &actions, &attributes,
-                                    pointers(words).data(), pointers(environment).data());
+    const int error = ::posix_spawnp(&m_process, words.front().c_str(), &actions, &attributes,
+                                     pointers(words).data(), pointers(environment).data());
     ::posix_spawn_file_actions_destroy(&actions);
     ::posix_spawnattr_destroy(&attributes);
     closeEnd(ends[0]);
     closeEnd(ends[1]);
     if (error != 0) {
-        throw std::runtime_error("cannot start " VESTA2_COMMAND);
+        throw std::runtime_error("cannot start " + words.front());
     }
 }
 

@@ -24,6 +24,8 @@ public:
         std::string output{};
         /// On a terminal of its own, this many columns wide; what it prints is then `out` alone.
         int terminalWidth = 0;
+        /// Run instead of the command; looked for as a shell does.
+        std::string program{};
     };
 
     Command(const std::vector<std::string>& arguments, const Setting& setting);

@@ -113,6 +113,14 @@ public:
                ::linkat(m_directory, m_name.c_str(), m_directory, name.c_str(), 0) == 0;
     }
 
+    /// Changes places with the file that has the name; this object then stands for that.
+    bool swap_with(const std::string& name) {
+        return m_file.close() && ::renameat2(m_directory, m_name.c_str(), m_directory, name.c_str(),
+                                             RENAME_EXCHANGE) == 0;
+    }
+
+    [[nodiscard]] const std::string& name() const { return m_name; }
+
 private:
     bool resemble(const struct stat& old) const {
         // Without the right to give files away the new owner stays; that must not fail the save.
@@ -189,6 +197,26 @@ int create_file(const path_t& target, std::string_view text, durability_t durabi
     return !lasting || flush_directory(directory.get()) ? bag_ok : bag_unwritable;
 }
 
+/// Puts `text`, that of `bag`, where an empty bag is. What comes out by the swap tells whether it
+/// was; else it goes back, and so does what another process saves before that.
+int fill_file(const path_t& target, const variant_bag_t& bag, std::string_view text) {
+    const std::string name(target.last_component());
+    const descriptor_t directory = open_directory_of(target);
+    temporary_file_t file(directory.get());
+    if (!file.fill(text, nullptr) || !file.swap_with(name)) {
+        return bag_unwritable;
+    }
+    const std::string out = target.parent().join(file.name()).text();
+    variant_bag_t found;
+    if (load_variant_bag(found, out, "") == bag_ok && found.empty()) {
+        return bag_ok;
+    }
+    if (file.swap_with(name) && !(load_variant_bag(found, out, "") == bag_ok && found == bag)) {
+        file.swap_with(name);
+    }
+    return bag_exists;
+}
+
 }  // namespace
 
 int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const char* root,
@@ -209,6 +237,16 @@ int create_variant_bag(const variant_bag_t& bag, const std::string& path, durabi
     std::string text;
     const int result = save_variant_bag_to_string(bag, text);
     return bag_failed(result) ? result : create_file(path_t(path), text, durability);
+}
+
+int fill_variant_bag(const variant_bag_t& bag, const std::string& path) {
+    std::string text;
+    variant_bag_t present;
+    int result = load_variant_bag(present, path, "");
+    if (!bag_failed(result)) {
+        result = present.empty() ? save_variant_bag_to_string(bag, text) : bag_exists;
+    }
+    return bag_failed(result) ? result : fill_file(path_t(path), bag, text);
 }
 
 int read_bag_text(const std::string& path, std::string& text) {

@@ -1,74 +1,100 @@
 #include "logsvc/logsvc.h"
 
-#include <log4cplus/consoleappender.h>
-#include <log4cplus/fileappender.h>
-#include <log4cplus/layout.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/nullappender.h>
+#include <dlfcn.h>
+#include <link.h>
 
-#include <memory>
-#include <mutex>
-#include <set>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <future>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
 
-#include "basekit2/host.h"
+#include "../module/log_module.h"
+#include "basekit2/library.h"
 #include "platkit/strings.h"
-
-namespace log4cplus {
-// Exported by some releases of the library without being declared.
-[[gnu::weak]] void shutdownThreadPool();
-}  // namespace log4cplus
 
 namespace logsvc {
 namespace {
 
-log4cplus::SharedAppenderPtr makeAppender(const std::string& file) {
-    log4cplus::SharedAppenderPtr appender;
-    if (file.empty()) {
-        appender = new log4cplus::ConsoleAppender(true, true);
-    } else {
-        appender = new log4cplus::FileAppender(file, std::ios_base::app);
-    }
-    appender->setLayout(
-        std::make_unique<log4cplus::PatternLayout>("%D{%Y-%m-%d %H:%M:%S.%q} %p %c: %m%n"));
-    return appender;
+/// Asked for every failure that is logged nowhere: without a system call, and whoever loaded it.
+bool process_has_logging_library() {
+    const auto is_it = [](dl_phdr_info* object, std::size_t, void*) {
+        const std::string_view path = object->dlpi_name;
+        return path.substr(path.rfind('/') + 1) == VESTA2_LOG4CPLUS ? 1 : 0;
+    };
+    return ::dl_iterate_phdr(is_it, nullptr) != 0;
 }
 
-/// The logging library starts threads as soon as it is loaded, though only asynchronous appenders
-/// use them; a child that this process forks and that calls `exit` would wait for them for ever.
-[[maybe_unused]] const bool s_threadsEnded = [] {
-    if (&log4cplus::shutdownThreadPool != nullptr) {
-        log4cplus::shutdownThreadPool();
+/// The logging library starts four threads as it is loaded, and ends the process where it cannot.
+bool can_start_threads() {
+    std::promise<void> end;
+    const std::shared_future<void> ended = end.get_future().share();
+    std::array<std::jthread, 4> threads;
+    bool started = true;
+    try {
+        for (std::jthread& thread : threads) {
+            thread = std::jthread([ended] { ended.wait(); });
+        }
+    } catch (const std::system_error&) {
+        started = false;
     }
-    return true;
-}();
+    end.set_value();
+    return started;
+}
 
-void configure(const std::string& component) {
-    log4cplus::Logger logger = log4cplus::Logger::getInstance(component);
-    const std::string wanted =
-        basekit2::get_environ_value((platkit::strings::to_upper(component) + "_LOG").c_str());
-    if (wanted.empty()) {
-        // A logger that has no appender at all makes the library complain on standard error.
-        logger.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender()));
-        return;
+void say_nothing(const message_t& /*message*/) noexcept {}
+
+log_function_t load(bool present) {
+    if (!present && !can_start_threads()) {
+        return say_nothing;
     }
-    const std::size_t colon = wanted.find(':');
-    const log4cplus::LogLevel level = log4cplus::getLogLevelManager().fromString(
-        platkit::strings::to_upper(wanted.substr(0, colon)));
-    logger.setLogLevel(level == log4cplus::NOT_SET_LOG_LEVEL ? log4cplus::WARN_LOG_LEVEL : level);
-    logger.addAppender(
-        makeAppender(colon == std::string::npos ? std::string() : wanted.substr(colon + 1)));
+    const std::string path = basekit2::library_directory() + "/libvesta2-log.so";
+    void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* function = module ? ::dlsym(module, log_function_name) : nullptr;
+    return function ? reinterpret_cast<log_function_t>(function) : say_nothing;
+}
+
+/// Null as long as nobody wants messages. No lock is held while the module is loaded: the loader
+/// has its own, under which other threads may log as well. Two that load at once get the same.
+log_function_t log_function(bool wanted) {
+    static std::atomic<log_function_t> loaded{nullptr};
+    log_function_t function = loaded;
+    if (function) {
+        return function;
+    }
+    const bool present = process_has_logging_library();
+    if (!present && !wanted) {
+        return nullptr;
+    }
+    function = load(present);
+    loaded = function;
+    return function;
 }
 
 }  // namespace
 
-std::string configureComponentLogger(const std::string& component) {
-    static std::mutex mutex;
-    static std::set<std::string> configured;
-    const std::lock_guard lock(mutex);
-    if (configured.insert(component).second) {
-        configure(component);
+component_logger_t::component_logger_t(std::string component)
+    : m_component(std::move(component)),
+      m_variable(platkit::strings::to_upper(m_component) + "_LOG") {}
+
+const char* component_logger_t::setting() const {
+    const char* text = std::getenv(m_variable.c_str());
+    return text ? text : "";
+}
+
+bool component_logger_t::has_output() const {
+    const log_function_t function = log_function(*setting() != '\0');
+    return function && function != say_nothing;
+}
+
+void component_logger_t::log(severity_t severity, const std::string& text, const char* source,
+                             int line) const {
+    if (const log_function_t function = log_function(*setting() != '\0')) {
+        function({m_component.c_str(), setting(), severity, text.c_str(), source, line});
     }
-    return component;
 }
 
 }  // namespace logsvc

@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "basekit2/bag_io.h"
-#include "optstore2/product_locations.h"
+#include "optstore2/data_files.h"
 
 namespace optstore2 {
 namespace {

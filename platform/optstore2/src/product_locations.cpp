@@ -1,17 +1,23 @@
 #include "optstore2/product_locations.h"
 
-#include <dlfcn.h>
-#include <unistd.h>
+#include <string_view>
 
 #include "basekit2/bag_io.h"
-#include "basekit2/host.h"
-#include "basekit2/path.h"
+#include "optstore2/data_files.h"
 
 namespace optstore2 {
 namespace {
 
 constexpr const char* default_short_name = "zentor";
 constexpr const char* default_product_name = "vesta2";
+
+/// Every file that the library makes or looks for is named after it.
+bool isShortName(std::string_view text) {
+    constexpr std::string_view allowed =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+    return !text.empty() && text.size() <= 32 &&
+           text.find_first_not_of(allowed) == std::string_view::npos;
+}
 
 class ProductLocations final : public IProductLocations {
 public:
@@ -21,7 +27,9 @@ public:
         if (file.empty() || basekit2::bag_failed(basekit2::load_variant_bag(bag, file, ""))) {
             return;
         }
-        readText(bag, "shortName", m_shortName);
+        std::string shortName;
+        readText(bag, "shortName", shortName);
+        m_shortName = isShortName(shortName) ? shortName : m_shortName;
         readText(bag, "name", m_productName);
         if (const basekit2::variant_bag_t* version = bag.get_bag("version")) {
             m_version.major_part = readPart(*version, "major");
@@ -61,36 +69,12 @@ private:
     version_t m_version;
 };
 
-/// The directory of the file that holds this code: the shared library, once it is linked.
-basekit2::path_t libraryDirectory() {
-    Dl_info info{};
-    if (::dladdr(reinterpret_cast<void*>(&libraryDirectory), &info) == 0 || !info.dli_fname) {
-        return basekit2::path_t();
-    }
-    return basekit2::path_t(info.dli_fname).parent();
-}
-
 }  // namespace
 
 const IProductLocations& IProductLocations::get() {
     // Never destroyed: other static objects may ask while the process ends.
     static const auto& service = *new ProductLocations();
     return service;
-}
-
-std::string findDataFile(const std::string& name) {
-    const basekit2::path_t candidates[] = {
-        basekit2::path_t(basekit2::get_environ_value("VESTA2_DATA_DIR")),
-        libraryDirectory().join("../share/vesta2"),
-        basekit2::path_t(VESTA2_INSTALL_DATA_DIR),
-    };
-    for (const basekit2::path_t& directory : candidates) {
-        const basekit2::path_t file = directory.join(name);
-        if (!directory.text().empty() && ::access(file.c_str(), R_OK) == 0) {
-            return file.text();
-        }
-    }
-    return {};
 }
 
 }  // namespace optstore2

@@ -3,8 +3,12 @@
 ///
 /// A marker file's extension names the kind of its node; a link file has the same extension
 /// followed by "link". Extensions compare exactly. The search functions set the thread's status:
-/// `eOK` first, then what they say below. A directory that cannot be listed raises
-/// `boost::filesystem::filesystem_error`. All are safe from any thread.
+/// `eOK` first, then what they say below. All are safe from any thread.
+///
+/// A search never takes the unknown for the absent: it raises `boost::filesystem::filesystem_error`
+/// for a directory that cannot be listed and for a place that cannot be looked at, for any reason
+/// but that nothing is there. Only an entry that this process may not look into is passed over
+/// where all entries of a directory are searched: it is somebody else's, and hides no other.
 
 #include <boost/filesystem/path.hpp>
 #include <string>
@@ -37,8 +41,8 @@ VESTA2_API std::string findMarkerFileOrLink(const std::string& path, const FileS
 /// Adds to `found` what the last component of `path` stands for: "*" (also for an empty path) every
 /// node of the directory, a name pattern every match, a name that one. With `literal` a pattern is
 /// a name. Only the `maxCount` greatest are kept in `found`, all when it is 0. Status: `eNotFound`
-/// when `found` is empty or the directory is not there, `eInvalidPath`, `eParameterError` for a
-/// pattern that does not parse, or the code of `validateFileName`.
+/// when `found` is empty or the directory is not there, `eInvalidPath` for the root directory,
+/// `eParameterError` for a pattern that does not parse, or the code of `validateFileName`.
 VESTA2_API void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
                                               const FileSet& extensions, FileSet& found,
                                               int maxCount, bool literal);

@@ -2,7 +2,8 @@
 /// Error codes, the status that each thread keeps of its last call, and messages for people.
 ///
 /// Every public operation tells its outcome twice: by its own result, and by the calling thread's
-/// status. The status is strictly per thread; nothing else here needs a lock, but see `toString`.
+/// status. The status is strictly per thread. Everything here is safe from any thread, also while
+/// the thread or the process ends.
 
 #include <boost/system/system_error.hpp>
 #include <cstdint>
@@ -42,10 +43,8 @@ VESTA2_API bool setStatus(error_t code);
 VESTA2_API error_t getStatus();
 
 /// The message for `code` from the catalog "vesta2", or its key (such as "%NotFound") without a
-/// catalog.
-/// Deliberate: codes 13, 14, 17 and 18 have no message of their own and give that of `eUnknown`,
-/// and all callers share one buffer. The text is valid until the next call from any thread, and
-/// concurrent calls race: copy it at once, and serialise the calls.
+/// catalog. The text lives as long as the process, and nothing changes it.
+/// Deliberate: codes 13, 14, 17 and 18 have no message of their own and give that of `eUnknown`.
 VESTA2_API const char* toString(error_t code);
 
 /// For the result of loading or saving a bag: 1 gives `eOK`, anything else `eUnknown`.

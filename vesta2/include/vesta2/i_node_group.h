@@ -49,12 +49,13 @@ public:
     virtual basekit2::sptr_t<INode> getNode() = 0;
     /// Where new nodes of this group are made. For a node's group it is saved in its marker file.
     virtual void setOutputDirectory(const char* directory) = 0;
-    /// The group's own directory unless another was set. Valid until the next call.
+    /// The group's own directory unless another was set. Valid until the next call, from whatever
+    /// thread.
     virtual const char* getOutputDirectory() = 0;
 
     /// The group at `path`: that of the project or experiment there, else one that stands alone on
-    /// the directory; empty when there is neither. Throws `boost::filesystem::filesystem_error`
-    /// when the directory cannot be listed.
+    /// the directory; empty when there is neither (`eNotFound`). Throws
+    /// `boost::filesystem::filesystem_error` when it cannot be told what is there.
     static basekit2::sptr_t<INodeGroup> open(const char* path);
     /// The projects among the entries of `directory`, in the order in which it lists them.
     static basekit2::sptr_t<IPathIterator> findProjects(const char* directory);

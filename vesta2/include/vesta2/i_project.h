@@ -8,8 +8,10 @@ namespace vesta2 {
 class VESTA2_API IProject : public INode {
 public:
     /// Makes the project `name` (a name or pattern, or the marker file to write) in `parentDir` and
-    /// opens it; empty on failure. With `removeOnClose` it is deleted at its last release.
-    /// Deliberate: a directory that is already there becomes the project.
+    /// opens it; empty on failure. With `removeOnClose` it is deleted at its last release. A parent
+    /// directory that is not there is made.
+    /// Deliberate: a directory that is already there becomes the project. One that is a project is
+    /// opened as it is, and not deleted at its last release.
     static basekit2::sptr_t<IProject> create(const char* name, const char* parentDir,
                                              bool removeOnClose);
     /// Opens the project that `name` denotes below `parentDir`; of a pattern the greatest match.

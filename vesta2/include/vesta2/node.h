@@ -132,8 +132,11 @@ public:
     [[nodiscard]] const char* getRdPropStr(const char* name, const char* def) const;
     [[nodiscard]] long getRdPropTime(const char* name, long def) const;
 
-    /// Where new nodes of this node's group are made; the node's path unless it was set.
+    /// Where new nodes of this node's group are made; the node's path unless it was set. This and
+    /// `currentPath` are safe while another thread re-binds the node.
     std::string getOutputDirectory();
+    /// As `getPath`, by value.
+    [[nodiscard]] std::string currentPath() const;
     /// Sets it, and saves it at once in a marker file that has a section "vesta".
     void setOutputDirectory(const char* directory);
 

@@ -9,13 +9,15 @@
 
 namespace vesta2 {
 
-/// Folds "." and ".." and doubled separators, and drops a trailing separator.
+/// Folds "." and ".." and doubled separators, and drops a trailing separator. Nothing is above the
+/// root: "//x" and "/../x" are "/x".
 /// Deliberate: the root itself is nothing but a separator, and becomes the empty path.
 VESTA2_API void removeEndingSlash(boost::filesystem::path& path);
 
 /// The absolute form of `path`: relative to `baseDir` when that is neither null nor empty, else to
-/// the working directory. The base itself is not normalised.
-/// Throws `boost::filesystem::filesystem_error` when the working directory cannot be read.
+/// the working directory. The base itself is not normalised. The root is "/", whatever the base.
+/// Throws `boost::filesystem::filesystem_error` when the working directory is needed and cannot be
+/// read.
 VESTA2_API boost::filesystem::path completePath(const boost::filesystem::path& path,
                                                 const char* baseDir);
 

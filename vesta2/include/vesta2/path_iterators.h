@@ -32,7 +32,8 @@ private:
 class VESTA2_API ProjectPathIterator final
     : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
 public:
-    /// A directory that cannot be listed ends the search; the status says why.
+    /// A directory that cannot be listed, or an entry that cannot be looked at, ends the search;
+    /// the status says why. Entries that this process may not look into are passed over.
     explicit ProjectPathIterator(const char* directory);
 
     std::uint32_t getSize() override;

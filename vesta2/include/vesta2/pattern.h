@@ -34,7 +34,7 @@ public:
     /// leaves the text as it is. What a variable brings in is not substituted again.
     static std::string subst(const std::string& text, const basekit2::variant_bag_t* bag);
 
-    /// Whether `name` is an instance of the pattern; if so, `*number` is its number.
+    /// Whether `name` is an instance of the pattern; if so, `*number`, unless null, is its number.
     /// Deliberate: the text of the suffix, the width of the number and whatever follows it are not
     /// looked at: "r@@@" matches r7 and r001.old.
     bool match(const std::string& name, int* number) const;

@@ -25,17 +25,26 @@ public:
     /// Makes a result and opens it.
     /// `path` is its directory or, by its extension, the marker file in it; its last component may
     /// be a pattern, which takes the next free number, and may name variables of `variables` (a
-    /// property bag, see `ResultVariableBag`; null for none). With `literal` the name is taken as
-    /// it stands. A relative path lies below the group at `baseDir`, or in the working directory.
-    /// `overwrite` deletes a directory of that name first; it does not go with a pattern
-    /// (`eParameterError`).
+    /// property bag, see `ResultVariableBag`; null for none). With `literal` "@" stands for itself.
+    /// The name is checked with its variables filled in, before anything is made: `eInvalidPath`
+    /// for one that is no single component, or the code of `validateFileName`.
+    /// A relative path lies in the output directory of the group at `baseDir`, or in the working
+    /// directory when that is null. A base or a parent that is not there is made; `eNotFound` for
+    /// one that is no directory. In a group whose nodes are made elsewhere, the numbers of both
+    /// places are taken.
+    /// `overwrite` deletes what has that name first, of a symbolic link the link; it does not go
+    /// with a pattern (`eParameterError`). An object that is open on the result goes on as that of
+    /// the new one.
     /// When the marker file cannot be written the new directory stays, and `get` repairs it.
     static basekit2::sptr_t<IResultDirectory> create(const char* path, bool overwrite,
                                                      const basekit2::variant_bag_t* variables,
                                                      bool literal, const char* baseDir);
 
     /// The result at `path`: opened when it is there, made when it is not, and a directory without
-    /// marker file gets one with an empty bag. A pattern always makes a new result.
+    /// marker file gets one with an empty bag. Of a new directory the marker file is waited for, up
+    /// to 0.2 seconds: its creator may still be at work. A creator that is slower puts its record
+    /// in the place of the empty bag, unless that has been saved since. No marker file is ever
+    /// replaced otherwise. A pattern always makes a new result.
     static basekit2::sptr_t<IResultDirectory>
     get(const char* path, const basekit2::variant_bag_t* variables, bool literal);
 

@@ -61,6 +61,12 @@ BASEKIT2_API int save_variant_bag2(const variant_bag_t& bag, const std::string& 
 [[nodiscard]] BASEKIT2_API int create_variant_bag(const variant_bag_t& bag, const std::string& path,
                                                   durability_t durability = durability_t::whenever);
 
+/// Writes `bag` to a file that holds an empty one, unflushed. `bag_exists`, and nothing changed,
+/// when it holds anything else; also when another process saves it at that very moment: what it
+/// saved stays. Fails with `bag_unwritable` on file systems that cannot make two files change
+/// places.
+[[nodiscard]] BASEKIT2_API int fill_variant_bag(const variant_bag_t& bag, const std::string& path);
+
 /// Loads a regular file; opening never blocks, whatever the path names.
 BASEKIT2_API int load_variant_bag(variant_bag_t& bag, const std::string& path, const char* root);
 /// As `load_variant_bag`. No flags are defined: pass 0.

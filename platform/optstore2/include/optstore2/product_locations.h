@@ -17,7 +17,8 @@ struct version_t {
 };
 
 /// The product as its file `product.xml` describes it. Without the file, or where it does not tell,
-/// the built-in values serve. Read once, at the first use; safe from any thread, also while
+/// the built-in values serve; so they do for a short name that is not 1 to 32 letters, digits, "_"
+/// and "-". Read once, at the first use; safe from any thread, also while
 /// libraries are still being loaded.
 class BASEKIT2_API IProductLocations {
 public:
@@ -41,10 +42,5 @@ public:
 protected:
     IProductLocations() = default;
 };
-
-/// The full path of a data file of the product: the first that exists in `$VESTA2_DATA_DIR`, in
-/// `../share/vesta2` beside the library, in the installation's share directory; empty when none
-/// does.
-std::string findDataFile(const std::string& name);
 
 }  // namespace optstore2

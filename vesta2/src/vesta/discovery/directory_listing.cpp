@@ -13,9 +13,13 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-[[noreturn]] void fail(const fs::path& directory) {
-    throw fs::filesystem_error("cannot list the directory", directory,
+[[noreturn]] void failAt(const char* what, const fs::path& path) {
+    throw fs::filesystem_error(what, path,
                                boost::system::error_code(errno, boost::system::system_category()));
+}
+
+[[noreturn]] void fail(const fs::path& directory) {
+    failAt("cannot list the directory", directory);
 }
 
 }  // namespace
@@ -57,27 +61,30 @@ std::string DirectoryListing::path() const {
     return path.append(name());
 }
 
-unsigned char DirectoryListing::kind() const {
+unsigned char DirectoryListing::lookUp(int flags) const {
     struct stat info {};
-    if (m_entry->d_type != DT_UNKNOWN ||
-        ::fstatat(descriptor(), m_entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-        return m_entry->d_type;
+    if (::fstatat(descriptor(), m_entry->d_name, &info, flags) == 0) {
+        return static_cast<unsigned char>(IFTODT(info.st_mode));
     }
-    return static_cast<unsigned char>(IFTODT(info.st_mode));
+    if (!meansAbsent(errno)) {
+        failAt("cannot look at", path());
+    }
+    return DT_UNKNOWN;
 }
 
-bool DirectoryListing::isDirectory() const {
-    if (m_entry->d_type != DT_UNKNOWN && m_entry->d_type != DT_LNK) {
-        return m_entry->d_type == DT_DIR;
-    }
-    return vesta2::isDirectory(path());
+unsigned char DirectoryListing::kind() const {
+    return m_entry->d_type == DT_UNKNOWN ? lookUp(AT_SYMLINK_NOFOLLOW) : m_entry->d_type;
 }
 
-bool DirectoryListing::isRegularFile() const {
-    if (m_entry->d_type != DT_UNKNOWN && m_entry->d_type != DT_LNK) {
-        return m_entry->d_type == DT_REG;
-    }
-    return vesta2::isRegularFile(path());
+unsigned char DirectoryListing::targetKind() const {
+    return m_entry->d_type == DT_UNKNOWN || m_entry->d_type == DT_LNK ? lookUp(0) : m_entry->d_type;
+}
+
+bool DirectoryListing::concernsEntryAlone(const fs::filesystem_error& error) const {
+    struct stat info {};
+    return meansAbsent(error.code().value()) ||
+           (error.code() == boost::system::errc::permission_denied &&
+            ::fstatat(descriptor(), ".", &info, 0) == 0);
 }
 
 }  // namespace vesta2

@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 
+#include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/path.hpp>
 #include <memory>
 #include <string>
@@ -30,15 +31,22 @@ public:
     [[nodiscard]] const boost::filesystem::path& directory() const { return m_directory; }
     /// Of the directory; open as long as this object lives.
     [[nodiscard]] int descriptor() const { return ::dirfd(m_stream.get()); }
-    /// What the entry itself is, as a DT_ value; DT_UNKNOWN when it has just gone.
+    /// What the entry itself is, as a DT_ value; DT_UNKNOWN when it has just gone. Throws when that
+    /// cannot be told.
     [[nodiscard]] unsigned char kind() const;
-    /// What the entry is; of a symbolic link, what it leads to.
-    [[nodiscard]] bool isDirectory() const;
-    [[nodiscard]] bool isRegularFile() const;
+    /// What the entry is; of a symbolic link, what it leads to. Throws when that cannot be told.
+    [[nodiscard]] bool isDirectory() const { return targetKind() == DT_DIR; }
+    [[nodiscard]] bool isRegularFile() const { return targetKind() == DT_REG; }
     /// Whether the entry itself is a regular file, and no link to one.
     [[nodiscard]] bool isPlainFile() const { return m_entry->d_type == DT_REG; }
+    /// Whether `error`, raised by a look at this entry or into it, says nothing of the others: it
+    /// has just gone, or this process may not look at it, while it may look at the rest.
+    [[nodiscard]] bool concernsEntryAlone(const boost::filesystem::filesystem_error& error) const;
 
 private:
+    [[nodiscard]] unsigned char lookUp(int flags) const;
+    [[nodiscard]] unsigned char targetKind() const;
+
     struct Closer {
         void operator()(DIR* stream) const { ::closedir(stream); }
     };

@@ -19,6 +19,8 @@ constexpr long long second = 1'000'000'000;
 constexpr long long localResolution = second / 50;
 /// Elsewhere another host's clock sets them.
 constexpr long long remoteResolution = 10 * second;
+/// Of stamps that have no fraction of a second: FAT counts in twos, others in ones.
+constexpr long long coarseResolution = 2 * second;
 constexpr std::size_t mostDirectories = 4096;
 constexpr long xfsMagic = 0x58465342;
 
@@ -60,6 +62,15 @@ bool MarkerMemory::Identity::operator==(const Identity& other) const {
            modified == other.modified && changed == other.changed;
 }
 
+bool MarkerMemory::isOver(long long stamp, long long now, long long resolution) {
+    return stamp <
+           now - (stamp % second == 0 ? std::max(resolution, coarseResolution) : resolution);
+}
+
+bool MarkerMemory::haveSettled(const Identity& stamps, long long now, long long resolution) {
+    return isOver(stamps.modified, now, resolution) && isOver(stamps.changed, now, resolution);
+}
+
 std::string MarkerMemory::find(const std::string& directory) {
     struct stat info {};
     std::optional<Identity> before;
@@ -80,8 +91,7 @@ std::string MarkerMemory::find(const std::string& directory) {
             marker = listing.isRegularFile() ? listing.path() : std::string();
         }
     }
-    if (before && lasting &&
-        std::max(before->modified, before->changed) < begun - resolutionOf(directory) &&
+    if (before && lasting && haveSettled(*before, begun, resolutionOf(directory)) &&
         ::stat(directory.c_str(), &info) == 0 && Identity(info) == *before) {
         remember(directory, {*before, marker});
     }

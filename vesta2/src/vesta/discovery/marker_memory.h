@@ -5,7 +5,9 @@
 /// What is remembered is believed only while the directory is provably unchanged: same device and
 /// inode, same time stamps, and stamps that were already older than the file system's resolution
 /// when the directory was listed. A directory that changed a moment ago can change again without
-/// its stamp moving, so it is listed afresh. Safe from any thread.
+/// its stamp moving, so it is listed afresh. Stamps without a fraction of a second are taken for
+/// whole seconds, whatever the file system is called: ext4 has them too, where its inodes are
+/// small. Safe from any thread.
 
 #include <mutex>
 #include <string>
@@ -24,6 +26,11 @@ public:
     /// As `findMarkerFileInDir`, but the status stays as it is.
     std::string find(const std::string& directory);
 
+    /// Whether what changes from `now` on gets another time stamp than `stamp`, on a file system
+    /// whose stamps are `resolution` apart or, without a fraction of a second, more. All in
+    /// nanoseconds.
+    static bool isOver(long long stamp, long long now, long long resolution);
+
 private:
     struct Identity {
         explicit Identity(const struct stat& info);
@@ -40,6 +47,7 @@ private:
         std::string marker;
     };
 
+    static bool haveSettled(const Identity& stamps, long long now, long long resolution);
     bool recall(const std::string& directory, const Identity& identity, std::string& marker);
     void remember(const std::string& directory, Listed listed);
 

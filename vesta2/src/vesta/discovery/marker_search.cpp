@@ -1,6 +1,7 @@
 #include "../foundation/file_checks.h"
 #include "../foundation/normal_path.h"
 #include "directory_listing.h"
+#include "entry_search.h"
 #include "extensions.h"
 #include "vesta2/discovery.h"
 #include "vesta2/error.h"
@@ -14,29 +15,17 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-/// Whether `e` says that something which was listed is no longer there, or no directory any more.
-bool isVanished(const fs::filesystem_error& e) {
-    return e.code() == boost::system::errc::no_such_file_or_directory ||
-           e.code() == boost::system::errc::not_a_directory;
-}
-
-/// What identifies the node at the current entry of `listing`, marker files themselves left out.
 /// A name without extension needs no probe for the link file beside it: that is an entry too, and
 /// whatever matches the name matches the link's.
-std::string findInEntry(const DirectoryListing& listing, const FileSet& extensions) {
+std::string lookIntoEntry(const DirectoryListing& listing, const FileSet& extensions,
+                          bool acceptMarkerFile) {
     if (listing.isDirectory()) {
-        try {
-            return findMarkerFileInDir(listing.path(), extensions);
-        } catch (const fs::filesystem_error& e) {
-            if (!isVanished(e)) {
-                throw;
-            }
-            return {};
-        }
+        return findMarkerFileInDir(listing.path(), extensions);
     }
-    return isLinkOfOneOf(extensionOf(listing.name()), extensions) && listing.isRegularFile()
-               ? listing.path()
-               : std::string();
+    const std::string_view extension = extensionOf(listing.name());
+    const bool isNamedLikeOne = isLinkOfOneOf(extension, extensions) ||
+                                (acceptMarkerFile && isOneOf(extension, extensions));
+    return isNamedLikeOne && listing.isRegularFile() ? listing.path() : std::string();
 }
 
 void insertHit(FileSet& found, std::string path) {
@@ -52,7 +41,7 @@ void searchEntries(const fs::path& directory, const Pattern* pattern, const File
     while (listing.next()) {
         int number = 0;
         if (!pattern || pattern->match(std::string(listing.name()), &number)) {
-            insertHit(found, findInEntry(listing, extensions));
+            insertHit(found, findInEntry(listing, extensions, false));
         }
     }
 }
@@ -77,6 +66,18 @@ bool searchLeaf(const fs::path& path, const FileSet& extensions, FileSet& found,
 
 }  // namespace
 
+std::string findInEntry(const DirectoryListing& listing, const FileSet& extensions,
+                        bool acceptMarkerFile) {
+    try {
+        return lookIntoEntry(listing, extensions, acceptMarkerFile);
+    } catch (const fs::filesystem_error& e) {
+        if (!listing.concernsEntryAlone(e)) {
+            throw;
+        }
+        return {};
+    }
+}
+
 std::string findMarkerFileInDir(const fs::path& directory, const FileSet& extensions) {
     setStatus(eOK);
     DirectoryListing listing(directory);
@@ -92,7 +93,7 @@ std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensi
                                  bool acceptMarkerFile) {
     setStatus(eOK);
     const fs::path asPath = path;
-    const fs::file_status status = statusOf(asPath);
+    const fs::file_status status = lookAt(asPath);
     if (fs::is_directory(status)) {
         fs::path directory = asPath;
         removeEndingSlash(directory);
@@ -105,7 +106,7 @@ std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensi
     if (!asPath.has_extension()) {
         for (const std::string& extension : extensions) {
             std::string link = path + extension + linkSuffix();
-            if (isRegularFile(link)) {
+            if (fs::is_regular_file(lookAt(link))) {
                 return link;
             }
         }
@@ -118,13 +119,13 @@ void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
                                    bool literal) {
     setStatus(eOK);
     const fs::path completed = completePath(path.empty() ? "*" : path, baseDir);
-    if (!completed.empty() && normalPath(completed).empty()) {
+    // The root is in no directory.
+    if (!normalPath(completed).has_relative_path()) {
         setStatus(eInvalidPath);
         return;
     }
-    const fs::path directory =
-        completed == completed.root_path() ? completed : completed.parent_path();
-    if (!isThere(directory)) {
+    const fs::path directory = completed.parent_path();
+    if (!fs::exists(lookAt(directory))) {
         setStatus(eNotFound);
         return;
     }

@@ -1,6 +1,6 @@
 #include <boost/filesystem/exception.hpp>
 
-#include "directory_listing.h"
+#include "entry_search.h"
 #include "vesta2/discovery.h"
 #include "vesta2/error.h"
 #include "vesta2/names.h"
@@ -22,11 +22,14 @@ const char* NodePathIterator::next() {
 }
 
 ProjectPathIterator::ProjectPathIterator(const char* directory) {
+    if (!setStatus(directory ? eOK : eParameterError)) {
+        return;
+    }
     const FileSet extensions(projectMarkerFileExt());
     try {
         DirectoryListing listing(directory);
         while (listing.next()) {
-            std::string found = findMarkerFileOrLink(listing.path(), extensions, true);
+            std::string found = findInEntry(listing, extensions, true);
             if (!found.empty()) {
                 m_found.emplace_back(std::move(found));
             }

@@ -1,8 +1,8 @@
 #pragma once
-/// Questions about paths that never throw. Symbolic links are followed. Each answers "yes" only
-/// when that is certain: an error while looking (no access, no descriptors, a failing disk) is
-/// neither "there" nor "absent". What is to be deleted, replaced or claimed because something is
-/// missing must ask `isAbsent`, never `!isThere`.
+/// Questions about paths that never throw, but for `lookAt`. Symbolic links are followed. Each
+/// answers "yes" only when that is certain: an error while looking (no access, no descriptors, a
+/// failing disk) is neither "there" nor "absent". What is to be deleted, replaced or claimed
+/// because something is missing must ask `isAbsent`, never `!isThere`.
 
 #include <sys/stat.h>
 
@@ -11,6 +11,12 @@
 #include <optional>
 
 namespace vesta2 {
+
+/// Whether a failed look at a path tells for certain that nothing is there: no entry, no directory
+/// that could have one, symbolic links that lead round, or a name that no entry can have.
+inline bool meansAbsent(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+}
 
 inline boost::filesystem::file_status statusOf(const boost::filesystem::path& path) {
     boost::system::error_code ignored;
@@ -40,9 +46,24 @@ inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
     struct stat first {};
     struct stat second {};
     if (::stat(a.c_str(), &first) != 0 || ::stat(b.c_str(), &second) != 0) {
-        return errno == ENOENT || errno == ENOTDIR ? std::optional<bool>(false) : std::nullopt;
+        return meansAbsent(errno) ? std::optional<bool>(false) : std::nullopt;
     }
     return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+/// For who must not take the unknown for the absent: throws `boost::filesystem::filesystem_error`
+/// when it cannot be told what is there. What is certainly not there is `file_not_found`.
+inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path) {
+    namespace fs = boost::filesystem;
+    boost::system::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (status.type() != fs::status_error) {
+        return status;
+    }
+    if (!meansAbsent(error.value())) {
+        throw fs::filesystem_error("cannot look at", path, error);
+    }
+    return fs::file_status(fs::file_not_found);
 }
 
 }  // namespace vesta2

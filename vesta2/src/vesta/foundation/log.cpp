@@ -1,8 +1,5 @@
 #include "log.h"
 
-#include <log4cplus/logger.h>
-
-#include <mutex>
 #include <string>
 
 #include "logsvc/logsvc.h"
@@ -12,18 +9,10 @@ namespace {
 
 constexpr const char* sourcePath = "vcs/vesta2/src/vesta";
 
-/// Set up at the first message: most processes never log, and setting up costs more than they do.
-log4cplus::Logger& logger() {
-    static auto& instance = *new log4cplus::Logger(
-        log4cplus::Logger::getInstance(logsvc::configureComponentLogger("vesta")));
+/// Never destroyed: operations still fail while the process ends.
+const logsvc::component_logger_t& logger() {
+    static const auto& instance = *new logsvc::component_logger_t("vesta");
     return instance;
-}
-
-/// `toString` has one buffer for all threads; at least the library's own calls do not race on it.
-std::string messageOf(error_t code) {
-    static auto& mutex = *new std::mutex();
-    const std::lock_guard lock(mutex);
-    return toString(code);
 }
 
 /// A name from the disk with all that could break a line or drive a terminal (the backslash and the
@@ -48,17 +37,17 @@ std::string escape(const std::string& name) {
 }  // namespace
 
 void logError(Severity severity, error_t code, const char* pattern, int line) {
-    const log4cplus::LogLevel level =
-        severity == Severity::error ? log4cplus::ERROR_LOG_LEVEL : log4cplus::WARN_LOG_LEVEL;
-    if (!logger().isEnabledFor(level)) {
+    if (!logger().has_output()) {
         return;
     }
-    std::string text = messageOf(code);
+    std::string text = toString(code);
     if (pattern) {
         text.append(". Pattern: ").append(escape(pattern));
     }
     text.append(", at file: ").append(sourcePath).append(":").append(std::to_string(line));
-    logger().forcedLog(level, text, sourcePath, line);
+    logger().log(severity == Severity::error ? logsvc::severity_t::error
+                                             : logsvc::severity_t::warning,
+                 text, sourcePath, line);
 }
 
 }  // namespace vesta2

@@ -1,4 +1,6 @@
+#include <map>
 #include <string>
+#include <string_view>
 
 #include "optstore2/message_catalog.h"
 #include "vesta2/error.h"
@@ -48,15 +50,29 @@ const char* messageKey(error_t code) {
     return "%Unknown";
 }
 
+using Texts = std::map<std::string_view, std::string>;
+
+Texts render(const platkit::i18n::catalog_t& catalog) {
+    Texts texts;
+    for (int code = eOK; code <= eUnknown; ++code) {
+        const char* key = messageKey(static_cast<error_t>(code));
+        texts[key] = catalog.message(key).as_ustring(platkit::i18n::varg_list());
+    }
+    return texts;
+}
+
 }  // namespace
 
 const char* toString(error_t code) {
-    static std::string buffer;
-    buffer = messageKey(code);
-    if (const platkit::i18n::catalog_t* catalog = optstore2::getMessageCatalog("vesta2")) {
-        buffer = catalog->message(buffer).as_ustring(platkit::i18n::varg_list());
+    const char* key = messageKey(code);
+    const platkit::i18n::catalog_t* catalog = optstore2::getMessageCatalog("vesta2");
+    if (!catalog) {
+        return key;
     }
-    return buffer.c_str();
+    // Rendered once and never destroyed: no call can touch a text that another one gave, and
+    // threads and the process may still ask while they end.
+    static const Texts& texts = *new Texts(render(*catalog));
+    return texts.at(key).c_str();
 }
 
 }  // namespace vesta2

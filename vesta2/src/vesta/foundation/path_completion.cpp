@@ -1,5 +1,6 @@
 #include "vesta2/path_completion.h"
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <string_view>
 
@@ -28,17 +29,36 @@ bool isNormal(std::string_view text) {
     return true;
 }
 
+bool isAbsolute(std::string_view text) { return !text.empty() && text.front() == '/'; }
+
+/// `text` with the separators that it begins with made one: two would begin the name of a host.
+std::string withOneRoot(std::string_view text) {
+    if (!isAbsolute(text)) {
+        return std::string(text);
+    }
+    const std::size_t first = std::min(text.find_first_not_of('/'), text.size());
+    return std::string(text.substr(first - 1));
+}
+
+/// `path` with all folded that can be: nothing is above the root but the root.
+fs::path folded(const fs::path& path) {
+    std::string text = fs::path(withOneRoot(path.native())).lexically_normal().native();
+    while (text == "/.." || text.rfind("/../", 0) == 0) {
+        text.erase(0, 3);
+        text = text.empty() ? "/" : text;
+    }
+    return text;
+}
+
 }  // namespace
 
-fs::path normalPath(const fs::path& path) {
-    return isNormal(path.native()) ? path : path.lexically_normal();
-}
+fs::path normalPath(const fs::path& path) { return isNormal(path.native()) ? path : folded(path); }
 
 void removeEndingSlash(fs::path& path) {
     if (isNormal(path.native())) {
         return;
     }
-    path = path.lexically_normal();
+    path = folded(path);
     // A leading "." is left by the folding.
     if (path.native().rfind("./", 0) == 0) {
         path = path.native().substr(2);
@@ -55,14 +75,11 @@ void removeEndingSlash(fs::path& path) {
 fs::path completePath(const fs::path& path, const char* baseDir) {
     fs::path completed = path;
     removeEndingSlash(completed);
-    if (completed.is_absolute()) {
-        return completed;
+    if (isAbsolute(path.native())) {
+        return completed.empty() ? "/" : completed;
     }
-    fs::path base = fs::current_path();
-    if (baseDir && *baseDir) {
-        base = fs::absolute(baseDir, base);
-    }
-    return fs::absolute(completed, base);
+    const fs::path base = withOneRoot(baseDir ? baseDir : "");
+    return isAbsolute(base.native()) ? base / completed : fs::current_path() / base / completed;
 }
 
 }  // namespace vesta2

@@ -1,5 +1,6 @@
 #include "creation.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "../discovery/directory_listing.h"
@@ -12,59 +13,114 @@
 #include "../tree/remove_tree.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/names.h"
+#include "vesta2/node.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
 
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
+using basekit2::sptr_t;
+using basekit2::variant_bag_t;
 
 namespace {
 
-/// Whether a name is still one component after its variables were filled in.
-bool isOneComponent(const std::string& name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(std::string("/\0", 2)) == std::string::npos;
+/// Where a new node lies, and who takes it in.
+struct Place {
+    std::string base;   ///< what its path is relative to; empty for the working directory
+    std::string group;  ///< the directory of the project or experiment that it belongs to, if any
+};
+
+/// A base that is not there is one all the same: it is made with the other missing parents.
+error_t findPlace(const char* baseDir, Place& place) {
+    if (!baseDir) {
+        return eOK;
+    }
+    place.base = completePath(baseDir, nullptr).native();
+    const sptr_t<INodeGroup> group = INodeGroup::open(place.base.c_str());
+    if (!group) {
+        return fs::exists(lookAt(place.base)) ? eNotFound : eOK;
+    }
+    const sptr_t<INode> owner = group->getNode();
+    if (auto* node = dynamic_cast<Node*>(owner.get())) {
+        place.group = node->currentPath();
+        place.base = node->getOutputDirectory();
+    }
+    return eOK;
+}
+
+/// What is wrong with a name in which the variables are filled in.
+error_t validateExpanded(const std::string& name) {
+    const bool isOneComponent = !name.empty() && name != "." && name != ".." &&
+                                name.find_first_of(std::string("/\0", 2)) == std::string::npos;
+    return isOneComponent ? validateFileName(name.c_str()) : eInvalidPath;
 }
 
 error_t makeParent(const fs::path& parent) {
-    const fs::file_status status = statusOf(parent);
+    const fs::file_status status = lookAt(parent);
     if (fs::exists(status)) {
         return fs::is_directory(status) ? eOK : eNotFound;
     }
+    boost::system::error_code error;
+    fs::create_directories(parent, error);
     // Another process may make it first; what counts is that it is there.
-    return fs::create_directories(parent) || fs::is_directory(parent) ? eOK : eNotFound;
+    if (!error || isDirectory(parent)) {
+        return eOK;
+    }
+    // A file or a symbolic link that leads nowhere is in the way.
+    const bool isBlocked =
+        error == boost::system::errc::file_exists || error == boost::system::errc::not_a_directory;
+    return isBlocked ? eNotFound : errorFromBoostError(boost::system::system_error(error));
 }
 
-/// The greatest number that a directory or link file in `parent` has under `pattern`; -1 without
-/// any. The same listing answers whether the parent is a project, which the new node will want to
-/// know.
-int greatestNumber(const fs::path& parent, const Pattern& pattern) {
+/// Whether the entry takes the number that it has: a link file does, and a directory. So does what
+/// this process may not look at.
+bool takesNumber(const DirectoryListing& listing) {
+    if (isAnyLink(extensionOf(listing.name()))) {
+        return true;
+    }
+    try {
+        return listing.isDirectory();
+    } catch (const fs::filesystem_error& e) {
+        if (e.code() != boost::system::errc::permission_denied) {
+            throw;
+        }
+        return true;
+    }
+}
+
+/// The greatest number that an entry of `directory` takes under `pattern`; -1 without any. The same
+/// listing answers whether the directory is a project, which the new node will want to know.
+int greatestNumber(const fs::path& directory, const Pattern& pattern) {
     int greatest = -1;
     std::string groupMarker;
-    DirectoryListing listing(parent);
+    DirectoryListing listing(directory);
     while (listing.next()) {
         int number = 0;
         if (pattern.match(std::string(listing.name()), &number) && number > greatest &&
-            (isAnyLink(extensionOf(listing.name())) || listing.isDirectory())) {
+            takesNumber(listing)) {
             greatest = number;
         }
         if (groupMarker.empty() && isGroupMarkerName(listing.name()) && listing.isRegularFile()) {
             groupMarker = listing.path();
         }
     }
-    GroupMarkerScope::note(parent.native(), groupMarker);
+    GroupMarkerScope::note(directory.native(), groupMarker);
     return greatest;
+}
+
+/// The number from which on to try. In a group that has its nodes made elsewhere, the names that it
+/// holds itself are taken as well: the new node gets a link file there.
+int lastNumber(const fs::path& parent, const std::string& group, const Pattern& pattern) {
+    const int inParent = greatestNumber(parent, pattern);
+    return group.empty() || parent == group ? inParent
+                                            : std::max(inParent, greatestNumber(group, pattern));
 }
 
 /// Makes the directory of `number`.
 error_t makeNumbered(const fs::path& parent, const Pattern& pattern, int number,
-                     const basekit2::variant_bag_t* variables, std::string& createdDir) {
-    const std::string name = pattern.generateFileName(number, variables);
-    if (!isOneComponent(name)) {
-        return eInvalidPath;
-    }
-    const std::string path = (parent / name).native();
+                     const variant_bag_t* variables, std::string& createdDir) {
+    const std::string path = (parent / pattern.generateFileName(number, variables)).native();
     const error_t result = createNewDirectory(path);
     if (result == eOK) {
         createdDir = path;
@@ -72,10 +128,9 @@ error_t makeNumbered(const fs::path& parent, const Pattern& pattern, int number,
     return result;
 }
 
-error_t makeNext(const fs::path& parent, const Pattern& pattern,
-                 const basekit2::variant_bag_t* variables, std::string& createdDir) {
+error_t makeNext(const fs::path& parent, const Pattern& pattern, int number,
+                 const variant_bag_t* variables, std::string& createdDir) {
     constexpr int last = std::numeric_limits<int>::max();
-    int number = greatestNumber(parent, pattern);
     error_t result = eAlreadyExists;
     // Of several processes that try the same number one gets it; the others move on to the next.
     while (result == eAlreadyExists) {
@@ -84,41 +139,46 @@ error_t makeNext(const fs::path& parent, const Pattern& pattern,
         }
         result = makeNumbered(parent, pattern, ++number, variables, createdDir);
     }
-    const bool isFinal =
-        result == eOK || result == eInsufficientPermissions || result == eInvalidPath;
+    const bool isFinal = result == eOK || result == eInsufficientPermissions;
     return isFinal || number == last
                ? result
                : makeNumbered(parent, pattern, number + 1, variables, createdDir);
 }
 
-error_t makeNamed(const fs::path& parent, const std::string& name, bool overwrite,
-                  std::string& createdDir) {
-    if (!isOneComponent(name)) {
-        return eInvalidPath;
+/// Deletes what has the name of the new node; a symbolic link itself, not what it leads to.
+error_t clear(const fs::path& path) {
+    boost::system::error_code error;
+    const fs::file_status status = fs::symlink_status(path, error);
+    if (status.type() == fs::status_error) {
+        throw fs::filesystem_error("cannot look at", path, error);
     }
-    const fs::path path = parent / name;
-    if (overwrite && fs::exists(path) && removeTree(path) == 0) {
-        return eUnknown;
+    return fs::exists(status) && removeTree(path) == 0 ? eUnknown : eOK;
+}
+
+error_t makeNamed(const fs::path& path, bool overwrite, std::string& createdDir) {
+    const error_t cleared = overwrite ? clear(path) : eOK;
+    if (cleared != eOK) {
+        return cleared;
     }
     createdDir = path.native();
     return createNewDirectory(createdDir);
 }
 
-error_t makeDirectory(const std::string& path, const char* baseDir, bool overwrite,
-                      const basekit2::variant_bag_t* bag, std::string& createdDir, bool literal) {
-    std::string base;
-    if (baseDir) {
-        const std::string group = completePath(baseDir, nullptr).native();
-        if (const auto opened = INodeGroup::open(group.c_str())) {
-            base = opened->getOutputDirectory();
-        }
+}  // namespace
+
+error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool overwrite,
+                          const variant_bag_t* bag, std::string& createdDir, bool literal) {
+    Place place;
+    if (const error_t code = findPlace(baseDir, place)) {
+        return code;
     }
-    const fs::path full = completePath(path, base.c_str());
+    const fs::path full = completePath(path, place.base.c_str());
+    const fs::path parent = full.parent_path();
     const std::string name = full.filename().native();
     if (const error_t code = validateFileName(name.c_str())) {
         return code;
     }
-    const basekit2::variant_bag_t* variables = bag ? bag->get_bag(vestaSection) : nullptr;
+    const variant_bag_t* variables = bag ? bag->get_bag(vestaSection) : nullptr;
     Pattern pattern;
     if (const error_t code = pattern.set(name, variables)) {
         return code;
@@ -127,21 +187,23 @@ error_t makeDirectory(const std::string& path, const char* baseDir, bool overwri
     if (isNumbered && overwrite) {
         return eParameterError;
     }
-    const fs::path parent = full.parent_path();
+    const std::string expanded =
+        isNumbered ? pattern.generateFileName(0, variables) : Pattern::subst(name, variables);
+    if (const error_t code = validateExpanded(expanded)) {
+        return code;
+    }
     if (const error_t code = makeParent(parent)) {
         return code;
     }
-    return isNumbered ? makeNext(parent, pattern, variables, createdDir)
-                      : makeNamed(parent, Pattern::subst(name, variables), overwrite, createdDir);
+    return isNumbered ? makeNext(parent, pattern, lastNumber(parent, place.group, pattern),
+                                 variables, createdDir)
+                      : makeNamed(parent / expanded, overwrite, createdDir);
 }
 
-}  // namespace
-
 error_t createDirectoryInternal(const std::string& path, const char* baseDir, bool overwrite,
-                                const basekit2::variant_bag_t* bag, std::string& createdDir,
-                                bool literal) {
+                                const variant_bag_t* bag, std::string& createdDir, bool literal) {
     try {
-        const error_t code = makeDirectory(path, baseDir, overwrite, bag, createdDir, literal);
+        const error_t code = makeNodeDirectory(path, baseDir, overwrite, bag, createdDir, literal);
         if (code != eOK) {
             VESTA_LOG_ERROR(code, path.c_str());
         }

@@ -2,16 +2,19 @@
 // nodes.
 
 #include "../foundation/failure.h"
+#include "../foundation/file_checks.h"
 #include "../model/creation_record.h"
+#include "../model/marker_file.h"
 #include "creation.h"
+#include "opening.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
-#include "vesta2/node.h"
 #include "vesta2/node_group.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace vesta2 {
 
+namespace fs = boost::filesystem;
 using basekit2::sptr_t;
 
 namespace {
@@ -19,58 +22,84 @@ namespace {
 /// What to do when the directory of a new node is there already.
 enum class Existing { refuse, reuse };
 
-/// Makes the directory and the marker file of a node whose markers have `extension`. On success
-/// `directory` is the node's; false with the status set otherwise.
-bool makeNode(const char* name, const char* parentDir, const std::string& extension,
-              Existing existing, std::string& directory) {
+struct Made {
+    std::string marker;
+    bool isNew = true;  ///< false when there was such a node already
+};
+
+/// Makes the directory and the marker file of a node whose markers have `extension`.
+error_t makeNode(const char* name, const char* parentDir, const std::string& extension,
+                 Existing existing, Made& made) {
+    basekit2::variant_bag_t bag;
+    fillCreationRecord(bag);
+    std::string pattern;
+    std::string markerName;
+    splitDirPatternAndFileName(name, extension, pattern, markerName);
+    std::string directory;
+    const error_t code = makeNodeDirectory(pattern, parentDir, false, &bag, directory, false);
+    const bool isReused = existing == Existing::reuse && code == eAlreadyExists &&
+                          fs::is_directory(lookAt(directory));
+    if (code != eOK && !isReused) {
+        return code;
+    }
+    made.marker = isReused ? findMarkerFileInDir(directory, FileSet(extension)) : "";
+    error_t written = eAlreadyExists;
+    if (made.marker.empty()) {
+        made.marker = markerFileIn(directory, markerName).native();
+        written = writeFirstMarkerFile(made.marker, bag);
+    }
+    made.isNew = written != eAlreadyExists;
+    return made.isNew ? written : eOK;
+}
+
+/// As `makeNode`, and opens the node.
+template <class Interface>
+sptr_t<Interface> makeAndOpen(const char* name, const char* parentDir, const std::string& extension,
+                              Existing existing, Made& made) {
     if (!name || !*name) {
-        return setStatus(eParameterError);
+        setStatus(eParameterError);
+        return {};
     }
     try {
-        basekit2::variant_bag_t bag;
-        fillCreationRecord(bag);
-        std::string pattern;
-        std::string markerName;
-        splitDirPatternAndFileName(name, extension, pattern, markerName);
-        const error_t code =
-            createDirectoryInternal(pattern, parentDir, false, &bag, directory, false);
-        const bool isReused = existing == Existing::reuse && code == eAlreadyExists;
-        if (!isReused && !setStatus(code)) {
-            return false;
+        if (!setStatus(makeNode(name, parentDir, extension, existing, made))) {
+            VESTA_LOG_ERROR(getStatus(), name);
+            return {};
         }
-        return setStatus(createDefaultMarkerFile(directory, markerName, bag));
+        return openFound<Interface>(made.marker, parentDir);
     } catch (const boost::system::system_error& e) {
-        return VESTA_FAIL_WITH(e);
+        VESTA_FAIL_WITH(e);
+        return {};
     }
 }
 
-sptr_t<INode> openNode(const char* name, const char* parentDir, const std::string& extension) {
-    return Node::lookup(findLastMatching(name ? name : "", parentDir, extension, false), parentDir);
-}
-
-sptr_t<IProject> makeProject(const char* name, const char* parentDir, Existing existing) {
-    std::string directory;
-    return makeNode(name, parentDir, projectMarkerFileExt(), existing, directory)
-               ? IProject::open(directory.c_str(), parentDir)
-               : sptr_t<IProject>();
+template <class Interface>
+sptr_t<Interface> openNode(const char* name, const char* parentDir, const std::string& extension) {
+    if (!name) {
+        setStatus(eParameterError);
+        return {};
+    }
+    return openFound<Interface>(findLastMatching(name, parentDir, extension, false), parentDir);
 }
 
 }  // namespace
 
 sptr_t<IProject> createNewProject(const char* name, const char* parentDir) {
-    return makeProject(name, parentDir, Existing::refuse);
+    Made made;
+    return makeAndOpen<IProject>(name, parentDir, projectMarkerFileExt(), Existing::refuse, made);
 }
 
 sptr_t<IProject> IProject::create(const char* name, const char* parentDir, bool removeOnClose) {
-    sptr_t<IProject> project = makeProject(name, parentDir, Existing::reuse);
-    if (project) {
+    Made made;
+    sptr_t<IProject> project =
+        makeAndOpen<IProject>(name, parentDir, projectMarkerFileExt(), Existing::reuse, made);
+    if (project && made.isNew) {
         project->setRemoveOnClose(removeOnClose);
     }
     return project;
 }
 
 sptr_t<IProject> IProject::open(const char* name, const char* parentDir) {
-    return cast(openNode(name, parentDir, projectMarkerFileExt()));
+    return openNode<IProject>(name, parentDir, projectMarkerFileExt());
 }
 
 bool IProject::probe(const char* path) {
@@ -78,15 +107,13 @@ bool IProject::probe(const char* path) {
 }
 
 sptr_t<IExperiment> IExperiment::create(const char* name, const char* parentDir) {
-    std::string directory;
-    if (!makeNode(name, parentDir, experimentMarkerFileExt(), Existing::refuse, directory)) {
-        return {};
-    }
-    return open(directory.c_str(), parentDir);
+    Made made;
+    return makeAndOpen<IExperiment>(name, parentDir, experimentMarkerFileExt(), Existing::refuse,
+                                    made);
 }
 
 sptr_t<IExperiment> IExperiment::open(const char* name, const char* parentDir) {
-    return cast(openNode(name, parentDir, experimentMarkerFileExt()));
+    return openNode<IExperiment>(name, parentDir, experimentMarkerFileExt());
 }
 
 bool IExperiment::probe(const char* path) {
@@ -99,7 +126,7 @@ NodeGroup::createResultDirectory(const char* pattern, const basekit2::variant_ba
 }
 
 sptr_t<IResultDirectory> NodeGroup::openResultDirectory(const char* name) {
-    return IResultDirectory::cast(openNode(name, m_path.c_str(), resultMarkerFileExt()));
+    return openNode<IResultDirectory>(name, m_path.c_str(), resultMarkerFileExt());
 }
 
 sptr_t<IExperiment> NodeGroup::createExperiment(const char* name) {

@@ -13,7 +13,7 @@ const char* ResultDirectoryManager::getDefaultResultDirectoryName() { return "r@
 
 bool ResultDirectoryManager::isPathPatterned(const char* path) {
     Pattern pattern;
-    return pattern.set(completePath(path, nullptr).filename().native(), nullptr) == eOK &&
+    return path && pattern.set(completePath(path, nullptr).filename().native(), nullptr) == eOK &&
            pattern.width() > 0;
 }
 
@@ -23,7 +23,7 @@ error_t ResultDirectoryManager::validateResultDirectoryPattern(const char* name)
 }
 
 bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) {
-    return isReservedDeviceName(upperCaseName);
+    return upperCaseName && isReservedDeviceName(upperCaseName);
 }
 
 int ResultDirectoryManager::getCurrentMpiRank() { return currentMpiRank(); }

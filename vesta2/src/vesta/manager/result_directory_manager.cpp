@@ -1,15 +1,19 @@
 #include "vesta2/result_directory_manager.h"
 
-#include <utility>
+#include <chrono>
+#include <ctime>
+#include <thread>
 
 #include "../discovery/group_markers.h"
 #include "../foundation/failure.h"
+#include "../foundation/file_checks.h"
 #include "../model/creation_record.h"
+#include "../model/marker_file.h"
 #include "../model/property_names.h"
 #include "creation.h"
+#include "opening.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
-#include "vesta2/node.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
 
@@ -21,26 +25,96 @@ using basekit2::variant_bag_t;
 
 namespace {
 
-sptr_t<IResultDirectory> openMatch(const std::string& match, const char* groupPath) {
-    return IResultDirectory::cast(Node::lookup(match, groupPath));
-}
-
 FileSet findTwoGreatest(const char* path, bool literal) {
     FileSet found;
     findPatternedMarkerFileOrLink(path, nullptr, FileSet(resultMarkerFileExt()), found, 2, literal);
     return found;
 }
 
-/// `directory` with the variables in its last component filled in.
-std::string withVariables(const fs::path& directory, const variant_bag_t* variables) {
-    const variant_bag_t* vesta = variables ? variables->get_bag(vestaSection) : nullptr;
-    return (directory.parent_path() / Pattern::subst(directory.filename().native(), vesta))
-        .native();
-}
-
 /// The entry before the greatest; empty when there is none.
 std::string secondGreatest(const FileSet& found) {
     return found.size() == 2 ? *found.begin() : std::string();
+}
+
+/// Writes the first marker file of a result; one that another process has written serves as well.
+error_t writeMarker(const std::string& marker, const variant_bag_t& bag) {
+    const error_t code = writeFirstMarkerFile(marker, bag);
+    return code == eAlreadyExists ? eOK : code;
+}
+
+struct NewResult {
+    std::string directory;
+    std::string markerName;
+    std::string marker{};
+};
+
+/// Makes the directory of a result and its marker file. Of a name that is taken (`eAlreadyExists`)
+/// the directory and the marker file's name are told all the same.
+error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variables, bool literal,
+                   const char* baseDir, NewResult& made) {
+    variant_bag_t bag = variables ? *variables : variant_bag_t();
+    fillCreationRecord(bag);
+    const int rank = ResultDirectoryManager::getCurrentMpiRank();
+    if (rank >= 0) {
+        bag.put_bag(vestaSection).put(mpiRankKey, std::int32_t{rank});
+    }
+    std::string pattern;
+    splitDirPatternAndFileName(path, resultMarkerFileExt(), pattern, made.markerName);
+    const error_t code =
+        makeNodeDirectory(pattern, baseDir, overwrite, &bag, made.directory, literal);
+    if (code != eOK) {
+        return code;
+    }
+    made.marker = markerFileIn(made.directory, made.markerName).native();
+    return writeMarker(made.marker, bag);
+}
+
+/// Opens what was made, or tells why nothing was. It is opened by its marker file: its name is no
+/// pattern, whatever a variable may have brought into it.
+sptr_t<IResultDirectory> openMade(error_t code, const char* path, const NewResult& made,
+                                  const char* baseDir) {
+    if (!setStatus(code)) {
+        VESTA_LOG_ERROR(code, path);
+        return {};
+    }
+    return openFound<IResultDirectory>(made.marker, baseDir);
+}
+
+/// The marker file of a directory that somebody else has made. Between the directory and its marker
+/// file a creator needs a moment, and what is opened in it has no creation record: a directory that
+/// is new gets some time.
+std::string awaitMarker(const std::string& directory) {
+    using namespace std::chrono;
+    constexpr std::time_t isNew = 1;
+    const auto deadline = steady_clock::now() + milliseconds(200);
+    for (;;) {
+        std::string marker = findMarkerFileInDir(directory, FileSet(resultMarkerFileExt()));
+        if (!marker.empty() || std::time(nullptr) - fs::last_write_time(directory) > isNew ||
+            steady_clock::now() > deadline) {
+            return marker;
+        }
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+}
+
+/// Opens the result in a directory that is there, and repairs it when it has no marker file.
+sptr_t<IResultDirectory> openOrRepair(const NewResult& present) {
+    if (!fs::is_directory(lookAt(present.directory))) {
+        VESTA_LOG_ERROR(eAlreadyExists, present.directory.c_str());
+        setStatus(eAlreadyExists);
+        return {};
+    }
+    std::string marker = awaitMarker(present.directory);
+    if (marker.empty()) {
+        marker = markerFileIn(present.directory, present.markerName).native();
+        if (!setStatus(writeMarker(marker, variant_bag_t()))) {
+            return {};
+        }
+    } else if (present.markerName != resultMarkerFileExt()) {
+        marker = findMarkerFileOrLink(present.directory + '/' + present.markerName,
+                                      FileSet(resultMarkerFileExt()), true);
+    }
+    return openFound<IResultDirectory>(marker, nullptr);
 }
 
 }  // namespace
@@ -54,23 +128,9 @@ sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool o
     }
     try {
         const GroupMarkerScope scope;
-        variant_bag_t bag = variables ? *variables : variant_bag_t();
-        fillCreationRecord(bag);
-        const int rank = getCurrentMpiRank();
-        if (rank >= 0) {
-            bag.put_bag(vestaSection).put(mpiRankKey, std::int32_t{rank});
-        }
-        std::string pattern;
-        std::string markerName;
-        splitDirPatternAndFileName(path, resultMarkerFileExt(), pattern, markerName);
-        std::string created;
-        if (!setStatus(
-                createDirectoryInternal(pattern, baseDir, overwrite, &bag, created, literal)) ||
-            !setStatus(createDefaultMarkerFile(created, markerName, bag))) {
-            return {};
-        }
-        // The directory's name is no pattern, whatever a variable may have brought into it.
-        return open(created.c_str(), true, baseDir);
+        NewResult made;
+        const error_t code = makeResult(path, overwrite, variables, literal, baseDir, made);
+        return openMade(code, path, made, baseDir);
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
         return {};
@@ -84,27 +144,16 @@ sptr_t<IResultDirectory> ResultDirectoryManager::get(const char* path,
         return {};
     }
     try {
-        const fs::path full = completePath(path, nullptr);
         Pattern pattern;
-        if (!setStatus(pattern.set(full.filename().native(), nullptr))) {
+        if (!setStatus(pattern.set(completePath(path, nullptr).filename().native(), nullptr))) {
             return {};
         }
-        sptr_t<IResultDirectory> result = create(path, false, variables, literal, nullptr);
+        const GroupMarkerScope scope;
+        NewResult made;
+        const error_t code = makeResult(path, false, variables, literal, nullptr, made);
         const bool isNumbered = pattern.width() > 0 && !literal;
-        if (result || isNumbered || getStatus() != eAlreadyExists) {
-            return result;
-        }
-        std::string directory;
-        std::string markerName;
-        splitDirPatternAndFileName(full, resultMarkerFileExt(), directory, markerName);
-        const std::string written = std::exchange(directory, withVariables(directory, variables));
-        const bool hasMarker =
-            !findMarkerFileInDir(directory, FileSet(resultMarkerFileExt())).empty();
-        if (!hasMarker &&
-            !setStatus(createDefaultMarkerFile(directory, markerName, variant_bag_t()))) {
-            return {};
-        }
-        return open(directory == written ? path : directory.c_str(), literal, nullptr);
+        return code == eAlreadyExists && !isNumbered ? openOrRepair(made)
+                                                     : openMade(code, path, made, nullptr);
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
         return {};
@@ -117,15 +166,19 @@ sptr_t<IResultDirectory> ResultDirectoryManager::open(const char* path, bool lit
         setStatus(eParameterError);
         return {};
     }
-    return openMatch(findLastMatching(path, "", resultMarkerFileExt(), literal), baseDir);
+    return openFound<IResultDirectory>(findLastMatching(path, "", resultMarkerFileExt(), literal),
+                                       baseDir);
 }
 
 bool ResultDirectoryManager::openForDiff(const char* first, const char* second,
                                          sptr_t<IResultDirectory>* firstOut,
                                          sptr_t<IResultDirectory>* secondOut, bool literal) {
-    firstOut->reset();
-    secondOut->reset();
-    if (!first || !second) {
+    for (sptr_t<IResultDirectory>* out : {firstOut, secondOut}) {
+        if (out) {
+            out->reset();
+        }
+    }
+    if (!first || !second || !firstOut || !secondOut) {
         return setStatus(eParameterError);
     }
     const FileSet foundFirst = findTwoGreatest(first, literal);
@@ -157,7 +210,8 @@ sptr_t<IResultDirectory> ResultDirectoryManager::openForImport(const char* path,
         setStatus(eParameterError);
         return {};
     }
-    return openMatch(findLastMatching(path, "", std::string(".") + extension, false), nullptr);
+    return openFound<IResultDirectory>(
+        findLastMatching(path, "", std::string(".") + extension, false), nullptr);
 }
 
 bool IResultDirectory::probe(const char* path) {

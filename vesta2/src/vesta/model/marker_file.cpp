@@ -1,3 +1,5 @@
+#include "marker_file.h"
+
 #include "basekit2/bag_io.h"
 #include "property_names.h"
 #include "vesta2/node.h"
@@ -7,17 +9,38 @@ namespace vesta2 {
 
 namespace fs = boost::filesystem;
 
-error_t createDefaultMarkerFile(fs::path directory, std::string name,
-                                const basekit2::variant_bag_t& bag) {
+fs::path markerFileIn(fs::path directory, std::string name) {
     removeEndingSlash(directory);
     if (fs::path(name).stem().empty()) {
         name.insert(0, directory.filename().native());
     }
-    return errorFromObxError(basekit2::save_variant_bag(bag, (directory / name).native(),
-                                                        basekit2::durability_t::whenever));
+    return directory / name;
+}
+
+error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag_t& bag) {
+    int result = basekit2::create_variant_bag(bag, marker.native());
+    if (result == basekit2::bag_exists) {
+        result = basekit2::fill_variant_bag(bag, marker.native());
+        if (basekit2::bag_failed(result)) {
+            return eAlreadyExists;
+        }
+    }
+    Node::rebind(marker.native());
+    return errorFromObxError(result);
+}
+
+error_t createDefaultMarkerFile(fs::path directory, std::string name,
+                                const basekit2::variant_bag_t& bag) {
+    return errorFromObxError(basekit2::save_variant_bag(
+        bag, markerFileIn(std::move(directory), std::move(name)).native(),
+        basekit2::durability_t::whenever));
 }
 
 void removeVestaVariableFromMarkerFile(const char* markerFilePath, const char* name) {
+    if (!markerFilePath || !name) {
+        setStatus(eParameterError);
+        return;
+    }
     basekit2::variant_bag_t bag;
     if (!setStatus(errorFromObxError(basekit2::load_variant_bag(bag, markerFilePath, "")))) {
         return;

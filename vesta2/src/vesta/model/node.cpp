@@ -178,7 +178,7 @@ bool Node::remove() {
 /// Deletes the directory with the nodes in it, if it is the node's and there.
 bool Node::removeDirectory(const fs::path& group) {
     // Links can make a group hold itself, or what it lies in: that is no member of it.
-    if (m_removed || !ownsDirectory() || !fs::exists(fs::status(m_directory)) ||
+    if (m_removed || !ownsDirectory() || !fs::exists(lookAt(m_directory)) ||
         NodeBeingRemoved::contains(m_markerFilePath) || GroupBeingEmptied::liesIn(m_directory)) {
         return true;
     }

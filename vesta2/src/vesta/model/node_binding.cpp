@@ -43,8 +43,7 @@ public:
 };
 
 bool isNotThere(const boost::system::system_error& e) {
-    return e.code() == boost::system::errc::no_such_file_or_directory ||
-           e.code() == boost::system::errc::not_a_directory;
+    return meansAbsent(e.code().value());
 }
 
 }  // namespace
@@ -89,7 +88,7 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
 
 void Node::rebind(const std::string& markerFilePath) {
     const Lock lock(s_recursiveMutex);
-    Node* const node = registered(markerFilePath);
+    Node* const node = registered(normalPath(markerFilePath).native());
     if (node && node->m_open) {
         node->m_changeMonitor.modified = false;
         node->m_removeOnClose = false;

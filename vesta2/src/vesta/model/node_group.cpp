@@ -30,7 +30,7 @@ std::string normalized(const std::string& path) {
 GroupLook lookAtGroup(const std::string& path) {
     GroupLook look;
     // Results have no group.
-    look.isDirectory = fs::is_directory(fs::status(path));
+    look.isDirectory = fs::is_directory(lookAt(path));
     if (look.isDirectory) {
         look.marker = findGroupMarkerInDir(normalized(path));
     } else {
@@ -44,17 +44,18 @@ GroupLook lookAtGroup(const std::string& path) {
 }
 
 sptr_t<INodeGroup> INodeGroup::open(const char* path) {
-    setStatus(eOK);
-    if (!path || !*path) {
-        setStatus(eParameterError);
+    if (!setStatus(path && *path ? eOK : eParameterError)) {
         return {};
     }
     const GroupLook look = lookAtGroup(path);
     if (look.node) {
         return look.node->getNodeGroup();
     }
-    return look.isDirectory ? sptr_t<INodeGroup>(new NodeGroup(path, nullptr))
-                            : sptr_t<INodeGroup>();
+    if (!look.isDirectory) {
+        setStatus(eNotFound);
+        return {};
+    }
+    return sptr_t<INodeGroup>(new NodeGroup(path, nullptr));
 }
 
 sptr_t<IPathIterator> INodeGroup::findProjects(const char* directory) {

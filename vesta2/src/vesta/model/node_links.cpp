@@ -27,9 +27,11 @@ namespace {
 using Lock = boost::lock_guard<boost::recursive_mutex>;
 
 /// Whether both name the same file of one directory. Two names of one file (hard links) are two.
-bool isSameFile(const fs::path& a, const fs::path& b) {
-    return a == b ||
-           (a.filename() == b.filename() && leadToSame(a.parent_path(), b.parent_path()) == true);
+bool isSameFile(const std::string& a, const std::string& b) {
+    const std::size_t slashA = a.rfind('/') + 1;
+    const std::size_t slashB = b.rfind('/') + 1;
+    return a == b || (a.compare(slashA, a.npos, b, slashB, b.npos) == 0 &&
+                      leadToSame(a.substr(0, slashA), b.substr(0, slashB)) == true);
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
+#include <boost/thread/lock_guard.hpp>
+
 #include "property_names.h"
 #include "vesta2/node.h"
 
 namespace vesta2 {
 
 using basekit2::variant_t;
+using Lock = boost::lock_guard<boost::recursive_mutex>;
 
 basekit2::variant_bag_t* Node::getVestaBag() { return &m_properties.put_bag(vestaSection); }
 
@@ -48,11 +51,18 @@ long Node::getRdPropTime(const char* name, long def) const {
 
 long Node::getCreationTime() { return getRdPropTime(timestampKey, 0); }
 
+std::string Node::currentPath() const {
+    const Lock lock(s_recursiveMutex);
+    return m_path;
+}
+
 std::string Node::getOutputDirectory() {
+    const Lock lock(s_recursiveMutex);
     return m_outputDirectory.empty() ? m_path : m_outputDirectory;
 }
 
 void Node::setOutputDirectory(const char* directory) {
+    const Lock lock(s_recursiveMutex);
     m_outputDirectory = directory ? directory : "";
     if (basekit2::variant_bag_t* vesta = m_properties.get_bag(vestaSection)) {
         vesta->put(outputDirectoryKey, m_outputDirectory);

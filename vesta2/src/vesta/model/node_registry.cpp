@@ -68,7 +68,7 @@ sptr_t<INode> Node::find(const std::string& path, const char* groupPath) {
     // node.
     const Lock lock(s_recursiveMutex);
     // Twice: a save replaces the file, and some network file systems show a gap.
-    if ((!isThere(place) && !fs::exists(fs::status(place))) || NodeBeingRemoved::contains(key)) {
+    if ((!isThere(place) && !fs::exists(lookAt(place))) || NodeBeingRemoved::contains(key)) {
         return {};
     }
     Node* node = registered(key);

@@ -94,8 +94,10 @@ bool Pattern::match(const std::string& name, int* number) const {
     if (run == 0 || run < suffixDigits) {
         return false;
     }
-    *number =
-        static_cast<int>(valueOf(std::string_view(name).substr(prefixLength, run - suffixDigits)));
+    if (number) {
+        const std::string_view digits = std::string_view(name).substr(prefixLength, run);
+        *number = static_cast<int>(valueOf(digits.substr(0, run - suffixDigits)));
+    }
     return true;
 }
 

@@ -1,0 +1,60 @@
+#pragma once
+/// What a process may be short of.
+
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <boost/filesystem/path.hpp>
+#include <cstdio>
+#include <exception>
+#include <functional>
+
+namespace support {
+
+/// Runs `check` in a process that permissions apply to, even when the tests run as root; it may
+/// write in `directory`.
+inline void asOrdinaryUser(const boost::filesystem::path& directory,
+                           const std::function<void()>& check) {
+    constexpr unsigned nobody = 65534;
+    const bool isRoot = ::geteuid() == 0;
+    if (isRoot) {
+        ASSERT_EQ(::chown(directory.c_str(), nobody, nobody), 0);
+    }
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool dropped = !isRoot || (::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 &&
+                                         ::setuid(nobody) == 0);
+        try {
+            dropped ? check() : static_cast<void>(0);
+        } catch (const std::exception& e) {
+            ADD_FAILURE() << e.what();
+        }
+        std::fflush(nullptr);
+        ::_exit(dropped && !::testing::Test::HasFailure() ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0) << "see the failures of the child above";
+}
+
+/// While it lives, the process can open nothing.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit none{0, m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+}  // namespace support
