@@ -4,8 +4,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 #include "collector/signals.h"
@@ -61,27 +59,18 @@ NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
     return place;
 }
 
-/// The link file of a node, which goes over to its copy.
-struct Link {
-    explicit Link(vesta2::INode& node) : path(node.getLinkFilePath()) {
-        std::ifstream file(path, std::ios::binary);
-        text.assign(std::istreambuf_iterator<char>(file), {});
-    }
+/// Raised when all has been undone.
+[[noreturn]] void failUndone(const NewPlace& place, Signals& signals, const Progress& progress) {
+    const vesta2::error_t status = vesta2::getStatus();
+    throw signals.wantsEnd()
+        ? place.cancelled()
+        : place.failure(progress.failure() == vesta2::eOK ? status : progress.failure());
+}
 
-    std::string path;
-    std::string text;
-};
-
-void undoCopy(vesta2::INode& copy, const Link& link) {
-    const std::string made = copy.getLinkFilePath();
-    // Not the library's removal: the nodes of a group are not the copy's to delete.
-    fs::remove_all(copy.getPath());
-    if (made != link.path) {
-        fs::remove(made);
-    }
-    if (!link.path.empty()) {
-        std::ofstream(link.path, std::ios::binary) << link.text;
-    }
+/// The new place holds everything, but the node is not yet what it is to be there.
+Failure notSettled(const NewPlace& place, const std::string& what) {
+    return {exitFailure, place.path(), what + ", but its link is the old one",
+            "see 'vesta2 show " + shellQuote(place.path()) + "'"};
 }
 
 int runCopy(const Arguments& arguments, Session& session) {
@@ -89,18 +78,12 @@ int runCopy(const Arguments& arguments, Session& session) {
     const auto node = openPresentNode(arguments.node);
     const NewPlace place = prepare(arguments, *node);
     const std::string old = node->getPath();
-    const Link link(*node);
     Progress progress(session, signals, old);
-    const bool isDone = node->copy(place.path().c_str(), arguments.rename, &progress);
-    const vesta2::error_t status = vesta2::getStatus();
-    if (!isDone && signals.wantsEnd()) {
-        throw place.cancelled();
+    if (!node->copy(place.path().c_str(), arguments.rename, &progress)) {
+        failUndone(place, signals, progress);
     }
-    if (isDone && status != vesta2::eOK) {
-        undoCopy(*node, link);
-    }
-    if (status != vesta2::eOK) {
-        throw place.failure(status);
+    if (vesta2::getStatus() != vesta2::eOK) {
+        throw notSettled(place, "was made");
     }
     if (!arguments.rename && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {
         session.note("two nodes of one name are here now, and a list shows one; see --rename");
@@ -119,16 +102,14 @@ int runMove(const Arguments& arguments, Session& session) {
     const bool isDone = node->move(place.path().c_str(), arguments.rename, &progress);
     const vesta2::error_t status = vesta2::getStatus();
     if (old == node->getPath()) {
-        throw signals.wantsEnd() ? place.cancelled() : place.failure(status);
+        failUndone(place, signals, progress);
     }
     if (!isDone) {
         throw Failure(exitFailure, old, "is at " + place.path() + " now, but could not be deleted",
                       "delete it by hand");
     }
     if (status != vesta2::eOK) {
-        throw Failure(exitFailure, place.path(),
-                      "was moved, but its link or its name is the old one",
-                      "see 'vesta2 show " + shellQuote(place.path()) + "'");
+        throw notSettled(place, "was moved");
     }
     return reportNode(session, "node", node, node->getPath());
 }

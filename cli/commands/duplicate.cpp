@@ -49,7 +49,6 @@ int runExport(const Arguments& arguments, Session& session) {
     const auto result = openResult(arguments.node);
     requirePresent(*result);
     std::vector<std::string> patterns = vesta2::flagFilePatterns();
-    patterns.emplace_back(".bagtmp-*");
     patterns.insert(patterns.end(), arguments.exclusions.begin(), arguments.exclusions.end());
     std::string lines;
     for (const std::string& pattern : patterns) {

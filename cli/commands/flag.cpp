@@ -117,10 +117,15 @@ int runList(const Arguments& arguments, Session& session) {
 int runClear(const Arguments& arguments, Session& session) {
     const FlagPlace place(arguments);
     const FlagLook look = vesta2::util::lookAtFlag(place.directory, place.name);
+    vesta2::util::FlagManager flags;
+    flags.setDirectory(place.directory);
     // Files that tell of nobody are rubbish. What is locked is never deleted, also with force.
     const bool force = arguments.force || look.state == flag_state_t::free;
-    const vesta2::error_t status =
-        vesta2::util::FlagManager().removeFlag(place.path.c_str(), false, force);
+    vesta2::error_t status = flags.removeFlag(place.name.c_str(), false, force);
+    if (status == vesta2::eNotFound && look.state == flag_state_t::stale) {
+        // The record of somebody who has ended, without a lock file.
+        status = flags.removeFlag(place.name.c_str(), false, true);
+    }
     if (status == vesta2::eNotFound) {
         throw Failure(exitNotFound, place.directory, "no flag " + shellQuote(place.name),
                       "see 'vesta2 flag list " + shellQuote(place.directory) + "'");

@@ -1,3 +1,6 @@
+#include <linux/magic.h>
+#include <sys/statfs.h>
+
 #include <charconv>
 #include <chrono>
 #include <limits>
@@ -6,12 +9,12 @@
 #include <thread>
 
 #include "failure.h"
-#include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"
 #include "options.h"
 #include "output/text.h"
+#include "vesta2/node.h"
 
 namespace cli {
 namespace {
@@ -107,15 +110,38 @@ struct Place {
     std::string marker;
 };
 
+/// Makes the client of a network file system ask its server which file is at `path`: it may
+/// remember the one that was there before the last owner of the flag saved. Whether it may be
+/// wrong about the content of the right one too, as the caches of such clients in user space are
+/// for a second.
+bool askServerFor(const std::string& path) {
+    struct statfs fileSystem {};
+    return ::statfs(path.c_str(), &fileSystem) != 0 || fileSystem.f_type == FUSE_SUPER_MAGIC;
+}
+
+/// The node as it is on disk now that the flag is ours.
+basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
+    constexpr std::chrono::milliseconds pause(100);
+    constexpr int mostTries = 30;
+    for (int attempt = 1;; ++attempt) {
+        const bool mayBeWrong = askServerFor(place.marker);
+        const auto node = openNode(place.marker);
+        const bool isRead = vesta2::Node::markerState(node) == vesta2::marker_state_t::read;
+        if (isRead || !mayBeWrong || attempt == mostTries) {
+            requireReadable(describe(node));
+            return node;
+        }
+        std::this_thread::sleep_for(pause);
+    }
+}
+
 int run(const Arguments& arguments, Session& session) {
     const Place place(arguments.node);
     const FlagClaim claim(place.directory, flags::changing, patience,
                           [](auto time) { std::this_thread::sleep_for(time); });
     // Whoever collects would overwrite the change.
     requireUnclaimed(place.directory, {flags::collecting, flags::projectReadOnly});
-    const auto node = openNode(place.marker);
-    const Description description = describe(node);
-    requireReadable(description);
+    const auto node = openClaimed(place);
     std::vector<Property> changes;
     for (const std::string& assignment : arguments.assignments) {
         changes.push_back(parseAssignment(*node, assignment));
@@ -132,7 +158,7 @@ int run(const Arguments& arguments, Session& session) {
         for (const Property& change : changes) {
             values[jsonName(change.key)] = jsonValue(change.value);
         }
-        session.out.writeJson({{"path", jsonText(description.path)}, {"properties", values}});
+        session.out.writeJson({{"path", jsonText(node->getPath())}, {"properties", values}});
     }
     return exitOk;
 }

@@ -68,21 +68,22 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
     using std::chrono::milliseconds;
     using Clock = std::chrono::steady_clock;
     constexpr milliseconds longestPause(200);
-    const std::string path = directory + "/" + name;
     const Clock::time_point end = Clock::now() + patience;
     milliseconds next(5);
+    m_manager.setDirectory(directory);
     for (;;) {
         FlagLook owner{name, flag_state_t::held, {}};
-        const vesta2::error_t status = m_manager.writeFlag(path.c_str(), false, &owner.record);
+        const vesta2::error_t status = m_manager.writeFlag(name.c_str(), false, &owner.record);
         if (status == vesta2::eOK) {
             return;
         }
         if (status == vesta2::eSerializationError) {
-            throw Failure(exitFailure, path, "the files of this flag are damaged",
+            // Only where there are no record locks does that keep anybody from the flag.
+            throw Failure(exitFailure, directory + "/" + name, "the files of this flag are damaged",
                           "delete them with 'vesta2 flag clear'");
         }
         if (status != vesta2::eFileLocked) {
-            throw Failure::fromWriting(status, path, directory);
+            throw Failure::fromWriting(status, directory + "/" + name, directory);
         }
         if (Clock::now() >= end) {
             throw heldFailure(directory, owner);

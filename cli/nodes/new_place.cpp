@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <limits>
 
+#include "basekit2/bag_io.h"
 #include "nodes/node_argument.h"
 #include "output/text.h"
 #include "vesta2/tree_copy.h"
@@ -70,20 +71,26 @@ void NewPlace::requireUsableParent() const {
 }
 
 void NewPlace::requireReadable(const std::vector<std::string>& exclusions) {
-    for (auto entry = fs::recursive_directory_iterator(m_source);
-         entry != fs::recursive_directory_iterator(); ++entry) {
+    std::error_code failed;
+    for (auto entry = fs::recursive_directory_iterator(m_source, failed);
+         entry != fs::recursive_directory_iterator(); entry.increment(failed)) {
         const std::string path = entry->path().native();
+        const std::string name = entry->path().filename().native();
         const bool isDirectory = entry->is_directory() && !entry->is_symlink();
         const bool isCopied =
             (isDirectory || entry->symlink_status().type() == fs::file_type::regular) &&
-            !vesta2::skipOnExport(entry->path().filename().native(), exclusions);
+            !basekit2::is_bag_temporary(name) && !vesta2::skipOnExport(name, exclusions);
         if (!isCopied) {
             entry.disable_recursion_pending();
             continue;
         }
         struct stat status {};
-        if (::access(path.c_str(), isDirectory ? R_OK | X_OK : R_OK) != 0 ||
-            ::lstat(path.c_str(), &status) != 0) {
+        const bool isReadable = ::access(path.c_str(), isDirectory ? R_OK | X_OK : R_OK) == 0 &&
+                                ::lstat(path.c_str(), &status) == 0;
+        if (!isReadable && errno == ENAMETOOLONG) {
+            return;  // the library needs no paths, and finds out itself
+        }
+        if (!isReadable) {
             throw Failure::fromErrno(errno, path);
         }
         m_storedBytes += static_cast<std::uint64_t>(status.st_blocks) * blockSize;

@@ -46,6 +46,7 @@ Progress::Style Progress::styleFor(const Session& session) {
 }
 
 void Progress::start(const char* /*message*/, double total) {
+    m_isStarted = true;
     m_total = total;
     m_begin = Clock::now();
     m_due = m_begin + (m_style == Style::redrawn ? Clock::duration(moment) : lineInterval);
@@ -69,7 +70,13 @@ void Progress::finish() {
     }
 }
 
-bool Progress::isCancelled() { return m_signals.wantsEnd(); }
+bool Progress::isCancelled() {
+    // A copy starts with a clean status, and tells a failed step by that alone.
+    if (m_isStarted && m_failure == vesta2::eOK) {
+        m_failure = vesta2::getStatus();
+    }
+    return m_signals.wantsEnd() || m_failure != vesta2::eOK;
+}
 
 void Progress::showWhenDue() {
     const Clock::time_point now = Clock::now();

@@ -6,10 +6,12 @@
 #include "collector/signals.h"
 #include "notify2/progress.h"
 #include "session.h"
+#include "vesta2/error.h"
 
 namespace cli {
 
-/// Shows how far a copy has come, and cancels it when a signal asks for the end. On a terminal one
+/// Shows how far a copy has come, and cancels it when a signal asks for the end, or when a step of
+/// it has failed: nobody wants a copy of a part, and what is cancelled is undone. On a terminal one
 /// line that is drawn again and again and is gone at the end; elsewhere a line every few seconds,
 /// with "-v" alone. What takes but a moment shows nothing.
 class Progress : public notify2::IProgress {
@@ -22,6 +24,9 @@ public:
     void setCurrentItem(const char* path) override;
     void finish() override;
     bool isCancelled() override;
+
+    /// The status that the first failed step left; `eOK` when none failed.
+    [[nodiscard]] vesta2::error_t failure() const { return m_failure; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -40,6 +45,8 @@ private:
     Clock::time_point m_begin;
     Clock::time_point m_due;
     bool m_isDrawn = false;
+    bool m_isStarted = false;
+    vesta2::error_t m_failure = vesta2::eOK;
 };
 
 }  // namespace cli

@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <memory>
 
@@ -77,7 +80,38 @@ TEST_F(CliFlagsTest, WhatAKilledOwnerLeavesIsStale) {
     write("r000/empty.dflgzentor", "");
     EXPECT_EQ(flags()[0]["state"], "free");
     output({"flag", "clear", "r000", "empty"});
+    // A record alone, of a process that has ended.
+    write("r000/alone.infozentor", R"(<bag v="1"><uint32 n="pid">0</uint32></bag>)");
+    EXPECT_EQ(flags()[0]["state"], "stale");
+    output({"flag", "clear", "r000", "alone"});
     EXPECT_EQ(flags(), nlohmann::json::array());
+}
+
+TEST_F(CliFlagsTest, WhatMayNotBeReadIsRespected) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs a second user";
+    }
+    output({"set", "r000", "note=old"});
+    for (const char* name : {"", "r000", "r000/r000.zentor"}) {
+        ASSERT_EQ(::chmod((directory / name).c_str(), 0777), 0);
+    }
+    Command holder({"flag", "run", "quiet", "outer", "--", "sh", "-c",
+                    "umask 077; exec \"$0\" flag set r000 collecting", VESTA2_COMMAND},
+                   {path()});
+    ASSERT_TRUE(holder.awaitOutput("/r000/collecting\n"));
+    for (const std::vector<std::string>& refused :
+         {std::vector<std::string>{"set", "r000", "note=new"}, {"remove", "-y", "r000"}}) {
+        std::vector<std::string> asOther{
+            "flag",    "run",           "quiet",         "other",          "--",
+            "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", VESTA2_COMMAND};
+        asOther.insert(asOther.end(), refused.begin(), refused.end());
+        const auto result = run(asOther);
+        EXPECT_EQ(result.code, 5) << result.err;
+        EXPECT_THAT(result.err, HasSubstr("flag collecting is held by another process"));
+    }
+    EXPECT_EQ(show("r000", {"note"}), "old\n");
+    holder.send(SIGTERM);
+    EXPECT_EQ(holder.finish().code, 0);
 }
 
 TEST_F(CliFlagsTest, RunHoldsTheFlagAsLongAsItsProgramRuns) {

@@ -119,6 +119,8 @@ TEST_F(NodesTest, SetChangesAllOrNothing) {
     output({"create", "result", "r001"});
     EXPECT_EQ(run({"set", "r001", "collectionTimeBegin=soon"}).code, 2);
     EXPECT_EQ(run({"set", "r001", "collectionTimeBegin=1000000000"}).code, 0);
+    EXPECT_THAT(read("r001/r001.zentor"),
+                HasSubstr("<uint64 n=\"collectionTimeBegin\">1000000000"));
     EXPECT_EQ(json({"list", "--mask", "r001"})["nodes"][0]["when"], "2001-09-09T01:46:40Z");
 }
 

@@ -1,8 +1,8 @@
 /// An application that logs through an asynchronous appender of its own and uses the library.
 /// Usage: log_application FILE
 
-#include <log4cplus/asyncappender.h>
 #include <log4cplus/fileappender.h>
+#include <log4cplus/helpers/property.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/logger.h>
 
@@ -12,9 +12,11 @@
 
 int main(int, char** argv) {
     const log4cplus::Initializer initializer;
-    const log4cplus::SharedAppenderPtr file(new log4cplus::FileAppender(argv[1]));
+    log4cplus::helpers::Properties properties;
+    properties.setProperty("File", argv[1]);
+    properties.setProperty("AsyncAppend", "true");
     log4cplus::Logger root = log4cplus::Logger::getRoot();
-    root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::AsyncAppender(file, 10)));
+    root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::FileAppender(properties)));
     for (int i = 0; i < 100; ++i) {
         root.log(log4cplus::INFO_LOG_LEVEL, "own " + std::to_string(i));
         vesta2::validateFileName(("x:" + std::to_string(i)).c_str());

@@ -85,6 +85,9 @@ TEST_F(FlagsTest, EndWithTheNode) {
     asOrdinaryUser([this] {
         ResultHandle result = openResult(makeResult(at("closed")));
         ASSERT_TRUE(result->setFlag("kept"));
+        util::FlagManager flags;
+        flags.setDirectory(at("closed"));
+        EXPECT_EQ(flags.writeFlag("other", false, nullptr), eOK);
         lock("closed");
         EXPECT_EQ(result->removeFlag("kept", false), eUnknown);
         EXPECT_EQ(getStatus(), eInsufficientPermissions);
@@ -93,8 +96,6 @@ TEST_F(FlagsTest, EndWithTheNode) {
         EXPECT_FALSE(result->move(at("open").c_str(), false, nullptr));
         EXPECT_EQ(getStatus(), eInsufficientPermissions);
         EXPECT_EQ(result->ownFlag("kept"), eOK);
-        util::FlagManager flags;
-        EXPECT_EQ(flags.writeFlag(at("closed/kept").c_str(), true, nullptr), eOK);
         EXPECT_THROW(flags.eraseAll(), fs::filesystem_error);
         EXPECT_NO_THROW(flags.eraseAll()) << "forgotten all the same";
         result.reset();
@@ -112,6 +113,7 @@ TEST_F(FlagsTest, LookTellsWithoutTouching) {
     writeFile(at("r000/torn.infozentor"), "<bag v=");
     writeFile(at("r000/stale.infozentor"),
               R"(<bag v="1"><uint32 n="pid">0</uint32><uint32 n="ppid">1</uint32></bag>)");
+    fs::copy_file(at("r000/stale.infozentor"), at("r000/record.infozentor"));
     fs::create_symlink(at("r000/held.dflgzentor"), at("r000/link.dflgzentor"));
     ASSERT_EQ(::mkfifo(at("r000/fifo.dflgzentor").c_str(), 0600), 0);
     const auto before = stampOf(at("r000"));
@@ -123,7 +125,7 @@ TEST_F(FlagsTest, LookTellsWithoutTouching) {
         {"held", flag_state_t::held, true},  {"stale", flag_state_t::stale, true},
         {"free", flag_state_t::free, false}, {"torn", flag_state_t::free, false},
         {"none", flag_state_t::free, false}, {"link", flag_state_t::free, false},
-        {"fifo", flag_state_t::free, false},
+        {"fifo", flag_state_t::free, false}, {"record", flag_state_t::stale, true},
     };
     for (const auto& each : cases) {
         EXPECT_EQ(look(each.name).state, each.state) << each.name;
@@ -131,9 +133,11 @@ TEST_F(FlagsTest, LookTellsWithoutTouching) {
     }
     EXPECT_EQ(stampOf(at("r000")), before);
     const auto all = util::lookAtFlags(at("r000"));
-    ASSERT_EQ(all.size(), 6U);
+    ASSERT_EQ(all.size(), 7U);
     EXPECT_EQ(all.front().name, "fifo");
     EXPECT_EQ(all[2].state, flag_state_t::held);
+    EXPECT_TRUE(m_result->clearFlag("record", true));
+    EXPECT_EQ(look("record").state, flag_state_t::free);
     EXPECT_THROW(util::lookAtFlags(at("none")), fs::filesystem_error);
 }
 
@@ -163,6 +167,71 @@ TEST_F(FlagsTest, ThreadsShareANode) {
     }
     EXPECT_GT(claims, 0);
     EXPECT_FALSE(hasFiles("busy"));
+}
+
+TEST_F(FlagsTest, SetDuringAMoveAreWhereTheNodeIs) {
+    std::atomic<bool> ended{false};
+    std::vector<std::string> claimed;
+    std::thread claimer([&] {
+        for (int number = 0; !ended && number < 1000; ++number) {
+            const std::string name = "flag" + std::to_string(number);
+            if (object(m_result).setFlag(name.c_str())) {
+                claimed.push_back(name);
+            }
+        }
+    });
+    for (const char* place : {"m1", "m2", "m3", "m4"}) {
+        EXPECT_TRUE(m_result->move(at(place).c_str(), false, nullptr));
+    }
+    ended = true;
+    claimer.join();
+    ASSERT_FALSE(claimed.empty());
+    for (const std::string& name : claimed) {
+        EXPECT_TRUE(fs::exists(at("m4/" + name + ".dflgzentor"))) << name;
+        EXPECT_EQ(m_result->ownFlag(name.c_str()), eOK) << name;
+    }
+    EXPECT_EQ(util::lookAtFlags(at("m4")).size(), claimed.size());
+    for (const char* place : {"r000", "m1", "m2", "m3"}) {
+        EXPECT_FALSE(fs::exists(at(place))) << place;
+    }
+}
+
+TEST_F(FlagsTest, FollowTheirDirectoryOrAreGivenUp) {
+    fs::create_directory(at("other"));
+    util::FlagManager flags;
+    flags.setDirectory(at("other"));
+    ASSERT_EQ(flags.writeFlag("kept", false, nullptr), eOK);
+    fs::rename(at("other"), at("renamed"));
+    flags.setDirectory(at("renamed"));
+    EXPECT_EQ(flags.isFlagOwner("kept"), eOK);
+    EXPECT_EQ(util::lookAtFlag(at("renamed"), "kept").state, util::flag_state_t::held);
+    flags.setDirectory(at("r000"));
+    EXPECT_TRUE(fs::is_empty(at("renamed")));
+    EXPECT_EQ(flags.isFlagOwner("kept"), eNotFound);
+    EXPECT_EQ(flags.writeFlag("kept", false, nullptr), eOK);
+    EXPECT_TRUE(hasFiles("kept"));
+}
+
+TEST_F(FlagsTest, ThatMayNotBeReadAreHeldBySomebody) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs a second user";
+    }
+    const mode_t old = ::umask(077);
+    ASSERT_TRUE(m_result->setFlag("secret"));
+    ::umask(old);
+    fs::permissions(at("r000"), fs::all_all);
+    asOrdinaryUser([this] {
+        for (const util::FlagLook& look : util::lookAtFlags(at("r000"))) {
+            EXPECT_EQ(look.state, util::flag_state_t::held);
+            EXPECT_TRUE(look.record.empty());
+        }
+        util::FlagManager flags;
+        flags.setDirectory(at("r000"));
+        EXPECT_EQ(flags.isFlagOwner("secret"), eNotOwner);
+        EXPECT_EQ(flags.writeFlag("secret", true, nullptr), eFileAccessDenied);
+        EXPECT_EQ(flags.removeFlag("secret", true, true), eFileAccessDenied);
+    });
+    EXPECT_TRUE(hasFiles("secret"));
 }
 
 TEST_F(FlagsTest, NothingIsSavedWhileAnotherProcessKeepsTheNode) {

@@ -248,7 +248,7 @@ TEST_F(ManagerTest, OverwriteMakesAfresh) {
 }
 
 /// The object that was open on what is replaced must not bring that back.
-TEST_F(ManagerTest, WhatIsMadeAnewIsReadAnew) {
+TEST_F(ManagerTest, WhatIsMadeAnewIsAnotherNode) {
     for (const bool overwrite : {true, false}) {
         const ResultHandle old = create("run");
         ASSERT_TRUE(old);
@@ -259,9 +259,10 @@ TEST_F(ManagerTest, WhatIsMadeAnewIsReadAnew) {
         }
         const ResultHandle made =
             Results::create(at("run").c_str(), overwrite, nullptr, false, nullptr);
-        EXPECT_EQ(made.get(), old.get());
+        EXPECT_NE(made.get(), old.get());
         EXPECT_EQ(text(made->getCollectorCommand()), "(null)");
-        EXPECT_FALSE(made->save());
+        EXPECT_TRUE(old->save());
+        EXPECT_EQ(getStatus(), eNotFound);
         EXPECT_FALSE(load(at("run/run.zentor")).get_bag("vesta")->has("collectionCommand"));
         EXPECT_TRUE(made->remove());
     }

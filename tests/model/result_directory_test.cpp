@@ -67,6 +67,27 @@ TEST_F(ResultDirectoryTest, ReadsItsStateFromMarksOfAnyKind) {
     EXPECT_FALSE(other->isValid());
 }
 
+TEST_F(ResultDirectoryTest, MarksAreMadeThroughNothingElse) {
+    const Rows<std::string, vesta2::error_t> planted{{"link", eUnknown}, {"pipe", eUnknown}};
+    for (const auto& [kind, code] : planted) {
+        const std::string name = "planted-" + kind;
+        const ResultHandle result = openResult(makeResult(at(name)));
+        writeFile(at("precious"), "content");
+        for (const char* mark : {"/.norun", "/.bad"}) {
+            ASSERT_EQ(kind == "link" ? ::symlink(at("precious").c_str(), at(name + mark).c_str())
+                                     : ::mkfifo(at(name + mark).c_str(), 0600),
+                      0);
+        }
+        EXPECT_TRUE(result->setFinalized(true));
+        EXPECT_EQ(getStatus(), code) << kind;
+        EXPECT_FALSE(result->isFinalized());
+        result->setInvalid();
+        EXPECT_EQ(readFile(at("precious")), "content");
+        // In its new place, where nothing was planted, it is marked.
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(at(name + "-bad/.bad")))) << kind;
+    }
+}
+
 TEST_F(ResultDirectoryTest, DataDirectoriesTakeTheFreeNumbers) {
     const ResultHandle result = openResult(m_marker);
     for (const char* name : {"data.0", "data.2", "data.10", "data", "data.old"}) {
@@ -93,8 +114,9 @@ TEST_F(ResultDirectoryTest, ListsTheFilesOfItsDataDirectories) {
                              "data.2/sub/x", "other/a.csv"}) {
         writeFile(at("r000/" + std::string(file)), "");
     }
-    EXPECT_THAT(relative(result->getResultFiles(nullptr)),
-                ElementsAre("data.0/a.csv", "data.0/b.txt", "data.10/a.csv", "data.2/z"));
+    EXPECT_THAT(
+        relative(result->getResultFiles(nullptr)),
+        ElementsAre("data.0/a.csv", "data.0/b.txt", "data.10/a.csv", "data.2/sub", "data.2/z"));
     EXPECT_THAT(relative(result->getResultFiles("*.csv")),
                 ElementsAre("data.0/a.csv", "data.10/a.csv"));
     EXPECT_THAT(relative(result->getResultFiles("-1")), ElementsAre("data.2/z"));
@@ -110,6 +132,9 @@ TEST_F(ResultDirectoryTest, MakesItsSubdirectories) {
     }
     EXPECT_EQ(result->getSubdir("r000.zentor/x"), nullptr);
     EXPECT_EQ(getStatus(), eUnknown);
+    EXPECT_EQ(result->getSubdir(nullptr), nullptr);
+    EXPECT_EQ(getStatus(), eParameterError);
+    setStatus(eUnknown);
     EXPECT_EQ(result->getSubdir(static_cast<standard_dir_t>(2)), nullptr);
     EXPECT_EQ(getStatus(), eUnknown) << "left as it was";
 }
@@ -132,7 +157,17 @@ TEST_F(ResultDirectoryTest, PropertiesHaveDefaultsAndAreSaved) {
         result->setFinalizationTimeEnd(1L << 40);
         result->setApplicationLog("/var/app.log");
         result->setCollectorLog("sub/c.log");
+        EXPECT_TRUE(result->isModified());
         EXPECT_FALSE(result->save());
+        for (const auto set :
+             {&IResultDirectory::setCollectorCommand, &IResultDirectory::setApplicationLog,
+              &IResultDirectory::setCollectorLog, &IResultDirectory::setCommandLog}) {
+            setStatus(eOK);
+            ((*result).*set)(nullptr);
+            EXPECT_EQ(getStatus(), eParameterError);
+        }
+        result->setCollectionTimeEnd(2);
+        EXPECT_TRUE(result->isModified());
     }
     const ResultHandle result = openResult(m_marker);
     EXPECT_STREQ(result->getCollectorCommand(), "app --x");

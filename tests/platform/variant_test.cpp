@@ -37,6 +37,15 @@ TEST(Variant, EqualityCountsKindAndContent) {
     }
 }
 
+TEST(VariantBag, HoldsNoEmptyValue) {
+    variant_bag_t bag;
+    bag.put("a", 1);
+    bag.put("b", variant_t());
+    EXPECT_EQ(bag.size(), 1U);
+    bag.put("a", variant_t());
+    EXPECT_TRUE(bag.empty());
+}
+
 TEST(VariantBag, KeepsTheOrderOfPutting) {
     variant_bag_t bag;
     for (const char* name : {"c", "a", "b"}) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "vesta2/flag_look.h"
@@ -17,7 +18,7 @@ using namespace vesta2::util;
 namespace {
 
 FlagManager flags;
-FileLocker locker;
+std::optional<FileLocker> locker;
 
 /// "PID HOST", which is "0 " without a record.
 std::string ownerIn(const basekit2::variant_bag_t& record) {
@@ -57,7 +58,11 @@ int main() {
         {"probe", [](auto flag) { std::cout << flags.removeFlag(flag, false, false); }},
         {"preserve", [](auto) { flags.preserveFlags(); }},
         {"restore", [](auto directory) { flags.restoreFlags(directory); }},
-        {"hold", [](auto file) { std::cout << (locker.lock(file) ? 0 : locker.status()); }},
+        {"hold",
+         [](auto file) {
+             locker.emplace();
+             std::cout << (locker->lock(file) ? 0 : locker->status());
+         }},
         {"look", look},
         {"churn", churn},
         // The child ends as programs do, with all that it inherited destroyed.

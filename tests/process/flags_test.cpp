@@ -154,8 +154,8 @@ TEST_F(Flags, LeftBehindAreJudgedByTheirRecord) {
     for (const auto& [name, hasLock, info, outcomes] :
          Rows<Text, bool, Text, Text>{{"bare-", true, nullptr, "free 0 0 4 4"},
                                       {"empty-", true, "", "free 0 0 4 4"},
-                                      {"garbage-", true, "no record", "free 17 0 17 17"},
-                                      {"unlocked-", false, reused.c_str(), "free 0 0 4 4"},
+                                      {"torn-", true, "<bag v=", "free 0 0 4 4"},
+                                      {"unlocked-", false, reused.c_str(), "stale 0 0 4 4"},
                                       {"alive-", true, alive.c_str(), "held 15 0 15 18"},
                                       {"reused-", true, reused.c_str(), "stale 0 0 0 4"},
                                       {"longer-", true, longer.c_str(), "stale 0 0 0 4"}}) {
@@ -172,12 +172,28 @@ TEST_F(Flags, LeftBehindAreJudgedByTheirRecord) {
             }
         }
     }
+    // Past what is read of a record; the new one is found in front of the rest.
     writeFile(infoOf(at("huge")), alive + std::string(64 * 1024, ' '));
-    EXPECT_EQ(m_other.ask("write " + at("huge")), "17 0 ");
+    EXPECT_EQ(m_other.ask("write " + at("huge")), m_other.found("0"));
+    EXPECT_EQ(m_holder.ask("look " + at("huge")), m_other.found("held"));
     // Somebody who is about to claim it.
     ASSERT_EQ(m_holder.ask("hold " + lockOf(m_flag)), "0");
     EXPECT_EQ(m_other.ask("force " + m_flag), "15 0 ");
     EXPECT_EQ(m_other.ask("look " + m_flag), "held 0 ");
+}
+
+TEST_F(Flags, AreGivenUpWhileSomebodyReadsTheirRecord) {
+    const Holder reader;
+    for (const std::string command : {"remove", "preserve", "end"}) {
+        ASSERT_EQ(m_holder.ask("write " + m_flag), m_holder.found("0"));
+        ASSERT_EQ(reader.ask("hold " + infoOf(m_flag)), "0");
+        EXPECT_EQ(m_other.ask("write " + m_flag), m_holder.found("15")) << "told who has it";
+        command == "end" ? m_holder.end() : void(m_holder.ask(command + ' ' + m_flag));
+        EXPECT_TRUE(fs::is_empty(m_directory)) << command;
+        EXPECT_EQ(m_other.ask("write " + m_flag), m_other.found("0")) << command;
+        EXPECT_EQ(m_other.ask("remove " + m_flag), "0");
+        command == "preserve" ? void(m_holder.ask("restore " + at("none"))) : void();
+    }
 }
 
 TEST_F(Flags, PreservedAreFreeUntilTheyAreRestored) {
@@ -217,6 +233,7 @@ TEST_F(Flags, LeadNobodyToWhatOthersPlanted) {
     for (const auto& [kind, plant] : Rows<std::string, std::function<void(const std::string&)>>{
              {"link", [&](auto& path) { fs::create_symlink(outside / "file", path); }},
              {"dangling", [&](auto& path) { fs::create_symlink(outside / "none", path); }},
+             {"hard", [&](auto& path) { fs::create_hard_link(outside / "file", path); }},
              {"fifo", [](auto& path) { EXPECT_EQ(::mkfifo(path.c_str(), 0666), 0); }},
              {"directory", [](auto& path) { fs::create_directory(path); }}}) {
         for (const std::string& planted : {lockOf(at(kind)), infoOf(at(kind))}) {

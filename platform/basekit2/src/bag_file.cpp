@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
-#include "bag_limits.h"
+#include "bag_syntax.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/descriptor.h"
+#include "basekit2/files.h"
 #include "basekit2/host.h"
 #include "basekit2/path.h"
 #include "basekit2/uninterrupted.h"
@@ -53,25 +53,12 @@ std::string target_of(const std::string& path) {
     return next.empty() || next.front() == '/' ? next : path_t(path).parent().join(next).text();
 }
 
-/// Unique among all hosts and processes that save in the same directory, and short, since the name
-/// that it will take may be as long as the file system allows.
-std::string temporary_name() {
-    std::string host = get_fq_host_name().substr(0, 24);
-    std::replace_if(
-        host.begin(), host.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
-    std::uint64_t random = 0;
-    // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
-    static_cast<void>(::getrandom(&random, sizeof random, 0));
-    return std::string(temporary_prefix) + host + '-' + std::to_string(::getpid()) + '-' +
-           std::to_string(random);
-}
-
 /// A file under a temporary name; it is removed again unless it got its own.
 class temporary_file_t {
 public:
     explicit temporary_file_t(int directory)
         : m_directory(directory),
-          m_name(temporary_name()),
+          m_name(make_bag_temporary()),
           m_file(uninterrupted([&] {
               return ::openat(directory, m_name.c_str(),
                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
@@ -100,17 +87,8 @@ public:
 
     /// Takes the name only when nothing has it; else a failure, with EEXIST when something has.
     bool rename_to_new(const std::string& name) {
-        if (!m_file.close()) {
-            return false;
-        }
-        if (renamed(::renameat2(m_directory, m_name.c_str(), m_directory, name.c_str(),
-                                RENAME_NOREPLACE))) {
-            return true;
-        }
-        // Not every file system knows an exclusive rename. A second link is as exclusive; the first
-        // goes with this object.
-        return (errno == EINVAL || errno == ENOSYS) &&
-               ::linkat(m_directory, m_name.c_str(), m_directory, name.c_str(), 0) == 0;
+        return m_file.close() &&
+               renamed(rename_exclusively(m_directory, m_name.c_str(), name.c_str()) ? 0 : -1);
     }
 
     /// Changes places with the file that has the name; this object then stands for that.
@@ -300,6 +278,17 @@ int load_variant_bag(variant_bag_t& bag, const std::string& path, const char* ro
 int load_variant_bag2(variant_bag_t& bag, const std::string& path, const char* root,
                       int /*flags*/) {
     return load_variant_bag(bag, path, root);
+}
+
+std::string make_bag_temporary() {
+    std::string host = get_fq_host_name().substr(0, 24);
+    std::replace_if(
+        host.begin(), host.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
+    std::uint64_t random = 0;
+    // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
+    static_cast<void>(::getrandom(&random, sizeof random, 0));
+    return std::string(temporary_prefix) + host + '-' + std::to_string(::getpid()) + '-' +
+           std::to_string(random);
 }
 
 bool is_bag_temporary(std::string_view name) {

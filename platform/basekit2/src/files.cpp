@@ -1,9 +1,13 @@
 #include "basekit2/files.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
+#include <cstdio>
 
 namespace basekit2 {
 namespace {
@@ -23,6 +27,16 @@ void collect(const fs::path& directory, std::string_view mask, bool recursive,
     }
 }
 
+/// For a file system that has no hard links either: another process may take the name in between.
+bool look_and_rename(int directory, const char* from, const char* to) {
+    struct stat info {};
+    if (::fstatat(directory, to, &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        errno = EEXIST;
+        return false;
+    }
+    return errno == ENOENT && ::renameat(directory, from, directory, to) == 0;
+}
+
 }  // namespace
 
 std::vector<path_t> find_files(const path_t& directory, std::string_view mask, bool recursive) {
@@ -34,5 +48,20 @@ std::vector<path_t> find_files(const path_t& directory, std::string_view mask, b
 }
 
 bool remove_file(const path_t& path) { return ::unlink(path.c_str()) == 0; }
+
+bool rename_exclusively(int directory, const char* from, const char* to) {
+    if (::renameat2(directory, from, directory, to, RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return false;
+    }
+    // Not every file system knows an exclusive rename. A second link is as exclusive.
+    if (::linkat(directory, from, directory, to, 0) == 0) {
+        return ::unlinkat(directory, from, 0) == 0;
+    }
+    const bool hasLinks = errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS;
+    return !hasLinks && look_and_rename(directory, from, to);
+}
 
 }  // namespace basekit2

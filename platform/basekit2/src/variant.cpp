@@ -97,6 +97,10 @@ variant_bag_t& variant_bag_t::operator=(variant_bag_t&& other) noexcept {
 }
 
 void variant_bag_t::put(std::string_view name, variant_t value) {
+    if (value.empty()) {
+        remove(name);
+        return;
+    }
     const auto found = m_index.find(name);
     if (found != m_index.end()) {
         found->second->value = std::move(value);

@@ -4,18 +4,17 @@
 /// The lock is a record lock of the whole file (`fcntl`, `F_SETLK`, `F_WRLCK`). What the next
 /// reader must know of those:
 ///
-/// - They belong to the PROCESS, not to the descriptor. A second `FileLocker` of the same process
-/// on
-///   the same file gets the "lock" too.
-/// - Closing ANY descriptor of the file drops the process's lock on it, also the one that another
-///   `FileLocker` took. So whoever holds a flag must not open and close its lock file by the way;
-///   to look at a flag there is `lookAtFlag`.
+/// - They belong to the PROCESS, not to the descriptor. To the kernel a second lock of the same
+///   process is none; so the files that this process has locked are remembered, by device and
+///   inode, and locking one again fails, through whatever path.
+/// - Closing ANY descriptor of the file drops the process's lock on it. A file that this process
+///   has locked is therefore not opened here. But whatever else the process opens and closes, by a
+///   library or a copying function of its own, is not under this class's control; to look at a flag
+///   there is `lookAtFlag`.
 /// - A child of `fork` does not inherit them, and its closing drops none of its parent's.
 /// - The kernel drops them when the process ends, however it ends, and the file stays.
 /// - They hold between hosts where the file system says so (NFS, GlusterFS, Lustre with flock), and
 ///   nowhere where it has none at all: there every `lock` succeeds.
-
-#include <sys/stat.h>
 
 #include <cstdint>
 
@@ -35,11 +34,14 @@ public:
     FileLocker& operator=(const FileLocker&) = delete;
 
     /// Opens the file, or makes it (mode 0644), and locks it; to be called once. Symbolic links are
-    /// not followed, and what is no regular file is refused. The file that is locked at the end is
-    /// the one at `path`: one that another process deletes meanwhile is let go again.
+    /// not followed; what is no regular file, or has more names than this one, is refused. The file
+    /// that is locked at the end is the one at `path`, also by the word of the server of a network
+    /// file system: one that another process deletes meanwhile is let go again.
     /// False, with `status`: `eFileAccessDenied` (EACCES, EROFS), `eTooManyOpenFiles` (EMFILE),
-    /// `eFileLocked` (another process has it), `eFileError` (anything else).
-    /// Deliberate: true also when the file system cannot lock; the file then counts as locked.
+    /// `eFileLocked` (another process has it), `eAlreadyExists` (this process has it),
+    /// `eFileError` (anything else).
+    /// Deliberate: true also when the file system cannot lock; the file then counts as locked, and
+    /// `isGuarded` is false.
     bool lock(const char* path);
     /// As `lock`, of a file that must be there: else false, with `eNotFound`.
     bool lockExisting(const char* path);
@@ -54,12 +56,20 @@ public:
 
     /// Outcome of the last operation.
     [[nodiscard]] error_t status() const { return m_status; }
-    /// Whether the file that was opened is still the one at `path`.
-    [[nodiscard]] bool isAt(const char* path) const;
+    /// Whether the file that was locked is still the one at `path`: `eOK`, or `eNotFound` when it
+    /// certainly is not, else `eFileError`, with the reason in `errno`.
+    [[nodiscard]] error_t checkAt(const char* path) const;
+    /// Whether the kernel keeps other processes from locking the file.
+    [[nodiscard]] bool isGuarded() const;
 
 private:
+    enum class attempt_t { done, failed, again };
+
     bool lockAt(const char* path, int openFlags);
-    bool open(const char* path, int openFlags, struct stat& opened);
+    attempt_t tryLock(const char* path, int openFlags);
+    attempt_t open(const char* path, int openFlags);
+    attempt_t lockOpened();
+    attempt_t fail(error_t status);
     void close();
     error_t finish(error_t status) { return m_status = status; }
 

@@ -13,7 +13,7 @@ namespace vesta2::util {
 
 enum class flag_state_t {
     free,   ///< there is no such flag, or nothing tells that anybody has it
-    held,   ///< its owner lives; perhaps it is this process
+    held,   ///< its owner lives, perhaps it is this process; or its files cannot be read
     stale,  ///< its owner has ended without giving it up; the next claim takes it over
 };
 
@@ -28,7 +28,7 @@ struct FlagLook {
 /// The flag `name` of the node in `directory`.
 VESTA2_API FlagLook lookAtFlag(const std::string& directory, const std::string& name);
 
-/// All flags that have files in `directory`, by name. Throws
+/// All flags that have a file in `directory`, by name. Throws
 /// `boost::filesystem::filesystem_error` when it cannot be listed.
 VESTA2_API std::vector<FlagLook> lookAtFlags(const std::string& directory);
 

@@ -3,20 +3,23 @@
 ///
 /// A flag is a claim between processes and hosts. It is a pair of files in the node's directory: a
 /// lock file, locked as long as its owner lives (see `FileLocker`), and an information file that
-/// tells who that is. A flag is named by its path, which is the directory's joined with the flag's
-/// name; both files are named by it and an extension.
+/// tells who that is. The path of a flag is the directory's joined with the flag's name; both files
+/// are named by it and an extension.
 ///
 /// Who finds the lock free still asks the record: its owner may live where the file system has no
 /// locks. The owner has ended when the kernel of this host knows no such process, or one with
 /// another parent. Its flag is then taken over by the next claim, and deleted by the next question.
+/// A record that was written in part keeps nobody from a flag whose lock is free.
 ///
-/// Any thread may call any operation; but between `preserveFlags` and `restoreFlags` all others
-/// wait. Have one manager per directory in a process: record locks do not tell two apart. Flags
-/// belong to the process that claimed them: a child of `fork` owns none and deletes none.
+/// Any thread may call any operation but `eraseFlag`; but between `preserveFlags` and
+/// `restoreFlags` all others wait. What one manager of a process has, its others cannot claim, also
+/// when they reach the directory by another name. Flags belong to the process that claimed them: a
+/// child of `fork` owns none and deletes none.
 ///
 /// Operations return the outcome and leave the thread's status alone. They throw
 /// `boost::filesystem::filesystem_error` when a file cannot be deleted.
 
+#include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/mutex.hpp>
 #include <map>
@@ -29,48 +32,59 @@
 
 namespace vesta2::util {
 
+class FlagFiles;
+
 class VESTA2_API FlagManager {
 public:
+    /// Until `setDirectory` is called, a flag's name is its path.
     FlagManager() = default;
     /// Ends every flag, as `eraseAll`. Throws as that does.
     ~FlagManager() noexcept(false);  // NOLINT(bugprone-exception-escape): as promised
     FlagManager(const FlagManager&) = delete;
     FlagManager& operator=(const FlagManager&) = delete;
 
+    /// From now on flags are those of the node in `directory`. Those that are held stay so when
+    /// their lock files are found there, as after a rename of the directory; the others are given
+    /// up where they were, and what cannot be deleted stays behind.
+    void setDirectory(const std::string& directory);
+
     /// Claims the flag. `info`, which may be null, receives the record as it now stands: ours, or
-    /// that of who has it. Returns `eAlreadyExists` when this process has it already: then `force`
-    /// makes its record anew instead. `eFileLocked`: another process has it. `eFileAccessDenied`,
-    /// `eTooManyOpenFiles`, `eFileError`, `eSerializationError`: it could not be claimed. With
-    /// `force` the record of a previous owner is not asked, a lock that is held is respected all
-    /// the same.
+    /// that of who has it, if that can be read. Returns `eAlreadyExists` when this process has it
+    /// already: then `force` makes its record anew instead, if it is this manager's.
+    /// `eFileLocked`: another process has it. `eFileAccessDenied`, `eTooManyOpenFiles`,
+    /// `eFileError`, `eSerializationError`: it could not be claimed. With `force` the record of a
+    /// previous owner is not asked, a lock that is held is respected all the same.
     error_t writeFlag(const char* name, bool force, basekit2::variant_bag_t* info);
 
     /// Gives the flag up (`mine`), or deletes it when its owner has ended (not `mine`).
-    /// `eNotFound`: there is no such flag. `eAlreadyExists`: not `mine`, but it is. `eNotOwner`:
-    /// `mine`, but it is not; `forceErase` deletes it then, unless its lock is held. `eFileLocked`:
-    /// its owner lives. Else the codes of `FileLocker`.
+    /// `eNotFound`: there is no such flag. `eAlreadyExists`: not `mine`, but this process has it.
+    /// `eNotOwner`: `mine`, but this manager has it not. `eFileLocked`: its owner lives. Else the
+    /// codes of `FileLocker`. With `forceErase` a flag that this manager has not is deleted
+    /// whatever its record says, and a record without a lock file too; but never one whose lock is
+    /// held.
     error_t removeFlag(const char* name, bool mine, bool forceErase);
 
-    /// `eOK` when this process has the flag, `eNotOwner` when another has, `eNotFound` when nobody
-    /// has. Deliberate: to ask deletes the flag of an owner that has ended; `lookAtFlag` does not.
+    /// `eOK` when this manager has the flag, `eNotOwner` when somebody else has or it may not be
+    /// found out who has, `eNotFound` when nobody has; else the codes of `FileLocker`. Deliberate:
+    /// to ask deletes the flag of an owner that has ended; `lookAtFlag` does not.
     error_t isFlagOwner(const char* name);
 
-    /// Forgets the flag and deletes its lock file, then its information file. To be called by who
-    /// knows that no other thread uses this manager.
+    /// Gives the flag up, or deletes it whatever its record says, unless another process has its
+    /// lock. To be called by who knows that no other thread uses this manager.
     error_t eraseFlag(const char* name);
 
-    /// Reads the record. `eNotFound` when there is none, `eFileLocked` while another process reads
-    /// or writes it.
+    /// Reads the record. `eNotFound` when there is none, `eFileLocked` while somebody else reads or
+    /// writes it.
     error_t getFlagInfo(const char* name, basekit2::variant_bag_t& out);
     /// Writes a record of this process and moment, put on top of what `out` holds, and leaves it
-    /// there.
+    /// there. To be called by who has the flag.
     error_t writeFlagInfo(const char* name, basekit2::variant_bag_t& out);
 
     /// Deletes the files of all flags, but remembers the flags. The manager then stays locked until
     /// the same thread calls `restoreFlags`; it must do so exactly once, also when this throws.
     void preserveFlags();
-    /// Claims the remembered flags in `directory`, with the records that they had. One that cannot
-    /// be claimed is dropped without notice.
+    /// Claims the remembered flags in `directory`, with the records that they had, and goes on
+    /// there, as after `setDirectory`. One that cannot be claimed is dropped without notice.
     void restoreFlags(const char* directory);
 
     /// Ends every flag. Goes on when a file cannot be deleted, and throws for the first at the end.
@@ -88,14 +102,15 @@ private:
     };
 
     void forgetInherited();
-    error_t claim(const char* name, bool force, basekit2::variant_bag_t& record);
-    error_t readOwner(const char* name, basekit2::variant_bag_t& record);
-    error_t writeOwner(const char* name, basekit2::variant_bag_t& record);
+    [[nodiscard]] std::string pathOf(const std::string& name) const;
+    error_t claim(const char* name, const FlagFiles& files, bool force,
+                  basekit2::variant_bag_t& record);
 
     boost::mutex m_mutex;
-    std::map<std::string, Flag> m_flags;  ///< by flag path
+    std::string m_directory;
+    std::map<std::string, Flag> m_flags;  ///< by name
     boost::unique_lock<boost::mutex> m_preserveLock;
-    int m_process = 0;  ///< the one that claimed the flags
+    std::atomic<int> m_process{0};  ///< the one that claimed the flags
 };
 
 /// The name of the flag that guards the data called `name`.

@@ -5,6 +5,7 @@
 /// of a node is for one thread at a time. What an operation returns, and how long a text lives, is
 /// told in `INode`.
 
+#include <atomic>
 #include <boost/filesystem/path.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 #include <cstdint>
@@ -102,9 +103,10 @@ public:
     /// How reading its marker file went when the node was last bound to it; `absent` for an empty
     /// handle.
     static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
-    /// Reads the marker file anew into the node that is open on it, if there is one. For who has
-    /// replaced the node on disk.
-    static void rebind(const std::string& markerFilePath);
+    /// Takes the node that is open on the marker file, if there is one, out of the registry: its
+    /// directory was deleted, and another node comes into its place. Its handles stay valid, but it
+    /// is as after `remove`: it saves and deletes nothing any more.
+    static void retire(const std::string& markerFilePath);
     /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
     static unsigned nodeCount();
     /// Registered paths: one for an open node, two for a linked one.
@@ -154,13 +156,12 @@ protected:
     /// The name of the marker file in the directory.
     [[nodiscard]] std::string markerFileName() const;
     [[nodiscard]] const basekit2::variant_bag_t& properties() const { return m_properties; }
+    /// Properties were changed past the storage.
+    void markModified() { m_changeMonitor.modified = true; }
     /// Takes over the group of the nodes in this node's directory.
     void setOwnGroup(std::unique_ptr<NodeGroup> group);
     /// The group given to `setOwnGroup`, with a reference added.
     [[nodiscard]] basekit2::sptr_t<INodeGroup> ownGroup() const;
-
-    /// Called when the node was read anew in its place, for what a derived class read from there.
-    virtual void placeRead() {}
 
 private:
     friend struct GroupLook lookAtGroup(const std::string& path);
@@ -171,7 +172,6 @@ private:
     enum class Leads { here, nowhere, elsewhere, unknown };
 
     void readMarkerFile();
-    void readPlace();
     void takeName(const std::string& markerFilePath);
     Membership adoptParent(const std::string& groupPath);
     Membership adoptOwnParent();
@@ -188,17 +188,19 @@ private:
     [[nodiscard]] bool hasWantedLink() const;
     [[nodiscard]] Leads whereLeads(const struct LinkFile& link) const;
     [[nodiscard]] bool isNamed(const std::string& markerFilePath) const;
-    [[nodiscard]] bool canTakeName(const std::string& markerName) const;
+    bool canBeLinkedFrom(const boost::filesystem::path& directory,
+                         const std::string& markerName) const;
+    [[nodiscard]] bool isLinkInOrder() const;
     bool writeLinkFile(const std::string& path);
     void dropLinkFile(const std::string& path) const;
     void nameLinkInMarker();
     error_t saveProperties();
-    [[nodiscard]] std::string makeFlagFileName(const char* name) const;
     /// What becomes of a copy with failed steps.
     enum class Incomplete { kept, undone };
     bool transfer(const char* destination, bool rename, notify2::IProgress* progress,
                   Incomplete incomplete);
-    void settleIn(const boost::filesystem::path& directory, bool rename);
+    [[nodiscard]] std::string markerNameIn(const boost::filesystem::path& directory) const;
+    void settleIn(const boost::filesystem::path& directory, const std::string& marker);
     bool removeChildren();
     bool removeDirectory(const boost::filesystem::path& group);
     bool removeOwnLink(const boost::filesystem::path& group);
@@ -236,7 +238,8 @@ private:
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;
-    bool m_removed = false;  ///< its directory was deleted: what is there now is another node
+    std::atomic<bool> m_removed =
+        false;  ///< its directory was deleted: what is there now is another node
     util::FlagManager m_flagManager;
     /// Handles may be given out: neither still being made nor being destroyed.
     bool m_open = false;

@@ -52,6 +52,8 @@ public:
 
 private:
     error_t markInvalid();
+    void changeText(const char* property, const char* value);
+    void changeTime(const char* property, long value);
     std::string logPath(const char* property, const char* usualName);
 
     bool m_finalized;

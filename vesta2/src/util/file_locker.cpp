@@ -2,13 +2,15 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <mutex>
 #include <string>
 
+#include "../vesta/foundation/locked_files.h"
 #include "flag_record.h"
-#include "locked_files.h"
 
 namespace vesta2::util {
 
@@ -18,6 +20,8 @@ namespace {
 
 /// Each further try means that another process has just deleted the file that we locked.
 constexpr int mostTries = 100;
+
+using Guard = std::lock_guard<std::mutex>;
 
 int setLock(int descriptor, short type) {
     struct flock request {};
@@ -31,10 +35,27 @@ int setLock(int descriptor, short type) {
     return result;
 }
 
-bool isFileAt(const char* path, const struct stat& file) {
-    struct stat found {};
-    return ::lstat(path, &found) == 0 && file.st_dev == found.st_dev && file.st_ino == found.st_ino;
+/// As the server of a network file system knows it now: what its client remembers may be of
+/// before another host deleted the file. The path "" stands for `directory` itself.
+bool askServer(int directory, const char* path, struct statx& file) {
+    constexpr int flags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC;
+    return ::statx(directory, path, flags, STATX_TYPE | STATX_INO | STATX_NLINK, &file) == 0;
 }
+
+bool isSame(const struct statx& a, const struct statx& b) {
+    return a.stx_ino == b.stx_ino && a.stx_dev_major == b.stx_dev_major &&
+           a.stx_dev_minor == b.stx_dev_minor;
+}
+
+/// Makes the client of a network file system ask its server again which file is at `path`: that
+/// the one that it remembers is gone only shows when the server is asked something about it.
+void forgetName(const char* path) {
+    struct statfs ignored {};
+    ::statfs(path, &ignored);
+}
+
+/// Whether `errno` says that there is no such file any more.
+bool isGone() { return errno == ENOENT || errno == ENOTDIR || errno == ESTALE; }
 
 error_t whyNotOpen() {
     switch (errno) {
@@ -48,28 +69,13 @@ error_t whyNotOpen() {
     }
 }
 
+/// Whether this process has locked the file at `path`. It must not even be opened then.
+bool isLockedHere(const char* path) {
+    struct stat file {};
+    return ::lstat(path, &file) == 0 && isLockedByThisProcess(file.st_dev, file.st_ino);
+}
+
 }  // namespace
-
-LockedFiles& LockedFiles::get() {
-    static LockedFiles& files = *new LockedFiles();
-    return files;
-}
-
-void LockedFiles::add(int descriptor, const struct stat& file) {
-    m_files.insert_or_assign(descriptor, Entry{file.st_dev, file.st_ino, ::getpid()});
-}
-
-void LockedFiles::remove(int descriptor) { m_files.erase(descriptor); }
-
-int LockedFiles::find(const struct stat& file) const {
-    for (const auto& [descriptor, entry] : m_files) {
-        if (entry.device == file.st_dev && entry.inode == file.st_ino &&
-            entry.process == ::getpid()) {
-            return descriptor;
-        }
-    }
-    return -1;
-}
 
 FileLocker::~FileLocker() { close(); }
 
@@ -79,65 +85,126 @@ bool FileLocker::lockExisting(const char* path) { return lockAt(path, 0); }
 
 bool FileLocker::lockAt(const char* path, int openFlags) {
     for (int attempt = 0; attempt < mostTries; ++attempt) {
-        close();
-        struct stat opened {};
-        if (!open(path, openFlags, opened)) {
-            return false;
-        }
-        {
-            LockedFiles& files = LockedFiles::get();
-            const std::lock_guard<std::mutex> guard(files.mutex());
-            if (setLock(m_descriptor, F_WRLCK) != 0 && (errno == EACCES || errno == EAGAIN)) {
-                m_status = eFileLocked;
-                return false;
-            }
-            files.add(m_descriptor, opened);
-        }
-        // Who held the lock before us may have deleted the file before letting go: then what is
-        // locked is nothing that anybody else will ever find.
-        if (isFileAt(path, opened)) {
-            m_status = eOK;
+        m_status = eOK;
+        const attempt_t outcome = tryLock(path, openFlags);
+        if (outcome == attempt_t::done) {
             return true;
         }
+        close();
+        if (outcome == attempt_t::failed) {
+            return false;
+        }
+        forgetName(path);
     }
     m_status = eFileLocked;
     return false;
 }
 
-bool FileLocker::open(const char* path, int openFlags, struct stat& opened) {
+FileLocker::attempt_t FileLocker::tryLock(const char* path, int openFlags) {
+    if (isLockedHere(path)) {
+        return fail(eAlreadyExists);
+    }
+    attempt_t outcome = open(path, openFlags);
+    if (outcome == attempt_t::done) {
+        outcome = lockOpened();
+    }
+    if (outcome != attempt_t::done) {
+        return outcome;
+    }
+    // Who held the lock before us may have deleted the file before letting go: then what is
+    // locked is nothing that anybody else will ever find.
+    switch (checkAt(path)) {
+    case eOK:
+        return attempt_t::done;
+    case eNotFound:
+        return attempt_t::again;
+    default:
+        return fail(eFileError);
+    }
+}
+
+FileLocker::attempt_t FileLocker::fail(error_t status) {
+    m_status = status;
+    return attempt_t::failed;
+}
+
+FileLocker::attempt_t FileLocker::open(const char* path, int openFlags) {
     constexpr int always = O_RDWR | O_DSYNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
     do {
         m_descriptor = ::open(path, always | openFlags, mode);
     } while (m_descriptor < 0 && errno == EINTR);
-    if (m_descriptor < 0) {
-        m_status = errno == ENOENT && (openFlags & O_CREAT) == 0 ? eNotFound : whyNotOpen();
-        return false;
+    if (m_descriptor >= 0) {
+        return attempt_t::done;
     }
-    if (::fstat(m_descriptor, &opened) != 0 || !S_ISREG(opened.st_mode)) {
-        m_status = eFileError;
-        return false;
+    if (errno == ESTALE) {
+        return attempt_t::again;
     }
-    return true;
+    return fail(errno == ENOENT && (openFlags & O_CREAT) == 0 ? eNotFound : whyNotOpen());
+}
+
+FileLocker::attempt_t FileLocker::lockOpened() {
+    LockedFiles& files = LockedFiles::get();
+    const Guard guard(files.mutex());
+    struct stat file {};
+    if (::fstat(m_descriptor, &file) != 0) {
+        return errno == ESTALE ? attempt_t::again : fail(eFileError);
+    }
+    // A file with a second name was put here by somebody who wants that one written to.
+    if (!S_ISREG(file.st_mode) || file.st_nlink > 1) {
+        return fail(eFileError);
+    }
+    if (files.find(file) >= 0) {
+        return fail(eAlreadyExists);
+    }
+    const bool isGuarded = setLock(m_descriptor, F_WRLCK) == 0;
+    if (!isGuarded && (errno == EACCES || errno == EAGAIN)) {
+        return fail(eFileLocked);
+    }
+    if (!isGuarded && isGone()) {
+        return attempt_t::again;
+    }
+    files.add(m_descriptor, file, isGuarded);
+    return attempt_t::done;
 }
 
 void FileLocker::close() {
     if (m_descriptor < 0) {
         return;
     }
-    {
-        LockedFiles& files = LockedFiles::get();
-        const std::lock_guard<std::mutex> guard(files.mutex());
+    LockedFiles& files = LockedFiles::get();
+    const Guard guard(files.mutex());
+    if (files.holds(m_descriptor)) {
+        setLock(m_descriptor, F_UNLCK);
         files.remove(m_descriptor);
+        ::close(m_descriptor);
+    } else {
+        files.close(m_descriptor);
     }
-    setLock(m_descriptor, F_UNLCK);
-    ::close(m_descriptor);
     m_descriptor = -1;
 }
 
-bool FileLocker::isAt(const char* path) const {
-    struct stat opened {};
-    return ::fstat(m_descriptor, &opened) == 0 && isFileAt(path, opened);
+error_t FileLocker::checkAt(const char* path) const {
+    struct statx opened {};
+    struct statx found {};
+    struct statfs ignored {};
+    // Some clients answer every question about a file from what they remember, but this one.
+    if (::fstatfs(m_descriptor, &ignored) != 0 || !askServer(m_descriptor, "", opened)) {
+        return isGone() ? eNotFound : eFileError;
+    }
+    if (opened.stx_nlink == 0) {
+        return eNotFound;
+    }
+    if (!askServer(AT_FDCWD, path, found)) {
+        return isGone() ? eNotFound : eFileError;
+    }
+    return isSame(opened, found) ? eOK : eNotFound;
+}
+
+bool FileLocker::isGuarded() const {
+    LockedFiles& files = LockedFiles::get();
+    const Guard guard(files.mutex());
+    return files.isGuarded(m_descriptor);
 }
 
 error_t FileLocker::readData(basekit2::variant_bag_t& out) {
@@ -153,6 +220,9 @@ error_t FileLocker::writeData(basekit2::variant_bag_t& in) {
     for (std::size_t written = 0; written < length;) {
         const ssize_t n = ::pwrite(m_descriptor, text.c_str() + written, length - written,
                                    static_cast<off_t>(written));
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
         if (n < 1) {
             return finish(eFileError);
         }

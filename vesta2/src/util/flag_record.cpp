@@ -4,13 +4,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <string>
 #include <vector>
 
 #include "basekit2/host.h"
+#include "process_status.h"
 #include "vesta2/process_ids.h"
 
 namespace vesta2::util {
@@ -18,7 +21,7 @@ namespace vesta2::util {
 namespace {
 
 /// No record that this library writes comes near it.
-constexpr off_t greatestRecord = 64 * 1024;
+constexpr std::size_t greatestRecord = 64 * 1024;
 
 std::string askUserName() {
     std::array<char, 256> login{};
@@ -39,8 +42,26 @@ std::string userName() {
     return ::geteuid() == user ? name : askUserName();
 }
 
-unsigned number(const basekit2::variant_bag_t& record, const char* key) {
-    return static_cast<unsigned>(record.get_variant(key).to_int64());
+int number(const basekit2::variant_bag_t& record, const char* key) {
+    return static_cast<int>(record.get_variant(key).to_int64());
+}
+
+/// Fills `text` from the beginning of the file, as far as that goes; false when nothing can be
+/// read.
+bool readAll(int descriptor, std::string& text) {
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const ssize_t got =
+            ::pread(descriptor, text.data() + size, text.size() - size, static_cast<off_t>(size));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 1) {
+            return got == 0 && size > 0;
+        }
+        size += static_cast<std::size_t>(got);
+    }
+    return true;
 }
 
 }  // namespace
@@ -54,14 +75,10 @@ void fillRecord(basekit2::variant_bag_t& record) {
     record.put("os", "linux");
 }
 
-unsigned recordedPid(const basekit2::variant_bag_t& record) { return number(record, pidKey); }
-
-unsigned recordedPpid(const basekit2::variant_bag_t& record) { return number(record, ppidKey); }
-
 bool isReclaimable(const basekit2::variant_bag_t& record) {
-    const int pid = static_cast<int>(recordedPid(record));
-    const int ppid = static_cast<int>(recordedPpid(record));
-    return (pid == getPid() && ppid == getPPid()) || getPpidFromProc(pid) != ppid;
+    const int pid = number(record, pidKey);
+    const int ppid = number(record, ppidKey);
+    return (pid == getPid() && ppid == getPPid()) || hasEnded(pid, ppid);
 }
 
 error_t readRecord(int descriptor, basekit2::variant_bag_t& out) {
@@ -72,17 +89,14 @@ error_t readRecord(int descriptor, basekit2::variant_bag_t& out) {
     if (info.st_size == 0) {
         return eNotFound;
     }
-    if (info.st_size > greatestRecord) {
-        return eSerializationError;
-    }
-    std::string text(static_cast<std::size_t>(info.st_size), '\0');
-    const ssize_t got = ::pread(descriptor, text.data(), text.size(), 0);
-    if (got < 1) {
+    // What follows the greatest record can only be the rest of something else, behind a NUL.
+    std::string text(std::min(static_cast<std::size_t>(info.st_size), greatestRecord + 1), '\0');
+    if (!readAll(descriptor, text)) {
         return eFileError;
     }
-    // Behind the NUL may be the rest of a longer record.
     text.resize(std::strlen(text.c_str()));
-    return basekit2::bag_failed(basekit2::load_variant_bag_from_string(out, text))
+    const bool isTooLarge = text.size() > greatestRecord;
+    return isTooLarge || basekit2::bag_failed(basekit2::load_variant_bag_from_string(out, text))
                ? eSerializationError
                : eOK;
 }

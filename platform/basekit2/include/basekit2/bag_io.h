@@ -3,8 +3,10 @@
 ///
 /// The text is UTF-8 XML: one element a value, the element's name is its kind, its attribute `n`
 /// the value's name. Any byte string comes back exactly; what XML cannot hold is written with C
-/// escapes. The reader is strict: it accepts what the writer writes, up to 64 levels and 64 MiB,
-/// and leaves the bag empty when it refuses.
+/// escapes. The reader is strict: it accepts what the writer writes, in any layout and with either
+/// quote, and leaves the bag empty when it refuses. Reader and writer refuse more than 64 levels,
+/// 16 MiB of text or 262144 values in all, so that no file costs more than 256 MiB of memory to
+/// read.
 ///
 /// Every function returns 1 on success and a code with bit 30 set on failure. All are safe to call
 /// from several threads on different bags.
@@ -22,7 +24,7 @@ enum bag_result_t : int {
     bag_failed_bit = 1 << 30,
     bag_unreadable =
         bag_failed_bit | 1,  ///< the file is there but cannot be read, or is no regular file
-    bag_too_large = bag_failed_bit | 2,   ///< more than 64 MiB
+    bag_too_large = bag_failed_bit | 2,   ///< more than 16 MiB, or than 262144 values
     bag_malformed = bag_failed_bit | 3,   ///< not a bag's text
     bag_unwritable = bag_failed_bit | 4,  ///< the file cannot be written
     bag_absent = bag_failed_bit | 5,      ///< there is no such file
@@ -38,7 +40,8 @@ enum class durability_t {
                ///< same
 };
 
-/// Writes `bag` to `text`, with the root element `root`.
+/// Writes `bag` to `text`, with the root element `root`: letters, digits, "_", "-" and ".".
+/// `bag_malformed` for another root or a bag that is too deep; `text` is empty after a failure.
 BASEKIT2_API int save_variant_bag_to_string(const variant_bag_t& bag, std::string& text,
                                             const char* root = "bag");
 /// Reads `text` into `bag`. An empty `root` accepts any root element.
@@ -76,8 +79,12 @@ BASEKIT2_API int load_variant_bag2(variant_bag_t& bag, const std::string& path, 
 /// The text of a bag file, for a caller that needs its bytes as well as its bag.
 BASEKIT2_API int read_bag_text(const std::string& path, std::string& text);
 
-/// Whether `name` is one that `save_variant_bag` gives its temporary files. One that is still there
-/// was left by a process that was killed while it saved.
+/// A name for a file that takes its own by a rename: unique among all hosts and processes that
+/// write to the same directory, and short, since the own name may be as long as the file system
+/// allows.
+BASEKIT2_API std::string make_bag_temporary();
+/// Whether `name` is one of `make_bag_temporary`, as `save_variant_bag` gives its temporary files.
+/// One that is still there was left by a process that was killed.
 BASEKIT2_API bool is_bag_temporary(std::string_view name);
 
 }  // namespace basekit2

@@ -19,4 +19,8 @@ BASEKIT2_API std::vector<path_t> find_files(const path_t& directory, std::string
 /// Deletes a file or a symbolic link, not a directory. False, with `errno`, when that failed.
 BASEKIT2_API bool remove_file(const path_t& path);
 
+/// Gives the file `from` in the open directory the name `to`, which nothing may have. False, with
+/// `errno` (EEXIST for a name that is taken) and the file as it was, when that failed.
+BASEKIT2_API bool rename_exclusively(int directory, const char* from, const char* to);
+
 }  // namespace basekit2

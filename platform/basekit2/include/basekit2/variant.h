@@ -81,7 +81,8 @@ public:
     variant_bag_t& operator=(variant_bag_t&& other) noexcept;
     ~variant_bag_t() = default;
 
-    /// Stores `value` under `name`; an existing value is replaced in its place.
+    /// Stores `value` under `name`; an existing value is replaced in its place. An empty value is
+    /// no value: it removes the name, so that every value of a bag can be saved.
     void put(std::string_view name, variant_t value);
     [[nodiscard]] bool has(std::string_view name) const;
     /// The value under `name`, or null.

@@ -2,18 +2,18 @@
 
 #include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
+#include "../model/creation_record.h"
 #include "../model/property_names.h"
-#include "../tree/new_directory.h"
-#include "../tree/remove_tree.h"
-#include "basekit2/files.h"
+#include "../tree/made_directory.h"
+#include "../tree/tree_copier.h"
 #include "creation.h"
+#include "vesta2/discovery.h"
 #include "vesta2/experiment.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/project.h"
 #include "vesta2/result_directory.h"
 #include "vesta2/result_directory_manager.h"
-#include "vesta2/tree_copy.h"
 
 namespace vesta2 {
 
@@ -22,56 +22,80 @@ using basekit2::sptr_t;
 
 namespace {
 
-/// A duplicate takes the place of the marker file that it was made with, or keeps the name of its
-/// source's.
+/// Whether a duplicate's marker file is named after its directory, or keeps its name.
 enum class MarkerName { own, ofSource };
 
-/// Makes the new, still empty node `made` a copy of the one in `source`.
-sptr_t<INode> fill(sptr_t<INode> made, const fs::path& source, const std::string& sourceMarker,
-                   MarkerName name) {
-    const fs::path directory = made->getPath();
-    if (!isDirectory(directory)) {
-        return {};
-    }
-    const fs::path ownMarker = made->getMarkerFilePath();
-    basekit2::remove_file(basekit2::path_t(ownMarker.native()));
-    restrictLike(directory, source);
-    setStatus(eOK);
-    // A duplicate with something missing would pass for the whole.
-    if (!copyWithExcludingFlags(source, directory) || getStatus() != eOK) {
-        const error_t code = getStatus() == eOK ? eFileError : getStatus();
-        removeTree(directory);
-        setStatus(code);
-        return {};
-    }
-    fs::path marker = directory / sourceMarker;
-    if (!isThere(marker)) {
-        return made;
-    }
-    if (name == MarkerName::own) {
-        fs::rename(marker, ownMarker);
-        marker = ownMarker;
-        // The link file leads to the source.
-        removeVestaVariableFromMarkerFile(marker.c_str(), backlinkKey);
-    }
-    // What it was made with is in its memory; what it has become is on disk. Ours is the only
-    // handle.
-    made.reset();
-    return Node::lookup(marker.native(), nullptr);
+/// What is duplicated.
+struct Original {
+    const fs::path& directory;
+    std::string marker;
+    std::string extension;
+    MarkerName naming;
+};
+
+basekit2::variant_bag_t creationRecord() {
+    basekit2::variant_bag_t record;
+    fillCreationRecord(record);
+    return record;
 }
 
-/// Makes the duplicate at `path` with `create`, which gets its name and its parent directory.
-template <class Create>
-sptr_t<INode> duplicateAt(const char* path, const fs::path& source, const std::string& sourceMarker,
-                          MarkerName name, const Create& create) {
+/// Makes the marker file of a duplicate, or what was copied as that, its own.
+void settleMarker(const Original& original, const fs::path& marker) {
+    if (isAbsent(marker)) {
+        // The original has none.
+        setStatus(createDefaultMarkerFile(marker.parent_path(), marker.filename().native(),
+                                          creationRecord()));
+    } else if (original.naming == MarkerName::own) {
+        // The link file leads to the original.
+        removeVestaVariableFromMarkerFile(marker.c_str(), backlinkKey);
+    }
+}
+
+/// Fills the new directory and opens what it has become; empty, with the status, when that fails.
+sptr_t<INode> fill(const MadeDirectory& made, const Original& original, const std::string& group) {
+    const std::string marker = original.naming == MarkerName::own
+                                   ? made.path().filename().native() + original.extension
+                                   : original.marker;
+    const std::vector<std::string> exclusions = flagFilePatterns();
+    const TreeCopyRequest request{original.directory, made.path(), exclusions, nullptr,
+                                  original.marker,    marker};
+    requireFreeMarkerName(request);
+    setStatus(eOK);
+    const bool isDone = copyTree(request, made.duplicate());
+    // A duplicate with something missing would pass for the whole.
+    if (!isDone || getStatus() != eOK) {
+        setStatus(getStatus() == eOK ? eFileError : getStatus());
+        return {};
+    }
+    settleMarker(original, made.certainPath() / marker);
+    return getStatus() == eOK ? Node::lookup((made.path() / marker).native(), group.c_str())
+                              : sptr_t<INode>();
+}
+
+/// Makes the duplicate at `path`. What was made is deleted again unless all succeeds.
+sptr_t<INode> duplicateAt(const char* path, const Original& original) {
     if (!path || !*path) {
         setStatus(eParameterError);
         return {};
     }
     try {
         const fs::path full = completePath(path, nullptr);
-        sptr_t<INode> made = create(full.filename().native(), full.parent_path().native());
-        return made ? fill(std::move(made), source, sourceMarker, name) : made;
+        const std::string group = full.parent_path().native();
+        std::string pattern;
+        std::string markerName;
+        splitDirPatternAndFileName(full.filename(), original.extension, pattern, markerName);
+        const basekit2::variant_bag_t record = creationRecord();
+        std::string created;
+        if (!setStatus(
+                createDirectoryInternal(pattern, group.c_str(), false, &record, created, false))) {
+            return {};
+        }
+        MadeDirectory made(created, original.directory);
+        sptr_t<INode> node = fill(made, original, group);
+        if (node) {
+            made.keep();
+        }
+        return node;
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
         return {};
@@ -94,25 +118,18 @@ std::vector<std::string> splitPatterns(const std::string& text) {
 }  // namespace
 
 sptr_t<INode> ResultDirectory::duplicate(const char* path) const {
-    return duplicateAt(path, directory(), markerFileName(), MarkerName::own,
-                       [](const std::string& name, const std::string& parent) {
-                           return ResultDirectoryManager::create(name.c_str(), false, nullptr,
-                                                                 false, parent.c_str());
-                       });
+    return duplicateAt(path,
+                       {directory(), markerFileName(), resultMarkerFileExt(), MarkerName::own});
 }
 
 sptr_t<INode> Project::duplicate(const char* path) const {
-    return duplicateAt(path, directory(), markerFileName(), MarkerName::ofSource,
-                       [](const std::string& name, const std::string& parent) {
-                           return createNewProject(name.c_str(), parent.c_str());
-                       });
+    return duplicateAt(
+        path, {directory(), markerFileName(), projectMarkerFileExt(), MarkerName::ofSource});
 }
 
 sptr_t<INode> Experiment::duplicate(const char* path) const {
-    return duplicateAt(path, directory(), markerFileName(), MarkerName::ofSource,
-                       [](const std::string& name, const std::string& parent) {
-                           return IExperiment::create(name.c_str(), parent.c_str());
-                       });
+    return duplicateAt(
+        path, {directory(), markerFileName(), experimentMarkerFileExt(), MarkerName::ofSource});
 }
 
 sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
@@ -128,8 +145,12 @@ sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
         basekit2::variant_bag_t bag = properties();
         std::string created;
         if (!setStatus(
-                createDirectoryInternal(destination, nullptr, false, &bag, created, false)) ||
-            !copyDirectoryWithExlusionPattern(directory(), created, patterns, nullptr)) {
+                createDirectoryInternal(destination, nullptr, false, &bag, created, false))) {
+            return {};
+        }
+        MadeDirectory made(created, directory());
+        if (!copyTree({directory(), made.path(), patterns}, made.duplicate())) {
+            setStatus(getStatus() == eOK ? eFileError : getStatus());
             return {};
         }
         const error_t copied = getStatus();
@@ -137,14 +158,16 @@ sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
         if (basekit2::variant_bag_t* vesta = bag.get_bag(vestaSection)) {
             vesta->remove(backlinkKey);
         }
-        if (!setStatus(createDefaultMarkerFile(created, resultMarkerFileExt(), bag))) {
+        const std::string marker = made.path().filename().native() + resultMarkerFileExt();
+        if (!setStatus(createDefaultMarkerFile(made.certainPath(), marker, bag))) {
             return {};
         }
         sptr_t<IResultDirectory> exported =
             ResultDirectoryManager::open(created.c_str(), true, nullptr);
-        // Steps of the copy that failed are told by the status alone.
-        if (copied != eOK) {
-            setStatus(copied);
+        if (exported) {
+            made.keep();
+            // Steps of the copy that failed are told by the status alone.
+            setStatus(copied == eOK ? getStatus() : copied);
         }
         return exported;
     } catch (const boost::system::system_error& e) {

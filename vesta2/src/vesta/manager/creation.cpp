@@ -113,8 +113,9 @@ int greatestNumber(const fs::path& directory, const Pattern& pattern) {
 /// holds itself are taken as well: the new node gets a link file there.
 int lastNumber(const fs::path& parent, const std::string& group, const Pattern& pattern) {
     const int inParent = greatestNumber(parent, pattern);
-    return group.empty() || parent == group ? inParent
-                                            : std::max(inParent, greatestNumber(group, pattern));
+    return group.empty() || parent.native() == group
+               ? inParent
+               : std::max(inParent, greatestNumber(group, pattern));
 }
 
 /// Makes the directory of `number`.

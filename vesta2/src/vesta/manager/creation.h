@@ -4,7 +4,6 @@
 
 #include "basekit2/variant.h"
 #include "vesta2/error.h"
-#include "vesta2/i_project.h"
 
 namespace vesta2 {
 
@@ -23,8 +22,5 @@ error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool ove
 error_t createDirectoryInternal(const std::string& path, const char* baseDir, bool overwrite,
                                 const basekit2::variant_bag_t* bag, std::string& createdDir,
                                 bool literal);
-
-/// As `IProject::create`, of a directory that must not be there yet.
-basekit2::sptr_t<IProject> createNewProject(const char* name, const char* parentDir);
 
 }  // namespace vesta2

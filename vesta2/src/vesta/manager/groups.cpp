@@ -83,11 +83,6 @@ sptr_t<Interface> openNode(const char* name, const char* parentDir, const std::s
 
 }  // namespace
 
-sptr_t<IProject> createNewProject(const char* name, const char* parentDir) {
-    Made made;
-    return makeAndOpen<IProject>(name, parentDir, projectMarkerFileExt(), Existing::refuse, made);
-}
-
 sptr_t<IProject> IProject::create(const char* name, const char* parentDir, bool removeOnClose) {
     Made made;
     sptr_t<IProject> project =

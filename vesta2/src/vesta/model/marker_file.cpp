@@ -18,14 +18,15 @@ fs::path markerFileIn(fs::path directory, std::string name) {
 }
 
 error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag_t& bag) {
+    Node::retire(marker.native());
     int result = basekit2::create_variant_bag(bag, marker.native());
     if (result == basekit2::bag_exists) {
         result = basekit2::fill_variant_bag(bag, marker.native());
         if (basekit2::bag_failed(result)) {
             return eAlreadyExists;
         }
+        Node::retire(marker.native());
     }
-    Node::rebind(marker.native());
     return errorFromObxError(result);
 }
 

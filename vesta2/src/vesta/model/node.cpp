@@ -189,13 +189,13 @@ bool Node::removeDirectory(const fs::path& group) {
     removeTree(m_directory, group);
     // What comes into this place later is another node.
     m_removed = true;
-    m_removeOnClose = false;
     unregister();
     return true;
 }
 
 bool Node::removeOwnLink(const fs::path& group) {
-    if (m_linkFilePath.empty()) {
+    // A marker that is there again is another node's, and so is the link.
+    if (m_linkFilePath.empty() || (m_removed && !isAbsent(m_markerFilePath))) {
         return true;
     }
     switch (whereLeads(readLinkFile(m_linkFilePath))) {

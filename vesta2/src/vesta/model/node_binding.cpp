@@ -42,9 +42,7 @@ public:
     [[nodiscard]] bool isTooDeep() const { return t_depth > mostParents; }
 };
 
-bool isNotThere(const boost::system::system_error& e) {
-    return meansAbsent(e.code().value());
-}
+bool isNotThere(const boost::system::system_error& e) { return meansAbsent(e.code().value()); }
 
 }  // namespace
 
@@ -52,6 +50,9 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     setStatus(eOK);
     if (markerFilePath.empty()) {
         return false;
+    }
+    if (m_removed) {
+        return setStatus(eNotFound);
     }
     const Lock lock(s_recursiveMutex);
     if (markerFilePath == m_markerFilePath) {
@@ -66,7 +67,12 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     m_linkStale = m_linkStale || (!m_markerFilePath.empty() && !m_linkFilePath.empty());
     m_formerMarkerFilePath = std::exchange(m_markerFilePath, std::move(markerFilePath));
     takeName(m_markerFilePath);
-    readPlace();
+    readMarkerFile();
+    if (const basekit2::variant_t* output = findRdProp(outputDirectoryKey)) {
+        if (const std::string* directory = output->as_string()) {
+            m_outputDirectory = *directory;
+        }
+    }
     if (m_properties.get_bag(vestaSection)) {
         const bool isKnown = followBackLink();
         if (adoptAnyParent(parentGroupPath) != Membership::unknown && isKnown) {
@@ -86,33 +92,14 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     return getStatus() == eOK;
 }
 
-void Node::rebind(const std::string& markerFilePath) {
-    const Lock lock(s_recursiveMutex);
-    Node* const node = registered(normalPath(markerFilePath).native());
-    if (node && node->m_open) {
-        node->m_changeMonitor.modified = false;
-        node->m_removeOnClose = false;
-        node->readPlace();
-        node->placeRead();
-    }
-}
-
 void Node::takeName(const std::string& markerFilePath) {
     const fs::path marker = markerFilePath;
     m_directory = normalPath(marker).parent_path();
+    m_flagManager.setDirectory(m_directory.native());
     m_userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
     if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {
         m_userVisibleName = m_directory.stem().native();
-    }
-}
-
-void Node::readPlace() {
-    readMarkerFile();
-    if (const basekit2::variant_t* output = findRdProp(outputDirectoryKey)) {
-        if (const std::string* directory = output->as_string()) {
-            m_outputDirectory = *directory;
-        }
     }
 }
 
@@ -263,15 +250,18 @@ bool Node::changeMarkerFilePath(const char* newMarker) {
 }
 
 bool Node::changeUserVisibleName(const char* name) {
-    if (!setStatus(validateFileName(name))) {
+    if (!setStatus(m_removed ? eNotFound : validateFileName(name))) {
         return false;
     }
     const Lock lock(s_recursiveMutex);
     const fs::path marker = m_markerFilePath;
     const fs::path renamed = marker.parent_path() / (name + marker.extension().native());
     try {
-        if (renamed != marker) {
-            if (!canTakeName(renamed.filename().native())) {
+        if (renamed.native() != m_markerFilePath) {
+            if (fs::exists(fs::symlink_status(renamed))) {
+                return setStatus(eAlreadyExists);
+            }
+            if (!canBeLinkedFrom(m_directory, renamed.filename().native())) {
                 return false;
             }
             fs::rename(marker, renamed);

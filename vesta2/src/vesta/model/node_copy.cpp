@@ -1,13 +1,20 @@
+#include <sys/stat.h>
+
+#include <optional>
+#include <vector>
+
 #include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/normal_path.h"
+#include "../tree/flush.h"
+#include "../tree/made_directory.h"
 #include "../tree/new_directory.h"
 #include "../tree/remove_tree.h"
+#include "../tree/tree_copier.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 #include "vesta2/node_group.h"
 #include "vesta2/path_completion.h"
-#include "vesta2/tree_copy.h"
 
 namespace vesta2 {
 
@@ -40,52 +47,39 @@ private:
     std::string m_place;
 };
 
-/// A directory that is deleted again unless what it was made for succeeds.
-class NewTree {
-public:
-    explicit NewTree(fs::path path) : m_path(std::move(path)) {}
-    ~NewTree() {
-        try {
-            if (!m_path.empty()) {
-                removeTree(m_path);
-            }
-        } catch (const boost::system::system_error& e) {
-            // The status tells why it was not wanted.
-            logError(Severity::error, errorFromBoostError(e), e.what(), __LINE__);
-        }
-    }
-    NewTree(const NewTree&) = delete;
-    NewTree& operator=(const NewTree&) = delete;
-
-    void keep() { m_path.clear(); }
-
-private:
-    fs::path m_path;
-};
-
 /// Tells the caller's progress object of the beginning and, however it comes, of the end.
 class ProgressSpan {
 public:
-    ProgressSpan(notify2::IProgress* progress, std::uint64_t total) : m_progress(progress) {
-        if (m_progress) {
-            m_progress->start("", static_cast<double>(total));
-        }
-    }
+    explicit ProgressSpan(notify2::IProgress* progress) : m_progress(progress) {}
     ~ProgressSpan() {
-        if (m_progress) {
+        if (m_isBegun) {
             m_progress->finish();
         }
     }
     ProgressSpan(const ProgressSpan&) = delete;
     ProgressSpan& operator=(const ProgressSpan&) = delete;
 
+    void begin(Node& node) {
+        if (m_progress) {
+            m_progress->start("", static_cast<double>(node.getSize()));
+            m_isBegun = true;
+        }
+    }
+
 private:
     notify2::IProgress* m_progress;
+    bool m_isBegun = false;
 };
 
 bool liesBelow(const fs::path& place, const fs::path& directory) {
     const std::string inner = fs::weakly_canonical(place).native() + '/';
     return inner.rfind(fs::canonical(directory).native() + '/', 0) == 0;
+}
+
+/// As soon as the source is deleted, the copy must outlive a power cut.
+void makeLasting(const MadeDirectory& made) {
+    flushFileSystem(made.descriptor(), made.path());
+    flushDirectory(made.path().parent_path());
 }
 
 }  // namespace
@@ -96,12 +90,21 @@ bool Node::copy(const char* destination, bool rename, notify2::IProgress* progre
 
 bool Node::move(const char* destination, bool rename, notify2::IProgress* progress) {
     const fs::path old = m_directory;
+    const marker_state_t state = m_markerState;
+    struct stat source {};
+    const bool isKnown = ::lstat(old.c_str(), &source) == 0;
     // What could not be copied in full is not deleted.
     if (!transfer(destination, rename, progress, Incomplete::undone)) {
         return false;
     }
     try {
-        removeTree(old);
+        // Nor is it when it is not certain which directory that was, when the copy cannot be read,
+        // or while a link still leads to it.
+        if (!isKnown || m_markerState != state || !isLinkInOrder()) {
+            return setStatus(eFileError);
+        }
+        removeTree(old, FileId(source));
+        flushDirectory(old.parent_path());
         return true;
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
@@ -114,37 +117,56 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
     if (!destination || !*destination) {
         return setStatus(eParameterError);
     }
+    if (m_removed) {
+        return setStatus(eNotFound);
+    }
     if (progress && progress->isCancelled()) {
         return setStatus(eFileError);
     }
     try {
         const fs::path target = normalPath(completePath(destination, nullptr));
+        const std::string marker = rename ? markerNameIn(target) : markerFileName();
+        const std::vector<std::string> exclusions = flagFilePatterns();
+        const TreeCopyRequest request{m_directory, target,           exclusions,
+                                      progress,    markerFileName(), marker};
         if (isThere(target)) {
             return setStatus(eAlreadyExists);
+        }
+        requireFreeMarkerName(request);
+        if (!canBeLinkedFrom(target, marker)) {
+            return false;
         }
         if (liesBelow(target, m_directory) || createNewDirectory(target.native()) != eOK) {
             return setStatus(eFileError);
         }
-        NewTree tree(target);
-        restrictLike(target, m_directory);
-        const ProgressSpan span(progress, progress ? getSize() : 0);
-        error_t outcome = eOK;
-        {
-            PreservedFlags flags(m_flagManager, m_directory);
-            setStatus(eOK);
-            if (!copyDirectoryWithExlusionPattern(m_directory, target, flagFilePatterns(),
-                                                  progress)) {
-                return setStatus(eFileError);
-            }
-            outcome = getStatus();
-            if (outcome != eOK && incomplete == Incomplete::undone) {
+        // However it ends: the copy is deleted if it is not wanted, then the flags come back, and
+        // then the caller learns that it is over.
+        ProgressSpan span(progress);
+        std::optional<PreservedFlags> flags;
+        MadeDirectory made(target, m_directory);
+        span.begin(*this);
+        flags.emplace(m_flagManager, m_directory);
+        setStatus(eOK);
+        if (!copyTree(request, made.duplicate())) {
+            return setStatus(eFileError);
+        }
+        // Steps of the copy that failed are told by the status alone.
+        const error_t outcome = getStatus();
+        if (incomplete == Incomplete::undone) {
+            if (outcome != eOK) {
                 return false;
             }
-            tree.keep();
-            flags.moveTo(target);
+            makeLasting(made);
         }
-        settleIn(target, rename);
-        // Steps of the copy that failed are told by the status alone.
+        flags->moveTo(target);
+        flags.reset();
+        settleIn(target, marker);
+        if (m_directory != target) {
+            // Another node is open on the copy's marker already: this one stays where it was.
+            flags.emplace(m_flagManager, m_directory);
+            return setStatus(eAlreadyExists);
+        }
+        made.keep();
         if (outcome != eOK) {
             setStatus(outcome);
         }
@@ -154,14 +176,15 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
     }
 }
 
-/// Lives on in `directory`, which has everything but the name of the node's own.
-void Node::settleIn(const fs::path& directory, bool rename) {
-    const std::string marker = (directory / markerFileName()).native();
-    setMarkerFilePath(marker, m_parent ? m_parent->getPath() : nullptr);
-    if (rename) {
-        changeUserVisibleName(m_directory.filename().c_str());
-    }
-    if (m_ownGroup) {
+/// The name of this node's marker file when it is to be called as `directory` is.
+std::string Node::markerNameIn(const fs::path& directory) const {
+    return directory.filename().native() + fs::path(m_markerFilePath).extension().native();
+}
+
+/// Lives on in `directory`, whose marker file is called `marker`.
+void Node::settleIn(const fs::path& directory, const std::string& marker) {
+    setMarkerFilePath((directory / marker).native(), m_parent ? m_parent->getPath() : nullptr);
+    if (m_ownGroup && m_directory == directory) {
         m_ownGroup->setPath(directory.native());
         m_ownGroup->setOutputDirectory(directory.c_str());
     }

@@ -24,32 +24,24 @@ error_t runFlagOperation(const char* name, const Operation& operation) {
 
 }  // namespace
 
-std::string Node::makeFlagFileName(const char* name) const { return (m_directory / name).native(); }
-
 error_t Node::addFlag(const char* name, basekit2::sptr_t<IFlagData>& out, bool force) {
     basekit2::variant_bag_t record;
-    const error_t code = runFlagOperation(name, [&] {
-        return m_flagManager.writeFlag(makeFlagFileName(name).c_str(), force, &record);
-    });
+    const error_t code =
+        runFlagOperation(name, [&] { return m_flagManager.writeFlag(name, force, &record); });
     out = basekit2::sptr_t<IFlagData>(new util::FlagData(std::move(record)));
     return code;
 }
 
 error_t Node::addFlag(const char* name, bool force) {
-    return runFlagOperation(name, [&] {
-        return m_flagManager.writeFlag(makeFlagFileName(name).c_str(), force, nullptr);
-    });
+    return runFlagOperation(name, [&] { return m_flagManager.writeFlag(name, force, nullptr); });
 }
 
 error_t Node::removeFlag(const char* name, bool forceErase) {
-    return runFlagOperation(name, [&] {
-        return m_flagManager.removeFlag(makeFlagFileName(name).c_str(), true, forceErase);
-    });
+    return runFlagOperation(name, [&] { return m_flagManager.removeFlag(name, true, forceErase); });
 }
 
 error_t Node::ownFlag(const char* name) {
-    return runFlagOperation(
-        name, [&] { return m_flagManager.isFlagOwner(makeFlagFileName(name).c_str()); });
+    return runFlagOperation(name, [&] { return m_flagManager.isFlagOwner(name); });
 }
 
 bool Node::setFlag(const char* name) {

@@ -168,20 +168,27 @@ bool Node::hasWantedLink() const {
     return findWantedLinkPath(wanted) && wanted == m_linkFilePath;
 }
 
-/// Whether neither the node's directory nor its group has a marker of that name already; the status
-/// is set.
-bool Node::canTakeName(const std::string& markerName) const {
-    if (fs::exists(fs::symlink_status(m_directory / markerName))) {
-        return setStatus(eAlreadyExists);
+/// Whether its group can hold a link to the node when it lies in `directory` and its marker has
+/// that name; the status is set.
+bool Node::canBeLinkedFrom(const fs::path& directory, const std::string& markerName) const {
+    const Lock lock(s_recursiveMutex);
+    if (!m_parent) {
+        return setStatus(eOK);
     }
-    if (m_linkFilePath.empty() || !m_parent) {
-        return true;
+    const fs::path group = m_parent->getPath();
+    if (leadToSame(directory.parent_path(), group) == true) {
+        return setStatus(eOK);
     }
-    const fs::path link = fs::path(m_parent->getPath()) / (markerName + linkSuffix());
-    const Leads leads = whereLeads(readLinkFile(link.native()));
+    const Leads leads = whereLeads(readLinkFile((group / (markerName + linkSuffix())).native()));
     return setStatus(leads == Leads::elsewhere ? eAlreadyExists
                      : leads == Leads::unknown ? eUnknown
                                                : eOK);
+}
+
+/// Whether the link file, if the node needs one, leads here.
+bool Node::isLinkInOrder() const {
+    const Lock lock(s_recursiveMutex);
+    return hasWantedLink() && (m_linkFilePath.empty() || !m_linkStale);
 }
 
 bool Node::writeLinkFile(const std::string& path) {

@@ -125,6 +125,15 @@ void Node::unregister(const std::string& key) const {
     }
 }
 
+void Node::retire(const std::string& markerFilePath) {
+    const Lock lock(s_recursiveMutex);
+    Node* const node = registered(normalPath(markerFilePath).native());
+    if (node && node->m_open) {
+        node->m_removed = true;
+        node->unregister();
+    }
+}
+
 unsigned Node::uid(const sptr_t<INode>& node) {
     const Node* object = dynamic_cast<const Node*>(node.get());
     return object ? object->m_uid : 0;

@@ -1,15 +1,14 @@
 #include "vesta2/result_directory.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <string_view>
 
+#include "../discovery/directory_listing.h"
 #include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
+#include "../foundation/state_marks.h"
 #include "../tree/new_directory.h"
 #include "basekit2/files.h"
+#include "state_marks.h"
 #include "vesta2/names.h"
 #include "vesta2/result_files.h"
 
@@ -20,21 +19,8 @@ using basekit2::sptr_t;
 
 namespace {
 
-constexpr const char* finalizedMark = ".norun";
-constexpr const char* invalidMark = ".bad";
-
 /// Whether anything of that name is there; what cannot be told counts as absent.
 bool hasMark(const fs::path& directory, const char* mark) { return isThere(directory / mark); }
-
-void makeMark(const fs::path& file) {
-    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) {
-        throw fs::filesystem_error(
-            "cannot make", file,
-            boost::system::error_code(errno, boost::system::system_category()));
-    }
-    ::close(fd);
-}
 
 /// A mask or directory that is not given as people write it.
 std::string searchText(const char* text) {
@@ -43,6 +29,20 @@ std::string searchText(const char* text) {
     }
     // Deliberate: this one text stands for any single character.
     return std::string_view(text) == "-1" ? "?" : text;
+}
+
+void appendFiles(ResultFiles& found, const std::string& directory, const std::string& mask) {
+    for (const basekit2::path_t& file :
+         basekit2::find_files(basekit2::path_t(directory), mask, false)) {
+        found.append(file.text());
+    }
+}
+
+void appendEntries(ResultFiles& found, const std::string& directory) {
+    DirectoryListing entries(directory);
+    while (entries.next()) {
+        found.append(entries.path());
+    }
 }
 
 }  // namespace
@@ -65,11 +65,10 @@ bool ResultDirectory::setFinalized(bool finalized) {
         return true;
     }
     try {
-        const fs::path mark = directory() / finalizedMark;
         if (finalized) {
-            makeMark(mark);
+            makeMark(directory(), finalizedMark);
         } else {
-            fs::remove(mark);
+            removeMark(directory(), finalizedMark);
         }
         m_finalized = finalized;
     } catch (const boost::system::system_error& e) {
@@ -98,7 +97,7 @@ void ResultDirectory::setInvalid() {
 
 error_t ResultDirectory::markInvalid() {
     try {
-        makeMark(directory() / invalidMark);
+        makeMark(directory(), invalidMark);
         return eOK;
     } catch (const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
@@ -143,12 +142,12 @@ sptr_t<IPathIterator> ResultDirectory::getResultFiles(const char* mask) {
     if (!directories) {
         return {};
     }
-    const std::string wanted = searchText(mask ? mask : "*");
     const sptr_t<ResultFiles> found(new ResultFiles());
     while (const char* path = directories->next()) {
-        for (const basekit2::path_t& file :
-             basekit2::find_files(basekit2::path_t(searchText(path)), wanted, false)) {
-            found->append(file.text());
+        if (mask) {
+            appendFiles(*found, searchText(path), searchText(mask));
+        } else {
+            appendEntries(*found, path);
         }
     }
     found->rewind();
@@ -156,7 +155,9 @@ sptr_t<IPathIterator> ResultDirectory::getResultFiles(const char* mask) {
 }
 
 const char* ResultDirectory::getSubdir(const char* name) {
-    setStatus(eOK);
+    if (!setStatus(name ? eOK : eParameterError)) {
+        return nullptr;
+    }
     try {
         const fs::path path = directory() / name;
         fs::create_directories(path);

@@ -18,6 +18,20 @@ constexpr const char* commandLogKey = "commandLog";
 
 }  // namespace
 
+void ResultDirectory::changeText(const char* property, const char* value) {
+    if (!value) {
+        setStatus(eParameterError);
+        return;
+    }
+    setRdPropStr(property, value);
+    markModified();
+}
+
+void ResultDirectory::changeTime(const char* property, long value) {
+    setRdPropTime(property, value);
+    markModified();
+}
+
 const char* ResultDirectory::getCreationHostName() { return getRdPropStr(hostnameKey, "unknown"); }
 
 const char* ResultDirectory::getCreationOs(bool pretty) {
@@ -35,31 +49,31 @@ const char* ResultDirectory::getCollectorCommand() {
 }
 
 void ResultDirectory::setCollectorCommand(const char* command) {
-    setRdPropStr(collectionCommandKey, command);
+    changeText(collectionCommandKey, command);
 }
 
 long ResultDirectory::getCollectionTimeBegin() { return getRdPropTime(collectionTimeBeginKey, 0); }
 
 void ResultDirectory::setCollectionTimeBegin(long time) {
-    setRdPropTime(collectionTimeBeginKey, time);
+    changeTime(collectionTimeBeginKey, time);
 }
 
 long ResultDirectory::getCollectionTimeEnd() { return getRdPropTime(collectionTimeEndKey, 0); }
 
-void ResultDirectory::setCollectionTimeEnd(long time) { setRdPropTime(collectionTimeEndKey, time); }
+void ResultDirectory::setCollectionTimeEnd(long time) { changeTime(collectionTimeEndKey, time); }
 
 long ResultDirectory::getFinalizationTimeBegin() {
     return getRdPropTime(finalizationTimeBeginKey, 0);
 }
 
 void ResultDirectory::setFinalizationTimeBegin(long time) {
-    setRdPropTime(finalizationTimeBeginKey, time);
+    changeTime(finalizationTimeBeginKey, time);
 }
 
 long ResultDirectory::getFinalizationTimeEnd() { return getRdPropTime(finalizationTimeEndKey, 0); }
 
 void ResultDirectory::setFinalizationTimeEnd(long time) {
-    setRdPropTime(finalizationTimeEndKey, time);
+    changeTime(finalizationTimeEndKey, time);
 }
 
 int ResultDirectory::getLogicalCPUCount() { return getRdPropInt(logicalCpuCountKey, 0); }
@@ -74,14 +88,14 @@ std::string ResultDirectory::getApplicationLog() {
     return logPath(applicationLogKey, "application.log");
 }
 
-void ResultDirectory::setApplicationLog(const char* name) { setRdPropStr(applicationLogKey, name); }
+void ResultDirectory::setApplicationLog(const char* name) { changeText(applicationLogKey, name); }
 
 std::string ResultDirectory::getCollectorLog() { return logPath(collectorLogKey, "collector.log"); }
 
-void ResultDirectory::setCollectorLog(const char* name) { setRdPropStr(collectorLogKey, name); }
+void ResultDirectory::setCollectorLog(const char* name) { changeText(collectorLogKey, name); }
 
 std::string ResultDirectory::getCommandLog() { return logPath(commandLogKey, "command.log"); }
 
-void ResultDirectory::setCommandLog(const char* name) { setRdPropStr(commandLogKey, name); }
+void ResultDirectory::setCommandLog(const char* name) { changeText(commandLogKey, name); }
 
 }  // namespace vesta2

@@ -10,12 +10,14 @@
 #include <cerrno>
 #include <limits>
 
+#include "../discovery/extensions.h"
+#include "../foundation/locked_files.h"
 #include "basekit2/descriptor.h"
 #include "tree_error.h"
+#include "vesta2/names.h"
 
 namespace vesta2 {
 
-namespace fs = boost::filesystem;
 using basekit2::descriptor_t;
 
 namespace {
@@ -53,31 +55,80 @@ private:
     const char* m_name;
 };
 
+/// A file that is read. It may belong to a flag, and another thread may lock it at any moment: it
+/// is closed so that no lock of this process is lost by it.
+class SourceFile {
+public:
+    SourceFile(int directory, const char* name)
+        : m_descriptor(::openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)) {
+        m_isOpen = m_descriptor >= 0 && ::fstat(m_descriptor, &m_info) == 0;
+    }
+    ~SourceFile() {
+        if (m_descriptor >= 0) {
+            LockedFiles& files = LockedFiles::get();
+            const std::lock_guard<std::mutex> guard(files.mutex());
+            files.close(m_descriptor, m_info);
+        }
+    }
+    SourceFile(const SourceFile&) = delete;
+    SourceFile& operator=(const SourceFile&) = delete;
+
+    [[nodiscard]] bool isOpen() const { return m_isOpen; }
+    [[nodiscard]] int descriptor() const { return m_descriptor; }
+    [[nodiscard]] const struct stat& info() const { return m_info; }
+
+private:
+    int m_descriptor;
+    bool m_isOpen;
+    struct stat m_info {};
+};
+
+/// Whether this process has the file locked. None that it has is called otherwise.
+bool isOwnFlagFile(int directory, const std::string& name) {
+    const std::string_view extension = extensionOf(name);
+    if (extension != getFlagLockExtension() && extension != getFlagInfoExtension()) {
+        return false;
+    }
+    struct stat info {};
+    return ::fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+           isLockedByThisProcess(info.st_dev, info.st_ino);
+}
+
 }  // namespace
 
-bool FileCopier::copy(const OpenPlace& from, const OpenPlace& to, const char* name) {
-    const fs::path sourcePath = from.path / name;
-    const fs::path targetPath = to.path / name;
-    const descriptor_t source(
-        ::openat(from.descriptor, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
-    if (!source || ::fstat(source.get(), &info) != 0) {
-        throwTreeError("cannot read", sourcePath);
+void FileCopier::Names::failAtSource(const char* what) const {
+    throwTreeError(what, from.pathOf(name.c_str()));
+}
+
+void FileCopier::Names::failAtTarget(const char* what) const {
+    throwTreeError(what, to.pathOf(copiedName.c_str()));
+}
+
+FileCopier::Copied FileCopier::copy(const DirectoryChain& from, const std::string& name,
+                                    const DirectoryChain& to, const std::string& copiedName) {
+    const Names names{from, name, to, copiedName};
+    if (isOwnFlagFile(from.descriptor(), name)) {
+        return Copied::leftOut;
     }
+    const SourceFile source(from.descriptor(), name.c_str());
+    if (!source.isOpen()) {
+        names.failAtSource("cannot read");
+    }
+    const struct stat& info = source.info();
     if (!S_ISREG(info.st_mode)) {
-        return true;
+        return Copied::leftOut;
     }
     // For nobody else, until it has the permissions of the source.
-    descriptor_t target(::openat(to.descriptor, name,
+    descriptor_t target(::openat(to.descriptor(), copiedName.c_str(),
                                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                  S_IRUSR | S_IWUSR));
     if (!target) {
-        throwTreeError("cannot make", targetPath);
+        names.failAtTarget("cannot make");
     }
-    UnfinishedFile unfinished(to.descriptor, name);
-    Job job{source.get(), target.get(), info, sourcePath, targetPath};
+    UnfinishedFile unfinished(to.descriptor(), copiedName.c_str());
+    Job job{source.descriptor(), target.get(), info, names};
     if (!copyContent(job)) {
-        return false;
+        return Copied::cancelled;
     }
     constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
     const std::array times{info.st_atim, info.st_mtim};
@@ -86,11 +137,11 @@ bool FileCopier::copy(const OpenPlace& from, const OpenPlace& to, const char* na
         (::fchmod(target.get(), info.st_mode & permissions) == 0 || isRefusal(errno)) &&
         (::futimens(target.get(), times.data()) == 0 || isRefusal(errno));
     if (!isMarked || !target.close()) {
-        throwTreeError("cannot write", targetPath);
+        names.failAtTarget("cannot write");
     }
     unfinished.keep();
-    report(job, static_cast<std::uint64_t>(info.st_size));
-    return true;
+    reportWhole(job);
+    return Copied::whole;
 }
 
 bool FileCopier::copyContent(Job& job) {
@@ -118,7 +169,7 @@ bool FileCopier::copyAroundHoles(Job& job) {
         }
         const off_t end = ::lseek(job.source, begin, SEEK_HOLE);
         if (end < 0) {
-            throwTreeError("cannot read", job.sourcePath);
+            job.names.failAtSource("cannot read");
         }
         if (!copyRange(job, static_cast<std::uint64_t>(begin), static_cast<std::uint64_t>(end))) {
             return false;
@@ -126,7 +177,7 @@ bool FileCopier::copyAroundHoles(Job& job) {
         at = end;
     }
     if (::ftruncate(job.target, std::max(at, job.info.st_size)) != 0) {
-        throwTreeError("cannot write", job.targetPath);
+        job.names.failAtTarget("cannot write");
     }
     return true;
 }
@@ -145,7 +196,7 @@ bool FileCopier::copyRange(Job& job, std::uint64_t begin, std::uint64_t end) {
             break;
         }
         at += copied;
-        report(job, std::min(at, size));
+        reportPart(job, std::min(at, size));
     }
     return true;
 }
@@ -167,7 +218,7 @@ std::uint64_t FileCopier::copyChunk(const Job& job, std::uint64_t at, std::uint6
             return static_cast<std::uint64_t>(copied);
         }
         if (copied < 0 && !isRefusal(errno) && errno != EINTR) {
-            throwTreeError("cannot copy", job.targetPath);
+            job.names.failAtTarget("cannot copy");
         }
         // Nothing was copied: the end, a refusal, or a file system that gets it wrong.
         m_canCopyInKernel = copied == 0 || errno == EINTR;
@@ -184,24 +235,33 @@ std::uint64_t FileCopier::copyThroughBuffer(const Job& job, std::uint64_t at,
         got = ::pread(job.source, m_buffer.data(), wanted, static_cast<off_t>(at));
     } while (got < 0 && errno == EINTR);
     if (got < 0) {
-        throwTreeError("cannot read", job.sourcePath);
+        job.names.failAtSource("cannot read");
     }
     for (ssize_t written = 0; written < got;) {
         const ssize_t n =
             ::pwrite(job.target, m_buffer.data() + written, static_cast<std::size_t>(got - written),
                      static_cast<off_t>(at) + written);
         if (n < 0 && errno != EINTR) {
-            throwTreeError("cannot write", job.targetPath);
+            job.names.failAtTarget("cannot write");
         }
         written += std::max<ssize_t>(n, 0);
     }
     return static_cast<std::uint64_t>(got);
 }
 
-void FileCopier::report(Job& job, std::uint64_t done) {
-    if (m_progress && done > job.reported) {
+/// What takes a while is told in steps; other files are told once.
+void FileCopier::reportPart(Job& job, std::uint64_t done) {
+    if (m_progress && static_cast<std::uint64_t>(job.info.st_size) > chunkSize &&
+        done - job.reported >= chunkSize) {
         m_progress->advance(static_cast<double>(done - job.reported));
         job.reported = done;
+    }
+}
+
+void FileCopier::reportWhole(const Job& job) {
+    const auto size = static_cast<std::uint64_t>(job.info.st_size);
+    if (m_progress && (job.reported < size || size == 0)) {
+        m_progress->advance(static_cast<double>(size - job.reported));
     }
 }
 

@@ -2,19 +2,14 @@
 
 #include <sys/stat.h>
 
-#include <boost/filesystem/path.hpp>
 #include <cstdint>
+#include <string>
 #include <vector>
 
+#include "directory_chain.h"
 #include "notify2/progress.h"
 
 namespace vesta2 {
-
-/// A directory, by its descriptor and by the path that messages name it with.
-struct OpenPlace {
-    int descriptor;
-    const boost::filesystem::path& path;
-};
 
 /// Copies files one after the other, and remembers what the file systems cannot do.
 class FileCopier {
@@ -22,21 +17,34 @@ public:
     /// `progress`, which may be null, learns of the bytes that are done.
     explicit FileCopier(notify2::IProgress* progress) : m_progress(progress) {}
 
-    /// Copies the regular file `name` of one directory into another that has nothing of that name.
-    /// False when it was cancelled. Throws `boost::filesystem::filesystem_error` when it fails. In
-    /// both cases no part of a copy is left.
-    bool copy(const OpenPlace& from, const OpenPlace& to, const char* name);
+    enum class Copied { whole, leftOut, cancelled };
+
+    /// Copies the regular file `name` of the directory at the end of one chain into that of another
+    /// under `copiedName`, which nothing there may have. `leftOut`: it is no regular file any more,
+    /// or one that this process has locked for a flag.
+    /// Throws `boost::filesystem::filesystem_error` when it fails. No part of a copy is left.
+    Copied copy(const DirectoryChain& from, const std::string& name, const DirectoryChain& to,
+                const std::string& copiedName);
 
     [[nodiscard]] bool isCancelled() const { return m_progress && m_progress->isCancelled(); }
 
 private:
+    /// What is copied whereto: for messages, so that no path is built for a file that has none.
+    struct Names {
+        const DirectoryChain& from;
+        const std::string& name;
+        const DirectoryChain& to;
+        const std::string& copiedName;
+
+        [[noreturn]] void failAtSource(const char* what) const;
+        [[noreturn]] void failAtTarget(const char* what) const;
+    };
     /// One copy on its way.
     struct Job {
         int source;
         int target;
         const struct stat& info;
-        const boost::filesystem::path& sourcePath;
-        const boost::filesystem::path& targetPath;
+        const Names& names;
         std::uint64_t reported = 0;
     };
 
@@ -47,7 +55,8 @@ private:
     /// Bytes copied from `at` on, at most `length`; 0 at the end of the source.
     std::uint64_t copyChunk(const Job& job, std::uint64_t at, std::uint64_t length);
     std::uint64_t copyThroughBuffer(const Job& job, std::uint64_t at, std::uint64_t length);
-    void report(Job& job, std::uint64_t done);
+    void reportPart(Job& job, std::uint64_t done);
+    void reportWhole(const Job& job);
 
     notify2::IProgress* m_progress;
     bool m_canShare = true;

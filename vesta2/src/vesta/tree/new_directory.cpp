@@ -33,9 +33,4 @@ error_t createNewDirectory(const std::string& path) {
     }
 }
 
-void restrictLike(const fs::path& directory, const fs::path& model) {
-    const fs::perms surplus = (fs::group_all | fs::others_all) & ~fs::status(model).permissions();
-    fs::permissions(directory, fs::remove_perms | surplus);
-}
-
 }  // namespace vesta2

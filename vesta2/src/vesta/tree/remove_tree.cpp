@@ -1,16 +1,12 @@
 #include "remove_tree.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <memory>
-#include <string_view>
-
-#include "basekit2/descriptor.h"
+#include "directory_chain.h"
+#include "level_listing.h"
 #include "tree_error.h"
+#include "tree_walk.h"
 
 namespace vesta2 {
 
@@ -23,90 +19,106 @@ namespace {
 /// deletes what the one before missed.
 constexpr int mostPasses = 16;
 
-[[noreturn]] void fail(const fs::path& path) { throwTreeError("cannot delete", path); }
-
 /// Works on descriptors alone, so that no name is looked up twice and none leads out of the tree.
 class Remover {
 public:
-    /// Deletes the entry `name` of the directory that `parent` is open on and that `place` names in
-    /// messages.
-    void removeEntry(int parent, const char* name, bool directoryExpected, const fs::path& place) {
-        if (!directoryExpected) {
-            if (unlink(parent, name, 0)) {
-                return;
-            }
-            if (errno != EISDIR && errno != EPERM) {
-                fail(place / name);
-            }
-        }
-        descriptor_t directory(
-            ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-        if (directory) {
-            removeDirectory(parent, name, std::move(directory), place / name);
-        } else if (errno == ENOTDIR || errno == ELOOP) {
-            if (!unlink(parent, name, 0)) {
-                fail(place / name);
-            }
-        } else if (errno != ENOENT) {
-            fail(place / name);
-        }
+    /// Deletes the entry `name` of the directory at the top of `chain`; with `only`, if it is that.
+    Remover(DirectoryChain chain, std::string name, const FileId* only)
+        : m_chain(std::move(chain)), m_name(std::move(name)), m_only(only) {}
+
+    std::uintmax_t run() {
+        walkTree(*this);
+        return m_count;
     }
 
-    [[nodiscard]] std::uintmax_t count() const { return m_count; }
+    std::vector<std::string> list() {
+        if (m_chain.isAtTop()) {
+            return {m_name};
+        }
+        std::vector<std::string> subdirectories;
+        forEachEntry(m_chain, [&](const DirectoryListing& entry) {
+            std::string name(entry.name());
+            if (entry.kind() == DT_DIR || !unlinkFile(name)) {
+                subdirectories.push_back(std::move(name));
+            }
+        });
+        return subdirectories;
+    }
+
+    Next enter(const std::string& name) {
+        const bool isOutermost = m_chain.isAtTop();
+        if (m_chain.enter(name.c_str())) {
+            if (isOutermost && m_only && !isWanted("", AT_EMPTY_PATH)) {
+                m_chain.leave();
+                return Next::past;
+            }
+            m_misses.push_back(0);
+            return Next::into;
+        }
+        if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
+            fail(name);
+        }
+        const bool isOther = errno == ENOENT || (isOutermost && m_only && !isWanted(name, 0));
+        if (!isOther && !unlinkFile(name)) {
+            fail(name);
+        }
+        return Next::past;
+    }
+
+    bool leave(const std::string& name) {
+        m_chain.leave();
+        m_misses.pop_back();
+        int& misses = m_misses.back();
+        if (unlink(name, AT_REMOVEDIR)) {
+            misses = 0;
+            return true;
+        }
+        if ((errno != ENOTEMPTY && errno != EEXIST) || ++misses == mostPasses) {
+            fail(name);
+        }
+        return false;
+    }
 
 private:
-    struct Closer {
-        void operator()(DIR* stream) const { ::closedir(stream); }
-    };
+    [[noreturn]] void fail(const std::string& name) {
+        const int error = errno;
+        const fs::path path = m_chain.pathOf(name.c_str());
+        errno = error;
+        throwTreeError("cannot delete", path);
+    }
+
+    [[nodiscard]] bool isWanted(const std::string& name, int flags) const {
+        struct stat info {};
+        return ::fstatat(m_chain.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW | flags) ==
+                   0 &&
+               FileId(info) == *m_only;
+    }
 
     /// True when the entry is gone, by us or by somebody else.
-    bool unlink(int parent, const char* name, int flags) {
-        if (::unlinkat(parent, name, flags) == 0) {
+    bool unlink(const std::string& name, int flags) {
+        if (::unlinkat(m_chain.descriptor(), name.c_str(), flags) == 0) {
             ++m_count;
             return true;
         }
         return errno == ENOENT;
     }
 
-    void removeDirectory(int parent, const char* name, descriptor_t directory,
-                         const fs::path& path) {
-        const std::unique_ptr<DIR, Closer> stream(::fdopendir(directory.get()));
-        if (!stream) {
-            fail(path);
+    /// False when it may be a directory.
+    bool unlinkFile(const std::string& name) {
+        if (unlink(name, 0)) {
+            return true;
         }
-        static_cast<void>(directory.release());
-        for (int pass = 0; pass < mostPasses; ++pass) {
-            removeEntries(stream.get(), path);
-            if (unlink(parent, name, AT_REMOVEDIR)) {
-                return;
-            }
-            if (errno != ENOTEMPTY && errno != EEXIST) {
-                fail(path);
-            }
-            ::rewinddir(stream.get());
+        if (errno != EISDIR && errno != EPERM) {
+            fail(name);
         }
-        errno = ENOTEMPTY;
-        fail(path);
+        return false;
     }
 
-    void removeEntries(DIR* stream, const fs::path& path) {
-        for (;;) {
-            errno = 0;
-            const dirent* entry = ::readdir(stream);
-            if (!entry) {
-                if (errno != 0) {
-                    fail(path);
-                }
-                return;
-            }
-            const std::string_view name = entry->d_name;
-            if (name != "." && name != "..") {
-                removeEntry(::dirfd(stream), entry->d_name, entry->d_type == DT_DIR, path);
-            }
-        }
-    }
-
+    DirectoryChain m_chain;
+    std::string m_name;
+    const FileId* m_only;
     std::uintmax_t m_count = 0;
+    std::vector<int> m_misses{0};  ///< by depth: how often the present subdirectory was not empty
 };
 
 /// Opens the directory `path` step by step from `inside` on, following no symbolic link on the way;
@@ -124,20 +136,27 @@ descriptor_t openInside(const fs::path& inside, const fs::path& path) {
     return directory;
 }
 
+/// Deletes the entry `name`, which may be a whole path, of the directory `parent`.
+std::uintmax_t removeEntry(descriptor_t parent, const fs::path& parentPath, const std::string& name,
+                           const FileId* only) {
+    if (!parent) {
+        throwTreeError("cannot delete", name);
+    }
+    return Remover(DirectoryChain(std::move(parent), parentPath.native()), name, only).run();
+}
+
+descriptor_t workingDirectory() { return descriptor_t(::open(".", O_PATH | O_CLOEXEC)); }
+
 }  // namespace
 
 std::uintmax_t removeTree(const fs::path& path, const fs::path& inside) {
-    Remover remover;
-    if (inside.empty()) {
-        remover.removeEntry(AT_FDCWD, path.c_str(), true, fs::path());
-        return remover.count();
-    }
-    const descriptor_t parent = openInside(inside, path.parent_path());
-    if (!parent) {
-        fail(path);
-    }
-    remover.removeEntry(parent.get(), path.filename().c_str(), true, path.parent_path());
-    return remover.count();
+    return inside.empty() ? removeEntry(workingDirectory(), {}, path.native(), nullptr)
+                          : removeEntry(openInside(inside, path.parent_path()), path.parent_path(),
+                                        path.filename().native(), nullptr);
+}
+
+std::uintmax_t removeTree(const fs::path& path, const FileId& id) {
+    return removeEntry(workingDirectory(), {}, path.native(), &id);
 }
 
 bool staysInside(const fs::path& inside, const fs::path& path) {

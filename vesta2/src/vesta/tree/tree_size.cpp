@@ -3,10 +3,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <string>
-
-#include "../discovery/directory_listing.h"
+#include "directory_chain.h"
+#include "level_listing.h"
 #include "tree_error.h"
+#include "tree_walk.h"
 
 namespace vesta2 {
 
@@ -16,31 +16,59 @@ using basekit2::descriptor_t;
 namespace {
 
 /// Adds up `measure`, which gets a directory's descriptor and a name in it, over the regular files
-/// below the directory `name`, up to the first entry that fails in a directory.
+/// of a tree. What fails in a directory ends the look at that directory.
 template <class Measure>
-std::uint64_t sumOverFiles(int parent, const char* name, int follow, const Measure& measure) {
-    std::uint64_t sum = 0;
-    try {
-        descriptor_t directory(
-            ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | follow));
-        if (!directory) {
-            return sum;
+class Sum {
+public:
+    Sum(DirectoryChain chain, const Measure& measure)
+        : m_chain(std::move(chain)), m_measure(measure) {}
+
+    std::uint64_t run() {
+        try {
+            walkTree(*this);
+        } catch (const fs::filesystem_error&) {
+            // The way back up is lost.
         }
-        DirectoryListing listing(name, std::move(directory));
-        while (listing.next()) {
-            const unsigned char kind = listing.kind();
-            // A view of an entry's name ends with a NUL, as the kernel gave it.
-            const char* entry = listing.name().data();
-            if (kind == DT_DIR) {
-                sum += sumOverFiles(listing.descriptor(), entry, O_NOFOLLOW, measure);
-            } else if (kind == DT_REG) {
-                sum += measure(listing.descriptor(), entry);
-            }
-        }
-    } catch (const fs::filesystem_error&) {
-        return sum;
+        return m_sum;
     }
-    return sum;
+
+    std::vector<std::string> list() {
+        std::vector<std::string> subdirectories;
+        try {
+            forEachEntry(m_chain, [&](const DirectoryListing& entry) {
+                const unsigned char kind = entry.kind();
+                if (kind == DT_DIR) {
+                    subdirectories.emplace_back(entry.name());
+                } else if (kind == DT_REG) {
+                    // A view of an entry's name ends with a NUL, as the kernel gave it.
+                    m_sum += m_measure(m_chain.descriptor(), entry.name().data());
+                }
+            });
+        } catch (const fs::filesystem_error&) {
+            // The rest of the directory does not count.
+        }
+        return subdirectories;
+    }
+
+    Next enter(const std::string& name) {
+        return m_chain.enter(name.c_str()) ? Next::into : Next::past;
+    }
+
+    bool leave(const std::string& /*name*/) {
+        m_chain.leave();
+        return true;
+    }
+
+private:
+    DirectoryChain m_chain;
+    const Measure& m_measure;
+    std::uint64_t m_sum = 0;
+};
+
+template <class Measure>
+std::uint64_t sumOverFiles(const fs::path& directory, const Measure& measure) {
+    descriptor_t top(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+    return top ? Sum(DirectoryChain(std::move(top), directory.native()), measure).run() : 0;
 }
 
 std::uint64_t sizeOf(int directory, const char* name) {
@@ -56,11 +84,11 @@ std::uint64_t countOne(int /*directory*/, const char* /*name*/) { return 1; }
 }  // namespace
 
 std::uint64_t calcDirectoryFilesSize(const fs::path& directory) {
-    return sumOverFiles(AT_FDCWD, directory.c_str(), 0, sizeOf);
+    return sumOverFiles(directory, sizeOf);
 }
 
 std::uint64_t calcDirectoryFilesCount(const fs::path& directory) {
-    return sumOverFiles(AT_FDCWD, directory.c_str(), 0, countOne);
+    return sumOverFiles(directory, countOne);
 }
 
 }  // namespace vesta2

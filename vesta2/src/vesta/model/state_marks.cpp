@@ -1,0 +1,57 @@
+#include "state_marks.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "../tree/flush.h"
+#include "../tree/tree_error.h"
+#include "basekit2/descriptor.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::descriptor_t;
+
+namespace {
+
+descriptor_t open(const fs::path& directory) {
+    descriptor_t opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened) {
+        throwTreeError("cannot open the directory", directory);
+    }
+    return opened;
+}
+
+}  // namespace
+
+void makeMark(const fs::path& directory, const char* mark) {
+    const fs::path path = directory / mark;
+    const descriptor_t place = open(directory);
+    constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    const descriptor_t file(
+        ::openat(place.get(), mark,
+                 O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
+    struct stat info {};
+    if (!file || ::fstat(file.get(), &info) != 0) {
+        throwTreeError("cannot make", path);
+    }
+    if (!S_ISREG(info.st_mode)) {
+        errno = EINVAL;
+        throwTreeError("is no regular file", path);
+    }
+    flush(file.get(), path);
+    flush(place.get(), directory);
+}
+
+void removeMark(const fs::path& directory, const char* mark) {
+    const descriptor_t place = open(directory);
+    // A directory of that name is a mark as well.
+    if (::unlinkat(place.get(), mark, 0) != 0 && errno != ENOENT &&
+        (errno != EISDIR || ::unlinkat(place.get(), mark, AT_REMOVEDIR) != 0)) {
+        throwTreeError("cannot delete", directory / mark);
+    }
+    flush(place.get(), directory);
+}
+
+}  // namespace vesta2

@@ -1,0 +1,292 @@
+#include "tree_copier.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "../discovery/extensions.h"
+#include "../foundation/failure.h"
+#include "../foundation/state_marks.h"
+#include "basekit2/bag_io.h"
+#include "basekit2/files.h"
+#include "directory_chain.h"
+#include "file_copier.h"
+#include "level_listing.h"
+#include "tree_error.h"
+#include "tree_walk.h"
+#include "vesta2/names.h"
+#include "vesta2/tree_copy.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::descriptor_t;
+
+namespace {
+
+/// The end of a copy that has failed as a whole or is not wanted any more.
+struct CopyEnded {};
+
+/// When a file of the top is copied: what makes a directory a node comes last. An invalid node is
+/// marked before it is one, and what has all its files is finalized.
+enum class Turn { atOnce, invalid, node, finalized };
+
+Turn turnOf(const std::string& name, const FileSet& markers) {
+    if (name == invalidMark) {
+        return Turn::invalid;
+    }
+    if (name == finalizedMark) {
+        return Turn::finalized;
+    }
+    return isOneOf(extensionOf(name), markers) ? Turn::node : Turn::atOnce;
+}
+
+/// Works on descriptors, so that no name on the way is looked up twice and none leads out of either
+/// tree. A step that fails in a directory ends that directory, and leaves its parent to go on.
+class TreeCopier {
+public:
+    TreeCopier(const TreeCopyRequest& request, descriptor_t source, descriptor_t destination)
+        : m_request(request),
+          m_source(std::move(source), request.source.native()),
+          m_target(std::move(destination), request.destination.native()),
+          m_files(request.progress) {}
+
+    bool run() {
+        try {
+            goOnUnlessCancelled();
+            noteDestination();
+            refuseDestination();
+            walkTree(*this);
+            copyMarks();
+            goOnUnlessCancelled();
+            return true;
+        } catch (const CopyEnded&) {
+            return false;
+        } catch (const boost::system::system_error& e) {
+            return !VESTA_FAIL_WITH(e);
+        }
+    }
+
+    std::vector<std::string> list() {
+        std::vector<std::string> subdirectories;
+        try {
+            forEachEntry(m_source, [&](const DirectoryListing& entry) {
+                goOnUnlessCancelled();
+                std::string name(entry.name());
+                if (basekit2::is_bag_temporary(name) || skipOnExport(name, m_request.exclusions)) {
+                    return;
+                }
+                const unsigned char kind = entry.kind();
+                if (kind == DT_DIR) {
+                    subdirectories.push_back(std::move(name));
+                } else if (kind == DT_REG) {
+                    copyOrPutOff(std::move(name));
+                }
+            });
+        } catch (const boost::system::system_error& e) {
+            endLevel(e);
+        }
+        return subdirectories;
+    }
+
+    Next enter(const std::string& name) {
+        goOnUnlessCancelled();
+        try {
+            makeLike(name);
+        } catch (const boost::system::system_error& e) {
+            endLevel(e);
+            return Next::up;
+        }
+        return enterBoth(name) ? Next::into : Next::past;
+    }
+
+    bool leave(const std::string& /*name*/) {
+        m_source.leave();
+        m_target.leave();
+        goOnUnlessCancelled();
+        return true;
+    }
+
+private:
+    struct Mark {
+        Turn turn;
+        std::string name;
+        bool operator<(const Mark& other) const { return turn < other.turn; }
+    };
+
+    void goOnUnlessCancelled() const {
+        if (m_files.isCancelled()) {
+            throw CopyEnded();
+        }
+    }
+
+    void endLevel(const boost::system::system_error& e) {
+        VESTA_FAIL_WITH(e);
+        m_isTopWhole = m_isTopWhole && !m_source.isAtTop();
+    }
+
+    void noteDestination() {
+        struct stat info {};
+        if (::fstat(m_target.descriptor(), &info) != 0) {
+            throwTreeError("cannot look at", m_target.path());
+        }
+        m_destination = FileId(info);
+    }
+
+    /// The copy of a tree that holds its own destination would never end.
+    void refuseDestination() {
+        struct stat info {};
+        if (::fstat(m_source.descriptor(), &info) != 0) {
+            throwTreeError("cannot look at", m_source.path());
+        }
+        if (FileId(info) == m_destination) {
+            VESTA_LOG_ERROR(eInvalidPath, m_source.path().c_str());
+            setStatus(eInvalidPath);
+            throw CopyEnded();
+        }
+    }
+
+    void copyOrPutOff(std::string name) {
+        const Turn turn = m_source.isAtTop() ? turnOf(name, m_markers) : Turn::atOnce;
+        if (turn == Turn::atOnce) {
+            copyFile(name, name);
+        } else {
+            m_marks.push_back({turn, std::move(name)});
+        }
+    }
+
+    bool copyFile(const std::string& name, const std::string& copiedName) {
+        if (m_request.progress) {
+            m_request.progress->setCurrentItem(m_source.pathOf(name.c_str()).c_str());
+        }
+        const FileCopier::Copied copied = m_files.copy(m_source, name, m_target, copiedName);
+        if (copied == FileCopier::Copied::cancelled) {
+            throw CopyEnded();
+        }
+        return copied == FileCopier::Copied::whole;
+    }
+
+    void copyMarks() {
+        if (!m_isTopWhole) {
+            return;
+        }
+        std::stable_sort(m_marks.begin(), m_marks.end());
+        try {
+            for (const Mark& mark : m_marks) {
+                goOnUnlessCancelled();
+                copyMark(mark.name);
+            }
+        } catch (const boost::system::system_error& e) {
+            VESTA_FAIL_WITH(e);
+        }
+    }
+
+    /// A marker is never seen half written.
+    void copyMark(const std::string& name) {
+        const std::string temporary = basekit2::make_bag_temporary();
+        if (copyFile(name, temporary)) {
+            const std::string& wanted = nameInCopy(name);
+            if (!basekit2::rename_exclusively(m_target.descriptor(), temporary.c_str(),
+                                              wanted.c_str())) {
+                deleteFromTarget(temporary);
+                throwTreeError("cannot make", m_target.pathOf(wanted.c_str()));
+            }
+        }
+    }
+
+    [[nodiscard]] const std::string& nameInCopy(const std::string& name) const {
+        const bool isRenamed = name == m_request.marker && !m_request.copiedMarker.empty();
+        return isRenamed ? m_request.copiedMarker : name;
+    }
+
+    void deleteFromTarget(const std::string& name) {
+        const KeptErrno kept;
+        ::unlinkat(m_target.descriptor(), name.c_str(), 0);
+    }
+
+    /// Makes the directory `name` in the target, as it is in the source.
+    void makeLike(const std::string& name) {
+        struct stat info {};
+        if (::fstatat(m_source.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+            throwTreeError("cannot look at", m_source.pathOf(name.c_str()));
+        }
+        // Its owner must be able to fill it, and to delete it again.
+        constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+        const mode_t mode = (info.st_mode & permissions) | S_IRWXU;
+        if (::mkdirat(m_target.descriptor(), name.c_str(), mode) != 0) {
+            if (errno == EEXIST && isDirectoryInTarget(name)) {
+                throw CopyEnded();
+            }
+            throwTreeError("cannot make", m_target.pathOf(name.c_str()));
+        }
+    }
+
+    [[nodiscard]] bool isDirectoryInTarget(const std::string& name) const {
+        const KeptErrno kept;
+        struct stat info {};
+        const bool found = ::fstatat(m_target.descriptor(), name.c_str(), &info, 0) == 0;
+        return found && S_ISDIR(info.st_mode);
+    }
+
+    bool enterBoth(const std::string& name) {
+        try {
+            if (!m_target.enter(name.c_str())) {
+                throwTreeError("cannot open the directory", m_target.pathOf(name.c_str()));
+            }
+            if (!m_source.enter(name.c_str())) {
+                leaveTarget();
+                throwTreeError("cannot list the directory", m_source.pathOf(name.c_str()));
+            }
+        } catch (const boost::system::system_error& e) {
+            VESTA_FAIL_WITH(e);
+            return false;
+        }
+        refuseDestination();
+        return true;
+    }
+
+    void leaveTarget() {
+        const KeptErrno kept;
+        m_target.leave();
+    }
+
+    const TreeCopyRequest& m_request;
+    const FileSet m_markers{resultMarkerFileExt(), experimentMarkerFileExt(),
+                            projectMarkerFileExt()};
+    DirectoryChain m_source;
+    DirectoryChain m_target;
+    FileCopier m_files;
+    FileId m_destination;
+    bool m_isTopWhole = true;
+    std::vector<Mark> m_marks;
+};
+
+}  // namespace
+
+void requireFreeMarkerName(const TreeCopyRequest& request) {
+    if (request.copiedMarker == request.marker) {
+        return;
+    }
+    const fs::path taken = request.source / request.copiedMarker;
+    struct stat info {};
+    if (::lstat(taken.c_str(), &info) == 0) {
+        errno = EEXIST;
+    }
+    if (errno != ENOENT) {
+        throwTreeError("the marker file cannot be called like", taken);
+    }
+}
+
+bool copyTree(const TreeCopyRequest& request, descriptor_t destination) {
+    // What the caller names may be a symbolic link; what is found below it is none.
+    descriptor_t source(
+        ::open(request.source.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+    if (!source) {
+        throwTreeError("cannot list the directory", request.source);
+    }
+    return TreeCopier(request, std::move(source), std::move(destination)).run();
+}
+
+}  // namespace vesta2
