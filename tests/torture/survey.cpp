@@ -73,7 +73,7 @@ void addMarker(Survey& out, const fs::path& root, const fs::path& path) {
 bool isFlag(const std::string& path) {
     static const vesta2::FileSet extensions(vesta2::getFlagLockExtension(),
                                             vesta2::getFlagInfoExtension());
-    return hasExtension(path, extensions);
+    return vesta2::hasExtension(path, extensions);
 }
 
 std::string text(const FoundNode& node, const std::string& key) {
