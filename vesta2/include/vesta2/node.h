@@ -103,6 +103,10 @@ public:
     /// How reading its marker file went when the node was last bound to it; `absent` for an empty
     /// handle.
     static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
+    /// Whether `INode::getParent` and `getLinkFilePath` can be believed: false when the group that
+    /// may hold the node, or the link that leads to it, could not be looked at. Such a node is
+    /// neither renamed nor copied nor moved (`eUnknown`). True for an empty handle.
+    static bool isParentKnown(const basekit2::sptr_t<INode>& node);
     /// Takes the node that is open on the marker file, if there is one, out of the registry: its
     /// directory was deleted, and another node comes into its place. Its handles stay valid, but it
     /// is as after `remove`: it saves and deletes nothing any more.
@@ -235,6 +239,7 @@ private:
     basekit2::sptr_t<optstore2::IBagPropertyStorage> m_transientStorage;
     std::string m_outputDirectory;
     marker_state_t m_markerState = marker_state_t::absent;
+    bool m_isParentKnown = true;  ///< whether the look for the parent and its link did not fail
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;

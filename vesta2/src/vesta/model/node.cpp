@@ -36,6 +36,12 @@ Node::Node(std::string markerFilePath, const char* parentGroupPath)
             setLinkPath(std::string(markerFilePath), markerFilePath);
         }
         setMarkerFilePath(std::move(markerFilePath), parentGroupPath);
+        if (!m_linkFilePath.empty() && m_linkFilePath == m_markerFilePath) {
+            // The link does not tell where the marker file is; its own text is none.
+            m_properties.clear();
+            m_markerState = m_markerState == marker_state_t::malformed ? marker_state_t::malformed
+                                                                       : marker_state_t::unreadable;
+        }
         m_propertyStorage->addChangeListener(&m_changeMonitor);
     } catch (...) {
         // The destructor will not run: nothing may find the node any more.

@@ -78,8 +78,9 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
         }
     }
     if (m_properties.get_bag(vestaSection)) {
-        const bool isKnown = followBackLink();
-        if (adoptAnyParent(parentGroupPath) != Membership::unknown && isKnown) {
+        const bool isLinkKnown = followBackLink();
+        m_isParentKnown = adoptAnyParent(parentGroupPath) != Membership::unknown && isLinkKnown;
+        if (m_isParentKnown) {
             updateLinkFile();
         }
         if (parentGroupPath && !hasWantedLink()) {
@@ -196,6 +197,7 @@ bool Node::joinGroup(const std::string& groupPath) {
         m_parent = former;
         return setStatus(eUnknown);
     }
+    m_isParentKnown = true;
     updateLinkFile();
     if (!hasWantedLink()) {
         m_parent = former;

@@ -91,6 +91,7 @@ bool Node::copy(const char* destination, bool rename, notify2::IProgress* progre
 bool Node::move(const char* destination, bool rename, notify2::IProgress* progress) {
     const fs::path old = m_directory;
     const marker_state_t state = m_markerState;
+    const basekit2::sptr_t<INode> group = m_parent;
     struct stat source {};
     const bool isKnown = ::lstat(old.c_str(), &source) == 0;
     // What could not be copied in full is not deleted.
@@ -99,8 +100,9 @@ bool Node::move(const char* destination, bool rename, notify2::IProgress* progre
     }
     try {
         // Nor is it when it is not certain which directory that was, when the copy cannot be read,
-        // or while a link still leads to it.
-        if (!isKnown || m_markerState != state || !isLinkInOrder()) {
+        // while a link still leads to it, or when its group could not take in the copy.
+        if (!isKnown || m_markerState != state || m_parent.get() != group.get() ||
+            !isLinkInOrder()) {
             return setStatus(eFileError);
         }
         removeTree(old, FileId(source));
@@ -160,6 +162,7 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
         }
         flags->moveTo(target);
         flags.reset();
+        const basekit2::sptr_t<INode> group = m_parent;
         settleIn(target, marker);
         if (m_directory != target) {
             // Another node is open on the copy's marker already: this one stays where it was.
@@ -169,6 +172,9 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
         made.keep();
         if (outcome != eOK) {
             setStatus(outcome);
+        } else if (m_parent.get() != group.get() && getStatus() == eOK) {
+            // Its group could not be looked at, and did not take in the copy.
+            setStatus(eUnknown);
         }
         return true;
     } catch (const boost::system::system_error& e) {

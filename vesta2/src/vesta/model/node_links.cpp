@@ -172,6 +172,9 @@ bool Node::hasWantedLink() const {
 /// that name; the status is set.
 bool Node::canBeLinkedFrom(const fs::path& directory, const std::string& markerName) const {
     const Lock lock(s_recursiveMutex);
+    if (!m_isParentKnown) {
+        return setStatus(eUnknown);
+    }
     if (!m_parent) {
         return setStatus(eOK);
     }
