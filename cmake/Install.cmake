@@ -25,6 +25,22 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/vesta2ConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# The package can be moved as a whole: the prefix is told from where its file is, however deep that
+# is, unless the libraries are installed outside of it.
+set(pc_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pc_up ${pc_dir} ${CMAKE_INSTALL_PREFIX})
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+else()
+  string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${pc_up}")
+endif()
+foreach(dir INCLUDEDIR LIBDIR)
+  string(TOLOWER pc_${dir} variable)
+  set(${variable} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+    set(${variable} ${CMAKE_INSTALL_${dir}})
+  endif()
+endforeach()
 configure_file(cmake/vesta2.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vesta2.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vesta2.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

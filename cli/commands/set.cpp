@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "failure.h"
+#include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"

@@ -41,6 +41,8 @@ Action declareMark(Options& options, Mark& mark) {
 }
 
 ResultHandle setFinalized(ResultHandle result) {
+    requirePresent(*result);
+    requireUnclaimed(*result);
     // The library tells by the status alone whether the mark was made.
     result->setFinalized(true);
     if (vesta2::getStatus() != vesta2::eOK) {

@@ -1,10 +1,11 @@
 #include "nodes/new_result.h"
 
-#include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
 
 #include "failure.h"
+#include "nodes/flags.h"
 #include "nodes/node_argument.h"
+#include "nodes/presence.h"
 #include "nodes/variables.h"
 #include "output/text.h"
 #include "vesta2/discovery.h"
@@ -31,12 +32,14 @@ void requireOverwritable(const NewResult& wanted, const std::string& group,
         vesta2::Pattern::subst(whole.filename().native(), variables.get_bag("vesta"));
     const std::string path =
         vesta2::completePath(whole.parent_path() / name, group.c_str()).native();
-    boost::system::error_code ignored;
-    if (boost::filesystem::exists(path, ignored) &&
-        !vesta2::IResultDirectory::probe(path.c_str())) {
+    if (!isThere(path)) {
+        return;
+    }
+    if (!vesta2::IResultDirectory::probe(path.c_str())) {
         throw Failure(exitExists, path, "is there, but is no result",
                       "--overwrite replaces results only; choose another name");
     }
+    requireUnclaimed(*openResult(path));
 }
 
 Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const std::string& path) {

@@ -46,6 +46,8 @@ TEST_F(CliFlagsTest, WhoHoldsAFlagIsToldAndRespected) {
         {"move", "r000", "elsewhere"},
         {"invalidate", "r000"},
         {"rename", "r000", "q"},
+        {"finalize", "r000"},
+        {"create", "result", "r000", "--overwrite"},
         {"remove", "-y", "quiet", "r000"},
         {"purge", ".", "--keep", "0", "--mask", "r@@@", "-y"},
     };

@@ -35,6 +35,9 @@ TEST(CpuInfo, TellsTheFrequency) {
     EXPECT_EQ(frequencies(intel), both(2400000000));
     EXPECT_EQ(frequencies("model name\t: Old 800MHz\n"), both(800000000));
     EXPECT_EQ(frequencies("model name\t: AMD 7B13\ncpu MHz\t\t: 2449.998\n"), both(2449998000));
+    EXPECT_EQ(frequencies("model name\t: A 4.10GHz\n"), both(4100000000));
+    EXPECT_EQ(frequencies("model name\t: A \t\v2.40GHz\n"), both(2400000000));
+    EXPECT_EQ(frequencies("cpu MHz\v\f: 4099.999\n"), both(4099999000));
     EXPECT_EQ(frequencies("cpu  \t MHz \t : \t 100"), both(100000000));
     EXPECT_EQ(frequencies("cpu MHz:5\xFF\n"), both(5000000));
     EXPECT_EQ(frequencies(std::string("model name\0: A 1GHz\n", 20)), both(1000000000));
@@ -118,8 +121,14 @@ TEST(SystemInfo, ComparesAvxThenSse) {
 }
 
 TEST(SystemInfo, IsGatheredByAnyThread) {
-    std::thread other([] { EXPECT_NE(SystemInfo().cpuCount(), 0U); });
+    std::thread other([] {
+        SystemInfo info;
+        EXPECT_NE(info.cpuCount(), 0U);
+        EXPECT_TRUE(info.init_from_os());
+        info.getIsa();
+    });
     SystemInfo info;
+    EXPECT_TRUE(info.init_from_os());
     EXPECT_EQ(info.cpuCount(), static_cast<std::uint32_t>(::sysconf(_SC_NPROCESSORS_CONF)));
     EXPECT_FALSE(info.init_from_cpuid());
     other.join();

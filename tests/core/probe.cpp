@@ -1,5 +1,6 @@
 /// Prints what the library makes of its arguments, in a process that was started for it alone.
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -41,6 +42,17 @@ void printMessage(const Arguments& code) { std::cout << messageOf(code.at(0)) <<
 
 void printMessageElsewhere(const Arguments& code) {
     std::filesystem::current_path("/");
+    printMessage(code);
+}
+
+/// The message when no file can be opened, and when one can again.
+void printMessageLater(const Arguments& code) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    printMessage(code);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
     printMessage(code);
 }
 
@@ -109,8 +121,13 @@ void failAtTheEnd(const Arguments& /*arguments*/) {
 /// COMMAND ARGUMENT...
 int main(int argc, char** argv) {
     const std::map<std::string, std::function<void(const Arguments&)>> commands{
-        {"names", printNames}, {"message", printMessage}, {"elsewhere", printMessageElsewhere},
-        {"check", checkNames}, {"size", printSize},       {"threads", askInThreads},
+        {"names", printNames},
+        {"message", printMessage},
+        {"elsewhere", printMessageElsewhere},
+        {"later", printMessageLater},
+        {"check", checkNames},
+        {"size", printSize},
+        {"threads", askInThreads},
         {"end", failAtTheEnd}};
     const Arguments arguments(argv + 1, argv + argc);
     commands.at(arguments.at(0))(Arguments(arguments.begin() + 1, arguments.end()));

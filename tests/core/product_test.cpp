@@ -5,6 +5,7 @@
 #include <memory>
 #include <regex>
 #include <string>
+#include <utility>
 
 #include "basekit2/bag_io.h"
 #include "optstore2/data_files.h"
@@ -53,6 +54,11 @@ TEST_F(Product, BuiltInValuesServeWhereTheFileDoesNot) {
                               ".zentorlink .zentorprojlink .zentorexplink\n"
                               ".dflgzentor .infozentor\n";
     EXPECT_EQ(probe(withData("torn", ""), "names"), "vesta2\n0.0.0.0\n" + names);
+    for (const std::string name :
+         {"", "a/b", "a b", "..", "\xC3\xA9", "0123456789012345678901234567890123"}) {
+        const std::string product = "<bag v=\"1\"><str n=\"shortName\">" + name + "</str></bag>";
+        EXPECT_EQ(probe(withData(product.c_str(), ""), "names"), "vesta2\n0.0.0.0\n" + names);
+    }
     EXPECT_EQ(probe(withData("<bag v=\"1\"><int32 n=\"shortName\">1</int32>"
                              "<str n=\"name\">Other</str></bag>",
                              ""),
@@ -68,6 +74,7 @@ TEST_F(Product, MessagesAreTheCatalogsOrTheirKeys) {
         withData("", "<bag v=\"1\"><str n=\"%NotFound\">Nichts da {0}</str></bag>");
     EXPECT_EQ(probe(other, "message 4"), "Nichts da {0}\n");
     EXPECT_EQ(probe(other, "message 3"), "%AlreadyExists\n");
+    EXPECT_EQ(probe(other, "later 4"), "%NotFound\nNichts da {0}\n");
 }
 
 TEST(Messages, EveryCodeHasItsText) {
@@ -110,8 +117,12 @@ TEST_F(Product, FailedNamesAreLogged) {
         expected.append(begin).append(text).append(end);
     }
     EXPECT_TRUE(std::regex_match(log, std::regex(expected))) << log;
-    EXPECT_EQ(probe(environment + " VESTA_LOG='error:" + file + "2'", names), "");
-    EXPECT_EQ(support::readFile(file + "2"), "");
+    // An unknown level counts as "warn".
+    for (const auto& [level, warns] : {std::pair{"error", false}, {"DEBUG", true}, {"x", true}}) {
+        probe(environment + " VESTA_LOG='" + level + ":" + file + level + "'", names);
+        EXPECT_EQ(support::readFile(file + level).find(" WARN ") != std::string::npos, warns)
+            << level;
+    }
 }
 
 }  // namespace

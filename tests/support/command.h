@@ -22,10 +22,10 @@ public:
         std::vector<std::string> environment{};
         /// Takes the place of the standard output stream.
         std::string output{};
-        /// Run instead of the command; looked for as a shell does.
-        std::string program{};
         /// On a terminal of its own, this many columns wide; what it prints is then `out` alone.
         int terminalWidth = 0;
+        /// Run instead of the command; looked for as a shell does.
+        std::string program{};
     };
 
     Command(const std::vector<std::string>& arguments, const Setting& setting);

@@ -43,8 +43,9 @@ bool isFlushedBefore(const Scene& scene, const std::string& place, const std::st
             dirty.insert(fs::path(call.path).parent_path());
         }
     }
-    // Temporary files have other names now.
-    std::erase_if(dirty, [&](const std::string& path) { return scene.isGone(path); });
+    // Temporary files have other names now, and flags are not for long.
+    std::erase_if(dirty,
+                  [&](const std::string& path) { return scene.isGone(path) || isFlag(path); });
     return dirty.empty();
 }
 
@@ -83,8 +84,10 @@ bool isMade(const Scene& scene) {
 
 /// Marked where it was or beside, but in one piece.
 bool isInvalid(const Scene& scene) {
-    const std::string place = scene.isGone("p/open") ? "p/open-bad" : "p/open";
-    return scene.isWhole("p/open", place) && !scene.isGone(place + "/.bad");
+    const auto isHere = [&](const std::string& place) {
+        return scene.isWhole("p/open", place) && !scene.isGone(place + "/.bad");
+    };
+    return isHere("p/open-bad") || isHere("p/open");
 }
 
 bool isCollected(const Scene& scene) {

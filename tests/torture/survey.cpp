@@ -31,17 +31,11 @@ bool isLink(const fs::path& path) {
     return hasExtension(path, extensions);
 }
 
-bool isFlag(const fs::path& path) {
-    static const vesta2::FileSet extensions(vesta2::getFlagLockExtension(),
-                                            vesta2::getFlagInfoExtension());
-    return hasExtension(path, extensions);
-}
-
 std::map<std::string, std::string> dataFiles(const fs::path& directory) {
     std::map<std::string, std::string> files;
     for (const auto& entry : fs::recursive_directory_iterator(directory)) {
         const fs::path& path = entry.path();
-        const bool isOwn = isMarker(path) || isLink(path) || isFlag(path) ||
+        const bool isOwn = isMarker(path) || isLink(path) || isFlag(path.native()) ||
                            path.filename() == ".norun" || path.filename() == ".bad" ||
                            basekit2::is_bag_temporary(path.filename().native());
         if (entry.is_regular_file() && !isOwn) {
@@ -75,6 +69,12 @@ void addMarker(Survey& out, const fs::path& root, const fs::path& path) {
 }
 
 }  // namespace
+
+bool isFlag(const std::string& path) {
+    static const vesta2::FileSet extensions(vesta2::getFlagLockExtension(),
+                                            vesta2::getFlagInfoExtension());
+    return vesta2::hasExtension(path, extensions);
+}
 
 std::string text(const FoundNode& node, const std::string& key) {
     const basekit2::variant_t value = node.section.get_variant(key);

@@ -39,6 +39,9 @@ struct Survey {
                                 const std::string& directory) const;
 };
 
+/// Whether a file belongs to a flag.
+bool isFlag(const std::string& path);
+
 Survey survey(const std::string& root);
 
 /// Whether two nodes are the same but for what the library keeps to itself (how they are reached)

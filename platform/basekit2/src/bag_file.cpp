@@ -118,14 +118,12 @@ private:
     bool m_exists;
 };
 
-descriptor_t open_file(const std::string& path, int flags) {
-    return descriptor_t(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC); }));
-}
-
 /// The directory that holds, or will hold, the file at `path`.
 descriptor_t open_directory_of(const path_t& path) {
     const path_t parent = path.parent();
-    return open_file(parent.text().empty() ? "." : parent.text(), O_RDONLY | O_DIRECTORY);
+    const char* name = parent.text().empty() ? "." : parent.c_str();
+    return descriptor_t(
+        uninterrupted([name] { return ::open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
 }
 
 bool flush_directory(int directory) {
@@ -228,41 +226,12 @@ int fill_variant_bag(const variant_bag_t& bag, const std::string& path) {
 }
 
 int read_bag_text(const std::string& path, std::string& text) {
-    text.clear();
-    const descriptor_t file = open_file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    if (!file && (errno == ENOENT || errno == ENOTDIR)) {
-        return bag_absent;
+    if (read_file(path, max_bytes, text)) {
+        return bag_ok;
     }
-    struct stat info {};
-    if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        return bag_unreadable;
-    }
-    if (static_cast<std::uint64_t>(info.st_size) > max_bytes) {
-        return bag_too_large;
-    }
-    // One byte more than the file had: a file that grew meanwhile shows, and is read on.
-    std::size_t length = 0;
-    text.resize(static_cast<std::size_t>(info.st_size) + 1);
-    for (;;) {
-        const ssize_t got = uninterrupted(
-            [&] { return ::read(file.get(), text.data() + length, text.size() - length); });
-        if (got < 0) {
-            text.clear();
-            return bag_unreadable;
-        }
-        if (got == 0) {
-            text.resize(length);
-            return bag_ok;
-        }
-        length += static_cast<std::size_t>(got);
-        if (length > max_bytes) {
-            text.clear();
-            return bag_too_large;
-        }
-        if (length == text.size()) {
-            text.resize(std::min(length * 2, max_bytes + 1));
-        }
-    }
+    return errno == ENOENT || errno == ENOTDIR ? bag_absent
+           : errno == EFBIG                    ? bag_too_large
+                                               : bag_unreadable;
 }
 
 int load_variant_bag(variant_bag_t& bag, const std::string& path, const char* root) {

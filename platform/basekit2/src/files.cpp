@@ -7,7 +7,11 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+
+#include "basekit2/descriptor.h"
+#include "basekit2/uninterrupted.h"
 
 namespace basekit2 {
 namespace {
@@ -37,7 +41,49 @@ bool look_and_rename(int directory, const char* from, const char* to) {
     return errno == ENOENT && ::renameat(directory, from, directory, to) == 0;
 }
 
+bool fail(int error) {
+    errno = error;
+    return false;
+}
+
+/// The size of a regular file tells how much to read at once; it may hold more, and less.
+bool read_regular(int file, std::size_t limit, std::string& text) {
+    struct stat info {};
+    if (::fstat(file, &info) != 0) {
+        return false;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return fail(EINVAL);
+    }
+    const auto size = static_cast<std::uint64_t>(info.st_size);
+    text.resize(static_cast<std::size_t>(std::min<std::uint64_t>(size, limit)) + 1);
+    for (std::size_t length = 0; length <= limit;) {
+        const ssize_t got =
+            uninterrupted([&] { return ::read(file, text.data() + length, text.size() - length); });
+        if (got <= 0) {
+            text.resize(length);
+            return got == 0;
+        }
+        length += static_cast<std::size_t>(got);
+        if (length == text.size()) {
+            text.resize(std::min(length * 2, limit + 1));
+        }
+    }
+    return fail(EFBIG);
+}
+
 }  // namespace
+
+bool read_file(const std::string& path, std::size_t limit, std::string& text) {
+    text.clear();
+    const descriptor_t file(uninterrupted(
+        [&path] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    if (file && read_regular(file.get(), limit, text)) {
+        return true;
+    }
+    text.clear();
+    return false;
+}
 
 std::vector<path_t> find_files(const path_t& directory, std::string_view mask, bool recursive) {
     std::vector<path_t> found;

@@ -21,7 +21,7 @@ std::string get_fq_host_name() {
 }
 
 std::string get_environ_value(const char* name) {
-    const char* value = std::getenv(name);
+    const char* value = name ? std::getenv(name) : nullptr;
     return value ? value : "";
 }
 

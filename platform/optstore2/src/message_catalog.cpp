@@ -12,13 +12,9 @@ namespace {
 
 using platkit::i18n::catalog_t;
 
-std::unique_ptr<catalog_t> readCatalog(const std::string& name) {
-    basekit2::variant_bag_t bag;
-    const std::string file = findDataFile(name + ".catalog.xml");
-    if (file.empty() || basekit2::bag_failed(basekit2::load_variant_bag(bag, file, ""))) {
-        return nullptr;
-    }
-    auto catalog = std::make_unique<catalog_t>();
+/// Null when there is none.
+std::unique_ptr<catalog_t> makeCatalog(const basekit2::variant_bag_t& bag) {
+    auto catalog = bag.empty() ? nullptr : std::make_unique<catalog_t>();
     for (const auto& entry : bag) {
         if (const std::string* text = entry.value.as_string()) {
             catalog->add(entry.name, *text);
@@ -34,11 +30,17 @@ const catalog_t* getMessageCatalog(const std::string& name) {
     static auto& mutex = *new std::mutex();
     static auto& catalogs = *new std::map<std::string, std::unique_ptr<catalog_t>>();
     const std::lock_guard lock(mutex);
-    auto found = catalogs.find(name);
-    if (found == catalogs.end()) {
-        found = catalogs.emplace(name, readCatalog(name)).first;
+    const auto found = catalogs.find(name);
+    if (found != catalogs.end()) {
+        return found->second.get();
     }
-    return found->second.get();
+    basekit2::variant_bag_t bag;
+    const std::string file = findDataFile(name + ".catalog.xml");
+    const int result = basekit2::load_variant_bag(bag, file, "");
+    // A process that has no descriptor left may have one at the next call.
+    return result == basekit2::bag_unreadable
+               ? nullptr
+               : catalogs.emplace(name, makeCatalog(bag)).first->second.get();
 }
 
 }  // namespace optstore2

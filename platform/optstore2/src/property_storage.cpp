@@ -20,6 +20,9 @@ std::string_view nextName(std::string_view& path) {
     return name;
 }
 
+/// A null path is no path.
+std::string_view textOf(const char* path) { return path ? path : ""; }
+
 bool isComplete(std::string_view path) {
     return !path.empty() && path.front() != '/' && path.back() != '/' &&
            path.find("//") == std::string_view::npos;
@@ -31,21 +34,29 @@ public:
     BagPropertyStorage(variant_bag_t* bag, sptr_t<object_interface_t> owner)
         : m_bag(bag), m_owner(std::move(owner)) {}
 
-    [[nodiscard]] bool hasProperty(const char* path) const override { return find(path); }
+    [[nodiscard]] bool hasProperty(const char* path) const override { return find(textOf(path)); }
 
     [[nodiscard]] variant_t getProperty(const char* path,
                                         const variant_t& fallback) const override {
-        const variant_t* value = find(path);
+        const variant_t* value = find(textOf(path));
         return value ? *value : fallback;
     }
 
     bool setProperty(const char* path, const variant_t& value) override {
-        std::string_view rest = path;
-        if (!m_bag || !isComplete(rest) || !canHold(rest)) {
+        std::string_view rest = textOf(path);
+        if (!canHold(rest)) {
             return false;
         }
+        if (value.empty()) {
+            removeProperty(path);
+            return true;
+        }
+        const sptr_t<BagPropertyStorage> alive(this);
         const bool isBag = value.as_bag() != nullptr;
         announce(isBag, path);
+        if (!canHold(rest)) {
+            return false;
+        }
         variant_bag_t* bag = m_bag;
         while (rest.find('/') != std::string_view::npos) {
             bag = &bag->put_bag(nextName(rest));
@@ -56,13 +67,17 @@ public:
     }
 
     bool removeProperty(const char* path) override {
-        const variant_t* value = find(path);
+        std::string_view rest = textOf(path);
+        const variant_t* value = find(rest);
         if (!value) {
             return false;
         }
+        const sptr_t<BagPropertyStorage> alive(this);
         const bool isBag = value->as_bag() != nullptr;
         announce(isBag, path);
-        std::string_view rest = path;
+        if (!find(rest)) {
+            return false;
+        }
         variant_bag_t* bag = m_bag;
         while (rest.find('/') != std::string_view::npos) {
             bag = bag->get_bag(nextName(rest));
@@ -75,8 +90,9 @@ public:
     [[nodiscard]] const variant_bag_t* getBag() const override { return m_bag; }
 
     void addChangeListener(IPropertyStorageChangeListener2* listener) override {
-        removeChangeListener(listener);
-        m_listeners.push_back(listener);
+        if (listener && !isRegistered(listener)) {
+            m_listeners.push_back(listener);
+        }
     }
 
     void removeChangeListener(IPropertyStorageChangeListener2* listener) override {
@@ -101,8 +117,11 @@ private:
         return bag ? bag->find(path) : nullptr;
     }
 
-    /// Whether every name on the way is free or a bag.
+    /// Whether a value can be put: every name on the way is free or a bag.
     [[nodiscard]] bool canHold(std::string_view path) const {
+        if (!m_bag || !isComplete(path)) {
+            return false;
+        }
         const variant_bag_t* bag = m_bag;
         while (bag && path.find('/') != std::string_view::npos) {
             const variant_t* value = bag->find(nextName(path));
@@ -114,16 +133,32 @@ private:
         return true;
     }
 
-    void announce(bool isBag, const char* path) const {
-        for (IPropertyStorageChangeListener2* listener : m_listeners) {
-            isBag ? listener->propertyBagChanging(path) : listener->propertyChanging(path);
+    [[nodiscard]] bool isRegistered(const IPropertyStorageChangeListener2* listener) const {
+        return std::find(m_listeners.begin(), m_listeners.end(), listener) != m_listeners.end();
+    }
+
+    /// A listener may remove and add listeners, itself too, and detach or let go of the storage:
+    /// who is told is settled at the start, and who was removed meanwhile is passed over.
+    template <class Tell>
+    void tellListeners(Tell tell) const {
+        const std::vector<IPropertyStorageChangeListener2*> listeners = m_listeners;
+        for (IPropertyStorageChangeListener2* listener : listeners) {
+            if (isRegistered(listener)) {
+                tell(*listener);
+            }
         }
     }
 
+    void announce(bool isBag, const char* path) const {
+        tellListeners([=](IPropertyStorageChangeListener2& listener) {
+            isBag ? listener.propertyBagChanging(path) : listener.propertyChanging(path);
+        });
+    }
+
     void report(bool isBag, const char* path) const {
-        for (IPropertyStorageChangeListener2* listener : m_listeners) {
-            isBag ? listener->propertyBagChanged(path) : listener->propertyChanged(path);
-        }
+        tellListeners([=](IPropertyStorageChangeListener2& listener) {
+            isBag ? listener.propertyBagChanged(path) : listener.propertyChanged(path);
+        });
     }
 
     variant_bag_t* m_bag;

@@ -14,7 +14,7 @@
 /// - A child of `fork` does not inherit them, and its closing drops none of its parent's.
 /// - The kernel drops them when the process ends, however it ends, and the file stays.
 /// - They hold between hosts where the file system says so (NFS, GlusterFS, Lustre with flock), and
-///   nowhere where it has none at all: there every `lock` succeeds.
+///   nowhere where it has none at all: there every `lock` succeeds, and flags do not hold.
 
 #include <cstdint>
 

@@ -66,7 +66,7 @@ public:
     /// Asks the processor itself.
     /// Deliberate: always false; what the operating system reports decides.
     bool init_from_cpuid();
-    /// Reads /proc/cpuinfo; false when it cannot be opened.
+    /// Reads /proc/cpuinfo into the facts of the process; false when it cannot be read.
     bool init_from_os();
 };
 

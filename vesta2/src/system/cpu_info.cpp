@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -76,7 +77,7 @@ std::optional<std::string> readPiece(std::istream& text, std::size_t limit) {
 bool take(std::string_view& text, std::string_view words) {
     for (const char c : words) {
         if (c == ' ') {
-            text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+            text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
         } else if (!text.empty() && text.front() == c) {
             text.remove_prefix(1);
         } else {
@@ -102,6 +103,7 @@ std::optional<double> takeNumber(std::string_view& text) {
 double readModelFrequency(std::string_view line) {
     const std::size_t space = line.rfind(' ');
     std::string_view text = line.substr(space == std::string_view::npos ? line.size() : space + 1);
+    take(text, " ");
     const std::optional<double> value = takeNumber(text);
     if (!value || text.empty()) {
         return 0;
@@ -122,9 +124,11 @@ std::optional<double> readFrequency(std::string_view line) {
     return megahertz ? std::optional(*megahertz * 1e6) : std::nullopt;
 }
 
-/// A frequency that no processor has, such as a damaged text may hold, is none.
+/// A product of decimals is a little off: 4.10 GHz are 4100000000 Hz, not one less. A frequency
+/// that no processor has, such as a damaged text may hold, is none.
 std::uint64_t toHertz(double frequency) {
-    return frequency >= 0 && frequency < 1e18 ? static_cast<std::uint64_t>(frequency) : 0;
+    return frequency >= 0 && frequency < 1e18 ? static_cast<std::uint64_t>(std::llround(frequency))
+                                              : 0;
 }
 
 void takeFlag(const std::string& token, CpuInfo& info) {

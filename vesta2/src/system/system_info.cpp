@@ -2,9 +2,12 @@
 
 #include <unistd.h>
 
-#include <fstream>
 #include <mutex>
+#include <optional>
+#include <sstream>
+#include <string>
 
+#include "basekit2/files.h"
 #include "cpu_info.h"
 
 namespace vesta2 {
@@ -14,7 +17,23 @@ std::mutex& s_mutex = *new std::mutex();
 CpuInfo s_info;
 std::uint32_t s_cpuCount = 0;
 
-constexpr const char* cpuInfoFile = "/proc/cpuinfo";
+/// What the kernel tells of its processors; nothing when it does not.
+std::optional<std::istringstream> openCpuInfo() {
+    constexpr std::size_t enough = std::size_t{64} << 20;
+    std::string text;
+    return basekit2::read_file("/proc/cpuinfo", enough, text)
+               ? std::optional<std::istringstream>(text)
+               : std::nullopt;
+}
+
+/// For whoever holds the mutex.
+bool gatherFromOs() {
+    std::optional<std::istringstream> text = openCpuInfo();
+    if (text) {
+        scanCpuInfo(*text, s_info);
+    }
+    return text.has_value();
+}
 
 }  // namespace
 
@@ -26,23 +45,19 @@ SystemInfo::SystemInfo() {
     const long configured = ::sysconf(_SC_NPROCESSORS_CONF);
     s_cpuCount = configured > 0 ? static_cast<std::uint32_t>(configured) : 0;
     if (!init_from_cpuid()) {
-        init_from_os();
+        gatherFromOs();
     }
-    if (s_info.frequency == 0) {
-        std::ifstream file(cpuInfoFile);
-        s_info.frequency = scanCpuFrequency(file);
+    std::optional<std::istringstream> text;
+    if (s_info.frequency == 0 && (text = openCpuInfo())) {
+        s_info.frequency = scanCpuFrequency(*text);
     }
 }
 
 bool SystemInfo::init_from_cpuid() { return false; }
 
 bool SystemInfo::init_from_os() {
-    std::ifstream file(cpuInfoFile);
-    if (!file) {
-        return false;
-    }
-    scanCpuInfo(file, s_info);
-    return true;
+    const std::lock_guard lock(s_mutex);
+    return gatherFromOs();
 }
 
 std::uint32_t SystemInfo::cpuCount() {

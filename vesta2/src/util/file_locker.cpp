@@ -35,6 +35,16 @@ int setLock(int descriptor, short type) {
     return result;
 }
 
+/// Whether `errno` says that there is no such file any more.
+bool isGone() { return errno == ENOENT || errno == ENOTDIR || errno == ESTALE; }
+
+/// Whether the server of a network file system has the file no longer. Some clients answer every
+/// other question about a file from what they remember.
+bool isGoneAtServer(int descriptor) {
+    struct statfs ignored {};
+    return ::fstatfs(descriptor, &ignored) != 0 && isGone();
+}
+
 /// As the server of a network file system knows it now: what its client remembers may be of
 /// before another host deleted the file. The path "" stands for `directory` itself.
 bool askServer(int directory, const char* path, struct statx& file) {
@@ -53,9 +63,6 @@ void forgetName(const char* path) {
     struct statfs ignored {};
     ::statfs(path, &ignored);
 }
-
-/// Whether `errno` says that there is no such file any more.
-bool isGone() { return errno == ENOENT || errno == ENOTDIR || errno == ESTALE; }
 
 error_t whyNotOpen() {
     switch (errno) {
@@ -157,6 +164,11 @@ FileLocker::attempt_t FileLocker::lockOpened() {
     if (files.find(file) >= 0) {
         return fail(eAlreadyExists);
     }
+    // Before the lock is asked for, too: a client that opens files late must not be made to lock
+    // what it then cannot open.
+    if (isGoneAtServer(m_descriptor)) {
+        return attempt_t::again;
+    }
     const bool isGuarded = setLock(m_descriptor, F_WRLCK) == 0;
     if (!isGuarded && (errno == EACCES || errno == EAGAIN)) {
         return fail(eFileLocked);
@@ -187,9 +199,10 @@ void FileLocker::close() {
 error_t FileLocker::checkAt(const char* path) const {
     struct statx opened {};
     struct statx found {};
-    struct statfs ignored {};
-    // Some clients answer every question about a file from what they remember, but this one.
-    if (::fstatfs(m_descriptor, &ignored) != 0 || !askServer(m_descriptor, "", opened)) {
+    if (isGoneAtServer(m_descriptor)) {
+        return eNotFound;
+    }
+    if (!askServer(m_descriptor, "", opened)) {
         return isGone() ? eNotFound : eFileError;
     }
     if (opened.stx_nlink == 0) {

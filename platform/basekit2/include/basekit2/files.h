@@ -1,6 +1,8 @@
 #pragma once
 /// Helpers on files and directories.
 
+#include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -15,6 +17,10 @@ namespace basekit2 {
 /// Throws `boost::filesystem::filesystem_error` when a directory cannot be listed.
 BASEKIT2_API std::vector<path_t> find_files(const path_t& directory, std::string_view mask,
                                             bool recursive);
+
+/// Reads a regular file, one of /proc too, without ever blocking. False, with `errno` and an empty
+/// `text`, when that failed: EINVAL for what is no regular file, EFBIG for more than `limit` bytes.
+BASEKIT2_API bool read_file(const std::string& path, std::size_t limit, std::string& text);
 
 /// Deletes a file or a symbolic link, not a directory. False, with `errno`, when that failed.
 BASEKIT2_API bool remove_file(const path_t& path);

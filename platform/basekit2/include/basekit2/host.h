@@ -11,7 +11,7 @@ namespace basekit2 {
 /// a domain is set. Asks no name service. Empty when the kernel does not tell.
 BASEKIT2_API std::string get_fq_host_name();
 
-/// The value of an environment variable, empty when it is unset.
+/// The value of an environment variable, empty when it is unset or `name` is null.
 BASEKIT2_API std::string get_environ_value(const char* name);
 
 }  // namespace basekit2

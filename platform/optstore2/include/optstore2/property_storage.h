@@ -2,8 +2,8 @@
 /// A view over a bag that tells listeners what is changed through it.
 ///
 /// A property is addressed by its path: the names of the bags that lead to it and its own, joined
-/// by
-/// "/", as in "vesta/timestamp". For one thread at a time.
+/// by "/", as in "vesta/timestamp". A null path, or one with an empty name, is that of no property.
+/// For one thread at a time.
 
 #include "basekit2/export.h"
 #include "basekit2/object.h"
@@ -11,7 +11,10 @@
 
 namespace optstore2 {
 
-/// Told of every change. A listener is not owned; it must be removed before it dies.
+/// Told of every change. A listener is not owned; it must be removed before it dies. While it is
+/// told it may add and remove listeners, itself too: one that was removed is told nothing more, one
+/// that was added hears of the next call. It may also change properties, detach or let go of the
+/// storage.
 class BASEKIT2_API IPropertyStorageChangeListener2 : public basekit2::object_interface_t {
 public:
     /// A value is about to be put or removed.
@@ -35,16 +38,16 @@ public:
     getProperty(const char* path,
                 const basekit2::variant_t& fallback = basekit2::variant_t()) const = 0;
     /// Puts the value, and the bags that lead to it where they are missing. A bag as the value is
-    /// reported to the listeners as a bag. False, and nothing changed, when a name on the way is
-    /// taken by something that is no bag, when the path has an empty name, or when the view is
-    /// detached.
+    /// reported to the listeners as a bag. An empty value removes the property. False, and nothing
+    /// changed, when a name on the way is taken by something that is no bag, when the path is of no
+    /// property, or when the view is detached, be it by a listener that was told of the change.
     virtual bool setProperty(const char* path, const basekit2::variant_t& value) = 0;
     /// Whether there was such a property to remove.
     virtual bool removeProperty(const char* path) = 0;
     /// The whole bag, to look at. Null when the view is detached; valid as long as the bag lives.
     [[nodiscard]] virtual const basekit2::variant_bag_t* getBag() const = 0;
 
-    /// A listener that is already registered is not registered again.
+    /// A listener that is already registered is not registered again; nor is null.
     virtual void addChangeListener(IPropertyStorageChangeListener2* listener) = 0;
     virtual void removeChangeListener(IPropertyStorageChangeListener2* listener) = 0;
 

@@ -1,12 +1,16 @@
 // The marker file that a node is bound to, and the group that it belongs to.
 
+#include <fcntl.h>
+
 #include <boost/thread/lock_guard.hpp>
 #include <string_view>
 
 #include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/normal_path.h"
+#include "../tree/tree_error.h"
 #include "basekit2/bag_io.h"
+#include "basekit2/files.h"
 #include "basekit2/md5.h"
 #include "group_look.h"
 #include "link_file.h"
@@ -258,13 +262,12 @@ bool Node::changeUserVisibleName(const char* name) {
     const fs::path renamed = marker.parent_path() / (name + marker.extension().native());
     try {
         if (renamed.native() != m_markerFilePath) {
-            if (fs::exists(fs::symlink_status(renamed))) {
-                return setStatus(eAlreadyExists);
-            }
             if (!canBeLinkedFrom(m_directory, renamed.filename().native())) {
                 return false;
             }
-            fs::rename(marker, renamed);
+            if (!basekit2::rename_exclusively(AT_FDCWD, marker.c_str(), renamed.c_str())) {
+                throwTreeError("cannot rename", marker);
+            }
         }
         return setMarkerFilePath(renamed.native(), m_parent ? m_parent->getPath() : nullptr);
     } catch (const boost::system::system_error& e) {

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
-#include <cerrno>
+
+#include "../tree/tree_error.h"
 
 namespace vesta2 {
 
@@ -18,9 +19,7 @@ thread_local const NodeBeingRemoved* t_innermostNode = nullptr;
 std::pair<dev_t, ino_t> identityOf(const fs::path& directory) {
     struct stat info {};
     if (::stat(directory.c_str(), &info) != 0) {
-        throw fs::filesystem_error(
-            "cannot look at", directory,
-            boost::system::error_code(errno, boost::system::system_category()));
+        throwTreeError("cannot look at", directory);
     }
     return {info.st_dev, info.st_ino};
 }

@@ -65,9 +65,7 @@ public:
     }
     ~SourceFile() {
         if (m_descriptor >= 0) {
-            LockedFiles& files = LockedFiles::get();
-            const std::lock_guard<std::mutex> guard(files.mutex());
-            files.close(m_descriptor, m_info);
+            closeBesideLocks(m_descriptor);
         }
     }
     SourceFile(const SourceFile&) = delete;
