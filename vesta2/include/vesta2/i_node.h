@@ -35,19 +35,25 @@ public:
     virtual std::uint64_t getSize() = 0;
     /// As `getSize`, the number of regular files.
     virtual std::uint64_t getFilesCount() = 0;
-    /// Re-binds a linked node whose marker file is missing to the marker file `newMarker`, and
-    /// rewrites its link. False, with nothing changed, when the node is not linked or not missing,
-    /// or when there is no such file.
+    /// Re-binds a linked node whose marker file is certainly gone to the marker file `newMarker`
+    /// (relative to the working directory), and rewrites its link. False, with nothing changed and
+    /// the status as it was, when the node is not linked or not missing, or when there is no such
+    /// file; false, with `eAlreadyExists`, for the marker file of another open node.
     virtual bool changeMarkerFilePath(const char* newMarker) = 0;
     /// The base name of the marker file; for a project whose marker is named "config", that of its
     /// directory. Null when the node is missing.
     virtual const char* getUserVisibleName() = 0;
-    /// Renames the marker file; the directory keeps its name.
+    /// Renames the marker file; the directory keeps its name. False, with nothing changed, when the
+    /// directory or the node's group has another marker of that name (`eAlreadyExists`). When the
+    /// marker was renamed but the link could not be written, false, and the link file that was
+    /// stays: the node is still found through it.
     virtual bool changeUserVisibleName(const char* name) = 0;
     /// The project or experiment that holds this node; empty when none does.
     virtual basekit2::sptr_t<INode> getParent() = 0;
     /// Binds the node to the group in the directory `parentDir`, and writes, moves or removes its
-    /// link file as that needs.
+    /// link file as that needs. False, with the node where it was, when the link cannot be written,
+    /// when the group has another node of that name (`eAlreadyExists`), or when the group cannot be
+    /// looked at.
     virtual bool setParent(const char* parentDir) = 0;
     /// The nearest project above this node; never the node itself.
     virtual basekit2::sptr_t<IProject> getProject() = 0;
@@ -58,7 +64,8 @@ public:
     virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getPropertyStorage() = 0;
     /// Writes the properties to the marker file: atomically, and so that they outlive a power cut.
     /// Also takes back `setRemoveOnClose`. Writes nothing, with the status `eNotOwner`, when
-    /// another process has the flag "project_read_only" on the node. Deliberate: returns true when
+    /// another process has the flag "project_read_only" on the node; nor, with `eUnknown`, when the
+    /// marker file could not be read (`Node::markerState`). Deliberate: returns true when
     /// the write FAILED and false when it succeeded; ask `ResultDirectoryManager::getLastError`
     /// instead.
     virtual bool save() = 0;
@@ -80,7 +87,10 @@ public:
     /// Deletes the node from disk when its last handle goes.
     virtual void setRemoveOnClose(bool removeOnClose) = 0;
     /// Deletes the node from disk: the nodes of its group first, where they are stored, then its
-    /// directory, then its link file. Symbolic links are deleted, never followed.
+    /// directory, then its link file. Symbolic links are deleted, never followed; a node that holds
+    /// the group in which it is linked stays. False at the first node that cannot be deleted: the
+    /// group around it is kept. Afterwards the handles are valid, but what is made in the place of
+    /// the node is another one: this one saves and deletes nothing any more (`eNotFound`).
     virtual bool remove() = 0;
 
     // Claims between processes. A flag belongs to the process that sets it, until it is cleared,

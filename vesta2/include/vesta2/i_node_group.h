@@ -30,10 +30,13 @@ public:
     /// Takes the node at `path`, wherever it is stored, into this project or experiment, by a link
     /// file when it lies elsewhere. Empty when this group is no node's, when there is no node, or
     /// when that kind does not go here: a project goes nowhere, an experiment not into an
-    /// experiment.
+    /// experiment. Empty, with the status, when the link cannot be written, or when the group has
+    /// another node of that name (`eAlreadyExists`). A node that cannot name its link back, such as
+    /// a read-only one, is a member all the same; the status tells.
     virtual basekit2::sptr_t<INode> addNode(const char* path) = 0;
     /// Deletes the nodes that match `mask`, but for the `keep` last in file-name order. One that
-    /// cannot be deleted is passed over, and the status tells why.
+    /// cannot be deleted is passed over, and the status tells why; so it does when the search
+    /// finds nothing. Of a link that leads to this group or above it the link alone is deleted.
     virtual void purge(const char* mask, int keep) = 0;
     virtual bool isEmpty() = 0;
     /// As `ResultDirectoryManager::create` in this group, and the open operations of the node
