@@ -11,6 +11,7 @@
 #include "../model/property_names.h"
 #include "../tree/new_directory.h"
 #include "../tree/remove_tree.h"
+#include "../tree/tree_error.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -146,14 +147,17 @@ error_t makeNext(const fs::path& parent, const Pattern& pattern, int number,
                : makeNumbered(parent, pattern, number + 1, variables, createdDir);
 }
 
-/// Deletes what has the name of the new node; a symbolic link itself, not what it leads to.
+/// Deletes what has the name of the new node, a symbolic link itself and not what it leads to; but
+/// not what takes that name after the look.
 error_t clear(const fs::path& path) {
-    boost::system::error_code error;
-    const fs::file_status status = fs::symlink_status(path, error);
-    if (status.type() == fs::status_error) {
-        throw fs::filesystem_error("cannot look at", path, error);
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) == 0) {
+        return removeTree(path, FileId(info)) == 0 ? eUnknown : eOK;
     }
-    return fs::exists(status) && removeTree(path) == 0 ? eUnknown : eOK;
+    if (!meansAbsent(errno)) {
+        throwTreeError("cannot look at", path);
+    }
+    return eOK;
 }
 
 error_t makeNamed(const fs::path& path, bool overwrite, std::string& createdDir) {

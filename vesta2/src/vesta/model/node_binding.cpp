@@ -99,8 +99,12 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
 
 void Node::takeName(const std::string& markerFilePath) {
     const fs::path marker = markerFilePath;
-    m_directory = normalPath(marker).parent_path();
-    m_flagManager.setDirectory(m_directory.native());
+    fs::path directory = normalPath(marker).parent_path();
+    if (directory.native() != m_directory.native()) {
+        // Waits for a copy of the node, which holds the manager.
+        m_flagManager.setDirectory(directory.native());
+        m_directory = std::move(directory);
+    }
     m_userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
     if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {

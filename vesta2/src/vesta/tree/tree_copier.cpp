@@ -29,16 +29,13 @@ namespace {
 /// The end of a copy that has failed as a whole or is not wanted any more.
 struct CopyEnded {};
 
-/// When a file of the top is copied: what makes a directory a node comes last. An invalid node is
-/// marked before it is one, and what has all its files is finalized.
-enum class Turn { atOnce, invalid, node, finalized };
+/// When a file of the top is copied: what makes a directory a node comes last of all, behind the
+/// marks of its state.
+enum class Turn { atOnce, mark, node };
 
 Turn turnOf(const std::string& name, const FileSet& markers) {
-    if (name == invalidMark) {
-        return Turn::invalid;
-    }
-    if (name == finalizedMark) {
-        return Turn::finalized;
+    if (name == invalidMark || name == finalizedMark) {
+        return Turn::mark;
     }
     return isOneOf(extensionOf(name), markers) ? Turn::node : Turn::atOnce;
 }
