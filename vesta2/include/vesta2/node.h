@@ -204,7 +204,8 @@ private:
     bool transfer(const char* destination, bool rename, notify2::IProgress* progress,
                   Incomplete incomplete);
     [[nodiscard]] std::string markerNameIn(const boost::filesystem::path& directory) const;
-    void settleIn(const boost::filesystem::path& directory, const std::string& marker);
+    bool settleIn(const boost::filesystem::path& directory, const std::string& marker,
+                  const basekit2::sptr_t<INode>& group);
     bool removeChildren();
     bool removeDirectory(const boost::filesystem::path& group);
     bool removeOwnLink(const boost::filesystem::path& group);

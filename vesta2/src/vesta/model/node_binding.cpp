@@ -136,6 +136,9 @@ void Node::readMarkerFile() {
 }
 
 Node::Membership Node::adoptAnyParent(const char* groupPath) {
+    if (groupPath && m_parent && std::string_view(m_parent->getPath()) == groupPath) {
+        return Membership::member;
+    }
     const Membership told = groupPath ? adoptParent(groupPath) : Membership::none;
     return told == Membership::none ? adoptOwnParent() : told;
 }
