@@ -172,7 +172,7 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
         made.keep();
         if (outcome != eOK) {
             setStatus(outcome);
-        } else if (m_parent.get() != group.get() && getStatus() == eOK) {
+        } else if ((m_parent.get() != group.get() || !isLinkInOrder()) && getStatus() == eOK) {
             // Its group could not be looked at, and did not take in the copy.
             setStatus(eUnknown);
         }
