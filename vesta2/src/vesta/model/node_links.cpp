@@ -130,6 +130,7 @@ void Node::updateLinkFile() {
     const Lock lock(s_recursiveMutex);
     std::string wanted;
     if (!findWantedLinkPath(wanted)) {
+        m_isParentKnown = false;
         setStatus(eUnknown);
         return;
     }
@@ -209,6 +210,7 @@ bool Node::writeLinkFile(const std::string& path) {
     case Leads::elsewhere:
         return setStatus(eAlreadyExists);
     case Leads::unknown:
+        m_isParentKnown = false;
         break;
     }
     return setStatus(eUnknown);
