@@ -102,8 +102,8 @@ private:
                 blame("temporary file left: " + name);
             }
         }
-        if (m_canClearUp && !m_isDone && !m_case.made.empty() && !m_scene.isGone(m_case.made) &&
-            !m_scene.after.at(m_case.made)) {
+        if (m_canClearUp && !m_isDone && !m_case.made.empty() && !m_case.mayLeaveDirectory &&
+            !m_scene.isGone(m_case.made) && !m_scene.after.at(m_case.made)) {
             blame("left after failure: " + m_case.made);
         }
         const FoundNode* collected = m_scene.after.at("p/r002");

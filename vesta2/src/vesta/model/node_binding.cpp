@@ -77,6 +77,7 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
             m_outputDirectory = *directory;
         }
     }
+    m_isParentKnown = m_markerState != marker_state_t::unreadable;
     if (m_properties.get_bag(vestaSection)) {
         const bool isLinkKnown = followBackLink();
         m_isParentKnown = adoptAnyParent(parentGroupPath) != Membership::unknown && isLinkKnown;

@@ -195,7 +195,9 @@ bool Node::settleIn(const fs::path& directory, const std::string& marker,
         m_ownGroup->setPath(directory.native());
         m_ownGroup->setOutputDirectory(directory.c_str());
     }
-    return isThere && getParent() == group && isLinkInOrder();
+    // A marker that cannot be read has no group to be linked into.
+    const bool isRead = m_markerState == marker_state_t::read;
+    return isThere && getParent() == group && isLinkInOrder() && (getStatus() == eOK || !isRead);
 }
 
 }  // namespace vesta2
