@@ -103,10 +103,12 @@ public:
     /// How reading its marker file went when the node was last bound to it; `absent` for an empty
     /// handle.
     static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
-    /// Takes the node that is open on the marker file, if there is one, out of the registry: its
-    /// directory was deleted, and another node comes into its place. Its handles stay valid, but it
-    /// is as after `remove`: it saves and deletes nothing any more.
-    static void retire(const std::string& markerFilePath);
+    /// The number (see `uid`) of the node that is open on the marker file; 0 when none is.
+    static unsigned openOn(const std::string& markerFilePath);
+    /// Takes the node that is open on the marker file out of the registry, if it has this number:
+    /// its directory was deleted, and another node has come into its place. Its handles stay valid,
+    /// but it is as after `remove`: it saves and deletes nothing any more.
+    static void retire(const std::string& markerFilePath, unsigned number);
     /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
     static unsigned nodeCount();
     /// Registered paths: one for an open node, two for a linked one.
