@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "collector/signals.h"
 #include "nodes/description.h"
@@ -99,6 +101,10 @@ int runMove(const Arguments& arguments, Session& session) {
     const std::string old = node->getPath();
     requireUnclaimed(*node);
     requireDeletable(old);
+    // Of two moves at once only one has anything left to move.
+    const FlagClaim claim(old, flags::changing, std::chrono::seconds(10),
+                          [](auto time) { std::this_thread::sleep_for(time); });
+    requirePresent(*node);
     Progress progress(session, signals, old);
     const bool isDone = node->move(place.path().c_str(), arguments.rename, &progress);
     const vesta2::error_t status = vesta2::getStatus();

@@ -1,4 +1,6 @@
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "failure.h"
 #include "nodes/description.h"
@@ -30,6 +32,9 @@ int run(const Arguments& arguments, Session& session) {
     const auto node = openPresentNode(arguments.node);
     requireReadable(describe(node));
     requireUnclaimed(*node);
+    // Two at once would each write a marker file of their own.
+    const FlagClaim claim(node->getPath(), flags::changing, std::chrono::seconds(10),
+                          [](auto time) { std::this_thread::sleep_for(time); });
     const std::string former = node->getLinkFilePath();
     const std::string oldMarker = node->getMarkerFilePath();
     if (!node->changeUserVisibleName(arguments.name.c_str())) {

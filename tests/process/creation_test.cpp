@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
 #include <functional>
@@ -134,6 +135,35 @@ TEST(Threads, CreateInOneProject) {
         expected.insert(project + "/r" + digits.substr(1));
     }
     EXPECT_EQ(made, expected);
+}
+
+/// Each round one thread makes the project; the other finds it, made in part or whole.
+TEST(Threads, MakeOneProjectAndBothCanSaveIt) {
+    constexpr std::size_t rounds = 300;
+    const support::TempDirectory temp;
+    const auto make = [&](std::size_t round) {
+        return IProject::create((temp / std::to_string(round)).c_str(), nullptr, false);
+    };
+    std::array<std::vector<basekit2::sptr_t<IProject>>, 2> made;
+    std::atomic<std::size_t> arrived{0};
+    const auto makeAll = [&](std::vector<basekit2::sptr_t<IProject>>& mine) {
+        for (std::size_t round = 0; round < rounds; ++round) {
+            ++arrived;
+            while (arrived < 2 * (round + 1)) {
+                std::this_thread::yield();
+            }
+            mine.push_back(make(round));
+        }
+    };
+    std::thread other(makeAll, std::ref(made[1]));
+    makeAll(made[0]);
+    other.join();
+    for (std::size_t round = 0; round < rounds; ++round) {
+        ASSERT_TRUE(made[0][round] && made[1][round]) << round;
+        EXPECT_EQ(made[0][round].get(), made[1][round].get()) << round;
+        made[0][round]->save();
+        EXPECT_EQ(getStatus(), eOK) << round;
+    }
 }
 
 TEST(Processes, KilledCreatorLeavesReadableMarkersOrNone) {

@@ -133,8 +133,7 @@ bool flush_directory(int directory) {
 
 /// Replaces the file at `target`, or the one that a symbolic link there leads to after at most
 /// `links` others.
-bool replace_file(const path_t& target, std::string_view text, durability_t durability,
-                  int links = 8) {
+bool replace_file(const path_t& target, std::string_view text, durability_t durability, int links) {
     const std::string name(target.last_component());
     const descriptor_t directory = open_directory_of(target);
     if (!directory || name.empty()) {
@@ -196,13 +195,14 @@ int fill_file(const path_t& target, const variant_bag_t& bag, std::string_view t
 }  // namespace
 
 int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const char* root,
-                      durability_t durability) {
+                      durability_t durability, symlinks_t symlinks) {
+    const int links = symlinks == symlinks_t::followed ? 8 : 0;
     std::string text;
     const int result = save_variant_bag_to_string(bag, text, root);
     if (bag_failed(result)) {
         return result;
     }
-    return replace_file(path_t(path), text, durability) ? bag_ok : bag_unwritable;
+    return replace_file(path_t(path), text, durability, links) ? bag_ok : bag_unwritable;
 }
 
 int save_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {

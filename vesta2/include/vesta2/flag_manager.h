@@ -16,7 +16,8 @@
 /// when they reach the directory by another name. Flags belong to the process that claimed them: a
 /// child of `fork` owns none and deletes none.
 ///
-/// Operations return the outcome and leave the thread's status alone. They throw
+/// Operations return the outcome (`eParameterError` for a name that is null or empty) and leave the
+/// thread's status alone. They throw
 /// `boost::filesystem::filesystem_error` when a file cannot be deleted.
 
 #include <atomic>

@@ -96,8 +96,8 @@ public:
     // Claims between processes. A flag belongs to the process that sets it, until it is cleared,
     // the last handle on the node goes, or the process ends; see `util::FlagManager`. Its name is
     // that of two files in the node's directory. To see who has one, without a side effect, there
-    // is `util::lookAtFlag`. The codes do not become the status; a failure of the file system is
-    // returned as `eUnknown`, and its code is the status.
+    // is `util::lookAtFlag`. The codes do not become the status; a file that cannot be deleted
+    // is returned as `eUnknown`, and its code is the status.
 
     /// Whether this process has the flag now, and had it not before.
     virtual bool setFlag(const char* name) = 0;

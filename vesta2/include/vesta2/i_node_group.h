@@ -36,7 +36,7 @@ public:
     virtual basekit2::sptr_t<INode> addNode(const char* path) = 0;
     /// Deletes the nodes that match `mask`, but for the `keep` last in file-name order. One that
     /// cannot be deleted is passed over, and the status tells why; so it does when the search
-    /// finds nothing. Of a link that leads to this group or above it the link alone is deleted.
+    /// finds nothing. What a link to this group or above it leads to is passed over.
     virtual void purge(const char* mask, int keep) = 0;
     virtual bool isEmpty() = 0;
     /// As `ResultDirectoryManager::create` in this group, and the open operations of the node

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "basekit2/object.h"
@@ -107,10 +108,12 @@ public:
     /// may hold the node, or the link that leads to it, could not be looked at. Such a node is
     /// neither renamed nor copied nor moved (`eUnknown`). True for an empty handle.
     static bool isParentKnown(const basekit2::sptr_t<INode>& node);
-    /// Takes the node that is open on the marker file, if there is one, out of the registry: its
-    /// directory was deleted, and another node comes into its place. Its handles stay valid, but it
-    /// is as after `remove`: it saves and deletes nothing any more.
-    static void retire(const std::string& markerFilePath);
+    /// The number (see `uid`) of the node that is open on the marker file; 0 when none is.
+    static unsigned openOn(const std::string& markerFilePath);
+    /// Takes the node that is open on the marker file out of the registry, if it has this number:
+    /// its directory was deleted, and another node has come into its place. Its handles stay valid,
+    /// but it is as after `remove`: it saves and deletes nothing any more.
+    static void retire(const std::string& markerFilePath, unsigned number);
     /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
     static unsigned nodeCount();
     /// Registered paths: one for an open node, two for a linked one.
@@ -160,8 +163,12 @@ protected:
     /// The name of the marker file in the directory.
     [[nodiscard]] std::string markerFileName() const;
     [[nodiscard]] const basekit2::variant_bag_t& properties() const { return m_properties; }
+    [[nodiscard]] marker_state_t markerState() const { return m_markerState; }
     /// Properties were changed past the storage.
     void markModified() { m_changeMonitor.modified = true; }
+    /// Whether the node is there no more, with the status `eNotFound`: its directory was removed,
+    /// and what has come into its place is another node's.
+    [[nodiscard]] bool isGone() const { return m_removed && !setStatus(eNotFound); }
     /// Takes over the group of the nodes in this node's directory.
     void setOwnGroup(std::unique_ptr<NodeGroup> group);
     /// The group given to `setOwnGroup`, with a reference added.
@@ -187,14 +194,12 @@ private:
     bool setLinkPath(std::string linkPath, std::string& target);
     void adoptLink(const std::string& linkPath);
     std::string takeLinkPath(std::string linkPath);
-    void updateLinkFile();
+    bool updateLinkFile();
     bool findWantedLinkPath(std::string& wanted) const;
-    [[nodiscard]] bool hasWantedLink() const;
     [[nodiscard]] Leads whereLeads(const struct LinkFile& link) const;
     [[nodiscard]] bool isNamed(const std::string& markerFilePath) const;
     bool canBeLinkedFrom(const boost::filesystem::path& directory,
                          const std::string& markerName) const;
-    [[nodiscard]] bool isLinkInOrder() const;
     bool writeLinkFile(const std::string& path);
     void dropLinkFile(const std::string& path) const;
     void nameLinkInMarker();
@@ -205,7 +210,7 @@ private:
                   Incomplete incomplete);
     [[nodiscard]] std::string markerNameIn(const boost::filesystem::path& directory) const;
     bool settleIn(const boost::filesystem::path& directory, const std::string& marker,
-                  const basekit2::sptr_t<INode>& group);
+                  const basekit2::sptr_t<INode>& group, std::optional<marker_state_t> state);
     bool removeChildren();
     bool removeDirectory(const boost::filesystem::path& group);
     bool removeOwnLink(const boost::filesystem::path& group);
@@ -240,6 +245,7 @@ private:
     basekit2::sptr_t<optstore2::IBagPropertyStorage> m_transientStorage;
     std::string m_outputDirectory;
     marker_state_t m_markerState = marker_state_t::absent;
+    bool m_isPlaced = true;  ///< it is a member of its parent's group, by a link if it needs one
     bool m_isParentKnown = true;  ///< whether the look for the parent and its link did not fail
     bool m_linkStale = false;
     bool m_readOnly = false;

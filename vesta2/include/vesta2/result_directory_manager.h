@@ -33,8 +33,8 @@ public:
     /// one that is no directory. In a group whose nodes are made elsewhere, the numbers of both
     /// places are taken.
     /// `overwrite` deletes what has that name first, of a symbolic link the link; it does not go
-    /// with a pattern (`eParameterError`). An object that is open on the result goes on as that of
-    /// the new one.
+    /// with a pattern (`eParameterError`). An object that is open on what is deleted is as after
+    /// `INode::remove`.
     /// When the marker file cannot be written the new directory stays, and `get` repairs it.
     static basekit2::sptr_t<IResultDirectory> create(const char* path, bool overwrite,
                                                      const basekit2::variant_bag_t* variables,

@@ -146,7 +146,13 @@ error_t FlagFiles::claim(const FileLocker& locker, bool force, variant_bag_t& re
 
 error_t FlagFiles::restore(variant_bag_t& record) const {
     FileLocker info;
-    return lockInfo(info, true) ? this->record(info, record) : whyNot(info);
+    if (lockInfo(info, true)) {
+        return this->record(info, record);
+    }
+    if (hasNoInfoFile()) {
+        removeFile(m_lockPath);
+    }
+    return whyNot(info);
 }
 
 error_t FlagFiles::refresh(variant_bag_t& record) const {

@@ -22,6 +22,8 @@ std::string pathIn(const std::string& directory, const std::string& name) {
     return basekit2::path_t(directory).join(name).text();
 }
 
+bool isName(const char* name) { return name && *name; }
+
 std::string bareName(const std::string& name) {
     return std::string(basekit2::path_t(name).last_component());
 }
@@ -72,6 +74,9 @@ void FlagManager::forgetInherited() {
 }
 
 error_t FlagManager::getFlagInfo(const char* name, variant_bag_t& out) {
+    if (!isName(name)) {
+        return eParameterError;
+    }
     Lock guard(m_mutex);
     const FlagFiles files(pathOf(name));
     guard.unlock();
@@ -79,6 +84,9 @@ error_t FlagManager::getFlagInfo(const char* name, variant_bag_t& out) {
 }
 
 error_t FlagManager::writeFlagInfo(const char* name, variant_bag_t& out) {
+    if (!isName(name)) {
+        return eParameterError;
+    }
     Lock guard(m_mutex);
     const FlagFiles files(pathOf(name));
     guard.unlock();
@@ -86,6 +94,9 @@ error_t FlagManager::writeFlagInfo(const char* name, variant_bag_t& out) {
 }
 
 error_t FlagManager::writeFlag(const char* name, bool force, variant_bag_t* info) {
+    if (!isName(name)) {
+        return eParameterError;
+    }
     const Lock guard(m_mutex);
     forgetInherited();
     variant_bag_t record;
@@ -124,6 +135,9 @@ error_t FlagManager::claim(const char* name, const FlagFiles& files, bool force,
 }
 
 error_t FlagManager::removeFlag(const char* name, bool mine, bool forceErase) {
+    if (!isName(name)) {
+        return eParameterError;
+    }
     const Lock guard(m_mutex);
     forgetInherited();
     const FlagFiles files(pathOf(name));
@@ -145,6 +159,9 @@ error_t FlagManager::removeFlag(const char* name, bool mine, bool forceErase) {
 }
 
 error_t FlagManager::isFlagOwner(const char* name) {
+    if (!isName(name)) {
+        return eParameterError;
+    }
     constexpr int unusedCode = 19;
     Lock guard(m_mutex);
     forgetInherited();
@@ -173,6 +190,9 @@ error_t FlagManager::isFlagOwner(const char* name) {
 }
 
 error_t FlagManager::eraseFlag(const char* name) {
+    if (!isName(name)) {
+        return eParameterError;
+    }
     const FlagFiles files(pathOf(name));
     // Kept until the end, so that our lock lasts as long as our files.
     const auto held = m_flags.extract(name);

@@ -40,6 +40,12 @@ enum class durability_t {
                ///< same
 };
 
+/// What a save does with a symbolic link.
+enum class symlinks_t {
+    followed,  ///< writes the file that it leads to
+    refused,   ///< fails, and touches nothing behind it
+};
+
 /// Writes `bag` to `text`, with the root element `root`: letters, digits, "_", "-" and ".".
 /// `bag_malformed` for another root or a bag that is too deep; `text` is empty after a failure.
 BASEKIT2_API int save_variant_bag_to_string(const variant_bag_t& bag, std::string& text,
@@ -50,13 +56,15 @@ BASEKIT2_API int load_variant_bag_from_string(variant_bag_t& bag, std::string_vi
 
 /// Saves atomically: whoever reads, at any moment and after any crash, finds the old file or the
 /// new one. The old file's mode and, where allowed, its owner are kept; a symbolic link is written
-/// through. On failure the old file is intact and no temporary file stays behind; only when the
-/// directory could not be flushed, which is a failure too, is the new file in place.
+/// through unless `symlinks` says otherwise. On failure the old file is intact and no temporary
+/// file stays behind; only when the directory could not be flushed, which is a failure too, is the
+/// new file in place.
 BASEKIT2_API int save_variant_bag(const variant_bag_t& bag, const std::string& path,
                                   durability_t durability = durability_t::lasting);
 BASEKIT2_API int save_variant_bag2(const variant_bag_t& bag, const std::string& path,
                                    const char* root,
-                                   durability_t durability = durability_t::lasting);
+                                   durability_t durability = durability_t::lasting,
+                                   symlinks_t symlinks = symlinks_t::followed);
 
 /// Writes a file that is not there yet. `bag_exists`, and nothing changed, when anything
 /// has that name, be it a symbolic link that leads nowhere: of several that create one file, in

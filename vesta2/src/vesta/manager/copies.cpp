@@ -140,6 +140,11 @@ sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
         return {};
     }
     try {
+        if (markerState() != marker_state_t::read) {
+            // The export would pass for the whole, without the properties.
+            setStatus(eUnknown);
+            return {};
+        }
         std::vector<std::string> patterns = splitPatterns(exclusions ? exclusions : "");
         patterns.insert(patterns.begin(), resultMarkerFileExt());
         basekit2::variant_bag_t bag = properties();

@@ -1,6 +1,8 @@
 // Making and opening the nodes that hold others, and the members of a group that make and open
 // nodes.
 
+#include <unistd.h>
+
 #include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
 #include "../model/creation_record.h"
@@ -47,6 +49,10 @@ error_t makeNode(const char* name, const char* parentDir, const std::string& ext
     if (made.marker.empty()) {
         made.marker = markerFileIn(directory, markerName).native();
         written = writeFirstMarkerFile(made.marker, bag);
+    }
+    if (code == eOK && written != eOK && written != eAlreadyExists) {
+        // An empty directory would only be in the way of the next try.
+        ::rmdir(directory.c_str());
     }
     made.isNew = written != eAlreadyExists;
     return made.isNew ? written : eOK;

@@ -1,5 +1,6 @@
 #include "link_file.h"
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
 #include "../foundation/normal_path.h"
@@ -16,6 +17,13 @@ namespace {
 constexpr const char* linkRoot = "bag";
 constexpr const char* linkKey = "link";
 constexpr const char* checksumKey = "md5sum";
+
+/// Whether the target is named as the marker file of the kind of node that the link stands for.
+bool isOfKind(const fs::path& target, const fs::path& link) {
+    const std::string extension = link.extension().native();
+    const std::size_t kind = extension.size() - std::min(extension.size(), linkSuffix().size());
+    return kind > 0 && target.extension().native() == extension.substr(0, kind);
+}
 
 }  // namespace
 
@@ -36,6 +44,13 @@ marker_state_t stateOfLoad(int result) {
 LinkFile readLinkFile(const std::string& path) {
     basekit2::variant_bag_t bag;
     LinkFile file;
+    // Whoever may write to a group could lead a link out of it by a symbolic link.
+    boost::system::error_code ignored;
+    const fs::file_status entry = fs::symlink_status(path, ignored);
+    if (entry.type() == fs::symlink_file) {
+        file.state = marker_state_t::unreadable;
+        return file;
+    }
     file.state = stateOfLoad(basekit2::load_variant_bag2(bag, path, linkRoot, 0));
     if (file.state != marker_state_t::read) {
         return file;
@@ -49,6 +64,9 @@ LinkFile readLinkFile(const std::string& path) {
     file.target =
         normalPath(fs::absolute(*target->as_string(), fs::path(path).parent_path())).native();
     file.checksum = *checksum->as_string();
+    if (!isOfKind(file.target, path)) {
+        file.state = marker_state_t::malformed;
+    }
     return file;
 }
 
@@ -58,7 +76,8 @@ error_t saveLinkFile(const std::string& path, const std::string& target,
     bag.put(linkKey, target);
     bag.put(checksumKey, checksum);
     if (!isNew) {
-        return errorFromObxError(basekit2::save_variant_bag2(bag, path, linkRoot));
+        return errorFromObxError(basekit2::save_variant_bag2(
+            bag, path, linkRoot, basekit2::durability_t::lasting, basekit2::symlinks_t::refused));
     }
     const int result = basekit2::create_variant_bag(bag, path, basekit2::durability_t::lasting);
     return result == basekit2::bag_exists ? eAlreadyExists : errorFromObxError(result);

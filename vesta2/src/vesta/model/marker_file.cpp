@@ -18,14 +18,18 @@ fs::path markerFileIn(fs::path directory, std::string name) {
 }
 
 error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag_t& bag) {
-    Node::retire(marker.native());
-    int result = basekit2::create_variant_bag(bag, marker.native());
+    // What is open on a file that is not there yet was so on one that has gone. What is opened from
+    // now on is not touched: another thread may have been quicker.
+    const unsigned open = Node::openOn(marker.native());
+    const int result = basekit2::create_variant_bag(bag, marker.native());
     if (result == basekit2::bag_exists) {
-        result = basekit2::fill_variant_bag(bag, marker.native());
-        if (basekit2::bag_failed(result)) {
-            return eAlreadyExists;
-        }
-        Node::retire(marker.native());
+        // An object that is open on the empty bag would save that again.
+        const bool isRepair = Node::openOn(marker.native()) == 0 &&
+                              basekit2::fill_variant_bag(bag, marker.native()) == basekit2::bag_ok;
+        return isRepair ? eOK : eAlreadyExists;
+    }
+    if (result == basekit2::bag_ok && open != 0) {
+        Node::retire(marker.native(), open);
     }
     return errorFromObxError(result);
 }

@@ -14,8 +14,8 @@ boost::filesystem::path markerFileIn(boost::filesystem::path directory, std::str
 
 /// Writes the marker file that makes a directory a node, and replaces none, but for the empty one
 /// that a repair has put there: somebody else may have found the directory first. Returns
-/// `eAlreadyExists` when what another process has written there stays. A node that is still
-/// open on a marker file which was there before is retired. The status stays as it is.
+/// `eAlreadyExists` when what somebody else has written there stays. A node that is still open on
+/// a marker file which was there before is retired. The status stays as it is.
 error_t writeFirstMarkerFile(const boost::filesystem::path& marker,
                              const basekit2::variant_bag_t& bag);
 

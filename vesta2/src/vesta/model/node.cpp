@@ -93,7 +93,10 @@ sptr_t<INodeGroup> Node::getNodeGroup() { return {}; }
 
 void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) { m_ownGroup = std::move(group); }
 
-sptr_t<INodeGroup> Node::ownGroup() const { return sptr_t<INodeGroup>(m_ownGroup.get()); }
+sptr_t<INodeGroup> Node::ownGroup() const {
+    // A link that does not tell where its node is has no directory to hold others.
+    return isLink(m_markerFilePath) ? sptr_t<INodeGroup>() : sptr_t<INodeGroup>(m_ownGroup.get());
+}
 
 sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_propertyStorage; }
 
@@ -117,7 +120,10 @@ bool Node::save() {
         m_removeOnClose = false;
         m_changeMonitor.modified = false;
     }
-    return !setStatus(saveProperties());
+    const error_t code = saveProperties();
+    // What could not be written is still to be saved.
+    m_changeMonitor.modified = m_changeMonitor.modified || code != eOK;
+    return !setStatus(code);
 }
 
 error_t Node::saveProperties() {
@@ -151,6 +157,10 @@ bool Node::removeChildren() {
     NodeIterator child("", m_directory.native(), 0);
     for (setStatus(eOK); !child.at_end(); child.next()) {
         const sptr_t<INode> node = child.current();
+        // Links can make a group hold itself, or what it lies in: those are no members of it.
+        if (node && GroupBeingEmptied::liesIn(node->getPath())) {
+            continue;
+        }
         if (node ? !node->remove() : !isAbsent(child.path())) {
             return getStatus() != eOK ? false : setStatus(eUnknown);
         }
@@ -161,13 +171,11 @@ bool Node::removeChildren() {
 /// Whether the directory is this node's to delete. A link file may name anything, and a broken one
 /// binds its node to itself: what lies around such a file belongs to others.
 bool Node::ownsDirectory() const {
-    if (!m_directory.has_relative_path() || isLink(m_markerFilePath) ||
-        isDirectory(m_markerFilePath)) {
+    if (!m_directory.has_relative_path() || isLink(m_markerFilePath)) {
         return false;
     }
-    const FileSet anyKind(resultMarkerFileExt(), experimentMarkerFileExt(), projectMarkerFileExt());
-    return m_linkFilePath.empty() ||
-           (isRegularFile(m_markerFilePath) && hasExtension(m_markerFilePath, anyKind));
+    const fs::file_status marker = lookAt(m_markerFilePath);
+    return m_linkFilePath.empty() ? !fs::is_directory(marker) : fs::is_regular_file(marker);
 }
 
 bool Node::remove() {
@@ -188,10 +196,12 @@ bool Node::remove() {
 
 /// Deletes the directory with the nodes in it, if it is the node's and there.
 bool Node::removeDirectory(const fs::path& group) {
-    // Links can make a group hold itself, or what it lies in: that is no member of it.
     if (m_removed || !ownsDirectory() || !fs::exists(lookAt(m_directory)) ||
-        NodeBeingRemoved::contains(m_markerFilePath) || GroupBeingEmptied::liesIn(m_directory)) {
+        NodeBeingRemoved::contains(m_markerFilePath)) {
         return true;
+    }
+    if (GroupBeingEmptied::liesIn(m_directory)) {
+        return setStatus(eInvalidPath);
     }
     const NodeBeingRemoved mark(m_markerFilePath);
     if (m_ownGroup && !fs::is_symlink(m_directory) && !removeChildren()) {
@@ -213,11 +223,8 @@ bool Node::removeOwnLink(const fs::path& group) {
     case Leads::unknown:
         return setStatus(eUnknown);
     case Leads::elsewhere:
-        // A link that was given to another node stays, unless the link is all that was asked for.
-        if (m_removed) {
-            return true;
-        }
-        break;
+        // It was given to another node, or could not be read when this one was opened.
+        return m_removed || setStatus(eUnknown);
     case Leads::here:
     case Leads::nowhere:
         break;

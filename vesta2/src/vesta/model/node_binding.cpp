@@ -55,8 +55,8 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     if (markerFilePath.empty()) {
         return false;
     }
-    if (m_removed) {
-        return setStatus(eNotFound);
+    if (isGone()) {
+        return false;
     }
     const Lock lock(s_recursiveMutex);
     if (markerFilePath == m_markerFilePath) {
@@ -81,10 +81,8 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     if (m_properties.get_bag(vestaSection)) {
         const bool isLinkKnown = followBackLink();
         m_isParentKnown = adoptAnyParent(parentGroupPath) != Membership::unknown && isLinkKnown;
-        if (m_isParentKnown) {
-            updateLinkFile();
-        }
-        if (parentGroupPath && !hasWantedLink()) {
+        m_isPlaced = m_isParentKnown && updateLinkFile();
+        if (parentGroupPath && !m_isPlaced && !m_linkStale) {
             // It could not be linked into that group, so it is no member of it.
             const error_t code = getStatus();
             adoptOwnParent();
@@ -100,7 +98,10 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
 
 void Node::takeName(const std::string& markerFilePath) {
     const fs::path marker = markerFilePath;
-    fs::path directory = normalPath(marker).parent_path();
+    // A link that does not tell where its node is binds the node to itself. The directory around it
+    // is another's, so that what is done to the node's own must fail.
+    const bool isPlaceless = isLink(markerFilePath);
+    fs::path directory = isPlaceless ? marker : normalPath(marker).parent_path();
     if (directory.native() != m_directory.native()) {
         // Waits for a copy of the node, which holds the manager.
         m_flagManager.setDirectory(directory.native());
@@ -200,18 +201,20 @@ bool Node::mayBeIn(Node& group) const {
 /// Enters the group at `groupPath`, and leaves the one before. False, with the status set and the
 /// group before kept, when that cannot be.
 bool Node::joinGroup(const std::string& groupPath) {
+    if (m_isPlaced && m_parent && groupPath == m_parent->getPath()) {
+        return true;
+    }
     const sptr_t<INode> former = m_parent;
     if (adoptParent(groupPath) == Membership::unknown) {
         m_parent = former;
         return setStatus(eUnknown);
     }
     m_isParentKnown = true;
-    updateLinkFile();
-    if (!hasWantedLink()) {
+    m_isPlaced = updateLinkFile();
+    if (!m_isPlaced) {
         m_parent = former;
-        return false;
     }
-    return true;
+    return m_isPlaced;
 }
 
 sptr_t<INode> Node::getParent() {

@@ -90,7 +90,6 @@ bool Node::copy(const char* destination, bool rename, notify2::IProgress* progre
 
 bool Node::move(const char* destination, bool rename, notify2::IProgress* progress) {
     const fs::path old = m_directory;
-    const marker_state_t state = m_markerState;
     struct stat source {};
     const bool isKnown = ::lstat(old.c_str(), &source) == 0;
     // What could not be copied in full is not deleted.
@@ -98,9 +97,8 @@ bool Node::move(const char* destination, bool rename, notify2::IProgress* progre
         return false;
     }
     try {
-        // Nor is it when it is not certain which directory that was, or when the copy cannot be
-        // read.
-        if (!isKnown || m_markerState != state) {
+        // Nor is it when it is not certain which directory that was.
+        if (!isKnown) {
             return setStatus(eFileError);
         }
         removeTree(old, FileId(source));
@@ -117,8 +115,8 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
     if (!destination || !*destination) {
         return setStatus(eParameterError);
     }
-    if (m_removed) {
-        return setStatus(eNotFound);
+    if (isGone()) {
+        return false;
     }
     if (progress && progress->isCancelled()) {
         return setStatus(eFileError);
@@ -126,6 +124,7 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
     try {
         const fs::path source = m_directory;
         const std::string sourceMarker = markerFileName();
+        const marker_state_t state = m_markerState;
         const fs::path target = normalPath(completePath(destination, nullptr));
         const std::string marker = rename ? markerNameIn(target) : sourceMarker;
         const std::vector<std::string> exclusions = flagFilePatterns();
@@ -162,11 +161,12 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
         flags->moveTo(target);
         flags.reset();
         const basekit2::sptr_t<INode> group = getParent();
-        if (!settleIn(target, marker, group)) {
+        const auto expected = outcome == eOK ? std::optional(state) : std::nullopt;
+        if (!settleIn(target, marker, group, expected)) {
             const error_t code = getStatus();
             flags.emplace(m_flagManager, source);
             flags.reset();
-            if (!settleIn(source, sourceMarker, group)) {
+            if (!settleIn(source, sourceMarker, group, expected)) {
                 // A link may lead to the copy already.
                 made.keep();
             }
@@ -188,16 +188,17 @@ std::string Node::markerNameIn(const fs::path& directory) const {
 /// Lives on in `directory`, whose marker file is called `marker`, as a member of `group`, if any.
 /// False, with the status, when another node is open there, or when the group did not take it in.
 bool Node::settleIn(const fs::path& directory, const std::string& marker,
-                    const basekit2::sptr_t<INode>& group) {
+                    const basekit2::sptr_t<INode>& group, std::optional<marker_state_t> state) {
     setMarkerFilePath((directory / marker).native(), group ? group->getPath() : nullptr);
     const bool isThere = m_directory.native() == directory.native();
     if (m_ownGroup && isThere) {
         m_ownGroup->setPath(directory.native());
         m_ownGroup->setOutputDirectory(directory.c_str());
     }
-    // A marker that cannot be read has no group to be linked into.
+    // Without its section the marker has no group to be linked into.
     const bool isRead = m_markerState == marker_state_t::read;
-    return isThere && getParent() == group && isLinkInOrder() && (getStatus() == eOK || !isRead);
+    return isThere && m_markerState == state.value_or(m_markerState) && getParent() == group &&
+           m_isPlaced && (getStatus() == eOK || !isRead);
 }
 
 }  // namespace vesta2

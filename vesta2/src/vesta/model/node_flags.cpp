@@ -26,14 +26,15 @@ error_t runFlagOperation(const char* name, const Operation& operation) {
 
 error_t Node::addFlag(const char* name, basekit2::sptr_t<IFlagData>& out, bool force) {
     basekit2::variant_bag_t record;
-    const error_t code =
-        runFlagOperation(name, [&] { return m_flagManager.writeFlag(name, force, &record); });
+    const error_t code = runFlagOperation(
+        name, [&] { return isGone() ? eNotFound : m_flagManager.writeFlag(name, force, &record); });
     out = basekit2::sptr_t<IFlagData>(new util::FlagData(std::move(record)));
     return code;
 }
 
 error_t Node::addFlag(const char* name, bool force) {
-    return runFlagOperation(name, [&] { return m_flagManager.writeFlag(name, force, nullptr); });
+    return runFlagOperation(
+        name, [&] { return isGone() ? eNotFound : m_flagManager.writeFlag(name, force, nullptr); });
 }
 
 error_t Node::removeFlag(const char* name, bool forceErase) {

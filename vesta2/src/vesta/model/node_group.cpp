@@ -114,7 +114,15 @@ sptr_t<INode> NodeGroup::addNode(const char* path) {
     const std::string found =
         findLastMatching(path, "", isExperiment ? experimentExt : resultMarkerFileExt(), true);
     sptr_t<INode> node = Node::lookup(found, m_path.c_str());
-    return node && node->setParent(m_path.c_str()) ? node : sptr_t<INode>();
+    const error_t joined = getStatus();
+    if (!node || !node->setParent(m_path.c_str())) {
+        return {};
+    }
+    // That a node which has just joined could not name its link is not forgotten.
+    if (getStatus() == eOK && node->isLinked()) {
+        setStatus(joined);
+    }
+    return node;
 }
 
 void NodeGroup::purge(const char* mask, int keep) {

@@ -125,17 +125,26 @@ void Node::leaveGroupThatIsNone() {
     m_linkStale = false;
 }
 
-void Node::updateLinkFile() {
+/// Brings the link file in line with the node's parent and marker file. False, with the status and
+/// the link file that was, when that fails.
+bool Node::updateLinkFile() {
     setStatus(eOK);
     const Lock lock(s_recursiveMutex);
     std::string wanted;
     if (!findWantedLinkPath(wanted)) {
         m_isParentKnown = false;
-        setStatus(eUnknown);
-        return;
+        return setStatus(eUnknown);
     }
-    if ((wanted == m_linkFilePath && !m_linkStale) || (!wanted.empty() && !writeLinkFile(wanted))) {
-        return;
+    if (wanted == m_linkFilePath && !m_linkStale) {
+        return true;
+    }
+    if (!wanted.empty() && !writeLinkFile(wanted)) {
+        const error_t code = getStatus();
+        if (wanted != m_linkFilePath) {
+            // One that was written all the same, but perhaps not to last.
+            dropLinkFile(wanted);
+        }
+        return setStatus(code);
     }
     // Only now that the new link stands: at no moment is the node without one.
     const std::string former = takeLinkPath(wanted);
@@ -147,6 +156,7 @@ void Node::updateLinkFile() {
     if (!wanted.empty()) {
         nameLinkInMarker();
     }
+    return true;
 }
 
 /// Where the node's link file should be; empty for a node that needs none, because it lies in its
@@ -162,11 +172,6 @@ bool Node::findWantedLinkPath(std::string& wanted) const {
         wanted = (group / (markerFileName() + linkSuffix())).native();
     }
     return liesInGroup.has_value();
-}
-
-bool Node::hasWantedLink() const {
-    std::string wanted;
-    return findWantedLinkPath(wanted) && wanted == m_linkFilePath;
 }
 
 /// Whether its group can hold a link to the node when it lies in `directory` and its marker has
@@ -187,12 +192,6 @@ bool Node::canBeLinkedFrom(const fs::path& directory, const std::string& markerN
     return setStatus(leads == Leads::elsewhere ? eAlreadyExists
                      : leads == Leads::unknown ? eUnknown
                                                : eOK);
-}
-
-/// Whether the link file, if the node needs one, leads here.
-bool Node::isLinkInOrder() const {
-    const Lock lock(s_recursiveMutex);
-    return hasWantedLink() && (m_linkFilePath.empty() || !m_linkStale);
 }
 
 bool Node::writeLinkFile(const std::string& path) {

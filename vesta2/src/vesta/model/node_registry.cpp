@@ -125,10 +125,16 @@ void Node::unregister(const std::string& key) const {
     }
 }
 
-void Node::retire(const std::string& markerFilePath) {
+unsigned Node::openOn(const std::string& markerFilePath) {
+    const Lock lock(s_recursiveMutex);
+    const Node* const node = registered(normalPath(markerFilePath).native());
+    return node && node->m_open ? node->m_uid : 0;
+}
+
+void Node::retire(const std::string& markerFilePath, unsigned number) {
     const Lock lock(s_recursiveMutex);
     Node* const node = registered(normalPath(markerFilePath).native());
-    if (node && node->m_open) {
+    if (node && node->m_open && node->m_uid == number) {
         node->m_removed = true;
         node->unregister();
     }

@@ -3,10 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "../discovery/extensions.h"
+#include "../foundation/file_checks.h"
 #include "directory_chain.h"
 #include "level_listing.h"
 #include "tree_error.h"
 #include "tree_walk.h"
+#include "vesta2/names.h"
 
 namespace vesta2 {
 
@@ -38,7 +41,10 @@ public:
         std::vector<std::string> subdirectories;
         forEachEntry(m_chain, [&](const DirectoryListing& entry) {
             std::string name(entry.name());
-            if (entry.kind() == DT_DIR || !unlinkFile(name)) {
+            const bool isDirectory = entry.kind() == DT_DIR;
+            if (!isDirectory && m_misses.size() == 2 && isOneOf(extensionOf(name), m_markers)) {
+                m_last.push_back(std::move(name));
+            } else if (isDirectory || !unlinkFile(name)) {
                 subdirectories.push_back(std::move(name));
             }
         });
@@ -66,6 +72,12 @@ public:
     }
 
     bool leave(const std::string& name) {
+        // A node whose removal fails stays a node, which can be found and removed again.
+        for (const std::string& last : m_misses.size() == 2 ? m_last : std::vector<std::string>()) {
+            if (!unlinkFile(last)) {
+                fail(last);
+            }
+        }
         m_chain.leave();
         m_misses.pop_back();
         int& misses = m_misses.back();
@@ -87,11 +99,16 @@ private:
         throwTreeError("cannot delete", path);
     }
 
-    [[nodiscard]] bool isWanted(const std::string& name, int flags) const {
+    [[nodiscard]] bool isWanted(const std::string& name, int flags) {
         struct stat info {};
-        return ::fstatat(m_chain.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW | flags) ==
-                   0 &&
-               FileId(info) == *m_only;
+        if (::fstatat(m_chain.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW | flags) !=
+            0) {
+            if (meansAbsent(errno)) {
+                return false;
+            }
+            fail(name);
+        }
+        return FileId(info) == *m_only;
     }
 
     /// True when the entry is gone, by us or by somebody else.
@@ -117,6 +134,9 @@ private:
     DirectoryChain m_chain;
     std::string m_name;
     const FileId* m_only;
+    const FileSet m_markers{resultMarkerFileExt(), experimentMarkerFileExt(),
+                            projectMarkerFileExt()};
+    std::vector<std::string> m_last;  ///< the marker files at the top
     std::uintmax_t m_count = 0;
     std::vector<int> m_misses{0};  ///< by depth: how often the present subdirectory was not empty
 };

@@ -62,7 +62,8 @@ public:
         } catch (const CopyEnded&) {
             return false;
         } catch (const boost::system::system_error& e) {
-            return !VESTA_FAIL_WITH(e);
+            VESTA_FAIL_WITH(e);
+            return !m_files.isCancelled();
         }
     }
 
