@@ -16,6 +16,12 @@
 namespace cli {
 namespace {
 
+/// Whether its link does not tell where the node is: then there is no group to look into.
+bool isPlaceless(const Description& node) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(node.path, ignored);
+}
+
 struct Arguments {
     std::string group = ".";
     std::string mask = "*";
@@ -172,7 +178,7 @@ private:
             m_session.json ? writeJson(row, place) : writeRow(row, place);
         }
         if (!m_arguments.recursive || row.node.kind == "result" || row.node.state == "missing" ||
-            isFull() || !m_visited.insert(row.node.path).second) {
+            isPlaceless(row.node) || isFull() || !m_visited.insert(row.node.path).second) {
             return;
         }
         Place below = place;

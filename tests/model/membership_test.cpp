@@ -288,15 +288,81 @@ TEST_F(MembershipTest, LinksThatLeadUpwardsDeleteNothingThere) {
             makeResult(at("p/r000"));
             makeExperiment(at("p/e"));
             makeResult(at("p/e/r001"));
+            makeProject(at("q"))->getNodeGroup()->addNode(at("p/e").c_str());
             writeLink(at(link), target);
             const NodeHandle node = lookup(experiment);
             purges ? node->getNodeGroup()->purge("*", 0) : static_cast<void>(node->remove());
             EXPECT_TRUE(fs::exists(project) && fs::exists(at("p/r000/r000.zentor")));
             EXPECT_EQ(fs::exists(experiment), purges);
+            EXPECT_EQ(fs::exists(at("q/e.zentorexplink")), purges) << "how it is a member";
             EXPECT_FALSE(fs::exists(at("p/e/r001")));
             lookup(project)->remove();
+            lookup(at("q/q.zentorproj"))->remove();
         }
     }
+}
+
+TEST_F(MembershipTest, LinkLeadsOutOfItsGroupByNoSymbolicLink) {
+    makeProject(at("p"));
+    makeResult(at("far/r000"));
+    const std::string link = at("p/r000.zentorlink");
+    variant_bag_t bag;
+    bag.put("mine", 1);
+    ASSERT_EQ(basekit2::save_variant_bag(bag, at("victim")), basekit2::bag_ok);
+    const std::string before = readFile(at("victim"));
+    for (const char* target : {"victim", "nothing"}) {
+        fs::create_symlink(at(target), link);
+        EXPECT_FALSE(INodeGroup::open(at("p").c_str())->addNode(at("far/r000").c_str()));
+        EXPECT_NE(getStatus(), eOK);
+        EXPECT_EQ(readFile(at("victim")), before);
+        EXPECT_FALSE(fs::exists(at("nothing")));
+        fs::remove(link);
+    }
+}
+
+TEST_F(MembershipTest, DamagedLinkStandsForNoDirectory) {
+    writeFile(at("g/thesis.txt"), "mine");
+    const std::string link = at("g/r000.zentorlink");
+    for (const std::string& text : {std::string(), std::string("junk"), std::string("to thesis")}) {
+        SCOPED_TRACE(text);
+        writeFile(link, text);
+        if (text == "to thesis") {
+            writeLink(link, at("g/thesis.txt"));
+        }
+        const ResultHandle result = IResultDirectory::cast(lookup(link));
+        ASSERT_TRUE(result);
+        result->setFinalized(true);
+        result->setInvalid();
+        EXPECT_FALSE(result->setFlag("busy"));
+        EXPECT_FALSE(result->createCollectorDataDir());
+        EXPECT_FALSE(result->copy(at("copy").c_str(), false, nullptr));
+        EXPECT_FALSE(result->move(at("copy").c_str(), false, nullptr));
+        EXPECT_FALSE(result->duplicate(at("copy").c_str()));
+        EXPECT_FALSE(result->exportTo(at("copy").c_str(), nullptr));
+        EXPECT_TRUE(result->remove());
+        EXPECT_FALSE(fs::exists(link));
+        EXPECT_EQ(std::distance(fs::directory_iterator(at("g")), fs::directory_iterator()), 1);
+        EXPECT_EQ(std::distance(fs::directory_iterator(at("")), fs::directory_iterator()), 1);
+    }
+}
+
+TEST_F(MembershipTest, NodeThatCannotBeLookedAtKeepsItsLink) {
+    asOrdinaryUser([this] {
+        const std::string marker = makeMember("own/priv/r000", "own/p");
+        const std::string link = at("own/p/r000.zentorlink");
+        fs::permissions(at("own/priv"), fs::no_perms);
+        INodeGroup::open(at("own/p").c_str())->purge("*", 0);
+        EXPECT_EQ(getStatus(), eInsufficientPermissions);
+        EXPECT_FALSE(lookup(at("own/p/p.zentorproj"))->remove());
+        fs::permissions(at("own/priv"), fs::owner_all);
+        EXPECT_EQ(lookup(link)->getMarkerFilePath(), marker);
+
+        fs::permissions(marker, fs::no_perms);
+        EXPECT_FALSE(openResult(at("own/priv/r000"))->exportTo(at("own/x").c_str(), nullptr));
+        EXPECT_FALSE(openResult(at("own/priv/r000"))->copy(at("own/x").c_str(), false, nullptr));
+        EXPECT_FALSE(fs::exists(at("own/x"))) << "a copy without the properties";
+        fs::permissions(marker, fs::owner_all);
+    });
 }
 
 TEST_F(MembershipTest, PurgeTellsHowItsSearchEnded) {
