@@ -11,6 +11,7 @@
 #include "nodes/flags.h"
 #include "nodes/new_place.h"
 #include "nodes/node_argument.h"
+#include "nodes/presence.h"
 #include "options.h"
 #include "output/progress.h"
 #include "output/text.h"
@@ -104,9 +105,11 @@ int runMove(const Arguments& arguments, Session& session) {
     if (old == node->getPath()) {
         failUndone(place, signals, progress);
     }
-    if (!isDone) {
-        throw Failure(exitFailure, old, "is at " + place.path() + " now, but could not be deleted",
-                      "delete it by hand");
+    if (!isDone || isThere(old)) {
+        throw Failure(exitFailure, old,
+                      "is at " + place.path() +
+                          ", too: it could not be deleted, or its group not changed",
+                      "see 'vesta2 show' of both, and remove the one that is in no group");
     }
     if (status != vesta2::eOK) {
         throw notSettled(place, "was moved");

@@ -35,6 +35,7 @@ int run(const Arguments& arguments, Session& session) {
                       "name the link file in its group");
     }
     const std::string link = node->getLinkFilePath();
+    requireReadable(describe(node));
     if (!node->isMissing() || isThere(node->getMarkerFilePath())) {
         throw Failure(exitNegative, link, "leads to " + std::string(node->getMarkerFilePath()),
                       "which is there: nothing to repair");

@@ -12,6 +12,7 @@
 #include "options.h"
 #include "output/text.h"
 #include "vesta2/i_project.h"
+#include "vesta2/node.h"
 
 namespace cli {
 namespace {
@@ -39,16 +40,20 @@ void addNumber(std::vector<Fact>& facts, std::string_view key, std::uint64_t num
     facts.push_back({std::string(key), std::to_string(number), std::to_string(number)});
 }
 
-void addParents(std::vector<Fact>& facts, vesta2::INode& node) {
-    if (const auto parent = node.getParent()) {
+void addParents(std::vector<Fact>& facts, const basekit2::sptr_t<vesta2::INode>& node) {
+    if (!vesta2::Node::isParentKnown(node)) {
+        facts.push_back({"parent", "unknown", Json()});
+        return;
+    }
+    if (const auto parent = node->getParent()) {
         addText(facts, "parent", parent->getPath());
     }
-    if (const auto project = node.getProject()) {
+    if (const auto project = node->getProject()) {
         addText(facts, "project", project->getPath());
     }
-    if (node.isLinked()) {
-        addText(facts, "link", node.getLinkFilePath());
-        const char* stale = node.isLinkStale() ? "stale" : "fresh";
+    if (node->isLinked()) {
+        addText(facts, "link", node->getLinkFilePath());
+        const char* stale = node->isLinkStale() ? "stale" : "fresh";
         facts.push_back({"linkState", stale, stale});
     }
 }
@@ -87,7 +92,7 @@ std::vector<Fact> gatherFacts(const basekit2::sptr_t<vesta2::INode>& node) {
         facts.push_back(
             {"state", description.state, description.state, stateStyle(description.state)});
     }
-    addParents(facts, *node);
+    addParents(facts, node);
     return facts;
 }
 

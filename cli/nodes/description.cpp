@@ -7,6 +7,7 @@
 #include "output/text.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
+#include "vesta2/names.h"
 #include "vesta2/node.h"
 
 namespace cli {
@@ -33,9 +34,13 @@ std::string stateOf(vesta2::IResultDirectory& result) {
     if (result.isFinalized() || isThere(directory + "/.norun")) {
         return "finalized";
     }
-    switch (vesta2::util::lookAtFlag(directory, flags::collecting).state) {
-    case vesta2::util::flag_state_t::held:
-        return "collecting";
+    const vesta2::util::FlagLook look = vesta2::util::lookAtFlag(directory, flags::collecting);
+    switch (look.state) {
+    case vesta2::util::flag_state_t::held: {
+        // Who cannot read its files is told that it may be held.
+        const std::string file = directory + "/" + look.name + vesta2::getFlagLockExtension();
+        return !look.record.empty() || isThere(file) ? "collecting" : "incomplete";
+    }
     case vesta2::util::flag_state_t::stale:
         return "orphaned";
     case vesta2::util::flag_state_t::free:
@@ -101,7 +106,9 @@ Description describe(const basekit2::sptr_t<vesta2::INode>& node) {
     out.path = textOf(node->getPath());
     out.time = node->getCreationTime();
     out.host = hostOf(*node);
-    if (node->isLinked()) {
+    if (!vesta2::Node::isParentKnown(node)) {
+        out.link = "unknown";
+    } else if (node->isLinked()) {
         out.link = node->isLinkStale() ? "stale" : "linked";
     }
     if (const auto result = vesta2::IResultDirectory::cast(node)) {

@@ -23,7 +23,9 @@ struct Description {
     std::string host;
     int rank = -1;
     std::string command;
-    std::string link;  ///< "linked" or "stale" for a node that is stored elsewhere, else empty
+    /// "linked" or "stale" for a node that is stored elsewhere, else empty; "unknown" when that
+    /// could not be looked at.
+    std::string link;
     std::optional<Failure> damage;  ///< of an "unreadable" node: what could not be read
 };
 

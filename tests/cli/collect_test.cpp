@@ -118,7 +118,7 @@ read x < done)";
     EXPECT_LE(busiest, 100.0 * static_cast<double>(::sysconf(_SC_NPROCESSORS_ONLN)) + 0.1);
     const auto properties = json({"show", "r000"})["properties"];
     EXPECT_GE(std::stoll(properties["writtenBytes"].get<std::string>()), 8388608);
-    EXPECT_GT(std::stoll(properties["userTimeMicroseconds"].get<std::string>()), 1000);
+    EXPECT_GT(std::stoll(properties["userTimeMicroseconds"].get<std::string>()), 0);
     EXPECT_EQ(properties["sampleCount"], std::to_string(samples.size()));
 }
 

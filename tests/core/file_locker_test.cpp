@@ -167,6 +167,7 @@ TEST_F(FileLockerTest, TellsWhyAFileCannotBeLocked) {
     for (const auto& [call, error] : std::vector<std::pair<Call, int>>{{Call::open, EINTR},
                                                                        {Call::lock, EINTR},
                                                                        {Call::open, ESTALE},
+                                                                       {Call::open, EEXIST},
                                                                        {Call::stat, ESTALE},
                                                                        {Call::lock, ESTALE},
                                                                        {Call::lock, ENOENT},

@@ -170,17 +170,22 @@ TEST_F(FlagsTest, ThreadsShareANode) {
 }
 
 TEST_F(FlagsTest, SetDuringAMoveAreWhereTheNodeIs) {
+    constexpr int mostClaims = 1000;
     std::atomic<bool> ended{false};
+    std::atomic<int> number{0};
     std::vector<std::string> claimed;
     std::thread claimer([&] {
-        for (int number = 0; !ended && number < 1000; ++number) {
-            const std::string name = "flag" + std::to_string(number);
+        for (; !ended && number < mostClaims; ++number) {
+            const std::string name = "flag" + std::to_string(number.load());
             if (object(m_result).setFlag(name.c_str())) {
                 claimed.push_back(name);
             }
         }
     });
     for (const char* place : {"m1", "m2", "m3", "m4"}) {
+        for (const int before = number; number == before && number < mostClaims;) {
+            std::this_thread::yield();
+        }
         EXPECT_TRUE(m_result->move(at(place).c_str(), false, nullptr));
     }
     ended = true;

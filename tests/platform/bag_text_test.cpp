@@ -168,18 +168,16 @@ TEST(BagText, HoldsSixteenMebibytesAndNoMore) {
 }
 
 TEST(BagText, HoldsSoManyValuesAndNoMore) {
-    variant_bag_t bag;
-    variant_bag_t& inner = bag.put_bag("inner");
+    std::string text = "<bag v='1'><bag n='inner'>";
     for (int i = 1; i < 1 << 18; ++i) {
-        inner.put(std::to_string(i), i);
+        text.append("<str n='").append(std::to_string(i)).append("'/>");
     }
-    const std::string text = saved(bag);
-    variant_bag_t back;
-    ASSERT_EQ(basekit2::load_variant_bag_from_string(back, text), basekit2::bag_ok);
-    EXPECT_TRUE(back == bag);
-    const std::string more = text.substr(0, text.rfind("</bag>")) + "<bag n='b'/></bag>";
-    EXPECT_EQ(basekit2::load_variant_bag_from_string(back, more), basekit2::bag_too_large);
-    EXPECT_TRUE(back.empty());
+    variant_bag_t bag;
+    EXPECT_EQ(basekit2::load_variant_bag_from_string(bag, text + "</bag><bag n='b'/></bag>"),
+              basekit2::bag_too_large);
+    EXPECT_TRUE(bag.empty());
+    ASSERT_EQ(basekit2::load_variant_bag_from_string(bag, text + "</bag></bag>"), basekit2::bag_ok);
+    saved(bag);
     bag.put_bag("b");
     expectUnwritable(bag, basekit2::bag_too_large);
 }
@@ -383,7 +381,7 @@ TEST(BagText, IsReadAsAGeneralParserReadsItOrRefused) {
     const std::string whole = sampleText;
     const std::string bytes = std::string("<&\"'/ \n=>;x#]?!-+\\01aestb\xFF\xC3\xA9") + '\0';
     int accepted = 0;
-    for (int round = 0; round < 30'000; ++round) {
+    for (int round = 0; round < 10'000; ++round) {
         std::string damaged = whole;
         for (auto changes = 1 + random() % 3; changes > 0; --changes) {
             const std::size_t at = random() % damaged.size();
@@ -405,7 +403,7 @@ TEST(BagText, IsReadAsAGeneralParserReadsItOrRefused) {
             << damaged;
         ASSERT_TRUE(described(bag) == parsed(document.first_child())) << damaged;
     }
-    EXPECT_GT(accepted, 1000);
+    EXPECT_GT(accepted, 300);
 }
 
 TEST(BagText, IsNeverReadHalf) {

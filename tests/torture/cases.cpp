@@ -17,6 +17,12 @@ namespace fs = std::filesystem;
 constexpr std::size_t state = 2;
 constexpr std::size_t size = 6;
 
+/// The node, perhaps without its group.
+bool showsAll(const Scene& scene) {
+    return scene.run.out == scene.undisturbed.out ||
+           scene.run.out.find("\nparent\tunknown\n") != std::string::npos;
+}
+
 bool printsTheSame(const Scene& scene) { return scene.run.out == scene.undisturbed.out; }
 
 /// Whether all that was made and written below `place` was on the disk when the first file at
@@ -70,6 +76,9 @@ bool listsAll(const Scene& scene) {
                           if (row.size() > size + 1 && row[size] == "-") {
                               wanted[size] = "-";
                           }
+                          if (row.size() > size + 1 && row[size + 1] == "unknown") {
+                              wanted[size + 1] = "unknown";
+                          }
                           return row == wanted || (row[0] == wanted[0] && row[1] == wanted[1] &&
                                                    row[state] == "unreadable");
                       });
@@ -91,7 +100,9 @@ bool isInvalid(const Scene& scene) {
 }
 
 bool isCollected(const Scene& scene) {
+    // The next number is taken when a directory could not be made.
     const FoundNode* node = scene.after.at("p/r002");
+    node = node ? node : scene.after.at("p/r003");
     if (!node || node->files.count("data.0/samples.csv") == 0) {
         return false;
     }
@@ -100,7 +111,7 @@ bool isCollected(const Scene& scene) {
            text(*node, "collectionCommand") == "true" &&
            !text(*node, "collectionTimeEnd").empty() &&
            std::count(samples.begin(), samples.end(), '\n') > 2 &&
-           isFlushedBefore(scene, "p/r002", "p/r002/.norun");
+           isFlushedBefore(scene, node->directory, node->directory + "/.norun");
 }
 
 }  // namespace
@@ -120,8 +131,8 @@ const std::vector<Case>& cases() {
     static const std::vector<Case> all{
         {.name = "list", .arguments = {"list", "-r", "p"}, .promise = listsAll},
         {.name = "list-long", .arguments = {"list", "-l", "p"}, .promise = listsAll},
-        {.name = "show", .arguments = {"show", "p/r000"}, .promise = printsTheSame},
-        {.name = "show-linked", .arguments = {"show", "p/x0.zentorlink"}, .promise = printsTheSame},
+        {.name = "show", .arguments = {"show", "p/r000"}, .promise = showsAll},
+        {.name = "show-linked", .arguments = {"show", "p/x0.zentorlink"}, .promise = showsAll},
         {.name = "diff", .arguments = {"diff", "p/r000", "p/r001"}, .promise = printsTheSame},
         {.name = "files", .arguments = {"files", "p/r000"}, .promise = printsTheSame},
         {.name = "import",
@@ -213,12 +224,18 @@ const std::vector<Case>& cases() {
         {.name = "create",
          .arguments = {"create", "result", "r@@@", "--into", "p"},
          .promise = isMade,
-         .made = "p/r002"},
+         .made = "p/r002",
+         .mayLeaveDirectory = true},
         {.name = "create-project",
          .arguments = {"create", "project", "far/n"},
          .promise = isMade,
-         .made = "far/n"},
-        {.name = "get", .arguments = {"get", "p/n"}, .promise = isMade, .made = "p/n"},
+         .made = "far/n",
+         .mayLeaveDirectory = true},
+        {.name = "get",
+         .arguments = {"get", "p/n"},
+         .promise = isMade,
+         .made = "p/n",
+         .mayLeaveDirectory = true},
         {.name = "rename",
          .arguments = {"rename", "p/r000", "q"},
          .promise = [](S s) { return !s.isGone("p/r000/q.zentor"); },

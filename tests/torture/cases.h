@@ -33,6 +33,8 @@ struct Case {
     std::function<bool(const Scene&)> promise;
     /// Where it makes something that must not be there after a failure.
     std::string made{};
+    /// The library keeps a new directory whose marker file cannot be written: `get` repairs it.
+    bool mayLeaveDirectory = false;
     /// Names of the files that are left out there.
     std::string leavesOut{};
     /// Nodes whose places, names, marks and links it changes, and those that it deletes.

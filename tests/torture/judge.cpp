@@ -51,7 +51,8 @@ private:
         }
     }
 
-    /// Whether `now` is what the node was, or what the command was to make of it.
+    /// Whether `now` is what the node was, or what the command was to make of it. A copy gets the
+    /// mark last: until then it is whole, and says that it is incomplete.
     [[nodiscard]] bool isWhole(const FoundNode& was, const FoundNode& now) const {
         FoundNode expected = was;
         if (now.directory == m_case.made) {
@@ -61,7 +62,9 @@ private:
         }
         const std::string key = text(now, "key");
         return isSameNode(expected, now, "key") && (key == text(was, "key") || key == "new") &&
-               (was.isFinalized == now.isFinalized || m_case.subjects.count(was.identity) != 0);
+               (was.isFinalized == now.isFinalized ||
+                (was.isFinalized && now.directory != was.directory) ||
+                m_case.subjects.count(was.identity) != 0);
     }
 
     void judgeNode(const FoundNode& was) {
@@ -99,11 +102,12 @@ private:
                 blame("temporary file left: " + name);
             }
         }
-        if (m_canClearUp && !m_isDone && !m_case.made.empty() && !m_scene.isGone(m_case.made)) {
+        if (m_canClearUp && !m_isDone && !m_case.made.empty() && !m_case.mayLeaveDirectory &&
+            !m_scene.isGone(m_case.made) && !m_scene.after.at(m_case.made)) {
             blame("left after failure: " + m_case.made);
         }
         const FoundNode* collected = m_scene.after.at("p/r002");
-        if (!m_isDone && !m_wasKilled && collected && collected->isFinalized) {
+        if (m_canClearUp && !m_isDone && collected && collected->isFinalized) {
             blame("finalized in spite of a failure: p/r002");
         }
     }

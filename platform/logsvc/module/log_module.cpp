@@ -16,11 +16,13 @@
 namespace logsvc {
 namespace {
 
-/// This module is initialised after the logging library and so ends before it: what is logged later
-/// on must not reach what has been destroyed.
+/// This module is initialised after the logging library and ends before it: what is logged later on
+/// must not reach what has been destroyed, and a thread that finds it running finds the library
+/// ready.
 struct process_t {
-    std::atomic<bool> ends{false};
-    ~process_t() { ends = true; }
+    std::atomic<bool> runs{false};
+    process_t() { runs = true; }
+    ~process_t() { runs = false; }
 };
 process_t s_process;
 
@@ -80,7 +82,7 @@ void log(const message_t& message) {
 }  // namespace logsvc
 
 void vesta2_log_1(const logsvc::message_t& message) noexcept {
-    if (logsvc::s_process.ends) {
+    if (!logsvc::s_process.runs) {
         return;
     }
     try {

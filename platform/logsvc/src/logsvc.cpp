@@ -51,8 +51,10 @@ log_function_t load(bool present) {
     if (!present && !can_start_threads()) {
         return say_nothing;
     }
-    const std::string path = basekit2::library_directory() + "/libvesta2-log.so";
-    void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::string& directory = basekit2::library_directory();
+    void* module = directory.empty()
+                       ? nullptr
+                       : ::dlopen((directory + "/libvesta2-log.so").c_str(), RTLD_NOW | RTLD_LOCAL);
     void* function = module ? ::dlsym(module, log_function_name) : nullptr;
     return function ? reinterpret_cast<log_function_t>(function) : say_nothing;
 }

@@ -120,8 +120,11 @@ public:
     // Copies of the node's directory. They leave out symbolic links and the files of flags.
     // `rename` gives the marker file the name of the new directory. `progress` may be null; it is
     // told of the bytes, and can cancel between two files and within a large one: the destination
-    // is then deleted again. Not for two threads on one node. False, with the status:
-    // `eParameterError` for no destination, `eAlreadyExists` for one that is there, `eFileError`
+    // is then deleted again. The last that it is told, however it ends, is `finish`. Until all is
+    // copied the destination has no marker file. It is no more open than its source, and is deleted
+    // again only if it is still the directory that was made. Not for two threads on one node.
+    // False, with the status: `eParameterError` for no destination, `eAlreadyExists` for one that
+    // is there and for a marker name that something else in the node's directory has, `eFileError`
     // for one that cannot be made, that lies below the node, or when it was cancelled.
 
     /// Copies the directory to `destination`, whose parent must exist. The node and the flags that
@@ -130,9 +133,10 @@ public:
     /// Deliberate: returns true also when a step FAILED, such as a file that cannot be read; ask
     /// `ResultDirectoryManager::getLastError`.
     virtual bool copy(const char* destination, bool rename, notify2::IProgress* progress) = 0;
-    /// The same, and then deletes the old directory. False, with nothing changed, also when a step
-    /// failed; false with `eFileError`, and the node in its new place, when the old directory
-    /// cannot be deleted.
+    /// The same, flushes the copy's file system, and then deletes the old directory and flushes
+    /// that: a power cut loses nothing of either. False, with nothing changed, also when a step or
+    /// the flush failed; false with `eFileError`, and the node in its new place, when the old
+    /// directory cannot be deleted.
     virtual bool move(const char* destination, bool rename, notify2::IProgress* progress) = 0;
     /// Makes a second node of the same kind at `path`, which must not exist (of a pattern, the next
     /// number is taken), with a copy of all but the flags and, for a result, the link. This node

@@ -21,7 +21,8 @@ class VESTA2_API IResultDirectory : public INode {
 public:
     /// Whether post-processing has ended.
     virtual bool isFinalized() = 0;
-    /// Marks the result finalized, or no longer so, by the file ".norun" in its directory.
+    /// Marks the result finalized, or no longer so, by the file ".norun" in its directory, and
+    /// flushes that. What has this name and is no regular file (`eUnknown`) is no place for a mark.
     /// Deliberate: always true; a failure shows in the thread's status alone. What is already so in
     /// memory is not written again.
     virtual bool setFinalized(bool finalized) = 0;
@@ -36,10 +37,12 @@ public:
     /// The data directories, as full paths in byte order; empty when the directory cannot be
     /// listed.
     virtual basekit2::sptr_t<IPathIterator> getCollectorDataDirectories() = 0;
-    /// The files in the data directories whose names match `mask` (null for all), as full paths.
+    /// The files in the data directories whose names match `mask`, as full paths; with null, every
+    /// entry, directories too.
     /// Throws `boost::filesystem::filesystem_error` when a data directory cannot be listed.
     virtual basekit2::sptr_t<IPathIterator> getResultFiles(const char* mask) = 0;
-    /// The full path of the subdirectory `name`, which is made when it is missing; null on failure.
+    /// The full path of the subdirectory `name`, which is made when it is missing; null on failure,
+    /// and with `eParameterError` for null.
     /// Valid until the next call.
     virtual const char* getSubdir(const char* name) = 0;
     /// Null, with the status as it was, for an unknown directory.
@@ -48,11 +51,14 @@ public:
     /// one of `exclusions` (one a line, see `basekit2::path_t::match`; null for none), to a new
     /// directory with a marker file of its own that has the same properties. `destination` is made
     /// as by `ResultDirectoryManager::create`, so it may be a pattern. Flags are files like others
-    /// here: exclude them with `flagFilePatterns`. Returns the new result, or empty with the
-    /// status. Deliberate: what has been copied stays when it fails later, and a failed step (a
-    /// file that cannot be read) shows in the status alone.
+    /// here: exclude them with `flagFilePatterns`. The export is
+    /// no more open than its source. Returns the new result, or empty with the status: what was
+    /// made is then deleted again. Deliberate: a failed step (a file that cannot be read) shows in
+    /// the status alone.
     virtual basekit2::sptr_t<IResultDirectory> exportTo(const char* destination,
                                                         const char* exclusions) = 0;
+
+    // Setters mark the node modified; a null text is refused with `eParameterError`.
 
     /// "unknown" when the marker file does not tell; so for the operating system.
     virtual const char* getCreationHostName() = 0;

@@ -103,6 +103,10 @@ public:
     /// How reading its marker file went when the node was last bound to it; `absent` for an empty
     /// handle.
     static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
+    /// Whether `INode::getParent` and `getLinkFilePath` can be believed: false when the group that
+    /// may hold the node, or the link that leads to it, could not be looked at. Such a node is
+    /// neither renamed nor copied nor moved (`eUnknown`). True for an empty handle.
+    static bool isParentKnown(const basekit2::sptr_t<INode>& node);
     /// The number (see `uid`) of the node that is open on the marker file; 0 when none is.
     static unsigned openOn(const std::string& markerFilePath);
     /// Takes the node that is open on the marker file out of the registry, if it has this number:
@@ -202,7 +206,8 @@ private:
     bool transfer(const char* destination, bool rename, notify2::IProgress* progress,
                   Incomplete incomplete);
     [[nodiscard]] std::string markerNameIn(const boost::filesystem::path& directory) const;
-    void settleIn(const boost::filesystem::path& directory, const std::string& marker);
+    bool settleIn(const boost::filesystem::path& directory, const std::string& marker,
+                  const basekit2::sptr_t<INode>& group);
     bool removeChildren();
     bool removeDirectory(const boost::filesystem::path& group);
     bool removeOwnLink(const boost::filesystem::path& group);
@@ -237,6 +242,7 @@ private:
     basekit2::sptr_t<optstore2::IBagPropertyStorage> m_transientStorage;
     std::string m_outputDirectory;
     marker_state_t m_markerState = marker_state_t::absent;
+    bool m_isParentKnown = true;  ///< whether the look for the parent and its link did not fail
     bool m_linkStale = false;
     bool m_readOnly = false;
     bool m_removeOnClose = false;

@@ -15,14 +15,22 @@ namespace vesta2 {
 /// Copies what the directory `source` holds into the directory `destination`, which must exist.
 /// Left out are entries, directories too, whose bare names match one of `patterns` (see
 /// `basekit2::path_t::match`), symbolic links, and whatever is neither directory nor regular file.
-/// Files keep their times and permissions, holes stay holes, and blocks are shared where the file
-/// system can. No file is replaced, nothing is flushed.
+/// Left out are also temporary files of interrupted saves (".bagtmp-*") and files that this process
+/// has locked for a flag. Files keep their times and permissions, holes stay holes, and blocks are
+/// shared where the file system can. No file is replaced, nothing is flushed. A tree may be deeper
+/// than paths are long.
 ///
-/// `progress` may be null. It is told of each file before it is copied, and of the bytes that were
-/// copied. Cancelling takes effect between entries and within large files.
+/// Of what lies directly in `source`, marker files, ".bad" and ".norun" come last, under a
+/// temporary name until they are whole, and only if all else directly in it was copied: a copy that
+/// was interrupted is no node.
+///
+/// `progress` may be null. It is told of each file before it is copied, and once of its size when
+/// it was, or in steps when that is more than 8 MiB. Cancelling takes effect between entries and
+/// within large files.
 ///
 /// False when it was cancelled, when a directory to be made is there already, or when `destination`
-/// lies below `source`. What was copied until then stays.
+/// lies below `source`. What was copied until then stays. False with `eParameterError` for an empty
+/// path.
 /// Deliberate: returns true when a step FAILED (a file that is there already, that cannot be read
 /// or written): the rest of that directory is left out, its parent goes on, and the status tells
 /// the last such failure. The status stays as it is when none fails: set it to `eOK` first.

@@ -7,8 +7,9 @@
 
 namespace vesta2 {
 
-/// Bytes and number of the regular files below `directory`. Symbolic links count nothing; what
-/// cannot be read is left out.
+/// Bytes and number of the regular files below `directory`, however deep. Symbolic links count
+/// nothing. What cannot be read is left out: the first entry of a directory that fails ends the
+/// look at that directory, and no status tells that the total is then too small.
 VESTA2_API std::uint64_t calcDirectoryFilesSize(const boost::filesystem::path& directory);
 VESTA2_API std::uint64_t calcDirectoryFilesCount(const boost::filesystem::path& directory);
 

@@ -144,7 +144,8 @@ FileLocker::attempt_t FileLocker::open(const char* path, int openFlags) {
     if (m_descriptor >= 0) {
         return attempt_t::done;
     }
-    if (errno == ESTALE) {
+    // What a network file system answers when another host deletes or makes the file meanwhile.
+    if (errno == ESTALE || errno == EEXIST) {
         return attempt_t::again;
     }
     return fail(errno == ENOENT && (openFlags & O_CREAT) == 0 ? eNotFound : whyNotOpen());

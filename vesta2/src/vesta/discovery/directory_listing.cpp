@@ -22,10 +22,18 @@ namespace {
     failAt("cannot list the directory", directory);
 }
 
+DIR* openDirectory(const fs::path& directory) {
+    DIR* stream = nullptr;
+    do {
+        stream = ::opendir(directory.c_str());
+    } while (!stream && errno == EINTR);
+    return stream;
+}
+
 }  // namespace
 
 DirectoryListing::DirectoryListing(fs::path directory)
-    : m_directory(std::move(directory)), m_stream(::opendir(m_directory.c_str())) {
+    : m_directory(std::move(directory)), m_stream(openDirectory(m_directory)) {
     if (!m_stream) {
         fail(m_directory);
     }

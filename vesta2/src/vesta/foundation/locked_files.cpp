@@ -58,7 +58,8 @@ int LockedFiles::find(const struct stat& file) const {
 void LockedFiles::close(int descriptor) {
     struct stat file {};
     // What cannot be identified cannot be kept for anybody.
-    if (::fstat(descriptor, &file) == 0 && find(file) >= 0) {
+    const bool isKnown = !m_files.empty() && ::fstat(descriptor, &file) == 0;
+    if (isKnown && find(file) >= 0) {
         m_files[{file.st_dev, file.st_ino}].kept.push_back(descriptor);
     } else {
         ::close(descriptor);

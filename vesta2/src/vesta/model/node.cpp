@@ -36,6 +36,12 @@ Node::Node(std::string markerFilePath, const char* parentGroupPath)
             setLinkPath(std::string(markerFilePath), markerFilePath);
         }
         setMarkerFilePath(std::move(markerFilePath), parentGroupPath);
+        if (!m_linkFilePath.empty() && m_linkFilePath == m_markerFilePath) {
+            // The link does not tell where the marker file is; its own text is none.
+            m_properties.clear();
+            m_markerState = m_markerState == marker_state_t::malformed ? marker_state_t::malformed
+                                                                       : marker_state_t::unreadable;
+        }
         m_propertyStorage->addChangeListener(&m_changeMonitor);
     } catch (...) {
         // The destructor will not run: nothing may find the node any more.
@@ -96,11 +102,16 @@ sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_transientStor
 std::string Node::markerFileName() const { return fs::path(m_markerFilePath).filename().native(); }
 
 bool Node::save() {
-    if (ownFlag(projectReadOnlyFlag) == eNotOwner) {
+    const error_t owner = ownFlag(projectReadOnlyFlag);
+    if (owner == eNotOwner) {
         platkit::assertion_failed({"ownFlag(VESTA_PROJECT_READONLY_FLAG) != eNotOwner",
                                    "vcs/vesta2/src/vesta", 1553, "bool vesta2::Node::save()"});
         setStatus(eNotOwner);
         return false;
+    }
+    if (owner != eOK && owner != eNotFound) {
+        // Another process may have it.
+        return !setStatus(owner);
     }
     if (!m_removed && m_markerState != marker_state_t::unreadable) {
         m_removeOnClose = false;

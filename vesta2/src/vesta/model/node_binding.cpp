@@ -77,9 +77,11 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
             m_outputDirectory = *directory;
         }
     }
+    m_isParentKnown = m_markerState != marker_state_t::unreadable;
     if (m_properties.get_bag(vestaSection)) {
-        const bool isKnown = followBackLink();
-        if (adoptAnyParent(parentGroupPath) != Membership::unknown && isKnown) {
+        const bool isLinkKnown = followBackLink();
+        m_isParentKnown = adoptAnyParent(parentGroupPath) != Membership::unknown && isLinkKnown;
+        if (m_isParentKnown) {
             updateLinkFile();
         }
         if (parentGroupPath && !hasWantedLink()) {
@@ -98,8 +100,12 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
 
 void Node::takeName(const std::string& markerFilePath) {
     const fs::path marker = markerFilePath;
-    m_directory = normalPath(marker).parent_path();
-    m_flagManager.setDirectory(m_directory.native());
+    fs::path directory = normalPath(marker).parent_path();
+    if (directory.native() != m_directory.native()) {
+        // Waits for a copy of the node, which holds the manager.
+        m_flagManager.setDirectory(directory.native());
+        m_directory = std::move(directory);
+    }
     m_userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
     if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {
@@ -131,6 +137,9 @@ void Node::readMarkerFile() {
 }
 
 Node::Membership Node::adoptAnyParent(const char* groupPath) {
+    if (groupPath && m_parent && std::string_view(m_parent->getPath()) == groupPath) {
+        return Membership::member;
+    }
     const Membership told = groupPath ? adoptParent(groupPath) : Membership::none;
     return told == Membership::none ? adoptOwnParent() : told;
 }
@@ -196,6 +205,7 @@ bool Node::joinGroup(const std::string& groupPath) {
         m_parent = former;
         return setStatus(eUnknown);
     }
+    m_isParentKnown = true;
     updateLinkFile();
     if (!hasWantedLink()) {
         m_parent = former;

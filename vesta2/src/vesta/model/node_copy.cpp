@@ -98,9 +98,9 @@ bool Node::move(const char* destination, bool rename, notify2::IProgress* progre
         return false;
     }
     try {
-        // Nor is it when it is not certain which directory that was, when the copy cannot be read,
-        // or while a link still leads to it.
-        if (!isKnown || m_markerState != state || !isLinkInOrder()) {
+        // Nor is it when it is not certain which directory that was, or when the copy cannot be
+        // read.
+        if (!isKnown || m_markerState != state) {
             return setStatus(eFileError);
         }
         removeTree(old, FileId(source));
@@ -124,11 +124,12 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
         return setStatus(eFileError);
     }
     try {
+        const fs::path source = m_directory;
+        const std::string sourceMarker = markerFileName();
         const fs::path target = normalPath(completePath(destination, nullptr));
-        const std::string marker = rename ? markerNameIn(target) : markerFileName();
+        const std::string marker = rename ? markerNameIn(target) : sourceMarker;
         const std::vector<std::string> exclusions = flagFilePatterns();
-        const TreeCopyRequest request{m_directory, target,           exclusions,
-                                      progress,    markerFileName(), marker};
+        const TreeCopyRequest request{source, target, exclusions, progress, sourceMarker, marker};
         if (isThere(target)) {
             return setStatus(eAlreadyExists);
         }
@@ -136,16 +137,16 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
         if (!canBeLinkedFrom(target, marker)) {
             return false;
         }
-        if (liesBelow(target, m_directory) || createNewDirectory(target.native()) != eOK) {
+        if (liesBelow(target, source) || createNewDirectory(target.native()) != eOK) {
             return setStatus(eFileError);
         }
         // However it ends: the copy is deleted if it is not wanted, then the flags come back, and
         // then the caller learns that it is over.
         ProgressSpan span(progress);
         std::optional<PreservedFlags> flags;
-        MadeDirectory made(target, m_directory);
+        MadeDirectory made(target, source);
         span.begin(*this);
-        flags.emplace(m_flagManager, m_directory);
+        flags.emplace(m_flagManager, source);
         setStatus(eOK);
         if (!copyTree(request, made.duplicate())) {
             return setStatus(eFileError);
@@ -160,16 +161,19 @@ bool Node::transfer(const char* destination, bool rename, notify2::IProgress* pr
         }
         flags->moveTo(target);
         flags.reset();
-        settleIn(target, marker);
-        if (m_directory != target) {
-            // Another node is open on the copy's marker already: this one stays where it was.
-            flags.emplace(m_flagManager, m_directory);
-            return setStatus(eAlreadyExists);
+        const basekit2::sptr_t<INode> group = getParent();
+        if (!settleIn(target, marker, group)) {
+            const error_t code = getStatus();
+            flags.emplace(m_flagManager, source);
+            flags.reset();
+            if (!settleIn(source, sourceMarker, group)) {
+                // A link may lead to the copy already.
+                made.keep();
+            }
+            return setStatus(code == eOK ? eUnknown : code);
         }
         made.keep();
-        if (outcome != eOK) {
-            setStatus(outcome);
-        }
+        setStatus(outcome);
         return true;
     } catch (const boost::system::system_error& e) {
         return VESTA_FAIL_WITH(e);
@@ -181,13 +185,19 @@ std::string Node::markerNameIn(const fs::path& directory) const {
     return directory.filename().native() + fs::path(m_markerFilePath).extension().native();
 }
 
-/// Lives on in `directory`, whose marker file is called `marker`.
-void Node::settleIn(const fs::path& directory, const std::string& marker) {
-    setMarkerFilePath((directory / marker).native(), m_parent ? m_parent->getPath() : nullptr);
-    if (m_ownGroup && m_directory == directory) {
+/// Lives on in `directory`, whose marker file is called `marker`, as a member of `group`, if any.
+/// False, with the status, when another node is open there, or when the group did not take it in.
+bool Node::settleIn(const fs::path& directory, const std::string& marker,
+                    const basekit2::sptr_t<INode>& group) {
+    setMarkerFilePath((directory / marker).native(), group ? group->getPath() : nullptr);
+    const bool isThere = m_directory.native() == directory.native();
+    if (m_ownGroup && isThere) {
         m_ownGroup->setPath(directory.native());
         m_ownGroup->setOutputDirectory(directory.c_str());
     }
+    // A marker that cannot be read has no group to be linked into.
+    const bool isRead = m_markerState == marker_state_t::read;
+    return isThere && getParent() == group && isLinkInOrder() && (getStatus() == eOK || !isRead);
 }
 
 }  // namespace vesta2

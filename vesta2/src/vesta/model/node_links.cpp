@@ -130,6 +130,7 @@ void Node::updateLinkFile() {
     const Lock lock(s_recursiveMutex);
     std::string wanted;
     if (!findWantedLinkPath(wanted)) {
+        m_isParentKnown = false;
         setStatus(eUnknown);
         return;
     }
@@ -172,6 +173,9 @@ bool Node::hasWantedLink() const {
 /// that name; the status is set.
 bool Node::canBeLinkedFrom(const fs::path& directory, const std::string& markerName) const {
     const Lock lock(s_recursiveMutex);
+    if (!m_isParentKnown) {
+        return setStatus(eUnknown);
+    }
     if (!m_parent) {
         return setStatus(eOK);
     }
@@ -206,6 +210,7 @@ bool Node::writeLinkFile(const std::string& path) {
     case Leads::elsewhere:
         return setStatus(eAlreadyExists);
     case Leads::unknown:
+        m_isParentKnown = false;
         break;
     }
     return setStatus(eUnknown);

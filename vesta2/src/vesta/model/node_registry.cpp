@@ -150,6 +150,11 @@ marker_state_t Node::markerState(const sptr_t<INode>& node) {
     return object ? object->m_markerState : marker_state_t::absent;
 }
 
+bool Node::isParentKnown(const sptr_t<INode>& node) {
+    const Node* object = dynamic_cast<const Node*>(node.get());
+    return !object || object->m_isParentKnown;
+}
+
 unsigned Node::nodeCount() {
     const Lock lock(s_recursiveMutex);
     return s_lastUid;

@@ -29,16 +29,13 @@ namespace {
 /// The end of a copy that has failed as a whole or is not wanted any more.
 struct CopyEnded {};
 
-/// When a file of the top is copied: what makes a directory a node comes last. An invalid node is
-/// marked before it is one, and what has all its files is finalized.
-enum class Turn { atOnce, invalid, node, finalized };
+/// When a file of a directory is copied: what makes the directory a node comes last of all, when
+/// what lies below it is complete, and behind the marks of its state.
+enum class Turn { atOnce, mark, node };
 
 Turn turnOf(const std::string& name, const FileSet& markers) {
-    if (name == invalidMark) {
-        return Turn::invalid;
-    }
-    if (name == finalizedMark) {
-        return Turn::finalized;
+    if (name == invalidMark || name == finalizedMark) {
+        return Turn::mark;
     }
     return isOneOf(extensionOf(name), markers) ? Turn::node : Turn::atOnce;
 }
@@ -59,7 +56,7 @@ public:
             noteDestination();
             refuseDestination();
             walkTree(*this);
-            copyMarks();
+            endDirectory();
             goOnUnlessCancelled();
             return true;
         } catch (const CopyEnded&) {
@@ -71,6 +68,7 @@ public:
 
     std::vector<std::string> list() {
         std::vector<std::string> subdirectories;
+        m_open.emplace_back();
         try {
             forEachEntry(m_source, [&](const DirectoryListing& entry) {
                 goOnUnlessCancelled();
@@ -103,6 +101,7 @@ public:
     }
 
     bool leave(const std::string& /*name*/) {
+        endDirectory();
         m_source.leave();
         m_target.leave();
         goOnUnlessCancelled();
@@ -122,9 +121,15 @@ private:
         }
     }
 
+    /// A directory with its files, whose subdirectories are being copied.
+    struct OpenDirectory {
+        std::vector<Mark> marks;
+        bool isWhole = true;
+    };
+
     void endLevel(const boost::system::system_error& e) {
         VESTA_FAIL_WITH(e);
-        m_isTopWhole = m_isTopWhole && !m_source.isAtTop();
+        m_open.back().isWhole = false;
     }
 
     void noteDestination() {
@@ -149,11 +154,11 @@ private:
     }
 
     void copyOrPutOff(std::string name) {
-        const Turn turn = m_source.isAtTop() ? turnOf(name, m_markers) : Turn::atOnce;
+        const Turn turn = turnOf(name, m_markers);
         if (turn == Turn::atOnce) {
             copyFile(name, name);
         } else {
-            m_marks.push_back({turn, std::move(name)});
+            m_open.back().marks.push_back({turn, std::move(name)});
         }
     }
 
@@ -168,13 +173,16 @@ private:
         return copied == FileCopier::Copied::whole;
     }
 
-    void copyMarks() {
-        if (!m_isTopWhole) {
+    /// All below the present directory is copied: now it may become a node.
+    void endDirectory() {
+        OpenDirectory directory = std::move(m_open.back());
+        m_open.pop_back();
+        if (!directory.isWhole) {
             return;
         }
-        std::stable_sort(m_marks.begin(), m_marks.end());
+        std::stable_sort(directory.marks.begin(), directory.marks.end());
         try {
-            for (const Mark& mark : m_marks) {
+            for (const Mark& mark : directory.marks) {
                 goOnUnlessCancelled();
                 copyMark(mark.name);
             }
@@ -197,7 +205,8 @@ private:
     }
 
     [[nodiscard]] const std::string& nameInCopy(const std::string& name) const {
-        const bool isRenamed = name == m_request.marker && !m_request.copiedMarker.empty();
+        const bool isRenamed =
+            m_source.isAtTop() && name == m_request.marker && !m_request.copiedMarker.empty();
         return isRenamed ? m_request.copiedMarker : name;
     }
 
@@ -259,8 +268,7 @@ private:
     DirectoryChain m_target;
     FileCopier m_files;
     FileId m_destination;
-    bool m_isTopWhole = true;
-    std::vector<Mark> m_marks;
+    std::vector<OpenDirectory> m_open;  ///< from the top to the present one
 };
 
 }  // namespace
