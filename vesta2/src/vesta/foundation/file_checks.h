@@ -56,7 +56,7 @@ inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
 inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path) {
     namespace fs = boost::filesystem;
     boost::system::error_code error;
-    const fs::file_status status = fs::status(path, error);
+    fs::file_status status = fs::status(path, error);
     if (status.type() != fs::status_error) {
         return status;
     }
