@@ -129,7 +129,9 @@ public:
 
     /// Copies the directory to `destination`, whose parent must exist. The node and the flags that
     /// this process has on it live on there; what was its directory stays, without those flags. A
-    /// node that lay in its group is linked from there.
+    /// node that lay in its group is linked from there. False, with the copy deleted again and the
+    /// node where it was, when its group could not be looked at, has another node of that name
+    /// (`eAlreadyExists`), or when its link could not be changed.
     /// Deliberate: returns true also when a step FAILED, such as a file that cannot be read; ask
     /// `ResultDirectoryManager::getLastError`.
     virtual bool copy(const char* destination, bool rename, notify2::IProgress* progress) = 0;
