@@ -16,15 +16,15 @@ const char* stateName(flag_state_t state) {
 }
 
 std::optional<FlagOwner> ownerOf(const FlagLook& look) {
-    if (look.record.empty()) {
+    if (look.record().empty()) {
         return std::nullopt;
     }
     const auto text = [&](const char* key) {
-        const basekit2::variant_t value = look.record.get_variant(key);
+        const basekit2::variant_t value = look.record().get_variant(key);
         return value.as_string() ? *value.as_string() : "?";
     };
-    return FlagOwner{text("host"), text("user"), look.record.get_variant("pid").to_int64(),
-                     look.record.get_variant("timestamp").to_int64()};
+    return FlagOwner{text("host"), text("user"), look.record().get_variant("pid").to_int64(),
+                     look.record().get_variant("timestamp").to_int64()};
 }
 
 Failure heldFailure(const std::string& directory, const FlagLook& look) {
@@ -33,14 +33,14 @@ Failure heldFailure(const std::string& directory, const FlagLook& look) {
         who = owner->user + ", process " + std::to_string(owner->process) + " on " + owner->host +
               ", since " + localTime(owner->since);
     }
-    return {exitLocked, directory, "the flag " + shellQuote(look.name) + " is held by " + who,
+    return {exitLocked, directory, "the flag " + shellQuote(look.name()) + " is held by " + who,
             "wait until that process has ended"};
 }
 
 namespace {
 
 void requireFree(const std::string& directory, const FlagLook& look) {
-    if (look.state == flag_state_t::held) {
+    if (look.state() == flag_state_t::held) {
         throw heldFailure(directory, look);
     }
 }
@@ -72,8 +72,8 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
     milliseconds next(5);
     m_manager.setDirectory(directory);
     for (;;) {
-        FlagLook owner{name, flag_state_t::held, {}};
-        const vesta2::error_t status = m_manager.writeFlag(name.c_str(), false, &owner.record);
+        basekit2::variant_bag_t record;
+        const vesta2::error_t status = m_manager.writeFlag(name.c_str(), false, &record);
         if (status == vesta2::eOK) {
             return;
         }
@@ -86,7 +86,7 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
             throw Failure::fromWriting(status, directory + "/" + name, directory);
         }
         if (Clock::now() >= end) {
-            throw heldFailure(directory, owner);
+            throw heldFailure(directory, {name, flag_state_t::held, record});
         }
         pause(next);
         next = std::min(next * 2, longestPause);

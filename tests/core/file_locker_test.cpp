@@ -277,7 +277,7 @@ TEST_F(FileLockerTest, WhatCannotBeLookedAtIsHeld) {
         plantFlag(ended, ppid);
         for (const auto& each : cases) {
             fault = each.fault;
-            EXPECT_EQ(util::lookAtFlag(m_temp.path().native(), "flag").state, each.state)
+            EXPECT_EQ(util::lookAtFlag(m_temp.path().native(), "flag").state(), each.state)
                 << static_cast<int>(each.fault.call) << ' ' << each.fault.error;
         }
         // Nor is it taken or deleted.

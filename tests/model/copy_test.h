@@ -128,7 +128,7 @@ protected:
     }
 
     bool isHeld(const std::string& directory) const {
-        return util::lookAtFlag(at(directory), "mine").state == util::flag_state_t::held;
+        return util::lookAtFlag(at(directory), "mine").state() == util::flag_state_t::held;
     }
 
     /// A result with a flag of this process, a few files and a large one.

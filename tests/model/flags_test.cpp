@@ -128,16 +128,16 @@ TEST_F(FlagsTest, LookTellsWithoutTouching) {
         {"fifo", flag_state_t::free, false}, {"record", flag_state_t::stale, true},
     };
     for (const auto& each : cases) {
-        EXPECT_EQ(look(each.name).state, each.state) << each.name;
-        EXPECT_EQ(!look(each.name).record.empty(), each.isRecorded) << each.name;
+        EXPECT_EQ(look(each.name).state(), each.state) << each.name;
+        EXPECT_EQ(!look(each.name).record().empty(), each.isRecorded) << each.name;
     }
     EXPECT_EQ(stampOf(at("r000")), before);
     const auto all = util::lookAtFlags(at("r000"));
     ASSERT_EQ(all.size(), 7U);
-    EXPECT_EQ(all.front().name, "fifo");
-    EXPECT_EQ(all[2].state, flag_state_t::held);
+    EXPECT_EQ(all[0].name(), "fifo");
+    EXPECT_EQ(all[2].state(), flag_state_t::held);
     EXPECT_TRUE(m_result->clearFlag("record", true));
-    EXPECT_EQ(look("record").state, flag_state_t::free);
+    EXPECT_EQ(look("record").state(), flag_state_t::free);
     EXPECT_THROW(util::lookAtFlags(at("none")), fs::filesystem_error);
 }
 
@@ -209,7 +209,7 @@ TEST_F(FlagsTest, FollowTheirDirectoryOrAreGivenUp) {
     fs::rename(at("other"), at("renamed"));
     flags.setDirectory(at("renamed"));
     EXPECT_EQ(flags.isFlagOwner("kept"), eOK);
-    EXPECT_EQ(util::lookAtFlag(at("renamed"), "kept").state, util::flag_state_t::held);
+    EXPECT_EQ(util::lookAtFlag(at("renamed"), "kept").state(), util::flag_state_t::held);
     flags.setDirectory(at("r000"));
     EXPECT_TRUE(fs::is_empty(at("renamed")));
     EXPECT_EQ(flags.isFlagOwner("kept"), eNotFound);
@@ -227,8 +227,8 @@ TEST_F(FlagsTest, ThatMayNotBeReadAreHeldBySomebody) {
     fs::permissions(at("r000"), fs::all_all);
     asOrdinaryUser([this] {
         for (const util::FlagLook& look : util::lookAtFlags(at("r000"))) {
-            EXPECT_EQ(look.state, util::flag_state_t::held);
-            EXPECT_TRUE(look.record.empty());
+            EXPECT_EQ(look.state(), util::flag_state_t::held);
+            EXPECT_TRUE(look.record().empty());
         }
         util::FlagManager flags;
         flags.setDirectory(at("r000"));

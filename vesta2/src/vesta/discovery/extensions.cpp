@@ -1,6 +1,7 @@
 #include "extensions.h"
 
 #include <algorithm>
+#include <boost/filesystem/path.hpp>
 #include <string>
 
 #include "vesta2/discovery.h"

@@ -1,5 +1,7 @@
 // What the manager tells about names and about the thread's last call.
 
+#include <boost/filesystem/path.hpp>
+
 #include "../foundation/reserved_names.h"
 #include "../naming/mpi_rank.h"
 #include "vesta2/names.h"
