@@ -20,13 +20,13 @@ set(knows_cli basekit2 optstore2 notify2 public)
 set(knows_bench ${knows_cli})
 
 # The public headers lie in one flat folder; each belongs to the room that implements it.
-set(headers_foundation error export names path_completion)
+set(headers_foundation boost_fwd error export names path_completion)
 set(headers_system system_info)
 set(headers_naming pattern result_variable_bag)
 set(headers_discovery discovery file_set i_path_iterator path_iterators)
 set(headers_tree tree_copy tree_size)
 set(headers_util file_locker flag_look flag_manager i_flag_data process_ids)
-set(headers_model experiment i_experiment i_node i_node_group i_project i_result_directory node
+set(headers_model experiment i_experiment i_node i_node_group i_project i_result_directory marker_file node
   node_facade node_group node_iterator project result_directory result_files)
 set(headers_manager result_directory_manager vesta2)
 

@@ -15,6 +15,7 @@
 #include "vesta2/i_path_iterator.h"
 #include "vesta2/i_project.h"
 #include "vesta2/i_result_directory.h"
+#include "vesta2/marker_file.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 #include "vesta2/node_group.h"

@@ -59,7 +59,7 @@ void FlagManager::setDirectory(const std::string& directory) {
             FlagFiles(pathOf(flag.key())).giveUp(*flag.mapped().locker);
         } catch (const boost::system::system_error& e) {
             // The files stay behind; the next to claim the flag finds that its owner has ended.
-            logError(Severity::error, errorFromBoostError(e), e.what(), __LINE__);
+            logFailure(e);
         }
     }
     m_flags = std::move(kept);
@@ -67,9 +67,9 @@ void FlagManager::setDirectory(const std::string& directory) {
 }
 
 void FlagManager::forgetInherited() {
-    if (m_process != getPid()) {
+    if (const int process = getPid(); m_process != process) {
         m_flags.clear();
-        m_process = getPid();
+        m_process = process;
     }
 }
 

@@ -9,9 +9,7 @@
 namespace vesta2 {
 
 NodePathIterator::NodePathIterator(const std::string& directory) {
-    const FileSet extensions(resultMarkerFileExt(), experimentMarkerFileExt(),
-                             projectMarkerFileExt());
-    findPatternedMarkerFileOrLink("", directory.c_str(), extensions, m_found, 0, false);
+    findPatternedMarkerFileOrLink("", directory.c_str(), nodeMarkerExtensions(), m_found, 0, false);
     m_cursor = m_found.begin();
 }
 

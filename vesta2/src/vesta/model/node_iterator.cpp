@@ -1,5 +1,6 @@
 #include "vesta2/node_iterator.h"
 
+#include "../discovery/extensions.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -10,9 +11,8 @@ using basekit2::sptr_t;
 
 NodeIterator::NodeIterator(const std::string& mask, const std::string& directory, int maxCount)
     : m_found(new MarkerFileSet()) {
-    const FileSet extensions(resultMarkerFileExt(), experimentMarkerFileExt(),
-                             projectMarkerFileExt());
-    findPatternedMarkerFileOrLink(mask, directory.c_str(), extensions, *m_found, maxCount, false);
+    findPatternedMarkerFileOrLink(mask, directory.c_str(), nodeMarkerExtensions(), *m_found,
+                                  maxCount, false);
     m_cursor = m_found->begin();
 }
 

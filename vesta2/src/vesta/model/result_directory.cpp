@@ -2,9 +2,9 @@
 
 #include <string_view>
 
-#include "../discovery/directory_listing.h"
-#include "../foundation/failure.h"
+#include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
+#include "../foundation/log.h"
 #include "../foundation/state_marks.h"
 #include "../tree/new_directory.h"
 #include "basekit2/files.h"
@@ -72,7 +72,7 @@ bool ResultDirectory::setFinalized(bool finalized) {
         }
         m_finalized = finalized;
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
     }
     return true;
 }
@@ -100,7 +100,7 @@ error_t ResultDirectory::markInvalid() {
         makeMark(directory(), invalidMark);
         return eOK;
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return getStatus();
     }
 }
@@ -164,7 +164,7 @@ const char* ResultDirectory::getSubdir(const char* name) {
         m_subdir = path.native();
         return m_subdir.c_str();
     } catch (const fs::filesystem_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return nullptr;
     }
 }

@@ -1,12 +1,12 @@
 // Second nodes made of the first: duplicates and exports.
 
-#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
+#include "../foundation/log.h"
 #include "../model/creation_record.h"
 #include "../model/property_names.h"
 #include "../tree/made_directory.h"
 #include "../tree/tree_copier.h"
-#include "creation.h"
+#include "node_directory.h"
 #include "vesta2/discovery.h"
 #include "vesta2/experiment.h"
 #include "vesta2/names.h"
@@ -97,7 +97,7 @@ sptr_t<INode> duplicateAt(const char* path, const Original& original) {
         }
         return node;
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }
@@ -176,7 +176,7 @@ sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
         }
         return exported;
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }

@@ -1,17 +1,18 @@
-#include "creation.h"
+#include "node_directory.h"
 
 #include <algorithm>
 #include <limits>
 
-#include "../discovery/directory_listing.h"
 #include "../discovery/extensions.h"
 #include "../discovery/group_markers.h"
+#include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
+#include "../foundation/file_error.h"
 #include "../foundation/log.h"
+#include "../model/node_registry.h"
 #include "../model/property_names.h"
 #include "../tree/new_directory.h"
 #include "../tree/remove_tree.h"
-#include "../tree/tree_error.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -38,15 +39,16 @@ error_t findPlace(const char* baseDir, Place& place) {
         return eOK;
     }
     place.base = completePath(baseDir, nullptr).native();
-    const sptr_t<INodeGroup> group = INodeGroup::open(place.base.c_str());
-    if (!group) {
-        return fs::exists(lookAt(place.base)) ? eNotFound : eOK;
+    const GroupLook group = lookAtGroup(place.base);
+    auto* const node = dynamic_cast<Node*>(group.node.get());
+    if (!node) {
+        return group.isDirectory || isAbsent(place.base) ? eOK : eNotFound;
     }
-    const sptr_t<INode> owner = group->getNode();
-    if (auto* node = dynamic_cast<Node*>(owner.get())) {
-        place.group = node->currentPath();
-        place.base = node->getOutputDirectory();
+    if (!node->getNodeGroup()) {
+        return eNotFound;
     }
+    place.group = node->currentPath();
+    place.base = node->getOutputDirectory();
     return eOK;
 }
 
@@ -141,6 +143,7 @@ error_t makeNext(const fs::path& parent, const Pattern& pattern, int number,
         }
         result = makeNumbered(parent, pattern, ++number, variables, createdDir);
     }
+    // Deliberate: after any other failure the next number is tried as well, once.
     const bool isFinal = result == eOK || result == eInsufficientPermissions;
     return isFinal || number == last
                ? result
@@ -155,7 +158,7 @@ error_t clear(const fs::path& path) {
         return removeTree(path, FileId(info)) == 0 ? eUnknown : eOK;
     }
     if (!meansAbsent(errno)) {
-        throwTreeError("cannot look at", path);
+        throwFileError("cannot look at", path);
     }
     return eOK;
 }
@@ -210,11 +213,11 @@ error_t createDirectoryInternal(const std::string& path, const char* baseDir, bo
     try {
         const error_t code = makeNodeDirectory(path, baseDir, overwrite, bag, createdDir, literal);
         if (code != eOK) {
-            VESTA_LOG_ERROR(code, path.c_str());
+            logError(code, path.c_str());
         }
         return code;
     } catch (const boost::system::system_error& e) {
-        logError(Severity::error, errorFromBoostError(e), e.what(), __LINE__);
+        logFailure(e);
         return errorFromBoostError(e);
     }
 }

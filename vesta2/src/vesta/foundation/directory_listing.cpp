@@ -5,7 +5,8 @@
 
 #include <cerrno>
 
-#include "../foundation/file_checks.h"
+#include "file_checks.h"
+#include "file_error.h"
 
 namespace vesta2 {
 
@@ -13,13 +14,8 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-[[noreturn]] void failAt(const char* what, const fs::path& path) {
-    throw fs::filesystem_error(what, path,
-                               boost::system::error_code(errno, boost::system::system_category()));
-}
-
 [[noreturn]] void fail(const fs::path& directory) {
-    failAt("cannot list the directory", directory);
+    throwFileError("cannot list the directory", directory);
 }
 
 DIR* openDirectory(const fs::path& directory) {
@@ -75,7 +71,7 @@ unsigned char DirectoryListing::lookUp(int flags) const {
         return static_cast<unsigned char>(IFTODT(info.st_mode));
     }
     if (!meansAbsent(errno)) {
-        failAt("cannot look at", path());
+        throwFileError("cannot look at", path());
     }
     return DT_UNKNOWN;
 }

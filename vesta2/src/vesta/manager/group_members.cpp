@@ -3,11 +3,11 @@
 
 #include <unistd.h>
 
-#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
+#include "../foundation/log.h"
 #include "../model/creation_record.h"
-#include "../model/marker_file.h"
-#include "creation.h"
+#include "../model/marker_io.h"
+#include "node_directory.h"
 #include "opening.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
@@ -30,8 +30,8 @@ struct Made {
 };
 
 /// Makes the directory and the marker file of a node whose markers have `extension`.
-error_t makeNode(const char* name, const char* parentDir, const std::string& extension,
-                 Existing existing, Made& made) {
+error_t makeOnDisk(const char* name, const char* parentDir, const std::string& extension,
+                   Existing existing, Made& made) {
     basekit2::variant_bag_t bag;
     fillCreationRecord(bag);
     std::string pattern;
@@ -58,7 +58,7 @@ error_t makeNode(const char* name, const char* parentDir, const std::string& ext
     return made.isNew ? written : eOK;
 }
 
-/// As `makeNode`, and opens the node.
+/// As `makeOnDisk`, and opens the node.
 template <class Interface>
 sptr_t<Interface> makeAndOpen(const char* name, const char* parentDir, const std::string& extension,
                               Existing existing, Made& made) {
@@ -67,19 +67,20 @@ sptr_t<Interface> makeAndOpen(const char* name, const char* parentDir, const std
         return {};
     }
     try {
-        if (!setStatus(makeNode(name, parentDir, extension, existing, made))) {
-            VESTA_LOG_ERROR(getStatus(), name);
+        if (!setStatus(makeOnDisk(name, parentDir, extension, existing, made))) {
+            logError(getStatus(), name);
             return {};
         }
         return openFound<Interface>(made.marker, parentDir);
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }
 
 template <class Interface>
-sptr_t<Interface> openNode(const char* name, const char* parentDir, const std::string& extension) {
+sptr_t<Interface> openGreatest(const char* name, const char* parentDir,
+                               const std::string& extension) {
     if (!name) {
         setStatus(eParameterError);
         return {};
@@ -100,7 +101,7 @@ sptr_t<IProject> IProject::create(const char* name, const char* parentDir, bool 
 }
 
 sptr_t<IProject> IProject::open(const char* name, const char* parentDir) {
-    return openNode<IProject>(name, parentDir, projectMarkerFileExt());
+    return openGreatest<IProject>(name, parentDir, projectMarkerFileExt());
 }
 
 bool IProject::probe(const char* path) {
@@ -114,7 +115,7 @@ sptr_t<IExperiment> IExperiment::create(const char* name, const char* parentDir)
 }
 
 sptr_t<IExperiment> IExperiment::open(const char* name, const char* parentDir) {
-    return openNode<IExperiment>(name, parentDir, experimentMarkerFileExt());
+    return openGreatest<IExperiment>(name, parentDir, experimentMarkerFileExt());
 }
 
 bool IExperiment::probe(const char* path) {
@@ -127,7 +128,7 @@ NodeGroup::createResultDirectory(const char* pattern, const basekit2::variant_ba
 }
 
 sptr_t<IResultDirectory> NodeGroup::openResultDirectory(const char* name) {
-    return openNode<IResultDirectory>(name, m_path.c_str(), resultMarkerFileExt());
+    return openGreatest<IResultDirectory>(name, m_path.c_str(), resultMarkerFileExt());
 }
 
 sptr_t<IExperiment> NodeGroup::createExperiment(const char* name) {

@@ -1,9 +1,9 @@
+#include "vesta2/discovery.h"
+
+#include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
-#include "../foundation/normal_path.h"
-#include "directory_listing.h"
 #include "entry_search.h"
 #include "extensions.h"
-#include "vesta2/discovery.h"
 #include "vesta2/error.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
@@ -15,18 +15,11 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-/// A name without extension needs no probe for the link file beside it: that is an entry too, and
-/// whatever matches the name matches the link's.
-std::string lookIntoEntry(const DirectoryListing& listing, const FileSet& extensions,
-                          bool acceptMarkerFile) {
-    if (listing.isDirectory()) {
-        return findMarkerFileInDir(listing.path(), extensions);
-    }
-    const std::string_view extension = extensionOf(listing.name());
-    const bool isNamedLikeOne = isLinkOfOneOf(extension, extensions) ||
-                                (acceptMarkerFile && isOneOf(extension, extensions));
-    return isNamedLikeOne && listing.isRegularFile() ? listing.path() : std::string();
+std::string_view extensionOfPath(std::string_view path) {
+    return extensionOf(path.substr(path.rfind('/') + 1));
 }
+
+char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 void insertHit(FileSet& found, std::string path) {
     if (!path.empty()) {
@@ -66,16 +59,31 @@ bool searchLeaf(const fs::path& path, const FileSet& extensions, FileSet& found,
 
 }  // namespace
 
-std::string findInEntry(const DirectoryListing& listing, const FileSet& extensions,
-                        bool acceptMarkerFile) {
-    try {
-        return lookIntoEntry(listing, extensions, acceptMarkerFile);
-    } catch (const fs::filesystem_error& e) {
-        if (!listing.concernsEntryAlone(e)) {
-            throw;
-        }
-        return {};
+bool hasExtension(const fs::path& path, const std::string& extension) {
+    return extensionOfPath(path.native()) == extension;
+}
+
+bool hasExtension(const fs::path& path, const FileSet& extensions) {
+    return isOneOf(extensionOfPath(path.native()), extensions);
+}
+
+bool hasLinkExtension(const fs::path& path, const FileSet& extensions) {
+    return isLinkOfOneOf(extensionOfPath(path.native()), extensions);
+}
+
+bool hasLinkExtension(const fs::path& path) { return isAnyLink(extensionOfPath(path.native())); }
+
+bool isLink(const std::string& path) {
+    // Longer than a dot, the suffix and a short name of three letters.
+    constexpr std::size_t leastName = 4;
+    const std::string suffix = linkSuffix();
+    const std::string_view extension = extensionOfPath(path);
+    if (extension.size() <= suffix.size() + leastName) {
+        return false;
     }
+    const std::string_view tail = extension.substr(extension.size() - suffix.size());
+    return std::equal(tail.begin(), tail.end(), suffix.begin(),
+                      [](char a, char b) { return toLower(a) == b; });
 }
 
 std::string findMarkerFileInDir(const fs::path& directory, const FileSet& extensions) {

@@ -1,4 +1,5 @@
 #pragma once
+/// Makes the directories of new nodes: chooses the number and claims it by an exclusive mkdir.
 
 #include <string>
 

@@ -1,4 +1,5 @@
 #pragma once
+/// The group at a path, as the registry knows it: the parent that a node there gets.
 
 #include <string>
 
