@@ -20,7 +20,7 @@ set(knows_cli basekit2 optstore2 notify2 public)
 set(knows_bench ${knows_cli})
 
 # The public headers lie in one flat folder; each belongs to the room that implements it.
-set(headers_foundation error export names path_completion)
+set(headers_foundation error export names path_completion property_names)
 set(headers_system system_info)
 set(headers_naming pattern result_variable_bag)
 set(headers_discovery discovery file_set i_path_iterator path_iterators)

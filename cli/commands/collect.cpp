@@ -13,6 +13,7 @@
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/new_result.h"
+#include "nodes/properties.h"
 #include "nodes/variables.h"
 #include "options.h"
 #include "output/text.h"
@@ -90,8 +91,8 @@ void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDire
     if (session.json) {
         // The standard output stream is the program's.
         Json object = toJson(describe(result));
-        object[outcome.wasKilled ? "exitSignal" : "exitCode"] = outcome.code;
-        object["elapsedMicroseconds"] = std::to_string(outcome.elapsed.count());
+        object[outcome.wasKilled ? key::exitSignal : key::exitCode] = outcome.code;
+        object[key::elapsed] = std::to_string(outcome.elapsed.count());
         writeRawMessage(withSchema({{"result", object}}).dump(-1, ' ', true));
         return;
     }

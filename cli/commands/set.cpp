@@ -15,6 +15,7 @@
 #include "nodes/properties.h"
 #include "options.h"
 #include "output/text.h"
+#include "vesta2/names.h"
 #include "vesta2/node.h"
 
 namespace cli {
@@ -85,7 +86,7 @@ Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
         throw Failure(exitUsage, node.getPath(), shellQuote(key) + " is kept by the library",
                       "choose another key");
     }
-    const variant_t old = node.getPropertyStorage()->getProperty(("vesta/" + key).c_str());
+    const variant_t old = getProperty(node, key);
     const kind_t kind = old.empty() ? usualKind(key) : old.kind();
     const std::optional<variant_t> value = parseValue(assignment.substr(equals + 1), kind);
     if (!value) {
@@ -141,7 +142,7 @@ int run(const Arguments& arguments, Session& session) {
     const FlagClaim claim(place.directory, flags::changing, patience,
                           [](auto time) { std::this_thread::sleep_for(time); });
     // Whoever collects would overwrite the change.
-    requireUnclaimed(place.directory, {flags::collecting, flags::projectReadOnly});
+    requireUnclaimed(place.directory, {flags::collecting, vesta2::flag_name::projectReadOnly});
     const auto node = openClaimed(place);
     std::vector<Property> changes;
     for (const std::string& assignment : arguments.assignments) {

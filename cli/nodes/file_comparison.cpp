@@ -28,8 +28,8 @@ bool isBookkeeping(const std::string& name) {
                             vesta2::getFlagInfoExtension());
         return set;
     }();
-    return name == ".norun" || name == ".bad" || vesta2::hasExtension(name, extensions) ||
-           basekit2::is_bag_temporary(name);
+    return name == vesta2::mark::finalized || name == vesta2::mark::invalid ||
+           vesta2::hasExtension(name, extensions) || basekit2::is_bag_temporary(name);
 }
 
 std::map<std::string, fs::directory_entry> entriesBelow(const std::string& directory) {

@@ -5,6 +5,7 @@
 
 #include "nodes/presence.h"
 #include "output/text.h"
+#include "vesta2/property_names.h"
 
 namespace cli {
 
@@ -19,12 +20,14 @@ std::optional<FlagOwner> ownerOf(const FlagLook& look) {
     if (look.record.empty()) {
         return std::nullopt;
     }
+    namespace record_key = vesta2::record_key;
     const auto text = [&](const char* key) {
         const basekit2::variant_t value = look.record.get_variant(key);
         return value.as_string() ? *value.as_string() : "?";
     };
-    return FlagOwner{text("host"), text("user"), look.record.get_variant("pid").to_int64(),
-                     look.record.get_variant("timestamp").to_int64()};
+    return FlagOwner{text(record_key::host), text(record_key::user),
+                     look.record.get_variant(record_key::pid).to_int64(),
+                     look.record.get_variant(record_key::timestamp).to_int64()};
 }
 
 Failure heldFailure(const std::string& directory, const FlagLook& look) {

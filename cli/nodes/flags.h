@@ -20,8 +20,6 @@ namespace flags {
 inline constexpr const char* collecting = "collecting";
 /// Properties are being changed.
 inline constexpr const char* changing = "changing";
-/// The library saves no node that another process has claimed by it.
-inline constexpr const char* projectReadOnly = "project_read_only";
 }  // namespace flags
 
 /// "held", "stale" or "free".

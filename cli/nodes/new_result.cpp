@@ -12,6 +12,7 @@
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -28,8 +29,8 @@ void requireOverwritable(const NewResult& wanted, const std::string& group,
     vesta2::splitDirPatternAndFileName(wanted.name, vesta2::resultMarkerFileExt(), directory,
                                        marker);
     const boost::filesystem::path whole(directory);
-    const std::string name =
-        vesta2::Pattern::subst(whole.filename().native(), variables.get_bag("vesta"));
+    const std::string name = vesta2::Pattern::subst(whole.filename().native(),
+                                                    variables.get_bag(vesta2::section::vesta));
     const std::string path =
         vesta2::completePath(whole.parent_path() / name, group.c_str()).native();
     if (!isThere(path)) {

@@ -14,6 +14,7 @@
 #include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -44,7 +45,8 @@ std::string asName(std::string text) {
 /// Those that a name may have, for people.
 std::string listOf(const vesta2::ResultVariableBag& variables) {
     std::string list;
-    for (const auto& [name, value] : *variables.get_bag("vesta")->get_bag("variables")) {
+    for (const auto& [name, value] :
+         *variables.get_bag(vesta2::section::vesta)->get_bag(vesta2::section::variables)) {
         list += (list.empty() ? "{" : ", {") + name + "}";
     }
     return list;
@@ -80,7 +82,7 @@ vesta2::ResultVariableBag nameVariables(const std::vector<std::string>& given,
         variables.putVariable("app",
                               asName(std::string(basekit2::path_t(program).last_component())));
     }
-    variables.putVariable("date", localDay(std::time(nullptr)));
+    variables.putVariable(dateVariable, localDay(std::time(nullptr)));
     variables.putVariable(
         "rank", std::to_string(std::max(vesta2::ResultDirectoryManager::getCurrentMpiRank(), 0)));
     for (const std::string& definition : given) {

@@ -1,9 +1,9 @@
 #include "marker_file.h"
 
 #include "basekit2/bag_io.h"
-#include "property_names.h"
 #include "vesta2/node.h"
 #include "vesta2/path_completion.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -50,7 +50,7 @@ void removeVestaVariableFromMarkerFile(const char* markerFilePath, const char* n
     if (!setStatus(errorFromObxError(basekit2::load_variant_bag(bag, markerFilePath, "")))) {
         return;
     }
-    basekit2::variant_bag_t* vesta = bag.get_bag(vestaSection);
+    basekit2::variant_bag_t* vesta = bag.get_bag(section::vesta);
     if (vesta && vesta->remove(name)) {
         setStatus(errorFromObxError(basekit2::save_variant_bag(bag, markerFilePath)));
     }

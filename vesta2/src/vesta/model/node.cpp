@@ -20,13 +20,6 @@ namespace fs = boost::filesystem;
 using basekit2::sptr_t;
 using optstore2::IBagPropertyStorage;
 
-namespace {
-
-/// Who has it keeps all other processes from saving the node.
-constexpr const char* projectReadOnlyFlag = "project_read_only";
-
-}  // namespace
-
 Node::Node(std::string markerFilePath, const char* parentGroupPath)
     : m_uid(++s_lastUid),
       m_propertyStorage(IBagPropertyStorage::create(&m_properties, {})),
@@ -105,7 +98,7 @@ sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_transientStor
 std::string Node::markerFileName() const { return fs::path(m_markerFilePath).filename().native(); }
 
 bool Node::save() {
-    const error_t owner = ownFlag(projectReadOnlyFlag);
+    const error_t owner = ownFlag(flag_name::projectReadOnly);
     if (owner == eNotOwner) {
         platkit::assertion_failed({"ownFlag(VESTA_PROJECT_READONLY_FLAG) != eNotOwner",
                                    "vcs/vesta2/src/vesta", 1553, "bool vesta2::Node::save()"});

@@ -14,12 +14,12 @@
 #include "basekit2/md5.h"
 #include "group_look.h"
 #include "link_file.h"
-#include "property_names.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 #include "vesta2/node_group.h"
 #include "vesta2/path_completion.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -72,13 +72,13 @@ bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroup
     m_formerMarkerFilePath = std::exchange(m_markerFilePath, std::move(markerFilePath));
     takeName(m_markerFilePath);
     readMarkerFile();
-    if (const basekit2::variant_t* output = findRdProp(outputDirectoryKey)) {
+    if (const basekit2::variant_t* output = findRdProp(property::outputDirectory)) {
         if (const std::string* directory = output->as_string()) {
             m_outputDirectory = *directory;
         }
     }
     m_isParentKnown = m_markerState != marker_state_t::unreadable;
-    if (m_properties.get_bag(vestaSection)) {
+    if (m_properties.get_bag(section::vesta)) {
         const bool isLinkKnown = followBackLink();
         m_isParentKnown = adoptAnyParent(parentGroupPath) != Membership::unknown && isLinkKnown;
         m_isPlaced = m_isParentKnown && updateLinkFile();
@@ -109,7 +109,7 @@ void Node::takeName(const std::string& markerFilePath) {
     }
     m_userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
-    if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {
+    if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == unnamedProject) {
         m_userVisibleName = m_directory.stem().native();
     }
 }

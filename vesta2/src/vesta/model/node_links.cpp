@@ -14,9 +14,9 @@
 #include "../foundation/normal_path.h"
 #include "basekit2/bag_io.h"
 #include "link_file.h"
-#include "property_names.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -82,7 +82,7 @@ void Node::adoptLink(const std::string& linkPath) {
 /// Takes over the link file that the marker names, unless that leads to another node: then this one
 /// is a copy of it. False when that cannot be known now.
 bool Node::followBackLink() {
-    const std::string link = normalPath(getRdPropStr(backlinkKey, "")).native();
+    const std::string link = normalPath(getRdPropStr(property::backlink, "")).native();
     if (!m_linkFilePath.empty() || !isNodeLink(link)) {
         return true;
     }
@@ -119,7 +119,7 @@ Node::Leads Node::whereLeads(const LinkFile& link) const {
 /// itself may come back with its group, so the file stays.
 void Node::leaveGroupThatIsNone() {
     const std::string link = takeLinkPath({});
-    if (normalPath(getRdPropStr(backlinkKey, "")).native() != link) {
+    if (normalPath(getRdPropStr(property::backlink, "")).native() != link) {
         dropLinkFile(link);
     }
     m_linkStale = false;
@@ -228,20 +228,20 @@ void Node::dropLinkFile(const std::string& path) const {
 }
 
 void Node::nameLinkInMarker() {
-    basekit2::variant_bag_t* vesta = m_properties.get_bag(vestaSection);
-    const std::string former = getRdPropStr(backlinkKey, "");
+    basekit2::variant_bag_t* vesta = m_properties.get_bag(section::vesta);
+    const std::string former = getRdPropStr(property::backlink, "");
     if (!vesta || former == m_linkFilePath) {
         return;
     }
-    vesta->put(backlinkKey, m_linkFilePath);
+    vesta->put(property::backlink, m_linkFilePath);
     if (setStatus(saveProperties())) {
         return;
     }
     // As on disk, so that the next time tries again.
     if (former.empty()) {
-        vesta->remove(backlinkKey);
+        vesta->remove(property::backlink);
     } else {
-        vesta->put(backlinkKey, former);
+        vesta->put(property::backlink, former);
     }
 }
 

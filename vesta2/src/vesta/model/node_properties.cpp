@@ -1,14 +1,14 @@
 #include <boost/thread/lock_guard.hpp>
 
-#include "property_names.h"
 #include "vesta2/node.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
 using basekit2::variant_t;
 using Lock = boost::lock_guard<boost::recursive_mutex>;
 
-basekit2::variant_bag_t* Node::getVestaBag() { return &m_properties.put_bag(vestaSection); }
+basekit2::variant_bag_t* Node::getVestaBag() { return &m_properties.put_bag(section::vesta); }
 
 void Node::setRdPropInt(const char* name, int value) {
     getVestaBag()->put(name, std::int32_t{value});
@@ -25,7 +25,7 @@ void Node::setRdPropTime(const char* name, long value) {
 }
 
 const variant_t* Node::findRdProp(const char* name) const {
-    const basekit2::variant_bag_t* vesta = m_properties.get_bag(vestaSection);
+    const basekit2::variant_bag_t* vesta = m_properties.get_bag(section::vesta);
     return vesta ? vesta->find(name) : nullptr;
 }
 
@@ -49,7 +49,7 @@ long Node::getRdPropTime(const char* name, long def) const {
     return value ? value->to_int64() : def;
 }
 
-long Node::getCreationTime() { return getRdPropTime(timestampKey, 0); }
+long Node::getCreationTime() { return getRdPropTime(property::timestamp, 0); }
 
 std::string Node::currentPath() const {
     const Lock lock(s_recursiveMutex);
@@ -64,8 +64,8 @@ std::string Node::getOutputDirectory() {
 void Node::setOutputDirectory(const char* directory) {
     const Lock lock(s_recursiveMutex);
     m_outputDirectory = directory ? directory : "";
-    if (basekit2::variant_bag_t* vesta = m_properties.get_bag(vestaSection)) {
-        vesta->put(outputDirectoryKey, m_outputDirectory);
+    if (basekit2::variant_bag_t* vesta = m_properties.get_bag(section::vesta)) {
+        vesta->put(property::outputDirectory, m_outputDirectory);
         setStatus(saveProperties());
     }
 }
