@@ -2,9 +2,9 @@
 
 #include <boost/filesystem/path.hpp>
 
+#include "base/presence.h"
+#include "base/text.h"
 #include "nodes/flags.h"
-#include "nodes/presence.h"
-#include "output/text.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
 #include "vesta2/names.h"
@@ -99,6 +99,10 @@ void requireReadable(const Description& description) {
     if (description.damage) {
         throw *description.damage;
     }
+}
+
+void requireReadable(const basekit2::sptr_t<vesta2::INode>& node) {
+    requireReadable(describe(node));
 }
 
 Description describe(const basekit2::sptr_t<vesta2::INode>& node) {

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <boost/filesystem/exception.hpp>
+#include <thread>
 
-#include "nodes/presence.h"
-#include "output/text.h"
+#include "base/presence.h"
+#include "base/text.h"
 #include "vesta2/property_names.h"
 
 namespace cli {
@@ -94,6 +95,11 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
         pause(next);
         next = std::min(next * 2, longestPause);
     }
+}
+
+FlagClaim claimForChange(const std::string& directory) {
+    return {directory, flags::changing, std::chrono::seconds(10),
+            [](auto time) { std::this_thread::sleep_for(time); }};
 }
 
 FlagClaim::~FlagClaim() {

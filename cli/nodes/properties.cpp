@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "failure.h"
+#include "base/failure.h"
 #include "nodes/description.h"
 #include "nodes/variables.h"
 #include "vesta2/property_names.h"

@@ -9,9 +9,9 @@
 #include <ctime>
 #include <string_view>
 
+#include "base/failure.h"
+#include "base/text.h"
 #include "basekit2/path.h"
-#include "failure.h"
-#include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/property_names.h"
@@ -86,12 +86,12 @@ vesta2::ResultVariableBag nameVariables(const std::vector<std::string>& given,
     variables.putVariable(
         "rank", std::to_string(std::max(vesta2::ResultDirectoryManager::getCurrentMpiRank(), 0)));
     for (const std::string& definition : given) {
-        const std::size_t equals = definition.find('=');
-        if (equals == std::string::npos || equals == 0) {
+        const auto assignment = splitAssignment(definition);
+        if (!assignment) {
             throw Failure(exitUsage, {}, "--var " + shellQuote(definition) + " is no definition",
                           "write it as --var NAME=VALUE");
         }
-        variables.putVariable(definition.substr(0, equals).c_str(), definition.substr(equals + 1));
+        variables.putVariable(assignment->first.c_str(), assignment->second);
     }
     return variables;
 }
