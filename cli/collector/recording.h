@@ -28,7 +28,7 @@ public:
     /// Marks the result finalized, when everything else has been written and is on the disk.
     void finish();
     /// Marks the result invalid, which may move it: nothing is logged after that.
-    void fail(const std::string& reason);
+    void giveUp(const std::string& reason);
 
 private:
     void requireSameDirectory() const;

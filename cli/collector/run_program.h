@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/signals.h"
 #include "collector/record_file.h"
-#include "collector/signals.h"
 
 namespace cli {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "collector/signals.h"
-#include "failure.h"
+#include "base/failure.h"
+#include "base/signals.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "failure.h"
+#include "base/failure.h"
 
 namespace cli {
 

@@ -3,11 +3,11 @@
 #include <filesystem>
 #include <memory>
 
-#include "collector/signals.h"
+#include "base/signals.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/new_place.h"
 #include "nodes/node_argument.h"
-#include "options.h"
 #include "vesta2/names.h"
 
 namespace cli {
@@ -39,15 +39,14 @@ int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, S
 
 int runDuplicate(const Arguments& arguments, Session& session) {
     Signals signals;
-    const auto node = openPresentNode(arguments.node);
+    const auto node = namedPresentNode(arguments.node);
     const NewPlace place(arguments.destination, *node, vesta2::flagFilePatterns());
     return finish(node->duplicate(place.path().c_str()), place, signals, session);
 }
 
 int runExport(const Arguments& arguments, Session& session) {
     Signals signals;
-    const auto result = openResult(arguments.node);
-    requirePresent(*result);
+    const auto result = namedPresentResult(arguments.node);
     std::vector<std::string> patterns = vesta2::flagFilePatterns();
     patterns.insert(patterns.end(), arguments.exclusions.begin(), arguments.exclusions.end());
     std::string lines;
@@ -62,18 +61,18 @@ int runExport(const Arguments& arguments, Session& session) {
 
 Action duplicate(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
-    options.argument("DEST", arguments->destination, "its directory, or a pattern such as 'r@@@'");
-    return [arguments](Session& session) { return runDuplicate(*arguments, session); };
+    nodeArgument(options, arguments->node);
+    destinationArgument(options, arguments->destination);
+    return makeAction(arguments, runDuplicate);
 }
 
 Action exportResult(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a result, or a pattern");
-    options.argument("DEST", arguments->destination, "its directory, or a pattern such as 'r@@@'");
+    resultArgument(options, arguments->node);
+    destinationArgument(options, arguments->destination);
     options.option("--exclude", "GLOB", arguments->exclusions,
                    "leave out files and directories of such names, as in '*.csv'");
-    return [arguments](Session& session) { return runExport(*arguments, session); };
+    return makeAction(arguments, runExport);
 }
 
 }  // namespace cli

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
+#include "base/failure.h"
 #include "basekit2/object.h"
-#include "failure.h"
 #include "output/json.h"
-#include "session.h"
+#include "output/session.h"
 #include "vesta2/i_node.h"
 #include "vesta2/i_result_directory.h"
 
@@ -46,7 +46,8 @@ const char* stateStyle(const std::string& state);
 /// The "vesta" section; null when there is none.
 const basekit2::variant_bag_t* vestaSection(vesta2::INode& node);
 
-/// Raises `Failure` for an "unreadable" node. What it seems to lack may be there all the same.
+/// Raise `Failure` for an "unreadable" node. What it seems to lack may be there all the same.
 void requireReadable(const Description& description);
+void requireReadable(const basekit2::sptr_t<vesta2::INode>& node);
 
 }  // namespace cli

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <boost/filesystem/exception.hpp>
+#include <thread>
 
-#include "nodes/presence.h"
-#include "output/text.h"
+#include "base/presence.h"
+#include "base/text.h"
+#include "vesta2/property_names.h"
 
 namespace cli {
 
@@ -19,12 +21,14 @@ std::optional<FlagOwner> ownerOf(const FlagLook& look) {
     if (look.record.empty()) {
         return std::nullopt;
     }
+    namespace record_key = vesta2::record_key;
     const auto text = [&](const char* key) {
         const basekit2::variant_t value = look.record.get_variant(key);
         return value.as_string() ? *value.as_string() : "?";
     };
-    return FlagOwner{text("host"), text("user"), look.record.get_variant("pid").to_int64(),
-                     look.record.get_variant("timestamp").to_int64()};
+    return FlagOwner{text(record_key::host), text(record_key::user),
+                     look.record.get_variant(record_key::pid).to_int64(),
+                     look.record.get_variant(record_key::timestamp).to_int64()};
 }
 
 Failure heldFailure(const std::string& directory, const FlagLook& look) {
@@ -91,6 +95,11 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
         pause(next);
         next = std::min(next * 2, longestPause);
     }
+}
+
+FlagClaim claimForChange(const std::string& directory) {
+    return {directory, flags::changing, std::chrono::seconds(10),
+            [](auto time) { std::this_thread::sleep_for(time); }};
 }
 
 FlagClaim::~FlagClaim() {

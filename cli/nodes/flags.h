@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
+#include "base/failure.h"
 #include "vesta2/flag_look.h"
 #include "vesta2/flag_manager.h"
 #include "vesta2/i_node.h"
@@ -18,10 +18,8 @@ namespace cli {
 namespace flags {
 /// A result is being collected.
 inline constexpr const char* collecting = "collecting";
-/// Properties are being changed.
+/// The node is being changed.
 inline constexpr const char* changing = "changing";
-/// The library saves no node that another process has claimed by it.
-inline constexpr const char* projectReadOnly = "project_read_only";
 }  // namespace flags
 
 /// "held", "stale" or "free".
@@ -61,5 +59,9 @@ public:
 private:
     vesta2::util::FlagManager m_manager;
 };
+
+/// Claims the node in `directory` for a change to it. Waits as long as another change may take, and
+/// then raises `Failure`.
+FlagClaim claimForChange(const std::string& directory);
 
 }  // namespace cli

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <limits>
 
+#include "base/text.h"
 #include "basekit2/bag_io.h"
 #include "nodes/node_argument.h"
-#include "output/text.h"
 #include "vesta2/tree_copy.h"
 
 namespace cli {

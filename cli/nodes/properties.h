@@ -50,6 +50,9 @@ std::vector<Property> properties(vesta2::INode& node);
 /// A number in decimal, a string as it is.
 std::string valueText(const basekit2::variant_t& value);
 
+/// The value, or an empty variant.
+basekit2::variant_t getProperty(vesta2::INode& node, const std::string& key);
+
 /// Puts a property in memory; false when the key cannot be one.
 bool putProperty(vesta2::INode& node, const std::string& key, const basekit2::variant_t& value);
 

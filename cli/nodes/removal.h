@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "options.h"
+#include "output/session.h"
 
 namespace cli {
 
@@ -12,9 +12,6 @@ struct RemovalChoice {
     bool withoutQuestion = false;
     bool dryRun = false;
 };
-
-/// Declares "-y" and "--dry-run".
-void declareRemoval(Options& options, RemovalChoice& choice);
 
 /// Deletes the nodes of these marker or link files, and prints the path of each. On a terminal it
 /// asks first; elsewhere it refuses without "-y". One that cannot be deleted ends it. Returns the

@@ -8,6 +8,9 @@
 
 namespace cli {
 
+/// The day of creation.
+inline constexpr const char* dateVariable = "date";
+
 /// {user}, {host}, {app}, {date} and {rank}, and what was given as "K=V", which goes first. {app}
 /// is the base name of `program`, and absent without one; {rank} is "0" outside MPI. What a name
 /// must not have is replaced in the first three by "_". Raises `Failure` for what is not "K=V".

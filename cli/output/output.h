@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "failure.h"
+#include "base/failure.h"
 #include "output/json.h"
 
 namespace cli {

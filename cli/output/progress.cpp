@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "output/text.h"
+#include "base/text.h"
 
 namespace cli {
 namespace {

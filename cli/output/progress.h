@@ -3,9 +3,9 @@
 #include <chrono>
 #include <string>
 
-#include "collector/signals.h"
+#include "base/signals.h"
 #include "notify2/progress.h"
-#include "session.h"
+#include "output/session.h"
 #include "vesta2/error.h"
 
 namespace cli {

@@ -25,6 +25,7 @@
 #include "vesta2/pattern.h"
 #include "vesta2/process_ids.h"
 #include "vesta2/project.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory.h"
 #include "vesta2/result_directory_manager.h"
 #include "vesta2/result_files.h"

@@ -3,7 +3,6 @@
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../model/creation_record.h"
-#include "../model/property_names.h"
 #include "../tree/made_directory.h"
 #include "../tree/tree_copier.h"
 #include "node_directory.h"
@@ -12,6 +11,7 @@
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/project.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory.h"
 #include "vesta2/result_directory_manager.h"
 
@@ -47,7 +47,7 @@ void settleMarker(const Original& original, const fs::path& marker) {
                                           creationRecord()));
     } else if (original.naming == MarkerName::own) {
         // The link file leads to the original.
-        removeVestaVariableFromMarkerFile(marker.c_str(), backlinkKey);
+        removeVestaVariableFromMarkerFile(marker.c_str(), property::backlink);
     }
 }
 
@@ -160,8 +160,8 @@ sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
         }
         const error_t copied = getStatus();
         // The link file leads to the source; with this property the export would claim it.
-        if (basekit2::variant_bag_t* vesta = bag.get_bag(vestaSection)) {
-            vesta->remove(backlinkKey);
+        if (basekit2::variant_bag_t* vesta = bag.get_bag(section::vesta)) {
+            vesta->remove(property::backlink);
         }
         const std::string marker = made.path().filename().native() + resultMarkerFileExt();
         if (!setStatus(createDefaultMarkerFile(made.certainPath(), marker, bag))) {

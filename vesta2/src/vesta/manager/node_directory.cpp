@@ -10,7 +10,6 @@
 #include "../foundation/file_error.h"
 #include "../foundation/log.h"
 #include "../model/node_registry.h"
-#include "../model/property_names.h"
 #include "../tree/new_directory.h"
 #include "../tree/remove_tree.h"
 #include "vesta2/i_node_group.h"
@@ -18,6 +17,7 @@
 #include "vesta2/node.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -186,7 +186,7 @@ error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool ove
     if (const error_t code = validateFileName(name.c_str())) {
         return code;
     }
-    const variant_bag_t* variables = bag ? bag->get_bag(vestaSection) : nullptr;
+    const variant_bag_t* variables = bag ? bag->get_bag(section::vesta) : nullptr;
     Pattern pattern;
     if (const error_t code = pattern.set(name, variables)) {
         return code;

@@ -10,7 +10,6 @@
 #include "../foundation/reserved_names.h"
 #include "../model/creation_record.h"
 #include "../model/marker_io.h"
-#include "../model/property_names.h"
 #include "../naming/mpi_rank.h"
 #include "node_directory.h"
 #include "opening.h"
@@ -18,6 +17,7 @@
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -58,7 +58,7 @@ error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variab
     fillCreationRecord(bag);
     const int rank = ResultDirectoryManager::getCurrentMpiRank();
     if (rank >= 0) {
-        bag.put_bag(vestaSection).put(mpiRankKey, std::int32_t{rank});
+        bag.put_bag(section::vesta).put(property::mpiRank, std::int32_t{rank});
     }
     std::string pattern;
     splitDirPatternAndFileName(path, resultMarkerFileExt(), pattern, made.markerName);

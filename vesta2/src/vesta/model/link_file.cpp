@@ -10,16 +10,13 @@
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
 
 namespace {
-
-constexpr const char* linkRoot = "bag";
-constexpr const char* linkKey = "link";
-constexpr const char* checksumKey = "md5sum";
 
 /// Whether the target is named as the marker file of the kind of node that the link stands for.
 bool isOfKind(const fs::path& target, const fs::path& link) {
@@ -41,11 +38,12 @@ bool isSameFile(const std::string& a, const std::string& b) {
 error_t saveLinkFile(const std::string& path, const std::string& target,
                      const std::string& checksum, bool isNew) {
     basekit2::variant_bag_t bag;
-    bag.put(linkKey, target);
-    bag.put(checksumKey, checksum);
+    bag.put(link_key::target, target);
+    bag.put(link_key::checksum, checksum);
     if (!isNew) {
-        return errorFromObxError(basekit2::save_variant_bag2(
-            bag, path, linkRoot, basekit2::durability_t::lasting, basekit2::symlinks_t::refused));
+        return errorFromObxError(basekit2::save_variant_bag2(bag, path, basekit2::default_root,
+                                                             basekit2::durability_t::lasting,
+                                                             basekit2::symlinks_t::refused));
     }
     const int result = basekit2::create_variant_bag(bag, path, basekit2::durability_t::lasting);
     return result == basekit2::bag_exists ? eAlreadyExists : errorFromObxError(result);
@@ -63,12 +61,12 @@ LinkFile readLinkFile(const std::string& path) {
         file.state = marker_state_t::unreadable;
         return file;
     }
-    file.state = stateOfLoad(basekit2::load_variant_bag2(bag, path, linkRoot, 0));
+    file.state = stateOfLoad(basekit2::load_variant_bag2(bag, path, basekit2::default_root, 0));
     if (file.state != marker_state_t::read) {
         return file;
     }
-    const basekit2::variant_t* target = bag.find(linkKey);
-    const basekit2::variant_t* checksum = bag.find(checksumKey);
+    const basekit2::variant_t* target = bag.find(link_key::target);
+    const basekit2::variant_t* checksum = bag.find(link_key::checksum);
     if (!target || !target->as_string() || !checksum || !checksum->as_string()) {
         file.state = marker_state_t::malformed;
         return file;

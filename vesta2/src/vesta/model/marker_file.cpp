@@ -2,7 +2,7 @@
 
 #include "basekit2/bag_io.h"
 #include "marker_io.h"
-#include "property_names.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -22,7 +22,7 @@ void removeVestaVariableFromMarkerFile(const char* markerFilePath, const char* n
     if (!setStatus(errorFromObxError(basekit2::load_variant_bag(bag, markerFilePath, "")))) {
         return;
     }
-    basekit2::variant_bag_t* vesta = bag.get_bag(vestaSection);
+    basekit2::variant_bag_t* vesta = bag.get_bag(section::vesta);
     if (vesta && vesta->remove(name)) {
         setStatus(saveMarkerFile(bag, markerFilePath));
     }

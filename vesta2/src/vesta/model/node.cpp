@@ -8,9 +8,10 @@
 #include "marker_io.h"
 #include "node_state.h"
 #include "platkit/assertion.h"
-#include "property_names.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_project.h"
+#include "vesta2/names.h"
+#include "vesta2/property_names.h"
 #include "vesta2/tree_size.h"
 
 namespace vesta2 {
@@ -22,9 +23,6 @@ using optstore2::IBagPropertyStorage;
 using Lock = NodeState::Lock;
 
 namespace {
-
-/// Who has it keeps all other processes from saving the node.
-constexpr const char* projectReadOnlyFlag = "project_read_only";
 
 /// Runs a flag operation; what it throws becomes the thread's status.
 template <class Operation>
@@ -137,7 +135,6 @@ const char* Node::getUserVisibleName() {
 }
 
 // --- the nodes in it, and the project that it is in
-// ------------------------------------------------
 
 sptr_t<IProject> Node::getProject() {
     for (sptr_t<INode> node = getParent(); node; node = node->getParent()) {
@@ -166,14 +163,13 @@ std::string Node::getOutputDirectory() {
 void Node::setOutputDirectory(const char* directory) {
     const Lock lock(s_recursiveMutex);
     m_state->outputDirectory = directory ? directory : "";
-    if (basekit2::variant_bag_t* vesta = m_state->properties.get_bag(vestaSection)) {
-        vesta->put(outputDirectoryKey, m_state->outputDirectory);
+    if (basekit2::variant_bag_t* vesta = m_state->properties.get_bag(section::vesta)) {
+        vesta->put(property::outputDirectory, m_state->outputDirectory);
         setStatus(m_state->saveProperties());
     }
 }
 
 // --- properties
-// ------------------------------------------------------------------------------------
 
 sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_state->propertyStorage; }
 
@@ -181,10 +177,12 @@ sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_state->transi
 
 const basekit2::variant_bag_t& Node::properties() const { return m_state->properties; }
 
-basekit2::variant_bag_t* Node::getVestaBag() { return &m_state->properties.put_bag(vestaSection); }
+basekit2::variant_bag_t* Node::getVestaBag() {
+    return &m_state->properties.put_bag(section::vesta);
+}
 
 const variant_t* NodeState::findProperty(const char* name) const {
-    const basekit2::variant_bag_t* vesta = properties.get_bag(vestaSection);
+    const basekit2::variant_bag_t* vesta = properties.get_bag(section::vesta);
     return vesta ? vesta->find(name) : nullptr;
 }
 
@@ -218,13 +216,12 @@ const char* Node::getRdPropStr(const char* name, const char* def) const {
 
 long Node::getRdPropTime(const char* name, long def) const { return getRdPropLong(name, def); }
 
-long Node::getCreationTime() { return getRdPropTime(timestampKey, 0); }
+long Node::getCreationTime() { return getRdPropTime(property::timestamp, 0); }
 
 // --- saving
-// ----------------------------------------------------------------------------------------
 
 bool Node::save() {
-    const error_t owner = ownFlag(projectReadOnlyFlag);
+    const error_t owner = ownFlag(flag_name::projectReadOnly);
     if (owner == eNotOwner) {
         // Deliberate: file, line and condition are fixed; readers of the assertion know this place
         // by them.
@@ -273,7 +270,6 @@ void Node::setReadOnly(bool readOnly) { m_state->isReadOnly = readOnly; }
 void Node::setRemoveOnClose(bool removeOnClose) { m_state->removeOnClose = removeOnClose; }
 
 // --- flags
-// -----------------------------------------------------------------------------------------
 
 error_t Node::addFlag(const char* name, sptr_t<IFlagData>& out, bool force) {
     basekit2::variant_bag_t record;

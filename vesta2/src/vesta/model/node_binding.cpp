@@ -1,11 +1,12 @@
 // The marker file that a node is bound to, the group that it belongs to, and the link file that
-// stands for it in a group elsewhere. A node's link:
+// stands for it in a group elsewhere. The life of a node's link:
 //
-//     none ---- the node joins a group elsewhere, or its marker names a link that leads here --->
-//     linked linked -- the marker or its checksum is no longer what the link says
-//     ---------------------> stale stale --- the link file is rewritten
-//     -----------------------------------------------------> linked linked, stale -- the node
-//     leaves the group, or the link's directory is no group any more -> none
+//     none ----- the node joins a group elsewhere ----------------------------> linked
+//     none ----- its marker names a link file that leads here ----------------> linked
+//     linked --- the marker or its checksum is not what the link says --------> stale
+//     stale ---- the link file is rewritten ----------------------------------> linked
+//     linked, stale --- the node leaves the group ----------------------------> none (deleted)
+//     linked, stale --- the link's directory is certainly no group any more --> none
 //
 // A link file is written, replaced or deleted only when it leads to this node or certainly to none.
 
@@ -17,10 +18,10 @@
 #include "marker_io.h"
 #include "node_registry.h"
 #include "node_state.h"
-#include "property_names.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -57,7 +58,7 @@ bool isNotThere(const boost::system::system_error& e) { return meansAbsent(e.cod
 
 /// The link file that the marker names; empty when it names none.
 std::string backLinkOf(const NodeState& node) {
-    const basekit2::variant_t* link = node.findProperty(backlinkKey);
+    const basekit2::variant_t* link = node.findProperty(property::backlink);
     const std::string* path = link ? link->as_string() : nullptr;
     return path && !path->empty() ? normalPath(*path).native() : std::string();
 }
@@ -78,7 +79,7 @@ void takeName(NodeState& node) {
     }
     node.userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
-    if (hasExtension(marker, projectMarkerFileExt()) && node.userVisibleName == "config") {
+    if (hasExtension(marker, projectMarkerFileExt()) && node.userVisibleName == unnamedProject) {
         node.userVisibleName = node.directory.stem().native();
     }
 }
@@ -93,7 +94,7 @@ void readProperties(NodeState& node) {
     if (!setStatus(marker.state == marker_state_t::read ? eOK : eUnknown)) {
         logError(getStatus(), node.markerFilePath.c_str());
     }
-    if (const basekit2::variant_t* output = node.findProperty(outputDirectoryKey)) {
+    if (const basekit2::variant_t* output = node.findProperty(property::outputDirectory)) {
         if (const std::string* directory = output->as_string()) {
             node.outputDirectory = *directory;
         }
@@ -149,20 +150,20 @@ void dropLink(const NodeState& node, const std::string& path) {
 
 /// Saves the path of the link file as the property "backlink".
 void nameLinkInMarker(NodeState& node) {
-    basekit2::variant_bag_t* vesta = node.properties.get_bag(vestaSection);
-    const std::string former = node.self.getRdPropStr(backlinkKey, "");
+    basekit2::variant_bag_t* vesta = node.properties.get_bag(section::vesta);
+    const std::string former = node.self.getRdPropStr(property::backlink, "");
     if (!vesta || former == node.linkFilePath) {
         return;
     }
-    vesta->put(backlinkKey, node.linkFilePath);
+    vesta->put(property::backlink, node.linkFilePath);
     if (setStatus(node.saveProperties())) {
         return;
     }
     // As on disk, so that the next time tries again.
     if (former.empty()) {
-        vesta->remove(backlinkKey);
+        vesta->remove(property::backlink);
     } else {
-        vesta->put(backlinkKey, former);
+        vesta->put(property::backlink, former);
     }
 }
 
@@ -347,7 +348,7 @@ bool NodeState::bind(std::string marker, const char* groupPath) {
     takeName(*this);
     readProperties(*this);
     isParentKnown = markerState != marker_state_t::unreadable;
-    if (properties.get_bag(vestaSection)) {
+    if (properties.get_bag(section::vesta)) {
         findPlace(*this, groupPath);
     }
     path = directory.native();

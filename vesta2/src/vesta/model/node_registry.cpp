@@ -101,7 +101,6 @@ NodeState* NodeState::of(const sptr_t<INode>& node) {
 }
 
 // --- finding and counting
-// --------------------------------------------------------------------------
 
 sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
     if (path.empty()) {
@@ -254,7 +253,6 @@ bool Node::eraseFromMap(std::string& key) {
 }
 
 // --- removal
-// ---------------------------------------------------------------------------------------
 
 namespace {
 

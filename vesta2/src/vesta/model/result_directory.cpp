@@ -5,7 +5,6 @@
 #include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
-#include "../foundation/state_marks.h"
 #include "../tree/new_directory.h"
 #include "basekit2/files.h"
 #include "state_marks.h"
@@ -49,8 +48,8 @@ void appendEntries(ResultFiles& found, const std::string& directory) {
 
 ResultDirectory::ResultDirectory(std::string path, const char* parentGroupPath)
     : NodeFacade(std::move(path), parentGroupPath),
-      m_finalized(hasMark(directory(), finalizedMark)),
-      m_valid(!hasMark(directory(), invalidMark)) {}
+      m_finalized(hasMark(directory(), mark::finalized)),
+      m_valid(!hasMark(directory(), mark::invalid)) {}
 
 bool ResultDirectory::remove() {
     m_valid = false;
@@ -66,9 +65,9 @@ bool ResultDirectory::setFinalized(bool finalized) {
     }
     try {
         if (finalized) {
-            makeMark(directory(), finalizedMark);
+            makeMark(directory(), mark::finalized);
         } else {
-            removeMark(directory(), finalizedMark);
+            removeMark(directory(), mark::finalized);
         }
         m_finalized = finalized;
     } catch (const boost::system::system_error& e) {
@@ -85,7 +84,7 @@ void ResultDirectory::setInvalid() {
     error_t marked = markInvalid();
     // Out of the way of patterns. Where that fails the mark alone has to do.
     const fs::path old = directory();
-    const std::string aside = std::string(getPath()) + "-bad";
+    const std::string aside = std::string(getPath()) + invalidSuffix;
     move(aside.c_str(), true, nullptr);
     if (marked != eOK && directory() != old) {
         marked = markInvalid();
@@ -97,7 +96,7 @@ void ResultDirectory::setInvalid() {
 
 error_t ResultDirectory::markInvalid() {
     try {
-        makeMark(directory(), invalidMark);
+        makeMark(directory(), mark::invalid);
         return eOK;
     } catch (const boost::system::system_error& e) {
         failWith(e);
@@ -172,9 +171,9 @@ const char* ResultDirectory::getSubdir(const char* name) {
 const char* ResultDirectory::getSubdir(standard_dir_t directory) {
     switch (directory) {
     case sourceDir:
-        return getSubdir("source");
+        return getSubdir(result_file::sourceDirectory);
     case configDir:
-        return getSubdir("config");
+        return getSubdir(result_file::configDirectory);
     }
     return nullptr;
 }

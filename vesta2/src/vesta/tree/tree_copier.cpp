@@ -9,7 +9,6 @@
 #include "../discovery/extensions.h"
 #include "../foundation/file_error.h"
 #include "../foundation/log.h"
-#include "../foundation/state_marks.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/files.h"
 #include "directory_chain.h"
@@ -34,7 +33,7 @@ struct CopyEnded {};
 enum class Turn { atOnce, mark, node };
 
 Turn turnOf(const std::string& name, const FileSet& markers) {
-    if (name == invalidMark || name == finalizedMark) {
+    if (name == mark::invalid || name == mark::finalized) {
         return Turn::mark;
     }
     return isOneOf(extensionOf(name), markers) ? Turn::node : Turn::atOnce;

@@ -1,4 +1,4 @@
-#include "options.h"
+#include "options/options.h"
 
 #include <unistd.h>
 
@@ -7,12 +7,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <map>
-#include <numeric>
 #include <string_view>
 
-#include "commands/commands.h"
-#include "failure.h"
-#include "output/text.h"
+#include "base/failure.h"
+#include "base/text.h"
+#include "options/spelling.h"
 
 namespace cli {
 namespace {
@@ -21,42 +20,10 @@ namespace {
 /// every text once parsing is over.
 constexpr char verbatimMark = '\x01';
 
-void removeMark(std::string& text) {
+void stripMark(std::string& text) {
     if (!text.empty() && text.front() == verbatimMark) {
         text.erase(0, 1);
     }
-}
-
-/// How many letters must be inserted, removed or replaced to get from one word to the other.
-std::size_t distance(std::string_view from, std::string_view to) {
-    std::vector<std::size_t> row(to.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < from.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < to.size(); ++j) {
-            const std::size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({row[j + 1] + 1, row[j] + 1, replaced});
-        }
-    }
-    return row.back();
-}
-
-/// The candidate that `word` was probably meant to be, or nothing.
-std::string nearest(const std::string& word, const std::vector<std::string>& candidates) {
-    std::string best;
-    // Two slips, as many as a swap of letters counts; of a short word not all letters.
-    std::size_t bestDistance = std::min(std::max<std::size_t>(word.size() / 3, 2) + 1, word.size());
-    for (const std::string& candidate : candidates) {
-        const bool isPrefix = word.size() > 1 && candidate.compare(0, word.size(), word) == 0;
-        const std::size_t apart = isPrefix ? 1 : distance(word, candidate);
-        if (apart < bestDistance) {
-            best = candidate;
-            bestDistance = apart;
-        }
-    }
-    return best;
 }
 
 const CLI::App& selected(const CLI::App& app) {
@@ -94,7 +61,7 @@ std::string helpHint(const CLI::App& app) { return "see '" + fullName(app) + " -
 Failure unexpected(const CLI::App& app, std::string word) {
     const bool isOption = word.size() > 1 && word.front() == '-';
     const bool isCommand = !isOption && !commandNames(app).empty();
-    removeMark(word);
+    stripMark(word);
     const std::vector<std::string> others =
         isCommand ? std::vector<std::string>() : optionNames(app);
     if (std::find(others.begin(), others.end(), word) != others.end()) {
@@ -152,7 +119,7 @@ public:
         if (program != m_programs.end() && !isVerbatim(*program->second)) {
             throw missingProgram(command);
         }
-        removeMarks();
+        stripMarks();
         return m_actions.at(&command);
     }
 
@@ -171,12 +138,12 @@ private:
         return !words.empty() && !words.front().empty() && words.front().front() == verbatimMark;
     }
 
-    void removeMarks() {
+    void stripMarks() {
         for (std::string* text : m_texts) {
-            removeMark(*text);
+            stripMark(*text);
         }
         for (std::vector<std::string>* list : m_lists) {
-            std::for_each(list->begin(), list->end(), removeMark);
+            std::for_each(list->begin(), list->end(), stripMark);
         }
     }
 
@@ -302,13 +269,14 @@ bool asksForJson(int argc, char** argv) {
 
 }  // namespace
 
-Request parseCommandLine(int argc, char** argv, Session& session) {
+Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>& commands,
+                         Session& session) {
     CLI::App app("Keeps the results of program runs: collect, find, show and compare them.");
     Parser parser(app);
     Options options(parser, app);
     GlobalOptions globals;
     declareGlobals(app, options, globals, session);
-    for (const CommandEntry& entry : commandTable()) {
+    for (const CommandEntry& entry : commands) {
         options.command(entry.name, entry.summary, *entry.declare);
     }
     try {

@@ -2,8 +2,10 @@
 /// Text for people: names are bytes, and none of them may drive a terminal or break a line.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace cli {
@@ -20,6 +22,9 @@ std::string fitWidth(const std::string& escaped, int width);
 /// The words as a shell would take them back.
 std::string shellQuote(const std::vector<std::string>& words);
 std::string shellQuote(const std::string& word);
+
+/// The parts of NAME=VALUE; nothing when there is no "=" or no name.
+std::optional<std::pair<std::string, std::string>> splitAssignment(const std::string& text);
 
 /// "2026-01-31T12:00:00Z".
 std::string utcTime(std::int64_t seconds);

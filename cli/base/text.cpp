@@ -1,4 +1,4 @@
-#include "output/text.h"
+#include "base/text.h"
 
 #include <fmt/format.h>
 #include <utf8proc.h>
@@ -123,6 +123,14 @@ std::string shellQuote(const std::vector<std::string>& words) {
         line += (line.empty() ? "" : " ") + shellQuote(word);
     }
     return line;
+}
+
+std::optional<std::pair<std::string, std::string>> splitAssignment(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        return std::nullopt;
+    }
+    return std::pair(text.substr(0, equals), text.substr(equals + 1));
 }
 
 std::string utcTime(std::int64_t seconds) {

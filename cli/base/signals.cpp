@@ -1,11 +1,11 @@
-#include "collector/signals.h"
+#include "base/signals.h"
 
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "failure.h"
+#include "base/failure.h"
 
 namespace cli {
 

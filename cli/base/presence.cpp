@@ -1,10 +1,10 @@
-#include "nodes/presence.h"
+#include "base/presence.h"
 
 #include <sys/stat.h>
 
 #include <cerrno>
 
-#include "failure.h"
+#include "base/failure.h"
 
 namespace cli {
 

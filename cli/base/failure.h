@@ -57,6 +57,9 @@ private:
     std::string m_remedy;
 };
 
+/// A remedy: "see 'vesta2 COMMAND PATH'".
+std::string seeCommand(const std::string& command, const std::string& path);
+
 /// Nobody reads the output any more: the command ends without a word.
 class BrokenPipe : public std::exception {};
 

@@ -1,4 +1,4 @@
-#include "failure.h"
+#include "base/failure.h"
 
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-#include "output/text.h"
+#include "base/text.h"
 
 namespace cli {
 
@@ -124,6 +124,10 @@ Failure Failure::current() {
     } catch (const std::exception& error) {
         return {exitFailure, {}, error.what()};
     }
+}
+
+std::string seeCommand(const std::string& command, const std::string& path) {
+    return "see 'vesta2 " + command + " " + shellQuote(path) + "'";
 }
 
 }  // namespace cli

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "output/session.h"
 
 namespace CLI {
 class App;
@@ -57,8 +57,15 @@ struct Request {
     std::string text;
 };
 
+struct CommandEntry {
+    const char* name;
+    const char* summary;
+    Declaration* declare;
+};
+
 /// Raises `Failure` for wrong use. Options for all commands are put into `session` even then, as
 /// far as they were understood.
-Request parseCommandLine(int argc, char** argv, Session& session);
+Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>& commands,
+                         Session& session);
 
 }  // namespace cli
