@@ -1,4 +1,5 @@
-// Second nodes made of the first: duplicates and exports.
+// Members of nodes that make a second node of the first: duplicates, and exports, which are duplicates
+// with something left out. They are declared in model/ and stand here because they call the manager.
 
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"

@@ -123,10 +123,10 @@ sptr_t<IPathIterator> ResultDirectory::getCollectorDataDirectories() {
     const std::string_view prefix = getCollectorDataDirectoryPrefix();
     try {
         const sptr_t<ResultFiles> found(new ResultFiles());
-        for (const fs::directory_entry& entry : fs::directory_iterator(directory())) {
-            const std::string name = entry.path().filename().native();
-            if (name.compare(0, prefix.size(), prefix) == 0 && fs::is_directory(entry.status())) {
-                found->append(entry.path().native());
+        DirectoryListing entries(directory());
+        while (entries.next()) {
+            if (entries.name().starts_with(prefix) && entries.isDirectory()) {
+                found->append(entries.path());
             }
         }
         found->rewind();

@@ -1,5 +1,5 @@
-// Making and opening the nodes that hold others, and the members of a group that make and open
-// nodes.
+// Members of nodes and groups that create and open nodes. They are declared in model/ and stand here
+// because they call the manager.
 
 #include <unistd.h>
 
