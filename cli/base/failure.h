@@ -1,5 +1,5 @@
 #pragma once
-/// How the command ends when it cannot do what it was asked.
+/// Errors of the command, and its exit codes.
 
 #include <exception>
 #include <string>
@@ -24,7 +24,7 @@ enum Exit : int {
     exitBrokenPipe = 141,
 };
 
-/// One clear line: what it is about, what is wrong with it, and what to do.
+/// An error as the user sees it: a path, what is wrong with it, and what to do about it.
 class Failure : public std::exception {
 public:
     /// `path` may be empty; so may `remedy`.
@@ -42,12 +42,11 @@ public:
     static Failure fromStatus(vesta2::error_t status, const std::string& path);
     /// From an `errno` value about `path`.
     static Failure fromErrno(int error, const std::string& path);
-    /// As `fromStatus`, about a file that could not be written in `directory`: looks there for the
-    /// reasons that the library does not tell apart.
+    /// From a library status about a file in `directory` that could not be written. Checks the
+    /// permissions and the free space of `directory`, which the status does not tell apart.
     static Failure fromWriting(vesta2::error_t status, const std::string& path,
                                const std::string& directory);
-    /// From the exception that is being handled: the same failures come from the library and from
-    /// the command's own walks.
+    /// From the exception that is being handled.
     static Failure current();
 
 private:
@@ -60,7 +59,7 @@ private:
 /// A remedy: "see 'vesta2 COMMAND PATH'".
 std::string seeCommand(const std::string& command, const std::string& path);
 
-/// Nobody reads the output any more: the command ends without a word.
+/// The reader of the output has closed it. The command ends without a message.
 class BrokenPipe : public std::exception {};
 
 }  // namespace cli

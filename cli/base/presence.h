@@ -1,11 +1,12 @@
 #pragma once
+/// Whether a file is there: yes, no, or an error.
 
 #include <string>
 
 namespace cli {
 
-/// Whether something is at `path`; a symbolic link is something. Raises `Failure` when nobody can
-/// tell: what was not found because the disk failed must not be taken for absent.
+/// Whether there is a directory entry at `path`; symbolic links are not followed. False for ENOENT
+/// and ENOTDIR alone: any other error raises `Failure`.
 bool isThere(const std::string& path);
 
 }  // namespace cli

@@ -1,4 +1,5 @@
 #pragma once
+/// Signals, read from a descriptor.
 
 #include <csignal>
 
@@ -6,27 +7,27 @@
 
 namespace cli {
 
-/// Makes signals that would end the collector readable instead, from now until the process ends: a
-/// result is finished whatever comes. Also ends of children (SIGCHLD). SIGPIPE is ignored.
+/// Blocks SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGCHLD, and makes them readable from a descriptor,
+/// until the process ends: a signal cannot leave an unfinished result. SIGPIPE is ignored.
 class Signals {
 public:
     Signals();
 
     struct Signal {
         int number = 0;
-        /// From a process, to this one. What the kernel sends for a terminal has reached every
-        /// process of the foreground group already, and must not be passed on.
+        /// Sent by a process. A signal that the kernel sends for a terminal goes to the whole
+        /// foreground process group, and must not be sent to the program a second time.
         bool wasSent = false;
     };
 
-    /// Readable when a signal has come.
+    /// Readable when a signal is pending.
     [[nodiscard]] int descriptor() const { return m_file.get(); }
-    /// False when none is left.
+    /// Takes the next pending signal; false when there is none.
     bool next(Signal& signal);
-    /// Whether one of those that are left, or that this was asked about before, asks for the end.
+    /// Takes all pending signals. True when one but SIGCHLD has been among them, now or before.
     bool wantsEnd();
 
-    /// As they were before, for the program that is started.
+    /// Signal mask, and signals that had their default action, before this object was made.
     [[nodiscard]] const sigset_t& originalMask() const { return m_originalMask; }
     [[nodiscard]] const sigset_t& originalDefaults() const { return m_originalDefaults; }
 

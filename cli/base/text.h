@@ -1,5 +1,5 @@
 #pragma once
-/// Text for people: names are bytes, and none of them may drive a terminal or break a line.
+/// Conversions between values and text.
 
 #include <cstdint>
 #include <optional>
@@ -10,8 +10,8 @@
 
 namespace cli {
 
-/// `text` with everything that is not plain visible UTF-8 (control and formatting characters, line
-/// ends, damaged bytes) and the backslash written as C escapes. Nothing is lost.
+/// `text` in visible UTF-8: control and formatting characters, line ends, invalid bytes and the
+/// backslash become C escapes. A file name can then neither control a terminal nor break a line.
 std::string escapeText(std::string_view text);
 
 /// Columns that an escaped text takes on a terminal.
@@ -19,7 +19,7 @@ int displayWidth(std::string_view escaped);
 /// `escaped`, cut to `width` columns with an ellipsis at its end when it is wider.
 std::string fitWidth(const std::string& escaped, int width);
 
-/// The words as a shell would take them back.
+/// Words quoted for a POSIX shell.
 std::string shellQuote(const std::vector<std::string>& words);
 std::string shellQuote(const std::string& word);
 
@@ -28,9 +28,9 @@ std::optional<std::pair<std::string, std::string>> splitAssignment(const std::st
 
 /// "2026-01-31T12:00:00Z".
 std::string utcTime(std::int64_t seconds);
-/// "2026-01-31 13:00", where the user is.
+/// "2026-01-31 13:00", in the local time zone.
 std::string localTime(std::int64_t seconds);
-/// The day alone, "2026-01-31", where the user is.
+/// The day alone, "2026-01-31", in the local time zone.
 std::string localDay(std::int64_t seconds);
 
 /// "1.5M": three digits and a binary unit.

@@ -1,4 +1,5 @@
 #pragma once
+/// Starting a program as a shell does.
 
 #include <sys/types.h>
 
@@ -10,13 +11,13 @@
 
 namespace cli {
 
-/// What a shell adds to the signal that killed a program.
+/// A shell's exit code for a killed program is this plus the number of the signal.
 inline constexpr int killedBase = 128;
 
 struct SpawnRequest {
     const std::vector<std::string>& command;
     const Signals& signals;
-    /// Take the place of the standard streams; the collector's own when negative.
+    /// Become the standard streams; negative for those of the collector.
     int output = -1;
     int error = -1;
 };

@@ -32,7 +32,7 @@ Failure refusal(const Description& node, vesta2::INodeGroup& group) {
     return Failure::fromStatus(vesta2::getStatus(), node.path);
 }
 
-/// The library says that all went well even where a look at the group or at a link failed.
+/// The library reports success even when looking at the group or at a link failed.
 void requireMember(vesta2::INode& member, vesta2::INodeGroup& group) {
     const auto parent = member.getParent();
     const bool isMember = parent && parent.get() == group.getNode().get();

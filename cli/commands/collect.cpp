@@ -32,7 +32,7 @@ struct Arguments {
 
 constexpr int greatestInterval = 3600 * 1000;
 
-/// Others must see that somebody is at work on the result.
+/// Claims the result for as long as it is collected.
 void claimNewResult(vesta2::IResultDirectory& result) {
     const vesta2::error_t status = result.addFlag(flags::collecting, false);
     if (status == vesta2::eFileLocked) {
@@ -44,8 +44,8 @@ void claimNewResult(vesta2::IResultDirectory& result) {
     }
 }
 
-/// That the collection has failed. The result, which was in `directory` before it was marked
-/// invalid, may have gone elsewhere with all its files.
+/// The error for a failed collection. Marking the result invalid may have moved it from
+/// `directory`, so paths are changed to where it is now.
 Failure collectionFailure(const Failure& cause, const std::string& directory,
                           const basekit2::sptr_t<vesta2::IResultDirectory>& result) {
     const std::string now = result->getPath();
@@ -77,7 +77,7 @@ RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
     if (outcome.startError != 0) {
         throw startFailure(arguments.program.front(), outcome.startError);
     }
-    // Saved before anything is complained of: what is known of the run is kept.
+    // Saved before a failed write is raised.
     recording.end(outcome);
     samples.settle();
     if (output) {
@@ -114,7 +114,7 @@ int run(const Arguments& arguments, Session& session) {
     RunOutcome outcome;
     try {
         claimNewResult(*result);
-        // What cannot be read back must not be saved over.
+        // A marker file that cannot be read must not be overwritten.
         requireReadable(result);
         recording.emplace(result, arguments.program);
         outcome = record(arguments, *result, *recording, signals);

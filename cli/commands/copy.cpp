@@ -31,7 +31,7 @@ struct Arguments {
 
 using Run = int(const Arguments& arguments, Session& session);
 
-/// What lies outside of its group is reached by a link file there, which must be written.
+/// A node outside of its group needs a link file in the group.
 void requireLinkable(vesta2::INode& node, const std::string& place) {
     const auto group = node.getParent();
     if (group && fs::path(place).parent_path() != group->getPath() &&
@@ -62,7 +62,7 @@ NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
     return place;
 }
 
-/// Raised when all has been undone.
+/// Raises the error of a copy that has been undone.
 [[noreturn]] void failUndone(const NewPlace& place, Signals& signals, const Progress& progress) {
     const vesta2::error_t status = vesta2::getStatus();
     throw signals.wantsEnd()
@@ -70,7 +70,7 @@ NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
         : place.failure(progress.failure() == vesta2::eOK ? status : progress.failure());
 }
 
-/// The new place holds everything, but the node is not yet what it is to be there.
+/// The error for a complete copy whose node still has the old link.
 Failure notSettled(const NewPlace& place, const std::string& what) {
     return {exitFailure, place.path(), what + ", but its link is the old one",
             seeCommand("show", place.path())};
@@ -101,7 +101,7 @@ int runMove(const Arguments& arguments, Session& session) {
     const std::string old = node->getPath();
     requireUnclaimed(*node);
     requireDeletable(old);
-    // Of two moves at once only one has anything left to move.
+    // Of two concurrent moves the second finds nothing to move.
     const FlagClaim claim = claimForChange(old);
     requirePresent(*node);
     Progress progress(session, signals, old);

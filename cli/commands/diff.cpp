@@ -44,8 +44,8 @@ struct Row {
     std::string name;
     variant_t before;
     variant_t after;
-    /// Whether this makes the results different. Times and measurements never come out twice the
-    /// same: they are shown, but judge nothing.
+    /// Whether the row makes the results different. Times and measurements differ in any two runs:
+    /// they are shown, but not judged.
     bool isJudged = true;
 };
 

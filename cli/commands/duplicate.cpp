@@ -1,4 +1,4 @@
-// "duplicate" and "export": a second node of its own.
+// "duplicate" and "export": an independent copy of a node.
 
 #include <filesystem>
 #include <memory>
@@ -19,13 +19,13 @@ struct Arguments {
     std::vector<std::string> exclusions;
 };
 
-/// Takes what the library has made, or undoes it.
+/// Reports the copy, or deletes it after a failure.
 int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, Signals& signals,
            Session& session) {
     const vesta2::error_t status = vesta2::getStatus();
     const bool isCancelled = signals.wantsEnd();
     if (made && (isCancelled || status != vesta2::eOK)) {
-        // Not the library's removal: what a group links to is not the duplicate's to delete.
+        // Not `remove` of the node: that also deletes what a group links to.
         std::filesystem::remove_all(made->getPath());
     }
     if (isCancelled) {

@@ -119,11 +119,11 @@ int runClear(const Arguments& arguments, Session& session) {
     const FlagLook look = vesta2::util::lookAtFlag(place.directory, place.name);
     vesta2::util::FlagManager flags;
     flags.setDirectory(place.directory);
-    // Files that tell of nobody are rubbish. What is locked is never deleted, also with force.
+    // Files of a flag that nobody holds go in any case. Locked files are never deleted.
     const bool force = arguments.force || look.state == flag_state_t::free;
     vesta2::error_t status = flags.removeFlag(place.name.c_str(), false, force);
     if (status == vesta2::eNotFound && look.state == flag_state_t::stale) {
-        // The record of somebody who has ended, without a lock file.
+        // An information file without a lock file, of a process that has ended.
         status = flags.removeFlag(place.name.c_str(), false, true);
     }
     if (status == vesta2::eNotFound) {
@@ -161,7 +161,7 @@ FlagClaim claimFlag(const Arguments& arguments, const FlagPlace& place, Signals&
 
 int runSet(const Arguments& arguments, Session& session) {
     Signals signals;
-    // Where that cannot be had there is only a signal to wait for.
+    // Where the kernel does not offer it, only a signal ends the wait.
     const basekit2::descriptor_t parent(
         static_cast<int>(::syscall(SYS_pidfd_open, ::getppid(), 0)));
     const FlagPlace place(arguments);

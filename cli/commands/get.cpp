@@ -37,7 +37,7 @@ int run(const Arguments& arguments, Session& session) {
     auto result = ResultDirectoryManager::get(path.c_str(), &variables, arguments.literal);
     const vesta2::error_t status = ResultDirectoryManager::getLastError();
     if (!result && vesta2::IResultDirectory::probe(path.c_str())) {
-        // One that may not be written to is still there to be used.
+        // A result on read-only media can still be opened.
         result = ResultDirectoryManager::open(path.c_str(), arguments.literal, nullptr);
     }
     if (!result) {

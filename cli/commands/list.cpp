@@ -69,7 +69,7 @@ bool isBefore(const std::string& key, const Row& a, const Row& b) {
     return text(a.node) < text(b.node);
 }
 
-/// Takes one row after the other; what it gives out is not kept.
+/// Prints rows as they come, unless they must be sorted first.
 class Listing {
 public:
     Listing(const Arguments& arguments, Session& session)
@@ -153,7 +153,7 @@ private:
         return (m_arguments.kind.empty() || node.kind == m_arguments.kind) &&
                (m_arguments.state.empty() || node.state == m_arguments.state);
     }
-    /// The greatest names are all that is asked for: the others need not even be opened.
+    /// How many of the greatest names suffice, so that no others are opened; 0 for all.
     [[nodiscard]] int greatestWanted() const {
         const bool byName = m_arguments.sort == "name" && m_arguments.reverse;
         const bool all = m_arguments.kind.empty() && m_arguments.state.empty();
@@ -171,7 +171,7 @@ private:
         }
     }
 
-    /// The row, if it is wanted, and what is below it, if that is.
+    /// Prints the row if it is wanted, and with recursion the nodes below it.
     void show(const Row& row, const GroupNames& groups) {
         if (isWanted(row.node)) {
             ++m_shown;

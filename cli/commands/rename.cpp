@@ -16,7 +16,7 @@ struct Arguments {
     std::string name;
 };
 
-/// The library says that all went well even where a look at the group failed.
+/// The library reports success even when looking at the group failed.
 void requireLinkFollowed(vesta2::INode& node, const std::string& former) {
     const std::string link = node.getLinkFilePath();
     if (link.empty() || link == former || isThere(former) || !isThere(link)) {
@@ -30,7 +30,7 @@ int run(const Arguments& arguments, Session& session) {
     const auto node = namedPresentNode(arguments.node);
     requireReadable(node);
     requireUnclaimed(*node);
-    // Two at once would each write a marker file of their own.
+    // Two concurrent renames would each write a marker file.
     const FlagClaim claim = claimForChange(node->getPath());
     const std::string former = node->getLinkFilePath();
     const std::string oldMarker = node->getMarkerFilePath();

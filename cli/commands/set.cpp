@@ -109,16 +109,15 @@ struct Place {
     std::string marker;
 };
 
-/// Makes the client of a network file system ask its server which file is at `path`: it may
-/// remember the one that was there before the last owner of the flag saved. Whether it may be
-/// wrong about the content of the right one too, as the caches of such clients in user space are
-/// for a second.
+/// Makes the client of a network file system revalidate `path`: its cache may name the file from
+/// before the last owner of the flag saved. Returns whether the cached content may be out of date
+/// too, as with clients in user space (FUSE), for a second.
 bool askServerFor(const std::string& path) {
     struct statfs fileSystem {};
     return ::statfs(path.c_str(), &fileSystem) != 0 || fileSystem.f_type == FUSE_SUPER_MAGIC;
 }
 
-/// The node as it is on disk now that the flag is ours.
+/// Opens the node as it is on disk after the claim.
 basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
     constexpr std::chrono::milliseconds pause(100);
     constexpr int mostTries = 30;
@@ -137,7 +136,7 @@ basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
 int run(const Arguments& arguments, Session& session) {
     const Place place(arguments.node);
     const FlagClaim claim = claimForChange(place.directory);
-    // Whoever collects would overwrite the change.
+    // A collector saves its own copy of the properties, and would overwrite the change.
     requireUnclaimed(place.directory, {flags::collecting, vesta2::flag_name::projectReadOnly});
     const auto node = openClaimed(place);
     std::vector<Property> changes;

@@ -39,7 +39,7 @@ void requireMarkable(vesta2::INode& result) {
 
 ResultHandle setFinalized(ResultHandle result) {
     requireMarkable(*result);
-    // The library tells by the status alone whether the mark was made.
+    // Whether the mark was made shows in the status alone.
     result->setFinalized(true);
     if (vesta2::getStatus() != vesta2::eOK) {
         throw Failure::fromWriting(vesta2::getStatus(), result->getPath(), result->getPath());
@@ -47,18 +47,19 @@ ResultHandle setFinalized(ResultHandle result) {
     return result;
 }
 
-/// An invalid result also goes to a place beside its own, but the mark is what counts.
+/// The library also moves an invalid result aside. A failed move is no error here, a missing mark
+/// is.
 ResultHandle setInvalid(ResultHandle result) {
     if (!result->isValid()) {
         return result;
     }
     requireMarkable(*result);
-    // A half-moved result would be left by a signal.
+    // A signal must not interrupt the move.
     const Signals signals;
     result->setInvalid();
     const vesta2::error_t status = vesta2::getStatus();
     const std::string path = result->getPath();
-    // The object takes itself for marked even when that failed.
+    // The open object reports the mark even when it could not be made.
     result.reset();
     result = namedResult(path);
     if (result->isValid()) {

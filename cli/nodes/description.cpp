@@ -27,7 +27,7 @@ std::string kindOf(const basekit2::sptr_t<vesta2::INode>& node) {
 }
 
 std::string stateOf(vesta2::IResultDirectory& result) {
-    // The library takes a mark that it cannot look at for absent.
+    // The library reports a mark as absent when looking for it failed; `isThere` raises.
     const std::string directory = result.getPath();
     if (!result.isValid() || isThere(directory + "/" + vesta2::mark::invalid)) {
         return "invalid";
@@ -38,7 +38,7 @@ std::string stateOf(vesta2::IResultDirectory& result) {
     const vesta2::util::FlagLook look = vesta2::util::lookAtFlag(directory, flags::collecting);
     switch (look.state) {
     case vesta2::util::flag_state_t::held: {
-        // Who cannot read its files is told that it may be held.
+        // A flag whose files cannot be read also counts as held.
         const std::string file = directory + "/" + look.name + vesta2::getFlagLockExtension();
         return !look.record.empty() || isThere(file) ? "collecting" : "incomplete";
     }

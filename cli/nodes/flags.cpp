@@ -82,7 +82,7 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
             return;
         }
         if (status == vesta2::eSerializationError) {
-            // Only where there are no record locks does that keep anybody from the flag.
+            // Only without record locks does a damaged record prevent a claim.
             throw Failure(exitFailure, directory + "/" + name, "the files of this flag are damaged",
                           "delete them with 'vesta2 flag clear'");
         }
@@ -106,7 +106,7 @@ FlagClaim::~FlagClaim() {
     try {
         m_manager.eraseAll();
     } catch (const boost::filesystem::filesystem_error&) {
-        // What stays behind is stale when this process has ended, and the next claim takes it over.
+        // The files stay. They are stale when this process has ended.
     }
 }
 

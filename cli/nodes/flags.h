@@ -32,13 +32,14 @@ struct FlagOwner {
     std::int64_t process = 0;
     std::int64_t since = 0;
 };
-/// Nothing when nothing tells.
+/// Nothing when the flag has no record.
 std::optional<FlagOwner> ownerOf(const vesta2::util::FlagLook& look);
 
-/// That somebody else has the flag of the node in `directory`, and who that is.
+/// The error for a flag of the node in `directory` that another process holds.
 Failure heldFailure(const std::string& directory, const vesta2::util::FlagLook& look);
 
-/// Raise `Failure` when a process has a flag on the node itself; not so for the nodes in it.
+/// Raise `Failure` when a process holds a flag of the node: any flag, or one of `names`. Flags of
+/// the nodes in it do not count.
 void requireUnclaimed(vesta2::INode& node);
 void requireUnclaimed(const std::string& directory, const std::vector<const char*>& names);
 

@@ -44,7 +44,7 @@ std::string requirePath(const std::string& path) {
     if (path.empty()) {
         throw Failure(exitUsage, {}, "the path is empty", "name a directory, or '.'");
     }
-    // The library takes the root for an empty path, which would mean the working directory.
+    // The library strips the final slash: "/" would become the empty path, the working directory.
     if (!std::filesystem::absolute(path).lexically_normal().has_relative_path()) {
         throw Failure(exitUsage, "/", "the root directory cannot be a node or a group",
                       "name a directory below it");
@@ -54,7 +54,7 @@ std::string requirePath(const std::string& path) {
 
 Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
     if (status == vesta2::eParameterError) {
-        // The search itself does not tell what is wrong with a pattern.
+        // The status of a search does not tell what is wrong with a pattern.
         const std::string name = boost::filesystem::path(pattern).filename().native();
         status = vesta2::ResultDirectoryManager::validateResultDirectoryPattern(name.c_str());
     }
@@ -65,7 +65,7 @@ basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument) {
     const std::string path = requirePath(argument);
     const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
                                 vesta2::projectMarkerFileExt());
-    // What is there goes first: a directory may really be named "r@@@".
+    // Before patterns: a directory may be named "r@@@".
     std::string marker = vesta2::findMarkerFileOrLink(path, kinds, true);
     if (marker.empty()) {
         vesta2::FileSet found;

@@ -1,5 +1,5 @@
 #pragma once
-/// From what a user typed to a node.
+/// Nodes and groups as arguments name them.
 
 #include <string>
 
@@ -15,7 +15,7 @@ namespace cli {
 /// which cannot be a node.
 std::string requirePath(const std::string& path);
 
-/// The node that `argument` denotes: a directory, a marker file, a link file, or else a pattern, of
+/// The node that `argument` names: a directory, a marker file, a link file, or else a pattern, of
 /// which the greatest match is taken. Raises `Failure` when there is none. The marker file may be
 /// unreadable: see `describe`.
 basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument);
@@ -23,7 +23,7 @@ basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument);
 /// Raises `Failure` when all that is left of the node is the link file that led to it.
 void requirePresent(vesta2::INode& node);
 
-/// As `namedNode`, of a node that is there.
+/// As `namedNode` and `requirePresent`.
 basekit2::sptr_t<vesta2::INode> namedPresentNode(const std::string& argument);
 
 /// As `namedNode` and `namedPresentNode`, for what only a result can do.

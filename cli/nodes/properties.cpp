@@ -106,7 +106,7 @@ bool putProperty(vesta2::INode& node, const std::string& key, const basekit2::va
 }
 
 void saveProperties(vesta2::INode& node) {
-    // What `save` returns tells nothing; see there.
+    // `save` returns true also after a failed write.
     node.save();
     const vesta2::error_t status = vesta2::ResultDirectoryManager::getLastError();
     if (status == vesta2::eOK) {

@@ -46,7 +46,7 @@ void removeNode(vesta2::INode& node, const Description& description) {
     if (!node.remove()) {
         throw Failure::fromStatus(vesta2::getStatus(), description.path);
     }
-    // What the library could not look at it does not delete.
+    // The library keeps what it failed to look at, and still reports success.
     const bool isDirectoryLeft = description.state != "missing" && isThere(description.path);
     if (isDirectoryLeft || (!link.empty() && isThere(link))) {
         throw Failure(exitFailure, isDirectoryLeft ? description.path : link,

@@ -1,5 +1,5 @@
 #pragma once
-/// The variables of a result's name.
+/// The variables in names of results.
 
 #include <string>
 #include <vector>

@@ -16,8 +16,8 @@
 namespace cli {
 namespace {
 
-/// Put in front of arguments that the parser must not look into: those behind "--". Removed from
-/// every text once parsing is over.
+/// Prefix of the arguments behind "--", so that the parser does not take them for options. It is
+/// removed after parsing.
 constexpr char verbatimMark = '\x01';
 
 void stripMark(std::string& text) {
@@ -90,7 +90,7 @@ Failure missingProgram(const CLI::App& app) {
 
 }  // namespace
 
-/// Owns the parser and what the targets need after parsing.
+/// Runs the parser, and finishes the targets afterwards.
 class Parser {
 public:
     explicit Parser(CLI::App& root) : m_root(root) {}

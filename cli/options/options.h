@@ -1,6 +1,6 @@
 #pragma once
-/// The command line. A command declares what it takes and returns what to run; the parser itself is
-/// known to one source file.
+/// Parsing of the command line. A command declares its arguments and returns the action to run. The
+/// parser library is included by one source file alone.
 
 #include <functional>
 #include <string>

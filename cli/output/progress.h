@@ -1,4 +1,5 @@
 #pragma once
+/// The progress display of copies, which also cancels them.
 
 #include <chrono>
 #include <string>
@@ -10,10 +11,9 @@
 
 namespace cli {
 
-/// Shows how far a copy has come, and cancels it when a signal asks for the end, or when a step of
-/// it has failed: nobody wants a copy of a part, and what is cancelled is undone. On a terminal one
-/// line that is drawn again and again and is gone at the end; elsewhere a line every few seconds,
-/// with "-v" alone. What takes but a moment shows nothing.
+/// Cancels the copy on a signal, and after its first failed step: a cancelled copy is undone, so
+/// that none stays incomplete. On a terminal one line is redrawn, and erased at the end. Elsewhere
+/// "-v" gives a line every few seconds. A short copy shows nothing.
 class Progress : public notify2::IProgress {
 public:
     /// `base` is cut off the paths that are shown.

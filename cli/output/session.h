@@ -1,5 +1,5 @@
 #pragma once
-/// What holds for the whole run, whatever the command.
+/// The output and the options that every command has.
 
 #include <string_view>
 
@@ -13,7 +13,7 @@ struct Session {
     bool quiet = false;
     bool verbose = false;
 
-    /// Tells people what happened: one line on the standard error stream, unless they want quiet.
+    /// Writes one line to the standard error stream, unless "--quiet" was given.
     void note(std::string_view line) const {
         if (!quiet) {
             writeMessage(line);
