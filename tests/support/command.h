@@ -19,9 +19,8 @@ class Command {
 public:
     struct Setting {
         std::string directory;
+        /// Beside what every command needs.
         std::vector<std::string> environment{};
-        /// Takes the place of the standard output stream.
-        std::string output{};
         /// On a terminal of its own, this many columns wide; what it prints is then `out` alone.
         int terminalWidth = 0;
         /// Run instead of the command; looked for as a shell does.
