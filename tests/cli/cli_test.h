@@ -1,42 +1,61 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <nlohmann/json.hpp>
 
 #include "support/command.h"
-#include "support/temp_directory.h"
+#include "support/test.h"
+
+using support::Command;
+using testing::Not;
+
+/// What follows the name of the command: a line of words, or each word by itself.
+struct Words : std::vector<std::string> {
+    Words(const char* line) : vector(support::words(line)) {}
+    Words(const std::string& line) : vector(support::words(line)) {}
+    Words(std::initializer_list<std::string> all) : vector(all) {}
+
+    /// These words and those behind them.
+    [[nodiscard]] Words with(const Words& more) const {
+        Words all = *this;
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+};
 
 /// Each test has a working directory of its own.
 class CliTest : public testing::Test {
 protected:
-    support::CommandResult run(const std::vector<std::string>& arguments) {
-        return support::run(directory.path().native(), arguments);
+    Command start(const Words& words, const Words& environment = {}, int terminalWidth = 0) {
+        return Command(words, {directory.path().native(), environment, terminalWidth});
     }
+    support::CommandResult run(const Words& words) { return start(words).finish(); }
 
     /// What a command that must succeed prints.
-    std::string output(const std::vector<std::string>& arguments) {
-        const support::CommandResult result = run(arguments);
+    std::string output(const Words& words) {
+        const support::CommandResult result = run(words);
         EXPECT_EQ(result.code, 0) << result.err;
         return result.out;
     }
-
-    nlohmann::json json(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "--json");
-        return nlohmann::json::parse(run(arguments).out, nullptr, false);
+    nlohmann::json json(const Words& words) {
+        return nlohmann::json::parse(run(Words("--json").with(words)).out, nullptr, false);
     }
-
-    /// The values of `keys` of a node, one a line.
-    std::string show(const std::string& node, std::vector<std::string> keys) {
-        keys.insert(keys.begin(), {"show", node});
-        return output(keys);
+    /// What a listing shows, one name behind the other.
+    std::string listed(const std::string& arguments) {
+        const nlohmann::json listing = json("list " + arguments);
+        std::string names;
+        for (const auto& node : listing["nodes"]) {
+            names.append(names.empty() ? "" : " ").append(node["name"].get<std::string>());
+        }
+        return names;
     }
+    /// The values of keys of a node, one a line.
+    std::string show(const std::string& nodeAndKeys) { return output("show " + nodeAndKeys); }
 
-    std::string read(const std::string& name) { return support::readFile(directory / name); }
+    std::string read(const std::string& name) { return readFile(directory / name); }
     void write(const std::string& name, const std::string& text) {
-        support::writeFile(directory / name, text);
+        writeFile(directory / name, text);
     }
+    bool exists(const std::string& name) { return fs::exists(directory / name); }
 
     support::TempDirectory directory;
 };

@@ -1,9 +1,4 @@
-#include <boost/filesystem/operations.hpp>
-#include <sstream>
-
 #include "cli_test.h"
-
-using testing::HasSubstr;
 
 namespace {
 
@@ -12,138 +7,120 @@ namespace {
 class CliGroupsTest : public CliTest {
 protected:
     void SetUp() override {
-        output({"create", "project", "p"});
-        output({"create", "experiment", "e", "--into", "p"});
-        output({"create", "result", "r@@@", "--into", "p/e"});
-        output({"create", "result", "r@@@", "--into", "p"});
-        output({"create", "result", "far/x"});
-        EXPECT_EQ(output({"add", "far/x", "--to", "p"}), directory / "p/x.zentorlink\n");
+        output("create project p");
+        output("create experiment e --into p");
+        output("create result r@@@ --into p/e");
+        output("create result r@@@ --into p");
+        output("create result far/x");
+        EXPECT_EQ(output("add far/x --to p"), directory / "p/x.zentorlink\n");
     }
 
-    std::vector<std::string> names(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"list", "p"});
-        std::vector<std::string> all;
-        std::istringstream lines(output(arguments));
+    /// What a listing prints in its first column.
+    std::string names(const std::string& options = "") {
+        std::string all;
+        std::istringstream lines(output("list p " + options));
         for (std::string line; std::getline(lines, line);) {
-            all.push_back(line.substr(0, line.find('\t')));
+            all.append(all.empty() ? "" : " ").append(line, 0, line.find('\t'));
         }
         return all;
     }
-    bool exists(const std::string& name) { return boost::filesystem::exists(directory / name); }
 };
 
 TEST_F(CliGroupsTest, ListShowsGroupsAsATree) {
-    struct Case {
-        std::vector<std::string> options;
-        std::vector<std::string> expected;
-    };
-    const std::vector<Case> cases{
-        {{}, {"e", "r000", "x"}},
-        {{"-r"}, {"e", "e/r000", "r000", "x"}},
-        {{"-r", "--kind", "result"}, {"e/r000", "r000", "x"}},
-        {{"-r", "--reverse"}, {"x", "r000", "e", "e/r000"}},
-        {{"-r", "--limit", "2"}, {"e", "e/r000"}},
-        {{"--mask", "r@@@"}, {"r000"}},
-    };
-    for (const Case& each : cases) {
-        EXPECT_EQ(names(each.options), each.expected) << testing::PrintToString(each.options);
+    for (const auto& [options, expected] : {std::pair{"", "e r000 x"},
+                                            {"-r", "e e/r000 r000 x"},
+                                            {"-r --kind result", "e/r000 r000 x"},
+                                            {"-r --reverse", "x r000 e e/r000"},
+                                            {"-r --limit 2", "e e/r000"},
+                                            {"--mask r@@@", "r000"}}) {
+        EXPECT_EQ(names(options), expected) << options;
     }
-    const nlohmann::json nodes = json({"list", "-r", "p"})["nodes"];
+    const nlohmann::json nodes = json("list -r p")["nodes"];
     ASSERT_EQ(nodes.size(), 4U);
     EXPECT_EQ(nodes[1]["groups"], nlohmann::json({"e"}));
     EXPECT_EQ(nodes[2]["link"], nullptr);
     EXPECT_EQ(nodes[3]["link"], "linked");
     // A link that leads back to its own group does not go round for ever.
-    output({"add", "p/e", "--to", "p"});
+    output("add p/e --to p");
     write("p/e/back.zentorprojlink", read("p/x.zentorlink"));
-    EXPECT_EQ(run({"list", "-r", "p"}).code, 0);
+    EXPECT_EQ(run("list -r p").code, 0);
 }
 
 TEST_F(CliGroupsTest, LinksAreRenamedAndRepaired) {
-    EXPECT_EQ(output({"rename", "p/x.zentorlink", "y"}), directory / "far/x/y.zentor\n");
-    EXPECT_EQ(names({}), (std::vector<std::string>{"e", "r000", "y"}));
-    EXPECT_EQ(run({"relink", "p/y.zentorlink", "far/x"}).code, 1) << "it is not missing";
-    boost::filesystem::rename(directory / "far/x", directory / "moved");
-    EXPECT_EQ(json({"list", "p"})["nodes"][2]["state"], "missing");
-    EXPECT_EQ(run({"relink", "p/y.zentorlink", "p"}).code, 3) << "a project is no result";
-    EXPECT_EQ(output({"relink", "p/y.zentorlink", "moved"}), directory / "moved/y.zentor\n");
-    EXPECT_EQ(show("p/y.zentorlink", {"path", "linkState"}), directory / "moved\nfresh\n");
+    EXPECT_EQ(output("rename p/x.zentorlink y"), directory / "far/x/y.zentor\n");
+    EXPECT_EQ(names(), "e r000 y");
+    EXPECT_EQ(run("relink p/y.zentorlink far/x").code, 1) << "it is not missing";
+    fs::rename(directory / "far/x", directory / "moved");
+    EXPECT_EQ(json("list p")["nodes"][2]["state"], "missing");
+    EXPECT_EQ(run("relink p/y.zentorlink p").code, 3) << "a project is no result";
+    EXPECT_EQ(output("relink p/y.zentorlink moved"), directory / "moved/y.zentor\n");
+    EXPECT_EQ(show("p/y.zentorlink path linkState"), directory / "moved\nfresh\n");
 }
 
 TEST_F(CliGroupsTest, StatesAndFiles) {
     write("p/r000/data.0/b.csv", "b");
     write("p/r000/data.0/a.txt", "a");
-    EXPECT_EQ(output({"files", "p/r000", "*.csv"}), directory / "p/r000/data.0/b.csv\n");
-    EXPECT_EQ(json({"files", "p/r000"})["files"].size(), 2U);
-    output({"finalize", "p/r000", "p/e/r000"});
-    output({"invalidate", "p/r000"});
-    EXPECT_EQ(show("p/r000-bad", {"state"}), "invalid\n");
-    EXPECT_EQ(show("p/e/r000", {"state"}), "finalized\n");
-    EXPECT_EQ(run({"finalize", "p"}).code, 2);
+    EXPECT_EQ(output("files p/r000 *.csv"), directory / "p/r000/data.0/b.csv\n");
+    EXPECT_EQ(json("files p/r000")["files"].size(), 2U);
+    output("finalize p/r000 p/e/r000");
+    output("invalidate p/r000");
+    EXPECT_EQ(show("p/r000-bad state"), "invalid\n");
+    EXPECT_EQ(show("p/e/r000 state"), "finalized\n");
 }
 
 TEST_F(CliGroupsTest, RemovalDeletesWhatIsNamedAndAsksFirst) {
-    const auto refused = run({"remove", "p/r000"});
+    const auto refused = run("remove p/r000");
     EXPECT_EQ(refused.code, 2);
     EXPECT_THAT(refused.err, HasSubstr("-y"));
-    EXPECT_EQ(output({"remove", "--dry-run", "p"}), directory / "p\n");
-    EXPECT_EQ(run({"remove", "-y", "p/r000", "p/none"}).code, 3);
+    EXPECT_EQ(output("remove --dry-run p"), directory / "p\n");
+    EXPECT_EQ(run("remove -y p/r000 p/none").code, 3);
     EXPECT_TRUE(exists("p/r000")) << "all are found before the first is deleted";
     for (const bool agreed : {false, true}) {
-        support::Command command({"remove", "p/r000"}, {directory.path().native(), {}, {}, 80});
+        Command command = start("remove p/r000", {}, 80);
         ASSERT_TRUE(command.awaitOutput("[y/N]"));
         command.type(agreed ? "y\n" : "\n");
         EXPECT_EQ(command.finish().code, agreed ? 0 : 1);
         EXPECT_EQ(exists("p/r000"), !agreed);
     }
-    boost::filesystem::rename(directory / "far/x", directory / "far/moved");
-    output({"remove", "-y", "p/x.zentorlink"});
+    fs::rename(directory / "far/x", directory / "far/moved");
+    output("remove -y p/x.zentorlink");
     EXPECT_TRUE(exists("far/moved")) << "a link that leads nowhere goes alone";
-    output({"remove", "-y", "p"});
+    output("remove -y p");
     EXPECT_FALSE(exists("p"));
 }
 
 TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     for (int i = 0; i < 3; ++i) {
-        output({"create", "result", "r@@@", "--into", "p"});
+        output("create result r@@@ --into p");
     }
-    const std::vector<std::vector<std::string>> refused{
-        {"purge", "p"}, {"purge", "p", "--keep", "0", "-y"}, {"purge", "p", "--keep", "1"}};
-    for (const auto& arguments : refused) {
-        EXPECT_EQ(run(arguments).code, 2) << testing::PrintToString(arguments);
+    for (const char* refused : {"purge p", "purge p --keep 0 -y", "purge p --keep 1"}) {
+        EXPECT_EQ(run(refused).code, 2) << refused;
     }
-    EXPECT_EQ(output({"purge", "p", "--keep", "3", "--dry-run"}), directory / "p/r000\n");
-    output({"purge", "p", "--keep", "2", "-y"});
-    EXPECT_EQ(names({}), (std::vector<std::string>{"e", "r002", "r003", "x"}));
-    output({"purge", "p", "--keep", "0", "--mask", "r@@@", "-y"});
-    EXPECT_EQ(names({}), (std::vector<std::string>{"e", "x"}));
+    EXPECT_EQ(output("purge p --keep 3 --dry-run"), directory / "p/r000\n");
+    output("purge p --keep 2 -y");
+    EXPECT_EQ(names(), "e r002 r003 x");
+    output("purge p --keep 0 --mask r@@@ -y");
+    EXPECT_EQ(names(), "e x");
 }
 
 TEST_F(CliGroupsTest, WhatDoesNotGoTogetherIsRefused) {
-    struct Case {
-        std::vector<std::string> arguments;
-        int code;
-        const char* problem;
-    };
-    output({"create", "project", "q"});
-    const std::vector<Case> cases{
-        {{"create", "project", "p"}, 4, "is a node already"},
-        {{"create", "experiment", "e", "--into", "p"}, 4, "is there already"},
-        {{"add", "q", "--to", "p"}, 2, "a project is never part of a group"},
-        {{"add", "p/e", "--to", "p/e"}, 2, "an experiment goes into a project only"},
-        {{"add", "far/x", "--to", "far"}, 2, "a plain directory"},
-        {{"add", "far/x"}, 2, "--to"},
-        {{"rename", "far/x", "a/b"}, 2, "reserved character"},
-        {{"relink", "p/r000", "p"}, 2, "not reached through a link"},
-        {{"files", "p"}, 2, "no result"},
-        {{"purge", "/", "--keep", "1", "-y"}, 2, "root directory"},
-    };
-    for (const Case& each : cases) {
-        const auto result = run(each.arguments);
-        EXPECT_EQ(result.code, each.code) << testing::PrintToString(each.arguments);
-        EXPECT_THAT(result.err, HasSubstr(each.problem));
+    output("create project q");
+    for (const auto& [words, code, problem] :
+         {std::tuple{"create project p", 4, "is a node already"},
+          {"create experiment e --into p", 4, "is there already"},
+          {"add q --to p", 2, "a project is never part of a group"},
+          {"add p/e --to p/e", 2, "an experiment goes into a project only"},
+          {"add far/x --to far", 2, "a plain directory"},
+          {"add far/x", 2, "--to"},
+          {"rename far/x a/b", 2, "reserved character"},
+          {"relink p/r000 p", 2, "not reached through a link"},
+          {"files p", 2, "no result"},
+          {"finalize p", 2, "result"},
+          {"purge / --keep 1 -y", 2, "root directory"}}) {
+        const auto result = run(words);
+        EXPECT_EQ(result.code, code) << words;
+        EXPECT_THAT(result.err, HasSubstr(problem));
     }
-    EXPECT_TRUE(exists("p/p.zentorproj"));
 }
 
 }  // namespace

@@ -1,24 +1,10 @@
 #include <regex>
-#include <sstream>
 
 #include "cli_test.h"
-
-using support::Command;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
 using NodesTest = CliTest;
-
-std::vector<std::string> names(const nlohmann::json& listing) {
-    std::vector<std::string> all;
-    for (const auto& node : listing["nodes"]) {
-        all.push_back(node["name"]);
-    }
-    return all;
-}
 
 TEST_F(NodesTest, NamesAreBytes) {
     struct Case {
@@ -26,131 +12,114 @@ TEST_F(NodesTest, NamesAreBytes) {
         std::string shown;
         nlohmann::json inJson;
     };
-    const std::vector<Case> cases{
-        {"two words", "two words", "two words"},
-        {"a\nb\tc", "a\\nb\\tc", "a\nb\tc"},
-        {"\x1b[31mred", "\\x1B[31mred", "\x1b[31mred"},
-        {"r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac"},
-        {"\xe2\x80\xaetxt", "\\xE2\\x80\\xAEtxt", "\xe2\x80\xaetxt"},
-        {"bad\xff", "bad\\xFF", {{"bytes", "YmFk/w=="}}},
-        {"-dash", "-dash", "-dash"},
-    };
-    for (const Case& each : cases) {
+    for (const Case& each :
+         {Case{"two words", "two words", "two words"}, Case{"a\nb\tc", "a\\nb\\tc", "a\nb\tc"},
+          Case{"\x1b[31mred", "\\x1B[31mred", "\x1b[31mred"},
+          Case{"r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac"},
+          Case{"\xe2\x80\xaetxt", "\\xE2\\x80\\xAEtxt", "\xe2\x80\xaetxt"},
+          Case{"bad\xff", "bad\\xFF", {{"bytes", "YmFk/w=="}}}, Case{"-dash", "-dash", "-dash"}}) {
         EXPECT_EQ(output({"create", "result", "--", each.name}), directory / each.name + "\n");
         EXPECT_EQ(output({"show", "--", each.name, "name"}), each.shown + "\n");
         EXPECT_EQ(json({"show", "--", each.name, "name"})["values"]["name"], each.inJson);
-        EXPECT_THAT(output({"list"}), HasSubstr(each.shown + "\tresult\tincomplete\t"));
-        EXPECT_THAT(json({"list"})["nodes"].dump(), HasSubstr(each.inJson.dump()));
+        EXPECT_THAT(output("list"), HasSubstr(each.shown + "\tresult\tincomplete\t"));
+        EXPECT_THAT(json("list")["nodes"].dump(), HasSubstr(each.inJson.dump()));
         EXPECT_EQ(output({"get", "--", each.name}), directory / each.name + "\n");
     }
-    EXPECT_EQ(output({"create", "result", "\x01x"}), directory / "\x01x\n");
 }
 
 TEST_F(NodesTest, ListFiltersSortsAndLimits) {
     for (const char* script : {"exit 0", "exit 1 # longer", "kill -9 $$"}) {
         run({"collect", "-q", "--", "sh", "-c", script});
     }
-    output({"create", "result", "r@@@"});
-    output({"create", "result", "other"});
-    run({"collect", "-q", "--name", "s0", "--", "no-such-program"});
+    output("create result r@@@");
+    output("create result other");
+    run("collect -q --name s0 -- no-such-program");
     write("r000/ballast", std::string(100000, 'x'));
-    struct Case {
-        std::vector<std::string> options;
-        std::vector<std::string> expected;
-    };
-    const std::vector<Case> cases{
-        {{}, {"other", "r000", "r001", "r002", "r003", "s0-bad"}},
-        {{"--mask", "r@@@"}, {"r000", "r001", "r002", "r003"}},
-        {{"--mask", "other"}, {"other"}},
-        {{"--mask", "none@@"}, {}},
-        {{"--state", "finalized"}, {"r000", "r001", "r002"}},
-        {{"--state", "incomplete", "--reverse"}, {"r003", "other"}},
-        {{"--state", "invalid"}, {"s0-bad"}},
-        {{"--kind", "project"}, {}},
-        {{"--limit", "2"}, {"other", "r000"}},
-        {{"--reverse", "--limit", "2"}, {"s0-bad", "r003"}},
-        {{"--mask", "r@@@", "--state", "finalized", "--reverse", "--limit", "1"}, {"r002"}},
-        {{"--sort", "size", "--reverse", "--limit", "1"}, {"r000"}},
-        {{"--sort", "command", "--mask", "r@@@"}, {"r003", "r000", "r001", "r002"}},
-    };
-    for (const Case& each : cases) {
-        std::vector<std::string> arguments{"list"};
-        arguments.insert(arguments.end(), each.options.begin(), each.options.end());
-        EXPECT_EQ(names(json(arguments)), each.expected) << testing::PrintToString(each.options);
-        const std::string text = output(arguments);
-        EXPECT_EQ(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')),
-                  each.expected.size());
+    for (const auto& [options, expected] :
+         {std::pair{"", "other r000 r001 r002 r003 s0-bad"},
+          {"--mask r@@@", "r000 r001 r002 r003"},
+          {"--mask other", "other"},
+          {"--mask none@@", ""},
+          {"--state finalized", "r000 r001 r002"},
+          {"--state incomplete --reverse", "r003 other"},
+          {"--state invalid", "s0-bad"},
+          {"--kind project", ""},
+          {"--reverse --limit 2", "s0-bad r003"},
+          {"--mask r@@@ --state finalized --reverse --limit 1", "r002"},
+          {"--sort size --reverse --limit 1", "r000"},
+          {"--sort command --mask r@@@", "r003 r000 r001 r002"}}) {
+        EXPECT_EQ(listed(options), expected) << options;
     }
-    EXPECT_THAT(output({"list", "-l", "--mask", "r000"}), HasSubstr(directory / "r000"));
+    const std::string text = output("list -l --state finalized");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
+    EXPECT_THAT(text, HasSubstr(directory / "r000"));
 }
 
 TEST_F(NodesTest, AnUnreadableMarkerIsShownAndNeverOverwritten) {
-    output({"create", "result", "r000"});
-    output({"create", "result", "r001"});
+    output("create result r000");
+    output("create result r001");
     for (const std::string damage : {"<bag v=", ""}) {
         write("r000/r000.zentor", damage);
-        EXPECT_EQ(names(json({"list", "--state", "unreadable"})), std::vector<std::string>{"r000"});
-        const auto shown = run({"show", "r000"});
+        EXPECT_EQ(listed("--state unreadable"), "r000");
+        const auto shown = run("show r000");
         EXPECT_EQ(shown.code, 7);
         EXPECT_THAT(shown.err, AllOf(HasSubstr("r000.zentor: "), HasSubstr("restore it")));
-        EXPECT_EQ(run({"rename", "r000", "q"}).code, 7);
-        EXPECT_EQ(run({"set", "r000", "a=b"}).code, 7);
-        EXPECT_EQ(run({"diff", "r000", "r001"}).code, 7);
+        for (const char* refused : {"rename r000 q", "set r000 a=b", "diff r000 r001"}) {
+            EXPECT_EQ(run(refused).code, 7) << refused;
+        }
         EXPECT_EQ(read("r000/r000.zentor"), damage);
     }
 }
 
 TEST_F(NodesTest, SetChangesAllOrNothing) {
-    run({"collect", "-q", "--", "true"});
+    run("collect -q -- true");
     EXPECT_EQ(output({"set", "r000", "note=a=b c", "exitCode=-3", "site/room=12"}), "");
-    EXPECT_EQ(show("r000", {"note", "exitCode", "site/room"}), "a=b c\n-3\n12\n");
+    EXPECT_EQ(show("r000 note exitCode site/room"), "a=b c\n-3\n12\n");
     EXPECT_THAT(read("r000/r000.zentor"), HasSubstr("<int32 n=\"exitCode\">-3</int32>"));
-    EXPECT_EQ(json({"set", "r000", "exitCode=4"})["properties"]["exitCode"], 4);
+    EXPECT_EQ(json("set r000 exitCode=4")["properties"]["exitCode"], 4);
     const std::string before = read("r000/r000.zentor");
-    for (const std::string refused :
-         {"exitCode=four", "exitCode=4x", "exitCode=99999999999", "elapsedMicroseconds=-1",
-          "finalizationTimeEnd=", "variables=x", "note/below=1", "a//b=1", "=x", "word",
-          "timestamp=5", "backlink=/elsewhere", "mpirank=1"}) {
-        const auto result = run({"set", "r000", "other=1", refused});
-        EXPECT_EQ(result.code, 2) << refused;
+    for (const std::string& refused :
+         support::words("exitCode=four exitCode=4x exitCode=99999999999 elapsedMicroseconds=-1 "
+                        "finalizationTimeEnd= variables=x note/below=1 a//b=1 =x word timestamp=5 "
+                        "backlink=/elsewhere mpirank=1")) {
+        EXPECT_EQ(run("set r000 other=1 " + refused).code, 2) << refused;
         EXPECT_EQ(read("r000/r000.zentor"), before) << refused;
     }
     // A number even where there is none yet.
-    output({"create", "result", "r001"});
-    EXPECT_EQ(run({"set", "r001", "collectionTimeBegin=soon"}).code, 2);
-    EXPECT_EQ(run({"set", "r001", "collectionTimeBegin=1000000000"}).code, 0);
+    output("create result r001");
+    EXPECT_EQ(run("set r001 collectionTimeBegin=soon").code, 2);
+    EXPECT_EQ(run("set r001 collectionTimeBegin=1000000000").code, 0);
     EXPECT_THAT(read("r001/r001.zentor"),
                 HasSubstr("<uint64 n=\"collectionTimeBegin\">1000000000"));
-    EXPECT_EQ(json({"list", "--mask", "r001"})["nodes"][0]["when"], "2001-09-09T01:46:40Z");
+    EXPECT_EQ(json("list --mask r001")["nodes"][0]["when"], "2001-09-09T01:46:40Z");
 }
 
 TEST_F(NodesTest, DiffComparesWithTheOneBefore) {
-    for (const char* words : {"one", "one", "two"}) {
-        run({"collect", "-q", "--capture", "--", "printf", words});
+    for (const std::string word : {"one", "one", "two"}) {
+        run("collect -q --capture -- printf " + word);
     }
-    const auto same = run({"diff", "r000", "r001"});
+    const auto same = run("diff r000 r001");
     EXPECT_EQ(same.code, 0) << same.out;
     EXPECT_THAT(same.out, HasSubstr("measurement\telapsedMicroseconds\t"));
-    const auto newest = json({"diff", "r@@@"});
+    const auto newest = json("diff r@@@");
     EXPECT_EQ(newest["same"], false);
     EXPECT_EQ(newest["old"], directory / "r001");
     EXPECT_EQ(newest["new"], directory / "r002");
-    EXPECT_EQ(json({"diff", "r000", "r@@@"})["old"], directory / "r000");
-    EXPECT_EQ(run({"diff", "r@@@"}).code, 1);
-    EXPECT_EQ(run({"diff", "r000"}).code, 3);
+    EXPECT_EQ(json("diff r000 r@@@")["old"], directory / "r000");
+    EXPECT_EQ(run("diff r000").code, 3);
 }
 
 TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
-    for (const char* name : {"a", "b"}) {
-        output({"create", "result", name});
-        write(std::string(name) + "/same", std::string(300000, 's'));
-        write(std::string(name) + "/sub/long", std::string(200000, 'x') + name);
-        output({"set", name, std::string("note=") + name, "exitCode=" + std::to_string(name[0])});
+    for (const std::string name : {"a", "b"}) {
+        output("create result " + name);
+        write(name + "/same", std::string(300000, 's'));
+        write(name + "/sub/long", std::string(200000, 'x') + name);
+        output("set " + name + " note=" + name + " exitCode=" + std::to_string(name[0]));
     }
     write("a/gone", "1");
     write("b/new\nline", "22");
     write("b/.norun", "");
-    const auto result = run({"diff", "a", "b"});
+    const auto result = run("diff a b");
     EXPECT_EQ(result.code, 1);
     // The two may have been made in different seconds.
     const std::string shown = std::regex_replace(result.out, std::regex("time\ttimestamp.*\n"), "");
@@ -165,54 +134,51 @@ TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
 
 TEST_F(NodesTest, GetMakesOpensAndRepairs) {
     const std::string path = directory / "r1" + "\n";
-    EXPECT_EQ(output({"get", "r1"}), path);
-    output({"set", "r1", "note=kept"});
-    const auto again = run({"-v", "get", "r1"});
+    EXPECT_EQ(output("get r1"), path);
+    output("set r1 note=kept");
+    const auto again = run("-v get r1");
     EXPECT_EQ(again.out, path);
     EXPECT_EQ(again.err, "") << "that it is there is no error";
-    EXPECT_EQ(show("r1", {"note"}), "kept\n");
+    EXPECT_EQ(show("r1 note"), "kept\n");
     write("plain/file", "text");
-    output({"get", "plain"});
-    EXPECT_EQ(show("plain", {"kind", "state"}), "result\nincomplete\n");
-    EXPECT_EQ(output({"get", "q@@"}), directory / "q00" + "\n");
-    EXPECT_EQ(output({"get", "q@@"}), directory / "q01" + "\n");
-    EXPECT_EQ(output({"get", "--literal", "q@@"}), directory / "q@@" + "\n");
+    output("get plain");
+    EXPECT_EQ(show("plain kind state"), "result\nincomplete\n");
+    EXPECT_EQ(output("get q@@"), directory / "q00\n");
+    EXPECT_EQ(output("get q@@"), directory / "q01\n");
+    EXPECT_EQ(output("get --literal q@@"), directory / "q@@\n");
     write("expt/expt.zentorexp", "<bag v=\"1\"/>");
-    EXPECT_EQ(run({"get", "expt"}).code, 4);
+    EXPECT_EQ(run("get expt").code, 4);
 }
 
 TEST_F(NodesTest, OverwriteReplacesResultsAlone) {
-    output({"create", "result", "r1"});
+    output("create result r1");
     write("r1/old", "x");
-    EXPECT_EQ(run({"create", "result", "r1"}).code, 4);
-    EXPECT_EQ(run({"create", "result", "r1", "--overwrite"}).code, 0);
-    EXPECT_EQ(read("r1/old"), "");
+    EXPECT_EQ(run("create result r1").code, 4);
+    EXPECT_EQ(run("create result r1 --overwrite").code, 0);
+    EXPECT_FALSE(exists("r1/old"));
     write("home/precious", "x");
     for (const std::string name : {"home", "{place}", "home/none.zentor", "."}) {
-        EXPECT_EQ(run({"create", "result", name, "--overwrite", "--var", "place=home"}).code, 4);
+        EXPECT_EQ(run("create result --overwrite --var place=home " + name).code, 4) << name;
     }
     EXPECT_EQ(read("home/precious"), "x");
 }
 
 TEST_F(NodesTest, ATerminalGetsAlignedHarmlessLines) {
-    output({"create", "result", "\x1b]0;title\x07"});
-    output({"create", "result", "\xe7\xb5\x90\xe6\x9e\x9c"});
-    run({"collect", "-q", "--", "sh", "-c", ": " + std::string(200, 'x')});
-    Command command({"list"}, {directory.path().native(), {"NO_COLOR=1"}, {}, 72});
-    const std::string out = command.finish().out;
+    output("create result \x1b]0;title\x07");
+    output("create result \xe7\xb5\x90\xe6\x9e\x9c");
+    run("collect -q -- true " + std::string(200, 'x'));
+    const std::string out = start("list", "NO_COLOR=1", 72).finish().out;
     EXPECT_THAT(out, Not(HasSubstr("\x1b")));
     EXPECT_THAT(out, AllOf(HasSubstr("NAME "), HasSubstr("\xe2\x80\xa6\r\n")));
     EXPECT_THAT(out, HasSubstr("\r\n\xe7\xb5\x90\xe6\x9e\x9c        result"));
     std::istringstream lines(out);
-    std::string line;
     std::size_t widest = 0;
-    while (std::getline(lines, line)) {
+    for (std::string line; std::getline(lines, line);) {
         widest = std::max(widest, line.find_last_not_of("\r\n") + 1);
     }
     EXPECT_GT(widest, 60U);
     EXPECT_LE(widest, 72U + 2U) << "an ellipsis has two bytes more than columns";
-    Command colored({"list", "--color", "always"}, {directory.path().native()});
-    EXPECT_THAT(colored.finish().out, HasSubstr("\x1b[32mfinalized\x1b[0m"));
+    EXPECT_THAT(output("list --color always"), HasSubstr("\x1b[32mfinalized\x1b[0m"));
 }
 
 }  // namespace

@@ -1,153 +1,116 @@
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "cli_test.h"
-
-using support::Command;
-using testing::AllOf;
-using testing::AnyOf;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 namespace {
 
+using testing::StartsWith;
 using UsageTest = CliTest;
 
-/// Wrong use: what was asked, the code, and what the one line must hold.
-struct Case {
-    std::vector<std::string> arguments;
-    int code;
-    std::string told;
-};
-
-void PrintTo(const Case& each, std::ostream* out) {
-    *out << testing::PrintToString(each.arguments);
-}
-
 TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
-    output({"create", "result", "r1"});
-    write("empty/file", "text");
-    const std::vector<Case> cases{
-        {{}, 2, "a command is missing"},
-        {{"lits"}, 2, "did you mean 'list'?"},
-        {{"create"}, 2, "vesta2 create --help"},
-        {{"create", "resutl", "x"}, 2, "did you mean 'result'?"},
-        {{"list", "--limt", "3"}, 2, "did you mean '--limit'?"},
-        {{"--mask", "x", "list"}, 2, "behind the command"},
-        {{"list", "a", "b"}, 2, "one argument too many: b"},
-        {{"list", "--sort", "age"}, 2, "'vesta2 list --help'"},
-        {{"list", "--limit", "0"}, 2, "--limit"},
-        {{"list", "--mask", "r*"}, 2, "'@'"},
-        {{"list", "none"}, 3, "/none: no such"},
-        {{"list", "empty/file"}, 3, "/empty/file: not a group"},
-        {{"-C", "none", "list"}, 3, "none: no such"},
-        {{"show"}, 2, "vesta2 show --help"},
-        {{"show", ""}, 2, "empty"},
-        {{"show", "/"}, 2, "/: the root directory"},
-        {{"list", "/usr/.."}, 2, "/: the root directory"},
-        {{"create", "result", "//"}, 2, "/: the root directory"},
-        {{"show", "none"}, 3, "vesta2 list"},
-        {{"show", "none/below"}, 3, "/none: no such"},
-        {{"show", "empty"}, 3, "/empty: a directory, but no result"},
-        {{"show", "empty/file"}, 3, "/empty/file: neither a marker"},
-        {{"show", "r@@b@@"}, 2, "more than one group"},
-        {{"show", "@@@@@@@@@"}, 2, "more than 8"},
-        {{"show", "r1", "nokey"}, 3, "no property nokey"},
-        {{"set", "r1"}, 2, "vesta2 set --help"},
-        {{"diff", "r1", "none"}, 3, "/none"},
-        {{"diff", "empty", "r1"}, 3, "/empty"},
-        {{"create", "result", "a:b"}, 2, "reserved character"},
-        {{"create", "result", "a."}, 2, "ends with a dot"},
-        {{"create", "result", "r@@@", "--overwrite"}, 2, "--overwrite"},
-        {{"create", "result", "{x}", "--var", "x=a/b"}, 2, "variable"},
-        {{"create", "result", "x", "--var", "nothing"}, 2, "NAME=VALUE"},
-        {{"create", "result", "{x}{user", "--var", "x=a:b"}, 2, "reserved character"},
-        {{"create", "result", "{app}"}, 2, "known are {user}, {host}, {date}, {rank};"},
-        {{"get", "{}"}, 2, "there is no variable {}"},
-        {{"collect", "--name", "{x}_@@", "--", "true"}, 2, "{app}"},
-        {{"create", "result", "x", "--into", "none"}, 3, "/none: no such"},
-        {{"create", "result", "empty/file/x"}, 3, "/empty/file/x"},
-        {{"copy", "none", "x"}, 3, "/none: no such"},
-        {{"copy", "r1", "empty"}, 4, "/empty/r1"},
-        {{"move", "r1", "empty/file"}, 4, "another name"},
-        {{"export", "r1", "none/x"}, 3, "/none: no such directory"},
-        {{"copy", "r1", "empty/file/x"}, 3, "/file: not a directory"},
-        {{"move", "r1", "r1/x"}, 2, "in the node itself"},
-        {{"duplicate", "r1", "a:b"}, 2, "reserved character"},
-        {{"move", "r1", "a:b", "--rename"}, 2, "reserved character"},
-        {{"import", "r1", "--ext", "other"}, 3, "'*.other'"},
-        {{"import", "r1", "--ext", "*"}, 2, "no extension"},
-        {{"flag", "set", "r1", ".."}, 2, "name of a flag"},
-        {{"flag", "run", "r1", "a/b", "--", "true"}, 2, "name of a flag"},
-        {{"flag", "run", "r1", "a"}, 2, "behind '--'"},
-        {{"collect", "true"}, 2, "behind '--'"},
-        {{"collect", "ls", "-l"}, 2, "behind '--'"},
-        {{"collect", "--interval", "0", "--", "true"}, 2, "--interval"},
+    /// What was asked, the code, and what the one line must hold.
+    struct Case {
+        Words words;
+        int code;
+        const char* told;
     };
-    for (const Case& each : cases) {
-        const support::CommandResult result = run(each.arguments);
-        EXPECT_EQ(result.code, each.code) << testing::PrintToString(each);
-        EXPECT_EQ(result.out, "") << testing::PrintToString(each);
-        EXPECT_THAT(result.err, AllOf(StartsWith("vesta2: "), HasSubstr(each.told)))
-            << testing::PrintToString(each);
+    output("create result r1");
+    write("empty/file", "text");
+    for (const auto& [words, code, told] :
+         {Case{"", 2, "a command is missing"},
+          Case{"lits", 2, "did you mean 'list'?"},
+          Case{"create", 2, "vesta2 create --help"},
+          Case{"create resutl x", 2, "did you mean 'result'?"},
+          Case{"list --limt 3", 2, "did you mean '--limit'?"},
+          Case{"--mask x list", 2, "behind the command"},
+          Case{"list a b", 2, "one argument too many: b"},
+          Case{"list --sort age", 2, "'vesta2 list --help'"},
+          Case{"list --limit 0", 2, "--limit"},
+          Case{"list --mask r*", 2, "'@'"},
+          Case{"list none", 3, "/none: no such"},
+          Case{"list empty/file", 3, "/empty/file: not a group"},
+          Case{"-C none list", 3, "none: no such"},
+          Case{"show", 2, "vesta2 show --help"},
+          Case{"show -", 2, "empty"},
+          Case{"show /", 2, "/: the root directory"},
+          Case{"list /usr/..", 2, "/: the root directory"},
+          Case{"create result //", 2, "/: the root directory"},
+          Case{"show none", 3, "vesta2 list"},
+          Case{"show none/below", 3, "/none: no such"},
+          Case{"show empty", 3, "/empty: a directory, but no result"},
+          Case{"show empty/file", 3, "/empty/file: neither a marker"},
+          Case{"show r@@b@@", 2, "more than one group"},
+          Case{"show @@@@@@@@@", 2, "more than 8"},
+          Case{"show r1 nokey", 3, "no property nokey"},
+          Case{"set r1", 2, "vesta2 set --help"},
+          Case{"diff r1 none", 3, "/none"},
+          Case{"diff empty r1", 3, "/empty"},
+          Case{"create result a:b", 2, "reserved character"},
+          Case{"create result a.", 2, "ends with a dot"},
+          Case{"create result r@@@ --overwrite", 2, "--overwrite"},
+          Case{"create result {x} --var x=a/b", 2, "variable"},
+          Case{"create result x --var nothing", 2, "NAME=VALUE"},
+          Case{"create result {x}{user --var x=a:b", 2, "reserved character"},
+          Case{"create result {app}", 2, "known are {user}, {host}, {date}, {rank};"},
+          Case{"get {}", 2, "there is no variable {}"},
+          Case{"collect --name {x}_@@ -- true", 2, "{app}"},
+          Case{"create result x --into none", 3, "/none: no such"},
+          Case{"create result empty/file/x", 3, "/empty/file/x"},
+          Case{"copy none x", 3, "/none: no such"},
+          Case{"copy r1 empty", 4, "/empty/r1"},
+          Case{"move r1 empty/file", 4, "another name"},
+          Case{"export r1 none/x", 3, "/none: no such directory"},
+          Case{"copy r1 empty/file/x", 3, "/file: not a directory"},
+          Case{"move r1 r1/x", 2, "in the node itself"},
+          Case{"duplicate r1 a:b", 2, "reserved character"},
+          Case{"move r1 a:b --rename", 2, "reserved character"},
+          Case{"import r1 --ext other", 3, "'*.other'"},
+          Case{"import r1 --ext *", 2, "no extension"},
+          Case{"flag set r1 ..", 2, "name of a flag"},
+          Case{"flag run r1 a/b -- true", 2, "name of a flag"},
+          Case{"flag run r1 a", 2, "behind '--'"},
+          Case{"collect ls -l", 2, "behind '--'"},
+          Case{"collect --interval 0 -- true", 2, "--interval"}}) {
+        const support::CommandResult result = run(words);
+        EXPECT_EQ(result.code, code) << testing::PrintToString(words);
+        EXPECT_EQ(result.out, "") << testing::PrintToString(words);
+        EXPECT_THAT(result.err, AllOf(StartsWith("vesta2: "), HasSubstr(told)));
         EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-
-        std::vector<std::string> inJson = each.arguments;
-        inJson.insert(inJson.begin(), "--json");
-        const auto error = nlohmann::json::parse(run(inJson).err, nullptr, false);
-        EXPECT_EQ(error["error"]["code"], each.code) << testing::PrintToString(each);
+        const auto error =
+            nlohmann::json::parse(run(Words("--json").with(words)).err, nullptr, false);
+        EXPECT_EQ(error["error"]["code"], code) << testing::PrintToString(words);
     }
-    EXPECT_EQ(::access((directory / "r000").c_str(), F_OK), -1) << "nothing was made";
+    EXPECT_FALSE(exists("r000")) << "nothing was made";
 }
 
 TEST_F(UsageTest, LostOutputIsNoSuccess) {
-    output({"create", "result", "r1"});
-    const Command::Setting full{directory.path().native(), {}, "/dev/full"};
-    for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"list"},
-          {"show", "r1"},
-          {"--json", "list"},
-          {"--help"},
-          {"collect", "-q", "--capture", "--", "echo", "x"}}) {
-        const auto result = Command(arguments, full).finish();
+    output("create result r1");
+    for (const char* words :
+         {"list", "show r1", "--json list", "--help", "collect -q --capture -- echo x"}) {
+        const auto result = Command({"-c", std::string(VESTA2_COMMAND " ") + words + " >/dev/full"},
+                                    {directory.path().native(), {}, 0, "sh"})
+                                .finish();
         EXPECT_EQ(result.code, 7);
         EXPECT_THAT(result.err, AllOf(HasSubstr("standard output"), HasSubstr("no space left")));
     }
-    Command unread({"list"}, {directory.path().native()});
+    Command unread = start("list");
     unread.closeOutput();
     const auto quiet = unread.finish();
     EXPECT_EQ(quiet.err, "");
     EXPECT_THAT(quiet.code, testing::AnyOf(0, 141)) << "it may have been faster than the reader";
 }
 
-TEST_F(UsageTest, WhatMayNotBeDoneIsPermissionDenied) {
-    if (::geteuid() == 0) {
-        GTEST_SKIP() << "root may do everything";
-    }
-    output({"create", "result", "r1"});
-    ASSERT_EQ(::chmod((directory / "r1").c_str(), 0500), 0);
-    EXPECT_EQ(run({"set", "r1", "a=b"}).code, 6);
-    EXPECT_EQ(run({"create", "result", "r1/x"}).code, 6);
-    EXPECT_EQ(run({"get", "r1"}).code, 0);
-    ASSERT_EQ(::chmod((directory / "r1").c_str(), 0), 0);
-    EXPECT_EQ(run({"list", "r1"}).code, 6);
-    EXPECT_EQ(run({"show", "r1"}).code, 6);
-    ::chmod((directory / "r1").c_str(), 0700);
-}
-
 TEST_F(UsageTest, OptionsForEveryCommand) {
-    EXPECT_THAT(output({"--version"}), StartsWith("vesta2 "));
-    for (const char* name : {"collect", "create", "get", "list", "show", "set", "diff"}) {
-        EXPECT_THAT(output({"--help"}), HasSubstr(std::string("  ") + name + " "));
-        EXPECT_THAT(output({name, "--help"}), HasSubstr(std::string("vesta2 ") + name));
+    EXPECT_THAT(output("--version"), StartsWith("vesta2 "));
+    for (const std::string name : {"collect", "create", "get", "list", "show", "set", "diff"}) {
+        EXPECT_THAT(output("--help"), HasSubstr("  " + name + " "));
+        EXPECT_THAT(output(name + " --help"), HasSubstr("vesta2 " + name));
     }
-    output({"create", "result", "sub/r1"});
-    EXPECT_EQ(output({"-C", "sub", "list"}), output({"list", "sub", "--color", "never"}));
-    EXPECT_EQ(nlohmann::json::parse(output({"list", "--json", "sub"}))["schema"], 1);
-    EXPECT_EQ(run({"create", "result", "a:b"}).err.find("WARN"), std::string::npos);
+    output("create result sub/r1");
+    EXPECT_EQ(output("-C sub list"), output("list sub --color never"));
+    EXPECT_EQ(json("list sub")["schema"], 1);
+    EXPECT_EQ(run("create result a:b").err.find("WARN"), std::string::npos);
     const std::string logged = run({"-v", "create", "result", "a:\x1b[31m\n\xc2\x9b"}).err;
     EXPECT_THAT(logged, AllOf(HasSubstr("WARN"), HasSubstr("a:\\x1B[31m\\x0A")));
-    EXPECT_THAT(logged, testing::Not(AnyOf(HasSubstr("\x1b"), HasSubstr("\xc2\x9b"))));
+    EXPECT_THAT(logged, Not(testing::AnyOf(HasSubstr("\x1b"), HasSubstr("\xc2\x9b"))));
 }
 
 }  // namespace

@@ -1,20 +1,20 @@
 // The shared library as programs load it, each in a process of its own.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <boost/filesystem/operations.hpp>
-#include <sstream>
-#include <string>
+#include <algorithm>
+#include <regex>
 
+#include "basekit2/bag_io.h"
+#include "optstore2/data_files.h"
 #include "support/command.h"
-#include "support/temp_directory.h"
+#include "support/test.h"
+#include "vesta2/error.h"
 
 namespace {
 
-namespace fs = boost::filesystem;
-using support::Command;
+using Words = std::vector<std::string>;
+using support::words;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool instrumented = true;
@@ -25,20 +25,28 @@ constexpr bool instrumented = false;
 class Library : public testing::Test {
 protected:
     /// What the program prints; it must end well.
-    std::string output(const std::vector<std::string>& words,
-                       const std::vector<std::string>& environment = {}) {
-        Command::Setting setting{.directory = m_directory.path().native()};
-        setting.environment = environment;
-        setting.program = words.front();
+    std::string output(const Words& words, const Words& environment = {}) {
         const support::CommandResult result =
-            Command({words.begin() + 1, words.end()}, setting).finish();
+            support::Command({words.begin() + 1, words.end()},
+                             {m_directory.path().native(), environment, 0, words.front()})
+                .finish();
         EXPECT_EQ(result.code, 0) << testing::PrintToString(words);
         EXPECT_EQ(result.err, "") << testing::PrintToString(words);
         return result.out;
     }
+    std::string probe(const std::string& arguments, const Words& environment = {}) {
+        return output(words(CORE_PROBE " " + arguments), environment);
+    }
 
-    [[nodiscard]] std::size_t linesWith(const std::string& file, const std::string& text) const {
-        std::istringstream log(support::readFile(file));
+    /// The environment that makes these the library's data.
+    Words withData(const std::string& product, const std::string& catalog) {
+        writeFile(m_directory / "product.xml", product);
+        writeFile(m_directory / "vesta2.catalog.xml", catalog);
+        return {"VESTA2_DATA_DIR=" + m_directory.path().native()};
+    }
+
+    [[nodiscard]] std::size_t linesWith(const std::string& text) const {
+        std::istringstream log(readFile(m_log));
         std::size_t count = 0;
         for (std::string line; std::getline(log, line);) {
             count += line.find(text) != std::string::npos ? 1 : 0;
@@ -48,34 +56,105 @@ protected:
 
     support::TempDirectory m_directory;
     std::string m_log = m_directory / "log";
-    std::string m_setting = "VESTA_LOG=warn:" + m_log;
+    Words m_setting{"VESTA_LOG=warn:" + m_log};
 };
 
+TEST_F(Library, AllNamesFollowTheShortNameOfTheProduct) {
+    EXPECT_EQ(
+        probe("names", withData("<bag v=\"1\"><str n=\"shortName\">abc</str><str n=\"name\">The "
+                                "Product</str><bag n=\"version\"><uint32 n=\"major\">1</uint32>"
+                                "<uint32 n=\"minor\">2</uint32><uint32 n=\"patch\">3</uint32>"
+                                "<uint32 n=\"build\">4000000000</uint32></bag></bag>",
+                                "")),
+        "The Product\n1.2.3.4000000000\n.abc .abcproj .abcexp\n"
+        ".abclink .abcprojlink .abcexplink\n.dflgabc .infoabc\n");
+    // Built-in values serve where the file does not.
+    const std::string names = "vesta2\n0.0.0.0\n.zentor .zentorproj .zentorexp\n"
+                              ".zentorlink .zentorprojlink .zentorexplink\n"
+                              ".dflgzentor .infozentor\n";
+    EXPECT_EQ(probe("names", withData("torn", "")), names);
+    EXPECT_EQ(probe("names", withData("<bag v=\"1\"><int32 n=\"shortName\">1</int32></bag>", "")),
+              names);
+    for (const std::string name :
+         {"", "a/b", "a b", "..", "\xC3\xA9", "0123456789012345678901234567890123"}) {
+        const std::string product = "<bag v=\"1\"><str n=\"shortName\">" + name + "</str></bag>";
+        EXPECT_EQ(probe("names", withData(product, "")), names);
+    }
+}
+
+TEST_F(Library, MessagesAreTheCatalogsOrTheirKeys) {
+    EXPECT_EQ(probe("message 4", withData("", "<bag v=\"1\">")), "%NotFound\n");
+    const Words other = withData("", "<bag v=\"1\"><str n=\"%NotFound\">Nichts da {0}</str></bag>");
+    EXPECT_EQ(probe("message 3", other), "%AlreadyExists\n");
+    EXPECT_EQ(probe("later 4", other), "%NotFound\nNichts da {0}\n") << "none could be opened";
+
+    basekit2::variant_bag_t catalog;
+    const std::string file = optstore2::findDataFile("vesta2.catalog.xml");
+    ASSERT_EQ(basekit2::load_variant_bag(catalog, file, ""), basekit2::bag_ok) << file;
+    const Words keys = words("OK NotImplemented InsufficientPermissions AlreadyExists NotFound "
+                             "ParameterError InvalidPath TooManyPlaceholderGroups "
+                             "TooLongPlaceholder ReservedCharacters ReservedDeviceName "
+                             "InvalidLastCharacter EmptyPattern Unknown Unknown FileLocked "
+                             "FileError Unknown");
+    for (const int code :
+         {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 1000, -1}) {
+        const std::size_t key = std::min<std::size_t>(static_cast<unsigned>(code), 17);
+        EXPECT_EQ(catalog.get_variant("%" + keys[key]),
+                  basekit2::variant_t(vesta2::toString(static_cast<vesta2::error_t>(code))))
+            << code;
+    }
+}
+
+TEST_F(Library, FailedNamesAreLogged) {
+    const Words names{CORE_PROBE, "check", "", "good", "a:b", "end ", ".", "end.", "a|."};
+    Words environment = withData("", "broken");
+    EXPECT_EQ(output(names, environment), "");
+    environment.push_back(m_setting.front());
+    EXPECT_EQ(output(names, environment), "");
+    std::string expected;
+    for (const char* text :
+         {"ReservedDeviceName", "ReservedCharacters. Pattern: a:b",
+          "InvalidLastCharacter. Pattern: end ", "InvalidLastCharacter. Pattern: end[.]",
+          "ReservedCharacters. Pattern: a[|][.]"}) {
+        expected.append("[-0-9]+ [0-9:.]+ WARN vesta: %").append(text);
+        expected.append(", at file: vcs/vesta2/src/vesta:[0-9]+\n");
+    }
+    EXPECT_TRUE(std::regex_match(readFile(m_log), std::regex(expected))) << readFile(m_log);
+    // An unknown level counts as "warn".
+    for (const auto& [level, count] : {std::pair{"error", 0U}, {"DEBUG", 5U}, {"x", 5U}}) {
+        fs::remove(m_log);
+        environment.back() = std::string("VESTA_LOG=") + level + ":" + m_log;
+        support::Command({names.begin() + 1, names.end()}, {"/", environment, 0, CORE_PROBE})
+            .finish();
+        EXPECT_EQ(linesWith(" WARN "), count) << level;
+    }
+}
+
 TEST_F(Library, StartsNoThreadsUntilSomebodyWantsItsMessages) {
-    const auto threads = [this](const std::vector<std::string>& environment) {
-        const std::string size = output({CORE_PROBE, "size"}, environment);
+    const auto threads = [this](const Words& environment) {
+        const std::string size = probe("size", environment);
         return std::stoi(size.substr(size.find('\n')));
     };
     EXPECT_EQ(threads({}), 1);
-    EXPECT_GT(threads({m_setting}), 1);
-    EXPECT_EQ(linesWith(m_log, " WARN vesta: "), 1U);
+    EXPECT_GT(threads(m_setting), 1);
+    EXPECT_EQ(linesWith(" WARN vesta: "), 1U);
 }
 
 TEST_F(Library, WorksWhereNoThreadCanBeStarted) {
     if (instrumented) {
         GTEST_SKIP() << "sanitizers need threads and address space";
     }
-    const std::size_t peak = std::stoul(output({CORE_PROBE, "size"}));
+    const std::size_t peak = std::stoul(probe("size"));
     // Room for what a log needs, but not for the stack of a thread; the super-user may have
     // threads.
     const std::string most = "--as=" + std::to_string((peak + 6 * 1024) * 1024);
     for (const std::string& limit : {most, std::string("--nproc=0")}) {
         if (limit == most || ::geteuid() != 0) {
             EXPECT_EQ(output({"prlimit", limit, CORE_PROBE, "check", "a:b"}), "");
-            EXPECT_EQ(output({"prlimit", limit, CORE_PROBE, "check", "a:b"}, {m_setting}), "");
+            EXPECT_EQ(output({"prlimit", limit, CORE_PROBE, "check", "a:b"}, m_setting), "");
         }
     }
-    EXPECT_EQ(support::readFile(m_log), "");
+    EXPECT_EQ(readFile(m_log), "");
 }
 
 TEST_F(Library, LeavesTheThreadsOfAnAsynchronousLogAlone) {
@@ -83,38 +162,35 @@ TEST_F(Library, LeavesTheThreadsOfAnAsynchronousLogAlone) {
     GTEST_SKIP() << "the logging library is not instrumented";
 #endif
     EXPECT_EQ(output({LOG_APPLICATION, m_log}), "");
-    EXPECT_EQ(linesWith(m_log, "own "), 100U);
-    EXPECT_EQ(linesWith(m_log, "WARN"), 100U);
+    EXPECT_EQ(linesWith("own "), 100U);
+    EXPECT_EQ(linesWith("WARN"), 100U);
 }
 
 TEST_F(Library, TextsStayWhileOtherThreadsAskAndLog) {
-    EXPECT_EQ(output({CORE_PROBE, "threads"}, {m_setting}), "");
-    EXPECT_EQ(linesWith(m_log, " WARN vesta: "), 4000U);
+    EXPECT_EQ(probe("threads", m_setting), "");
+    EXPECT_EQ(linesWith(" WARN vesta: "), 4000U);
 }
 
 TEST_F(Library, FailsInOrderWhileThreadAndProcessEnd) {
     const std::string text = "No such node, file or directory\n";
     const std::string ends = "thread: " + text + "exit: " + text;
-    EXPECT_EQ(output({CORE_PROBE, "end"}), ends);
-    EXPECT_EQ(output({CORE_PROBE, "end"}, {m_setting}), ends);
+    EXPECT_EQ(probe("end"), ends);
+    EXPECT_EQ(probe("end", m_setting), ends);
     // The log ends before what was there before it.
-    EXPECT_EQ(linesWith(m_log, " WARN vesta: "), 2U);
+    EXPECT_EQ(linesWith(" WARN vesta: "), 2U);
     EXPECT_EQ(output({LATE_LOADER, VESTA2_LIBRARY}), ends);
-    EXPECT_EQ(output({LATE_LOADER, VESTA2_LIBRARY}, {m_setting}), ends);
+    EXPECT_EQ(output({LATE_LOADER, VESTA2_LIBRARY}, m_setting), ends);
 }
 
 TEST_F(Library, KnowsWhereItIsAfterAChangeOfDirectory) {
-    const fs::path library = VESTA2_LIBRARY;
     // Installed in a directory of its architecture, and found by a relative path.
-    for (const char* place : {"lib", "lib/x86_64-linux-gnu"}) {
+    for (const std::string place : {"lib", "lib/x86_64-linux-gnu"}) {
         const fs::path root = m_directory.path() / "root";
         fs::create_directories(root / place);
-        fs::copy_file(library, root / place / "libvesta2.so.0");
-        support::writeFile(root / "share/vesta2/vesta2.catalog.xml",
-                           "<bag v=\"1\"><str n=\"%NotFound\">Nichts</str></bag>");
-        EXPECT_EQ(
-            output({CORE_PROBE, "elsewhere", "4"}, {"LD_LIBRARY_PATH=root/" + std::string(place)}),
-            "Nichts\n");
+        fs::copy_file(VESTA2_LIBRARY, root / place / fs::path(VESTA2_LIBRARY).filename());
+        writeFile(root / "share/vesta2/vesta2.catalog.xml",
+                  "<bag v=\"1\"><str n=\"%NotFound\">Nichts</str></bag>");
+        EXPECT_EQ(probe("elsewhere 4", {"LD_LIBRARY_PATH=root/" + place}), "Nichts\n");
         fs::remove_all(root);
     }
 }

@@ -1,12 +1,10 @@
 /// Prints what the library makes of its arguments, in a process that was started for it alone.
 
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <map>
 #include <string>
@@ -19,10 +17,11 @@
 
 namespace {
 
+using namespace vesta2;
+using vesta2::error_t;  // the C library has one too
 using Arguments = std::vector<std::string>;
 
 void printNames(const Arguments& /*arguments*/) {
-    using namespace vesta2;
     const auto& product = optstore2::IProductLocations::get();
     const optstore2::version_t version = product.getVersion();
     std::cout << product.query(optstore2::IProductLocations::product_name) << '\n'
@@ -34,11 +33,9 @@ void printNames(const Arguments& /*arguments*/) {
               << getFlagLockExtension() << ' ' << getFlagInfoExtension() << '\n';
 }
 
-const char* messageOf(const std::string& code) {
-    return vesta2::toString(static_cast<vesta2::error_t>(std::stoi(code)));
+void printMessage(const Arguments& code) {
+    std::cout << toString(static_cast<error_t>(std::stoi(code.at(0)))) << '\n';
 }
-
-void printMessage(const Arguments& code) { std::cout << messageOf(code.at(0)) << '\n'; }
 
 void printMessageElsewhere(const Arguments& code) {
     std::filesystem::current_path("/");
@@ -58,16 +55,16 @@ void printMessageLater(const Arguments& code) {
 
 void checkNames(const Arguments& names) {
     for (const std::string& name : names) {
-        vesta2::validateFileName(name.c_str());
+        validateFileName(name.c_str());
     }
 }
 
 /// How many threads the process has, and how much address space it took, in KiB.
 void printSize(const Arguments& /*arguments*/) {
-    vesta2::validateFileName("a:b");
+    validateFileName("a:b");
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
-        if (line.compare(0, 8, "Threads:") == 0 || line.compare(0, 7, "VmPeak:") == 0) {
+        if (line.starts_with("Threads:") || line.starts_with("VmPeak:")) {
             std::cout << std::stoul(line.substr(line.find_first_of("0123456789"))) << '\n';
         }
     }
@@ -75,39 +72,34 @@ void printSize(const Arguments& /*arguments*/) {
 
 /// A text stays as it was, whatever this and other threads ask and log meanwhile.
 void askInThreads(const Arguments& /*arguments*/) {
-    const std::string text = vesta2::toString(vesta2::eNotFound);
+    const std::string text = toString(eNotFound);
     const auto ask = [&text] {
         for (int i = 0; i < 1000; ++i) {
-            const char* mine = vesta2::toString(vesta2::eNotFound);
-            vesta2::validateFileName("a:b");
-            vesta2::toString(vesta2::eFileLocked);
+            const char* mine = toString(eNotFound);
+            validateFileName("a:b");
+            toString(eFileLocked);
             if (mine != text) {
                 std::cout << mine << " is not " << text << '\n';
                 return;
             }
         }
     };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back(ask);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    const std::jthread threads[] = {std::jthread(ask), std::jthread(ask), std::jthread(ask),
+                                    std::jthread(ask)};
 }
 
 /// Fails when it is destroyed, once or twice, at the end of its thread or of the process.
 struct Failing {
     std::string when;
     ~Failing() {
-        for (const vesta2::error_t code : {vesta2::eNotFound, vesta2::eFileError}) {
-            vesta2::setStatus(code);
-            vesta2::validateFileName("a:b");
-            if (vesta2::getStatus() != code) {
+        for (const error_t code : {eNotFound, eFileError}) {
+            setStatus(code);
+            validateFileName("a:b");
+            if (getStatus() != code) {
                 std::cout << when << ": the status is lost\n";
             }
         }
-        std::cout << when << ": " << vesta2::toString(vesta2::eNotFound) << std::endl;
+        std::cout << when << ": " << toString(eNotFound) << std::endl;
     }
 };
 
@@ -120,7 +112,7 @@ void failAtTheEnd(const Arguments& /*arguments*/) {
 
 /// COMMAND ARGUMENT...
 int main(int argc, char** argv) {
-    const std::map<std::string, std::function<void(const Arguments&)>> commands{
+    const std::map<std::string, void (*)(const Arguments&)> commands{
         {"names", printNames},
         {"message", printMessage},
         {"elsewhere", printMessageElsewhere},
@@ -129,7 +121,6 @@ int main(int argc, char** argv) {
         {"size", printSize},
         {"threads", askInThreads},
         {"end", failAtTheEnd}};
-    const Arguments arguments(argv + 1, argv + argc);
-    commands.at(arguments.at(0))(Arguments(arguments.begin() + 1, arguments.end()));
+    commands.at(argv[1])(Arguments(argv + 2, argv + argc));
     return 0;
 }

@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "model_test.h"
-#include "vesta/model/marker_file.h"
+#include "vesta/model/marker_io.h"
 #include "vesta2/result_variable_bag.h"
 
 namespace {

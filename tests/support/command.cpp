@@ -2,31 +2,19 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
+#include <tuple>
+#include <utility>
 
 namespace support {
 namespace {
 
 constexpr int patienceMilliseconds = 60'000;
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> all;
-    all.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-        all.push_back(text.data());
-    }
-    all.push_back(nullptr);
-    return all;
-}
 
 void closeEnd(int& end) {
     if (end >= 0) {
@@ -35,68 +23,71 @@ void closeEnd(int& end) {
     end = -1;
 }
 
-}  // namespace
+std::pair<int, int> makePipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("cannot make a pipe");
+    }
+    return {ends[0], ends[1]};
+}
 
-Command::Command(const std::vector<std::string>& arguments, const Setting& setting) {
-    std::vector<std::string> words{setting.program.empty() ? VESTA2_COMMAND : setting.program};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> environment = setting.environment;
+int openTerminal(int width) {
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const winsize size{24, static_cast<unsigned short>(width), 0, 0};
+    if (::grantpt(terminal) != 0 || ::unlockpt(terminal) != 0 ||
+        ::ioctl(terminal, TIOCSWINSZ, &size) != 0) {
+        throw std::runtime_error("cannot make a terminal");
+    }
+    return terminal;
+}
+
+/// Becomes the program. Nothing of the environment reaches it but what it cannot do without.
+int become(std::vector<std::string> words, std::vector<std::string> environment) {
     for (const char* name : {"PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
         if (const char* value = ::getenv(name)) {
             environment.push_back(std::string(name) + "=" + value);
         }
     }
     environment.emplace_back("TERM=xterm");
+    ::clearenv();
+    for (std::string& setting : environment) {
+        ::putenv(setting.data());
+    }
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    ::execvp(arguments.front(), arguments.data());
+    return 127;
+}
 
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_addchdir_np(&actions, setting.directory.c_str());
-    posix_spawnattr_t attributes;
-    ::posix_spawnattr_init(&attributes);
-    std::array<int, 2> ends{-1, -1};
+}  // namespace
+
+Command::Command(const std::vector<std::string>& arguments, const Setting& setting) {
+    std::vector<std::string> words{setting.program.empty() ? VESTA2_COMMAND : setting.program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::array<int, 2> streams{-1, -1};
     if (setting.terminalWidth > 0) {
-        m_out = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-        ::grantpt(m_out);
-        ::unlockpt(m_out);
-        const winsize size{24, static_cast<unsigned short>(setting.terminalWidth), 0, 0};
-        ::ioctl(m_out, TIOCSWINSZ, &size);
-        ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-        // The first terminal that the leader of a new session opens becomes its own.
-        ::posix_spawn_file_actions_addopen(&actions, 0, ::ptsname(m_out), O_RDWR, 0);
-        ::posix_spawn_file_actions_adddup2(&actions, 0, 1);
-        ::posix_spawn_file_actions_adddup2(&actions, 0, 2);
+        m_out = openTerminal(setting.terminalWidth);
     } else {
-        std::array<int, 2> out{};
-        std::array<int, 2> err{};
-        if (::pipe2(out.data(), O_CLOEXEC) != 0 || ::pipe2(err.data(), O_CLOEXEC) != 0) {
-            throw std::runtime_error("cannot make a pipe");
-        }
-        m_out = out[0];
-        m_err = err[0];
-        ends = {out[1], err[1]};
-        ::posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-        ::posix_spawn_file_actions_adddup2(&actions, ends[0], 1);
-        ::posix_spawn_file_actions_adddup2(&actions, ends[1], 2);
-        if (!setting.output.empty()) {
-            ::posix_spawn_file_actions_addopen(&actions, 1, setting.output.c_str(), O_WRONLY, 0);
-        }
+        std::tie(m_out, streams[0]) = makePipe();
+        std::tie(m_err, streams[1]) = makePipe();
     }
-    const int error = ::posix_spawnp(&m_process, words.front().c_str(), &actions, &attributes,
-                                     pointers(words).data(), pointers(environment).data());
-    ::posix_spawn_file_actions_destroy(&actions);
-    ::posix_spawnattr_destroy(&attributes);
-    closeEnd(ends[0]);
-    closeEnd(ends[1]);
-    if (error != 0) {
-        throw std::runtime_error("cannot start " + words.front());
-    }
+    m_process = ChildProcess([&] {
+        // The first terminal that the leader of a new session opens becomes its own.
+        const bool isAlone = setting.terminalWidth > 0 && ::setsid() > 0;
+        const int in = ::open(isAlone ? ::ptsname(m_out) : "/dev/null", O_RDWR | O_CLOEXEC);
+        ::dup2(in, 0);
+        ::dup2(isAlone ? in : streams[0], 1);
+        ::dup2(isAlone ? in : streams[1], 2);
+        return ::chdir(setting.directory.c_str()) == 0 ? become(words, setting.environment) : 127;
+    });
+    closeEnd(streams[0]);
+    closeEnd(streams[1]);
 }
 
 Command::~Command() {
-    if (m_process > 0) {
-        ::kill(m_process, SIGKILL);
-        ::waitpid(m_process, nullptr, 0);
-    }
     closeEnd(m_out);
     closeEnd(m_err);
 }
@@ -134,25 +125,15 @@ void Command::type(const std::string& keys) const {
     [[maybe_unused]] const ssize_t written = ::write(m_out, keys.data(), keys.size());
 }
 
-void Command::send(int signal) const { ::kill(m_process, signal); }
-
 void Command::closeOutput() { closeEnd(m_out); }
 
 CommandResult Command::finish() {
     while (readSome()) {
     }
-    const int handle = static_cast<int>(::syscall(SYS_pidfd_open, m_process, 0));
-    pollfd end{handle, POLLIN, 0};
-    const bool hasEnded = ::poll(&end, 1, patienceMilliseconds) > 0;
-    ::close(handle);
-    if (!hasEnded) {
+    m_result.code = m_process.wait();
+    if (m_result.code < 0) {
         m_result.err += "(does not end)";
-        return m_result;
     }
-    int status = 0;
-    ::waitpid(m_process, &status, 0);
-    m_process = -1;
-    m_result.code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     return m_result;
 }
 

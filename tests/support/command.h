@@ -1,9 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
+
+#include "support/child_process.h"
 
 namespace support {
 
@@ -19,9 +19,8 @@ class Command {
 public:
     struct Setting {
         std::string directory;
+        /// Beside what every command needs.
         std::vector<std::string> environment{};
-        /// Takes the place of the standard output stream.
-        std::string output{};
         /// On a terminal of its own, this many columns wide; what it prints is then `out` alone.
         int terminalWidth = 0;
         /// Run instead of the command; looked for as a shell does.
@@ -39,7 +38,7 @@ public:
     bool awaitOutput(const std::string& text);
     /// As if typed at the terminal.
     void type(const std::string& keys) const;
-    void send(int signal) const;
+    void send(int signal) const { m_process.send(signal); }
     /// Nobody reads the standard output stream any more.
     void closeOutput();
     /// Waits for the end of both streams and of the command.
@@ -48,7 +47,7 @@ public:
 private:
     bool readSome();
 
-    pid_t m_process = -1;
+    ChildProcess m_process{-1};
     int m_out = -1;
     int m_err = -1;
     CommandResult m_result;

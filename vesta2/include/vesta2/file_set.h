@@ -25,7 +25,7 @@ struct VESTA2_API FileSetBaseFilenameCompare {
 /// Deliberate: of two paths with the same file name only the first is kept, and the order is not
 /// numeric: r1000 comes before r999.
 class VESTA2_API FileSet {
-    struct Contents;
+    struct VESTA2_LOCAL Contents;
     struct Deleter {
         void operator()(Contents* contents) const noexcept;
     };

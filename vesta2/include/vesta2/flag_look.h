@@ -37,7 +37,7 @@ public:
     [[nodiscard]] const basekit2::variant_bag_t& record() const;
 
 private:
-    struct Found;
+    struct VESTA2_LOCAL Found;
     std::unique_ptr<Found> m_found;
 };
 
@@ -59,7 +59,7 @@ public:
 
 private:
     friend VESTA2_API FlagLooks lookAtFlags(const std::string& directory);
-    struct List;
+    struct VESTA2_LOCAL List;
     explicit FlagLooks(std::unique_ptr<List> list);
 
     std::unique_ptr<List> m_list;

@@ -93,7 +93,7 @@ public:
     static const char* getFlagInfoExtension();
 
 private:
-    struct Held;
+    struct VESTA2_LOCAL Held;
     const std::unique_ptr<Held> m_held;
 };
 

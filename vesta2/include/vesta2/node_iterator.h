@@ -31,8 +31,8 @@ public:
     [[nodiscard]] const std::string& path() const;
 
 private:
-    class MarkerFileSet;
-    struct Position;
+    class VESTA2_LOCAL MarkerFileSet;
+    struct VESTA2_LOCAL Position;
 
     NodeIterator(const NodeIterator& other);
 

@@ -22,7 +22,7 @@ public:
     const char* next() override;
 
 private:
-    struct Walk;
+    struct VESTA2_LOCAL Walk;
     const std::unique_ptr<Walk> m_walk;
 };
 
@@ -40,7 +40,7 @@ public:
     const char* next() override;
 
 private:
-    struct Walk;
+    struct VESTA2_LOCAL Walk;
     const std::unique_ptr<Walk> m_walk;
 };
 

@@ -56,7 +56,7 @@ public:
     [[nodiscard]] const std::string& prefix() const;
 
 private:
-    struct Parts;
+    struct VESTA2_LOCAL Parts;
     std::unique_ptr<Parts> m_parts;
 };
 

@@ -24,7 +24,7 @@ public:
     void rewind();
 
 private:
-    struct Walk;
+    struct VESTA2_LOCAL Walk;
     const std::unique_ptr<Walk> m_walk;
 };
 

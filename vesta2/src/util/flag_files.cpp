@@ -3,12 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <boost/filesystem/exception.hpp>
 #include <cerrno>
 #include <chrono>
 #include <initializer_list>
 #include <thread>
 
+#include "../vesta/foundation/file_error.h"
 #include "flag_record.h"
 #include "glance.h"
 #include "vesta2/names.h"
@@ -18,11 +18,6 @@ namespace vesta2::util {
 using basekit2::variant_bag_t;
 
 namespace {
-
-[[noreturn]] void throwError(const char* what, const std::string& path, int error) {
-    throw boost::filesystem::filesystem_error(
-        what, path, boost::system::error_code(error, boost::system::system_category()));
-}
 
 bool isAbsent(const std::string& path) {
     struct stat file {};
@@ -45,7 +40,7 @@ void removeFiles(std::initializer_list<const std::string*> paths) {
         }
     }
     if (failed) {
-        throwError("cannot delete", *failed, error);
+        throwFileError("cannot delete", *failed, error);
     }
 }
 
@@ -193,7 +188,7 @@ void FlagFiles::giveUp(const FileLocker& locker) const {
         // What has taken its place belongs to somebody else.
         return;
     default:
-        throwError("cannot look at", m_lockPath, errno);
+        throwFileError("cannot look at", m_lockPath);
     }
     FileLocker info;
     if (lockInfo(info, false)) {

@@ -84,7 +84,7 @@ void FlagManager::setDirectory(const std::string& directory) {
             FlagFiles(m_held->pathOf(flag.key())).giveUp(*flag.mapped().locker);
         } catch (const boost::system::system_error& e) {
             // The files stay behind; the next to claim the flag finds that its owner has ended.
-            logError(Severity::error, errorFromBoostError(e), e.what(), __LINE__);
+            logFailure(e);
         }
     }
     m_held->flags = std::move(kept);
@@ -92,9 +92,9 @@ void FlagManager::setDirectory(const std::string& directory) {
 }
 
 void FlagManager::Held::forgetInherited() {
-    if (process != getPid()) {
+    if (const int current = getPid(); process != current) {
         flags.clear();
-        process = getPid();
+        process = current;
     }
 }
 

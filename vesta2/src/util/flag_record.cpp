@@ -15,6 +15,7 @@
 #include "basekit2/host.h"
 #include "process_status.h"
 #include "vesta2/process_ids.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2::util {
 
@@ -67,17 +68,17 @@ bool readAll(int descriptor, std::string& text) {
 }  // namespace
 
 void fillRecord(basekit2::variant_bag_t& record) {
-    record.put(timestampKey, std::int64_t{std::time(nullptr)});
-    record.put(pidKey, static_cast<std::uint32_t>(getPid()));
-    record.put(ppidKey, static_cast<std::uint32_t>(getPPid()));
-    record.put(hostKey, basekit2::get_fq_host_name());
-    record.put(userKey, userName());
-    record.put("os", "linux");
+    record.put(record_key::timestamp, std::int64_t{std::time(nullptr)});
+    record.put(record_key::pid, static_cast<std::uint32_t>(getPid()));
+    record.put(record_key::ppid, static_cast<std::uint32_t>(getPPid()));
+    record.put(record_key::host, basekit2::get_fq_host_name());
+    record.put(record_key::user, userName());
+    record.put(record_key::os, os_name::ofLinux);
 }
 
 bool isReclaimable(const basekit2::variant_bag_t& record) {
-    const int pid = number(record, pidKey);
-    const int ppid = number(record, ppidKey);
+    const int pid = number(record, record_key::pid);
+    const int ppid = number(record, record_key::ppid);
     return (pid == getPid() && ppid == getPPid()) || hasEnded(pid, ppid);
 }
 

@@ -6,12 +6,6 @@
 
 namespace vesta2::util {
 
-inline constexpr const char* timestampKey = "timestamp";
-inline constexpr const char* pidKey = "pid";
-inline constexpr const char* ppidKey = "ppid";
-inline constexpr const char* hostKey = "host";
-inline constexpr const char* userKey = "user";
-
 /// Puts a record of this process and this moment into `record`, on top of what it holds.
 void fillRecord(basekit2::variant_bag_t& record);
 

@@ -17,9 +17,8 @@ struct NodePathIterator::Walk {
 
 NodePathIterator::NodePathIterator(const std::string& directory)
     : m_walk(std::make_unique<Walk>()) {
-    const FileSet extensions(resultMarkerFileExt(), experimentMarkerFileExt(),
-                             projectMarkerFileExt());
-    findPatternedMarkerFileOrLink("", directory.c_str(), extensions, m_walk->found, 0, false);
+    findPatternedMarkerFileOrLink("", directory.c_str(), nodeMarkerExtensions(), m_walk->found, 0,
+                                  false);
     m_walk->cursor = m_walk->found.begin();
 }
 

@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <optional>
 
+#include "file_error.h"
+
 namespace vesta2 {
 
 /// Whether a failed look at a path tells for certain that nothing is there: no entry, no directory
@@ -61,7 +63,7 @@ inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path
         return status;
     }
     if (!meansAbsent(error.value())) {
-        throw fs::filesystem_error("cannot look at", path, error);
+        throwFileError("cannot look at", path, error.value());
     }
     return fs::file_status(fs::file_not_found);
 }

@@ -3,8 +3,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <string_view>
 
+#include "log.h"
 #include "optstore2/product_locations.h"
+#include "platkit/strings.h"
+#include "reserved_names.h"
 
 namespace vesta2 {
 namespace {
@@ -29,6 +33,21 @@ const std::string& s_projectExtension = *new std::string(getProjectExtensionInte
 const std::string& s_experimentExtension = *new std::string(getExperimentExtensionInternal());
 const std::string& s_flagLockExtension = *new std::string(getFlagLockExtensionInternal());
 const std::string& s_flagInfoExtension = *new std::string(getFlagInfoExtensionInternal());
+
+constexpr std::string_view reservedCharacters = "<>:\"/\\|?*";
+
+bool isReservedBaseName(const std::string& upperCaseName) {
+    if (isReservedDeviceName(upperCaseName)) {
+        return true;
+    }
+    // A pattern such as COM@ can come to name a device.
+    if (upperCaseName.size() > 1 && upperCaseName.back() == '@') {
+        std::string first = upperCaseName;
+        first.back() = '1';
+        return isReservedDeviceName(first);
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -63,6 +82,30 @@ std::string makeDataFolderName(int number) {
 std::string getFQDN() {
     std::array<char, 256> name{};
     return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+error_t validateFileName(const char* name) {
+    if (!name || !*name) {
+        logWarning(eReservedDeviceName, nullptr);
+        return eEmptyPattern;
+    }
+    const std::string_view text = name;
+    if (text == "." || text == "..") {
+        return eOK;
+    }
+    if (isReservedBaseName(platkit::strings::to_upper(text.substr(0, text.find('.'))))) {
+        logWarning(eReservedDeviceName, name);
+        return eReservedDeviceName;
+    }
+    if (text.find_first_of(reservedCharacters) != std::string_view::npos) {
+        logWarning(eReservedCharacters, name);
+        return eReservedCharacters;
+    }
+    if (text.back() == '.' || text.back() == ' ') {
+        logWarning(eInvalidLastCharacter, name);
+        return eInvalidLastCharacter;
+    }
+    return eOK;
 }
 
 }  // namespace vesta2

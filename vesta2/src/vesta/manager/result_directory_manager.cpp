@@ -5,17 +5,19 @@
 #include <thread>
 
 #include "../discovery/group_markers.h"
-#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
+#include "../foundation/log.h"
+#include "../foundation/reserved_names.h"
 #include "../model/creation_record.h"
-#include "../model/marker_file.h"
-#include "../model/property_names.h"
-#include "creation.h"
+#include "../model/marker_io.h"
+#include "../naming/mpi_rank.h"
+#include "node_directory.h"
 #include "opening.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -56,7 +58,7 @@ error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variab
     fillCreationRecord(bag);
     const int rank = ResultDirectoryManager::getCurrentMpiRank();
     if (rank >= 0) {
-        bag.put_bag(vestaSection).put(mpiRankKey, std::int32_t{rank});
+        bag.put_bag(section::vesta).put(property::mpiRank, std::int32_t{rank});
     }
     std::string pattern;
     splitDirPatternAndFileName(path, resultMarkerFileExt(), pattern, made.markerName);
@@ -74,7 +76,7 @@ error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variab
 sptr_t<IResultDirectory> openMade(error_t code, const char* path, const NewResult& made,
                                   const char* baseDir) {
     if (!setStatus(code)) {
-        VESTA_LOG_ERROR(code, path);
+        logError(code, path);
         return {};
     }
     return openFound<IResultDirectory>(made.marker, baseDir);
@@ -100,7 +102,7 @@ std::string awaitMarker(const std::string& directory) {
 /// Opens the result in a directory that is there, and repairs it when it has no marker file.
 sptr_t<IResultDirectory> openOrRepair(const NewResult& present) {
     if (!fs::is_directory(lookAt(present.directory))) {
-        VESTA_LOG_ERROR(eAlreadyExists, present.directory.c_str());
+        logError(eAlreadyExists, present.directory.c_str());
         setStatus(eAlreadyExists);
         return {};
     }
@@ -119,6 +121,27 @@ sptr_t<IResultDirectory> openOrRepair(const NewResult& present) {
 
 }  // namespace
 
+const char* ResultDirectoryManager::getDefaultResultDirectoryName() { return "r@@@"; }
+
+bool ResultDirectoryManager::isPathPatterned(const char* path) {
+    Pattern pattern;
+    return path && pattern.set(completePath(path, nullptr).filename().native(), nullptr) == eOK &&
+           pattern.width() > 0;
+}
+
+error_t ResultDirectoryManager::validateResultDirectoryPattern(const char* name) {
+    const error_t code = validateFileName(name);
+    return code == eOK ? Pattern().set(name, nullptr) : code;
+}
+
+bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) {
+    return upperCaseName && isReservedDeviceName(upperCaseName);
+}
+
+int ResultDirectoryManager::getCurrentMpiRank() { return currentMpiRank(); }
+
+error_t ResultDirectoryManager::getLastError() { return getStatus(); }
+
 sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool overwrite,
                                                         const variant_bag_t* variables,
                                                         bool literal, const char* baseDir) {
@@ -132,7 +155,7 @@ sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool o
         const error_t code = makeResult(path, overwrite, variables, literal, baseDir, made);
         return openMade(code, path, made, baseDir);
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }
@@ -155,7 +178,7 @@ sptr_t<IResultDirectory> ResultDirectoryManager::get(const char* path,
         return code == eAlreadyExists && !isNumbered ? openOrRepair(made)
                                                      : openMade(code, path, made, nullptr);
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }

@@ -1,5 +1,6 @@
 #include "vesta2/node_iterator.h"
 
+#include "../discovery/extensions.h"
 #include "vesta2/discovery.h"
 #include "vesta2/file_set.h"
 #include "vesta2/names.h"
@@ -20,10 +21,8 @@ struct NodeIterator::Position {
 
 NodeIterator::NodeIterator(const std::string& mask, const std::string& directory, int maxCount)
     : m_position(std::make_unique<Position>()) {
-    const FileSet extensions(resultMarkerFileExt(), experimentMarkerFileExt(),
-                             projectMarkerFileExt());
     FileSet& found = *m_position->found;
-    findPatternedMarkerFileOrLink(mask, directory.c_str(), extensions, found, maxCount, false);
+    findPatternedMarkerFileOrLink(mask, directory.c_str(), nodeMarkerExtensions(), found, maxCount, false);
     m_position->cursor = found.begin();
 }
 

@@ -4,6 +4,8 @@
 #include <limits>
 #include <string_view>
 
+#include "vesta2/property_names.h"
+
 namespace vesta2 {
 namespace {
 
@@ -84,7 +86,7 @@ std::string Pattern::subst(const std::string& text, const basekit2::variant_bag_
     if (!bag) {
         return text;
     }
-    const basekit2::variant_bag_t* variables = bag->get_bag("variables");
+    const basekit2::variant_bag_t* variables = bag->get_bag(section::variables);
     std::string result;
     std::size_t at = 0;
     for (;;) {

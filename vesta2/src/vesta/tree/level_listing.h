@@ -2,9 +2,9 @@
 
 #include <fcntl.h>
 
-#include "../discovery/directory_listing.h"
+#include "../foundation/directory_listing.h"
+#include "../foundation/file_error.h"
 #include "directory_chain.h"
-#include "tree_error.h"
 
 namespace vesta2 {
 
@@ -15,7 +15,7 @@ void forEachEntry(const DirectoryChain& chain, const Visit& visit) {
     // A listing closes what it lists.
     basekit2::descriptor_t own(::fcntl(chain.descriptor(), F_DUPFD_CLOEXEC, 0));
     if (!own) {
-        throwTreeError("cannot list the directory", chain.path());
+        throwFileError("cannot list the directory", chain.path());
     }
     DirectoryListing listing(chain.path(), std::move(own));
     while (listing.next()) {

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
-#include "../foundation/failure.h"
+#include "../foundation/file_error.h"
+#include "../foundation/log.h"
 #include "basekit2/descriptor.h"
 #include "basekit2/files.h"
 #include "tree_copier.h"
-#include "tree_error.h"
 #include "vesta2/names.h"
 
 namespace vesta2 {
@@ -26,11 +26,11 @@ bool copyDirectoryWithExlusionPattern(fs::path source, fs::path destination,
         descriptor_t target(
             ::open(destination.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
         if (!target) {
-            throwTreeError("cannot open the directory", destination);
+            throwFileError("cannot open the directory", destination);
         }
         return copyTree({source, destination, patterns, progress}, std::move(target));
     } catch (const boost::system::system_error& e) {
-        return !VESTA_FAIL_WITH(e);
+        return !failWith(e);
     }
 }
 
@@ -49,12 +49,12 @@ bool removeFiles(const basekit2::path_t& directory, const std::string& suffix) {
     try {
         for (const basekit2::path_t& file : basekit2::find_files(directory, "*" + suffix, true)) {
             if (!basekit2::remove_file(file)) {
-                throwTreeError("cannot delete", file.text());
+                throwFileError("cannot delete", file.text());
             }
         }
         return true;
     } catch (const boost::system::system_error& e) {
-        return VESTA_FAIL_WITH(e);
+        return failWith(e);
     }
 }
 

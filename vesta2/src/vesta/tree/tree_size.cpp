@@ -3,9 +3,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "../foundation/file_error.h"
 #include "directory_chain.h"
 #include "level_listing.h"
-#include "tree_error.h"
 #include "tree_walk.h"
 
 namespace vesta2 {
@@ -74,7 +74,7 @@ std::uint64_t sumOverFiles(const fs::path& directory, const Measure& measure) {
 std::uint64_t sizeOf(int directory, const char* name) {
     struct stat info {};
     if (::fstatat(directory, name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-        throwTreeError("cannot look at", name);
+        throwFileError("cannot look at", name);
     }
     return static_cast<std::uint64_t>(info.st_size);
 }
