@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,16 +10,18 @@
 #include <random>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "basekit2/bag_io.h"
+#include "support/child_process.h"
 #include "support/temp_directory.h"
 
 namespace {
 
 namespace fs = boost::filesystem;
 using basekit2::variant_bag_t;
+using support::ChildProcess;
+using support::namesIn;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
@@ -39,44 +39,6 @@ variant_bag_t load(const std::string& path) {
     EXPECT_EQ(basekit2::load_variant_bag(bag, path, "bag"), basekit2::bag_ok) << path;
     return bag;
 }
-
-std::vector<std::string> namesIn(const std::string& directory) {
-    std::vector<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-        names.push_back(entry.path().filename().native());
-    }
-    return names;
-}
-
-/// A child process that runs `body`; it is killed at the end of its scope, or of its parent.
-class Child {
-public:
-    template <class Body>
-    explicit Child(Body body) : m_pid(::fork()) {
-        if (m_pid == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ::_exit(body());
-        }
-    }
-    ~Child() { kill(); }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    void kill() {
-        if (m_pid > 0) {
-            ::kill(m_pid, SIGKILL);
-            wait();
-        }
-    }
-    int wait() {
-        int status = 0;
-        ::waitpid(std::exchange(m_pid, -1), &status, 0);
-        return status;
-    }
-
-private:
-    pid_t m_pid;
-};
 
 class BagFile : public testing::Test {
 protected:
@@ -160,8 +122,7 @@ TEST_F(BagFile, SaveRefusesWhatIsNoFile) {
               basekit2::bag_unwritable);
     EXPECT_EQ(basekit2::save_variant_bag(numbered(1), m_directory / longest), basekit2::bag_ok);
     EXPECT_EQ(load(m_directory / longest), numbered(1));
-    EXPECT_THAT(namesIn(m_directory.path().native()),
-                UnorderedElementsAre("fifo", "sub", "loop", longest));
+    EXPECT_THAT(namesIn(m_directory.path()), UnorderedElementsAre("fifo", "sub", "loop", longest));
     EXPECT_TRUE(fs::is_empty(m_directory / "sub"));
 }
 
@@ -193,7 +154,7 @@ TEST_F(BagFile, IsCreatedOnceAndReplacesNothing) {
             << name;
     }
     EXPECT_EQ(load(m_file), numbered(made));
-    EXPECT_THAT(namesIn(m_directory.path().native()),
+    EXPECT_THAT(namesIn(m_directory.path()),
                 UnorderedElementsAre("a.bag", "fifo", "sub", "dangling"));
 }
 
@@ -201,15 +162,15 @@ TEST_F(BagFile, FailedSaveLeavesTheOldFile) {
     ASSERT_EQ(basekit2::save_variant_bag(numbered(1), m_file), basekit2::bag_ok);
     const auto expectOldFileAlone = [this] {
         EXPECT_EQ(load(m_file), numbered(1));
-        EXPECT_THAT(namesIn(m_directory.path().native()), ElementsAre("a.bag"));
+        EXPECT_THAT(namesIn(m_directory.path()), ElementsAre("a.bag"));
     };
-    Child child([this] {
+    const int code = support::runInChild([this] {
         const rlimit most{100, 100};
         ::signal(SIGXFSZ, SIG_IGN);
         ::setrlimit(RLIMIT_FSIZE, &most);
         return basekit2::save_variant_bag(numbered(50), m_file) == basekit2::bag_unwritable ? 0 : 1;
     });
-    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(code, 0);
     expectOldFileAlone();
     variant_bag_t large;
     large.put("a", std::string(std::size_t{16} << 20, 'x'));
@@ -232,7 +193,7 @@ TEST_F(BagFile, ReadersAndKillsFindTheOldOrTheNew) {
     std::mt19937 random(1);
     std::size_t last = a.size();
     for (int round = 0; round < 100; ++round) {
-        Child writer([&] {
+        ChildProcess writer([&] {
             for (int i = 0; i < 100'000; ++i) {
                 if (basekit2::bag_failed(basekit2::save_variant_bag(i % 2 ? a : b, m_file))) {
                     return 1;
@@ -256,7 +217,7 @@ TEST_F(BagFile, ReadersAndKillsFindTheOldOrTheNew) {
         ASSERT_TRUE(isAOrB(load(m_file))) << round;
     }
     // A killed process cannot tidy up, but what it leaves can be told from everything else.
-    for (const std::string& name : namesIn(m_directory.path().native())) {
+    for (const std::string& name : namesIn(m_directory.path())) {
         EXPECT_TRUE(name == "a.bag" || basekit2::is_bag_temporary(name)) << name;
     }
     EXPECT_FALSE(basekit2::is_bag_temporary("a.bag"));
@@ -276,7 +237,7 @@ TEST_F(BagFile, SavesOfSeveralThreadsDoNotMix) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_THAT(namesIn(m_directory.path().native()), ElementsAre("a.bag"));
+    EXPECT_THAT(namesIn(m_directory.path()), ElementsAre("a.bag"));
 }
 
 }  // namespace

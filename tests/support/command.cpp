@@ -4,12 +4,9 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -81,7 +78,8 @@ Command::Command(const std::vector<std::string>& arguments, const Setting& setti
             ::posix_spawn_file_actions_addopen(&actions, 1, setting.output.c_str(), O_WRONLY, 0);
         }
     }
-    const int error = ::posix_spawnp(&m_process, words.front().c_str(), &actions, &attributes,
+    pid_t process = -1;
+    const int error = ::posix_spawnp(&process, words.front().c_str(), &actions, &attributes,
                                      pointers(words).data(), pointers(environment).data());
     ::posix_spawn_file_actions_destroy(&actions);
     ::posix_spawnattr_destroy(&attributes);
@@ -90,13 +88,10 @@ Command::Command(const std::vector<std::string>& arguments, const Setting& setti
     if (error != 0) {
         throw std::runtime_error("cannot start " + words.front());
     }
+    m_process = ChildProcess(process);
 }
 
 Command::~Command() {
-    if (m_process > 0) {
-        ::kill(m_process, SIGKILL);
-        ::waitpid(m_process, nullptr, 0);
-    }
     closeEnd(m_out);
     closeEnd(m_err);
 }
@@ -134,25 +129,15 @@ void Command::type(const std::string& keys) const {
     [[maybe_unused]] const ssize_t written = ::write(m_out, keys.data(), keys.size());
 }
 
-void Command::send(int signal) const { ::kill(m_process, signal); }
-
 void Command::closeOutput() { closeEnd(m_out); }
 
 CommandResult Command::finish() {
     while (readSome()) {
     }
-    const int handle = static_cast<int>(::syscall(SYS_pidfd_open, m_process, 0));
-    pollfd end{handle, POLLIN, 0};
-    const bool hasEnded = ::poll(&end, 1, patienceMilliseconds) > 0;
-    ::close(handle);
-    if (!hasEnded) {
+    m_result.code = m_process.wait();
+    if (m_result.code < 0) {
         m_result.err += "(does not end)";
-        return m_result;
     }
-    int status = 0;
-    ::waitpid(m_process, &status, 0);
-    m_process = -1;
-    m_result.code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     return m_result;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
+
+#include "support/child_process.h"
 
 namespace support {
 
@@ -39,7 +39,7 @@ public:
     bool awaitOutput(const std::string& text);
     /// As if typed at the terminal.
     void type(const std::string& keys) const;
-    void send(int signal) const;
+    void send(int signal) const { m_process.send(signal); }
     /// Nobody reads the standard output stream any more.
     void closeOutput();
     /// Waits for the end of both streams and of the command.
@@ -48,7 +48,7 @@ public:
 private:
     bool readSome();
 
-    pid_t m_process = -1;
+    ChildProcess m_process{-1};
     int m_out = -1;
     int m_err = -1;
     CommandResult m_result;

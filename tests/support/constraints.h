@@ -4,13 +4,12 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <boost/filesystem/path.hpp>
-#include <cstdio>
-#include <exception>
 #include <functional>
+
+#include "support/child_process.h"
 
 namespace support {
 
@@ -23,22 +22,12 @@ inline void asOrdinaryUser(const boost::filesystem::path& directory,
     if (isRoot) {
         ASSERT_EQ(::chown(directory.c_str(), nobody, nobody), 0);
     }
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const bool dropped = !isRoot || (::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 &&
-                                         ::setuid(nobody) == 0);
-        try {
-            dropped ? check() : static_cast<void>(0);
-        } catch (const std::exception& e) {
-            ADD_FAILURE() << e.what();
-        }
-        std::fflush(nullptr);
-        ::_exit(dropped && !::testing::Test::HasFailure() ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "see the failures of the child above";
+    const int code = checkInChild([&] {
+        ASSERT_TRUE(!isRoot || (::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 &&
+                                ::setuid(nobody) == 0));
+        check();
+    });
+    EXPECT_EQ(code, 0) << "see the failures of the child above";
 }
 
 /// While it lives, the process can open nothing.

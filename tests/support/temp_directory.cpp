@@ -36,4 +36,20 @@ std::string readFile(const fs::path& path) {
     return text.str();
 }
 
+std::set<std::string> namesIn(const fs::path& directory) {
+    std::set<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+        names.insert(entry.path().filename().native());
+    }
+    return names;
+}
+
+std::set<std::string> pathsBelow(const fs::path& directory) {
+    std::set<std::string> paths;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory)) {
+        paths.insert(entry.path().lexically_relative(directory).native());
+    }
+    return paths;
+}
+
 }  // namespace support

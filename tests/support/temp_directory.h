@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <set>
 #include <string>
 
 namespace support {
@@ -27,5 +28,9 @@ private:
 void writeFile(const boost::filesystem::path& path, const std::string& text);
 /// The bytes of the file at `path`; empty when it cannot be read.
 std::string readFile(const boost::filesystem::path& path);
+/// The names of all that is in `directory`.
+std::set<std::string> namesIn(const boost::filesystem::path& directory);
+/// The paths of all that is below `directory`, relative to it.
+std::set<std::string> pathsBelow(const boost::filesystem::path& directory);
 
 }  // namespace support
