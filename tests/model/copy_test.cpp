@@ -133,7 +133,7 @@ TEST_F(CopyTest, ADeepTreeNeedsNeitherStackNorDescriptorsNorPaths) {
         }
         level = basekit2::descriptor_t(::openat(level.get(), "way-down", O_RDONLY | O_CLOEXEC));
     }
-    const int code = inChild([] {
+    const int code = checkInChild([] {
         constexpr rlimit few{64, 64};
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
         onStack(256 * 1024, [] {
@@ -172,7 +172,7 @@ TEST_F(CopyTest, WhatThisProcessHasLockedIsNotOpened) {
     writeFile("r000/old.dflgzentor", "of an owner that has ended");
     ASSERT_TRUE(result->exportTo("export", nullptr));
     EXPECT_EQ(entries("export"), "export.zentor mine.infozentor old.dflgzentor");
-    EXPECT_EQ(inChild([this] {
+    EXPECT_EQ(checkInChild([this] {
                   util::FlagManager other;
                   EXPECT_EQ(other.writeFlag(at("r000/mine").c_str(), true, nullptr), eFileLocked);
               }),

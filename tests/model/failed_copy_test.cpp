@@ -114,7 +114,7 @@ TEST_F(CopyTest, WhoOwnsTheParentOfADestinationCannotRedirectCopies) {
             }
         }
     }
-    const int code = inChild([] {
+    const int code = checkInChild([] {
         become(victim);
         makeResult("r000");
         for (int i = 0; i < 100; ++i) {

@@ -129,7 +129,7 @@ TEST_F(FlagsTest, SetDuringAMoveAreWhereTheNodeIs) {
         EXPECT_EQ(m_result->ownFlag(name.c_str()), eOK) << name;
     }
     EXPECT_EQ(util::lookAtFlags("m4").size(), claimed.size());
-    EXPECT_EQ(entriesIn("."), 1U);
+    EXPECT_EQ(namesIn(".").size(), 1U);
 }
 
 TEST_F(FlagsTest, FollowTheirDirectoryOrAreGivenUp) {
@@ -179,7 +179,7 @@ TEST_F(FlagsTest, NothingIsSavedWhileAnotherProcessKeepsTheNode) {
     m_result->getPropertyStorage()->setProperty("vesta/note", "x");
     ASSERT_TRUE(m_result->setFlag("project_read_only"));
     // The claim of the parent does not count in a child, and the parent's lock stands.
-    EXPECT_EQ(inChild([this] {
+    EXPECT_EQ(checkInChild([this] {
                   EXPECT_EQ(m_result->addFlag("project_read_only", false), eFileLocked);
                   EXPECT_FALSE(m_result->save());
                   EXPECT_EQ(getStatus(), eNotOwner);

@@ -93,7 +93,7 @@ TEST_F(ManagerTest, NamesAreCheckedWithTheirVariablesFilledIn) {
     for (const auto& [value, name, created, code] : cases) {
         ResultVariableBag variables;
         variables.putVariable("v", value);
-        const std::size_t before = entriesIn("in");
+        const std::size_t before = namesIn("in").size();
         // What is made the first time is found the second.
         for (const bool literal : {false, true}) {
             if (literal && text(name).find('@') != std::string::npos) {
@@ -104,9 +104,9 @@ TEST_F(ManagerTest, NamesAreCheckedWithTheirVariablesFilledIn) {
             EXPECT_EQ(getStatus(), code) << value << " in " << name;
             EXPECT_EQ(pathOf(result), code == eOK ? text("in/") + created : "") << value;
         }
-        EXPECT_EQ(entriesIn("in"), before + (code == eOK)) << value << " in " << name;
+        EXPECT_EQ(namesIn("in").size(), before + (code == eOK)) << value << " in " << name;
     }
-    EXPECT_EQ(entriesIn("."), 1U) << "nothing was made outside";
+    EXPECT_EQ(namesIn(".").size(), 1U) << "nothing was made outside";
 }
 
 TEST_F(ManagerTest, NothingIsMadeInTheWorkingDirectoryInstead) {

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <functional>
-#include <numeric>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -24,6 +23,8 @@
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
 using basekit2::variant_bag_t;
+using support::checkInChild;
+using support::namesIn;
 using support::readFile;
 using support::writeFile;
 using namespace vesta2;
@@ -65,24 +66,6 @@ inline void onStack(std::size_t size, const std::function<void()>& work) {
     ASSERT_EQ(pthread_create(&thread, &attributes, run, argument), 0);
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attributes);
-}
-
-/// Runs `check` in a child, which must end by itself, and in which a failure is told by the code.
-inline int inChild(const std::function<void()>& check) {
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        try {
-            check();
-        } catch (const std::exception& e) {
-            ADD_FAILURE() << e.what();
-        }
-        std::fflush(nullptr);
-        ::_exit(::testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    return status;
 }
 
 inline void runThreads(int count, const std::function<void(unsigned)>& work) {
@@ -165,19 +148,13 @@ protected:
         return node ? fs::relative(node->getPath()).native() : "";
     }
 
-    /// The paths of all entries below `directory`, in order.
+    /// The paths of all that is below `directory`, in order.
     static std::string entries(const std::string& directory) {
-        std::vector<std::string> found;
-        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory)) {
-            found.push_back(" " + entry.path().lexically_relative(directory).native());
+        std::string all;
+        for (const std::string& path : support::pathsBelow(directory)) {
+            all += (all.empty() ? "" : " ") + path;
         }
-        std::sort(found.begin(), found.end());
-        const std::string all = std::accumulate(found.begin(), found.end(), std::string());
-        return all.substr(std::min<std::size_t>(all.size(), 1));
-    }
-    static std::size_t entriesIn(const std::string& directory) {
-        return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+        return all;
     }
     /// Changes whenever the file is written or replaced.
     static std::vector<long> stampOf(const std::string& path) {

@@ -102,7 +102,7 @@ private:
             return outcome;
         };
     }
-    std::string namesIn(INodeGroup& group) const {
+    static std::string nodesIn(INodeGroup& group) {
         std::string names;
         const auto paths = group.getNodePaths();
         while (const char* path = paths->next()) {
@@ -130,7 +130,7 @@ private:
          each([this](
                   auto& name) { return answer(INodeGroup::open(word(1))->addNode(name.c_str())); },
               2)},
-        {"group", [this] { return namesIn(*INodeGroup::open(word(1))); }},
+        {"group", [this] { return nodesIn(*INodeGroup::open(word(1))); }},
         {"purge",
          [this] {
              INodeGroup::open(word(1))->purge(word(2), std::stoi(m_words[3]));
