@@ -1,8 +1,8 @@
-#include "judge.h"
-
 #include <algorithm>
+#include <cerrno>
 #include <nlohmann/json.hpp>
 
+#include "cases.h"
 #include "support/command.h"
 
 namespace torture {
@@ -15,9 +15,9 @@ public:
     Judge(const Case& each, const Scene& scene, const Fault& fault)
         : m_case(each),
           m_scene(scene),
+          m_fault(fault),
           m_wasKilled(fault.kind == Fault::Kind::kill),
-          m_isDone(scene.run.code == scene.undisturbed.code),
-          m_canClearUp(fault.kind == Fault::Kind::once) {}
+          m_isDone(scene.run.code == scene.undisturbed.code) {}
 
     std::vector<std::string> judge() {
         judgeEnd();
@@ -38,10 +38,15 @@ private:
 
     void judgeEnd() {
         const TracedRun& run = m_scene.run;
+        const auto isKept = [&](auto& promise) { return torture::isKept(promise, m_scene); };
+        const auto isFailedFlush = [](auto& call) { return call.isFailed && call.is(flushes); };
         if (run.code < 0) {
             blame("does not end");
-        } else if (m_isDone && !m_case.promise(m_scene)) {
+        } else if (m_isDone && !std::ranges::all_of(m_case.promises, isKept)) {
             blame("success without its effect");
+        } else if (m_isDone && m_fault.error != EINTR && !m_case.mayFallBack &&
+                   std::ranges::any_of(run.calls, isFailedFlush)) {
+            blame("success, but perhaps not on the disk");
         } else if (!m_isDone && run.code <= 1) {
             blame("wrong answer");
         } else if (!m_isDone && !m_wasKilled && run.code > greatestCode) {
@@ -95,19 +100,21 @@ private:
         }
     }
 
-    /// One failure leaves the means to clear up.
+    /// One failure leaves the means to clear up, and so does a full disk.
     void judgeLeavings() {
-        for (const std::string& name : m_scene.after.temporaries) {
-            if (m_canClearUp) {
-                blame("temporary file left: " + name);
-            }
+        const bool isOnce = m_fault.kind == Fault::Kind::once;
+        if (!isOnce && (m_fault.kind != Fault::Kind::lasting || m_fault.error != ENOSPC)) {
+            return;
         }
-        if (m_canClearUp && !m_isDone && !m_case.made.empty() && !m_case.mayLeaveDirectory &&
-            !m_scene.isGone(m_case.made) && !m_scene.after.at(m_case.made)) {
+        for (const std::string& name : m_scene.after.temporaries) {
+            blame("temporary file left: " + name);
+        }
+        if (!m_isDone && !m_case.made.empty() && !m_case.mayLeaveDirectory &&
+            m_scene.after.all.count(m_case.made) != 0 && !m_scene.after.at(m_case.made)) {
             blame("left after failure: " + m_case.made);
         }
         const FoundNode* collected = m_scene.after.at("p/r002");
-        if (m_canClearUp && !m_isDone && collected && collected->isFinalized) {
+        if (isOnce && !m_isDone && collected && collected->isFinalized) {
             blame("finalized in spite of a failure: p/r002");
         }
     }
@@ -138,9 +145,9 @@ private:
 
     const Case& m_case;
     const Scene& m_scene;
+    const Fault& m_fault;
     bool m_wasKilled;
     bool m_isDone;
-    bool m_canClearUp;
     std::vector<std::string> m_wrong;
 };
 
