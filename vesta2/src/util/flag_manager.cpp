@@ -120,7 +120,7 @@ error_t FlagManager::writeFlag(const char* name, bool force, variant_bag_t* info
     return code;
 }
 
-/// On return `record` is that of who has the flag now, or empty.
+/// On return `record` is the present owner's, or empty.
 error_t FlagManager::claim(const char* name, const FlagFiles& files, bool force,
                            variant_bag_t& record) {
     auto locker = boost::make_shared<FileLocker>();
@@ -220,7 +220,7 @@ void FlagManager::preserveFlags() {
 void FlagManager::restoreFlags(const char* directory) {
     std::map<std::string, Flag> restored;
     for (auto& [name, flag] : m_flags) {
-        // One that preserving did not come to: its lock would go with its locker later.
+        // If preserving failed before it: closing the locker later would drop the new lock.
         flag.locker.reset();
         const std::string bare = bareName(name);
         const std::string path = pathIn(directory, bare);

@@ -82,9 +82,9 @@ sptr_t<IResultDirectory> openMade(error_t code, const char* path, const NewResul
     return openFound<IResultDirectory>(made.marker, baseDir);
 }
 
-/// The marker file of a directory that somebody else has made. Between the directory and its marker
-/// file a creator needs a moment, and what is opened in it has no creation record: a directory that
-/// is new gets some time.
+/// The marker file of a directory that another process has made. A creator makes the directory
+/// first and the marker file a moment later; a repair in between would cost the result its creation
+/// record. So a new directory gets some time.
 std::string awaitMarker(const std::string& directory) {
     using namespace std::chrono;
     constexpr std::time_t isNew = 1;

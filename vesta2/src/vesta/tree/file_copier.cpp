@@ -116,7 +116,7 @@ FileCopier::Copied FileCopier::copy(const DirectoryChain& from, const std::strin
     if (!S_ISREG(info.st_mode)) {
         return Copied::leftOut;
     }
-    // For nobody else, until it has the permissions of the source.
+    // Private until the copy gets the permissions of the source.
     descriptor_t target(::openat(to.descriptor(), copiedName.c_str(),
                                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                  S_IRUSR | S_IWUSR));

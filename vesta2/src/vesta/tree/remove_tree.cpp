@@ -112,7 +112,7 @@ private:
         return FileId(info) == *m_only;
     }
 
-    /// True when the entry is gone, by us or by somebody else.
+    /// True when the entry is gone, also when another process deleted it.
     bool unlink(const std::string& name, int flags) {
         if (::unlinkat(m_chain.descriptor(), name.c_str(), flags) == 0) {
             ++m_count;
