@@ -1,3 +1,4 @@
+#include <boost/filesystem/path.hpp>
 #include <memory>
 
 #include "base/failure.h"

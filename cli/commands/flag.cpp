@@ -61,8 +61,8 @@ int reportFlag(Session& session, const FlagPlace& place) {
 }
 
 Json toJson(const FlagLook& look) {
-    Json object = {{"name", jsonText(look.name)},
-                   {"state", stateName(look.state)},
+    Json object = {{"name", jsonText(look.name())},
+                   {"state", stateName(look.state())},
                    {"host", {}},
                    {"user", {}},
                    {"pid", {}},
@@ -77,10 +77,10 @@ Json toJson(const FlagLook& look) {
 }
 
 std::vector<Cell> toCells(const FlagLook& look, bool forPeople) {
-    const char* style = look.state == flag_state_t::held    ? "36"
-                        : look.state == flag_state_t::stale ? "31"
-                                                            : "";
-    std::vector<Cell> cells{{look.name}, {stateName(look.state), style}, {}, {}, {}, {}};
+    const char* style = look.state() == flag_state_t::held    ? "36"
+                        : look.state() == flag_state_t::stale ? "31"
+                                                              : "";
+    std::vector<Cell> cells{{look.name()}, {stateName(look.state()), style}, {}, {}, {}, {}};
     if (const std::optional<FlagOwner> owner = ownerOf(look)) {
         cells[2].text = owner->host;
         cells[3].text = owner->user;
@@ -91,7 +91,7 @@ std::vector<Cell> toCells(const FlagLook& look, bool forPeople) {
 }
 
 int runList(const Arguments& arguments, Session& session) {
-    const std::vector<FlagLook> looks =
+    const vesta2::util::FlagLooks looks =
         vesta2::util::lookAtFlags(namedPresentNode(arguments.node)->getPath());
     if (session.json) {
         Json flags = Json::array();
@@ -120,9 +120,9 @@ int runClear(const Arguments& arguments, Session& session) {
     vesta2::util::FlagManager flags;
     flags.setDirectory(place.directory);
     // Files of a flag that nobody holds go in any case. Locked files are never deleted.
-    const bool force = arguments.force || look.state == flag_state_t::free;
+    const bool force = arguments.force || look.state() == flag_state_t::free;
     vesta2::error_t status = flags.removeFlag(place.name.c_str(), false, force);
-    if (status == vesta2::eNotFound && look.state == flag_state_t::stale) {
+    if (status == vesta2::eNotFound && look.state() == flag_state_t::stale) {
         // An information file without a lock file, of a process that has ended.
         status = flags.removeFlag(place.name.c_str(), false, true);
     }

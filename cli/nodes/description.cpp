@@ -36,11 +36,11 @@ std::string stateOf(vesta2::IResultDirectory& result) {
         return "finalized";
     }
     const vesta2::util::FlagLook look = vesta2::util::lookAtFlag(directory, flags::collecting);
-    switch (look.state) {
+    switch (look.state()) {
     case vesta2::util::flag_state_t::held: {
         // A flag whose files cannot be read also counts as held.
-        const std::string file = directory + "/" + look.name + vesta2::getFlagLockExtension();
-        return !look.record.empty() || isThere(file) ? "collecting" : "incomplete";
+        const std::string file = directory + "/" + look.name() + vesta2::getFlagLockExtension();
+        return !look.record().empty() || isThere(file) ? "collecting" : "incomplete";
     }
     case vesta2::util::flag_state_t::stale:
         return "orphaned";

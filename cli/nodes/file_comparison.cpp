@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>

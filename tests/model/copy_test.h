@@ -76,7 +76,7 @@ protected:
     }
 
     static bool isHeld(const char* directory) {
-        return util::lookAtFlag(directory, "mine").state == util::flag_state_t::held;
+        return util::lookAtFlag(directory, "mine").state() == util::flag_state_t::held;
     }
 
     /// A result with a flag of this process, a few files and a large one.

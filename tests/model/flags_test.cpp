@@ -125,7 +125,7 @@ TEST_F(FlagsTest, SetDuringAMoveAreWhereTheNodeIs) {
     claimer.join();
     ASSERT_FALSE(claimed.empty());
     for (const std::string& name : claimed) {
-        EXPECT_EQ(util::lookAtFlag("m4", name).state, util::flag_state_t::held) << name;
+        EXPECT_EQ(util::lookAtFlag("m4", name).state(), util::flag_state_t::held) << name;
         EXPECT_EQ(m_result->ownFlag(name.c_str()), eOK) << name;
     }
     EXPECT_EQ(util::lookAtFlags("m4").size(), claimed.size());
@@ -140,7 +140,7 @@ TEST_F(FlagsTest, FollowTheirDirectoryOrAreGivenUp) {
     fs::rename("other", "renamed");
     flags.setDirectory(at("renamed"));
     EXPECT_EQ(flags.isFlagOwner("kept"), eOK);
-    EXPECT_EQ(util::lookAtFlag("renamed", "kept").state, util::flag_state_t::held);
+    EXPECT_EQ(util::lookAtFlag("renamed", "kept").state(), util::flag_state_t::held);
     flags.setDirectory(at("r000"));
     EXPECT_TRUE(fs::is_empty("renamed"));
     EXPECT_EQ(flags.isFlagOwner("kept"), eNotFound);
@@ -159,8 +159,8 @@ TEST_F(FlagsTest, ThatMayNotBeReadAreHeldBySomebody) {
     asOrdinaryUser([this] {
         const auto found = util::lookAtFlags("r000");
         ASSERT_EQ(found.size(), 1U);
-        EXPECT_EQ(found[0].state, util::flag_state_t::held);
-        EXPECT_TRUE(found[0].record.empty());
+        EXPECT_EQ(found[0].state(), util::flag_state_t::held);
+        EXPECT_TRUE(found[0].record().empty());
         util::FlagManager flags;
         flags.setDirectory(at("r000"));
         EXPECT_EQ(flags.isFlagOwner("secret"), eNotOwner);

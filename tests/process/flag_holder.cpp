@@ -35,7 +35,7 @@ void look(const std::string& path) {
     const char* const states[] = {"free", "held", "stale"};
     const std::size_t slash = path.rfind('/');
     const FlagLook found = lookAtFlag(path.substr(0, slash), path.substr(slash + 1));
-    std::cout << states[static_cast<int>(found.state)] << ' ' << ownerIn(found.record);
+    std::cout << states[static_cast<int>(found.state())] << ' ' << ownerIn(found.record());
 }
 
 }  // namespace

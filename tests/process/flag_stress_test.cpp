@@ -180,8 +180,8 @@ private:
     void checkRecord() {
         for (unsigned look = areMounts() ? 0 : below(3); look > 0; --look) {
             const util::FlagLook found = util::lookAtFlag(m_directory, "flag");
-            m_board.lostRecords += found.state != util::flag_state_t::held ||
-                                   found.record.get_variant("pid").to_int64() != ::getpid();
+            m_board.lostRecords += found.state() != util::flag_state_t::held ||
+                                   found.record().get_variant("pid").to_int64() != ::getpid();
         }
     }
 

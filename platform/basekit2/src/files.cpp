@@ -85,12 +85,15 @@ bool read_file(const std::string& path, std::size_t limit, std::string& text) {
     return false;
 }
 
-std::vector<path_t> find_files(const path_t& directory, std::string_view mask, bool recursive) {
-    std::vector<path_t> found;
-    collect(directory.text(), mask, recursive, found);
-    std::sort(found.begin(), found.end(),
+void find_files(const path_t& directory, std::string_view mask, bool recursive,
+                void (*found)(const path_t& path, void* context), void* context) {
+    std::vector<path_t> paths;
+    collect(directory.text(), mask, recursive, paths);
+    std::sort(paths.begin(), paths.end(),
               [](const path_t& a, const path_t& b) { return a.text() < b.text(); });
-    return found;
+    for (const path_t& path : paths) {
+        found(path, context);
+    }
 }
 
 bool remove_file(const path_t& path) { return ::unlink(path.c_str()) == 0; }

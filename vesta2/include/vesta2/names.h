@@ -6,8 +6,8 @@
 /// thread. A returned `const char*` is valid for the life of the process.
 
 #include <string>
-#include <vector>
 
+#include "basekit2/string_span.h"
 #include "vesta2/error.h"
 #include "vesta2/export.h"
 
@@ -35,8 +35,8 @@ VESTA2_API std::string experimentLinkExt();
 VESTA2_API const char* getFlagLockExtension();
 VESTA2_API const char* getFlagInfoExtension();
 /// Wildcard patterns that match both files of every flag: they claim the directory that they lie
-/// in, and no copy of it.
-VESTA2_API std::vector<std::string> flagFilePatterns();
+/// in, and no copy of it. Lifetime: the process.
+VESTA2_API basekit2::string_span_t flagFilePatterns();
 
 /// Empty files in a result's directory that tell its state.
 namespace mark {

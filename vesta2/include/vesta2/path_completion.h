@@ -3,8 +3,7 @@
 /// the thread's status. Safe from any thread, but a relative path depends on the process's working
 /// directory.
 
-#include <boost/filesystem/path.hpp>
-
+#include "vesta2/boost_fwd.h"
 #include "vesta2/export.h"
 
 namespace vesta2 {

@@ -67,8 +67,10 @@ std::string experimentLinkExt() { return experimentMarkerFileExt() + linkSuffix(
 const char* getFlagLockExtension() { return s_flagLockExtension.c_str(); }
 const char* getFlagInfoExtension() { return s_flagInfoExtension.c_str(); }
 
-std::vector<std::string> flagFilePatterns() {
-    return {"*" + s_flagLockExtension, "*" + s_flagInfoExtension};
+basekit2::string_span_t flagFilePatterns() {
+    static const auto& patterns =
+        *new std::array{"*" + s_flagLockExtension, "*" + s_flagInfoExtension};
+    return {patterns.data(), patterns.size()};
 }
 
 const char* getCollectorDataDirectoryPrefix() { return "data."; }

@@ -17,7 +17,7 @@ namespace fs = boost::filesystem;
 using basekit2::descriptor_t;
 
 bool copyDirectoryWithExlusionPattern(fs::path source, fs::path destination,
-                                      const std::vector<std::string>& patterns,
+                                      basekit2::string_span_t patterns,
                                       notify2::IProgress* progress) {
     if (source.empty() || destination.empty()) {
         return setStatus(eParameterError);
@@ -39,7 +39,7 @@ bool copyWithExcludingFlags(fs::path source, fs::path destination) {
                                             flagFilePatterns(), nullptr);
 }
 
-bool skipOnExport(const std::string& fileName, const std::vector<std::string>& patterns) {
+bool skipOnExport(const std::string& fileName, basekit2::string_span_t patterns) {
     const basekit2::path_t name(fileName);
     return std::any_of(patterns.begin(), patterns.end(),
                        [&](const std::string& pattern) { return name.match(pattern); });
