@@ -23,10 +23,10 @@ using basekit2::descriptor_t;
 namespace {
 
 /// Up to here one read and one write cost less than asking the kernel for anything cleverer.
-constexpr std::uint64_t smallFile = 64 * 1024;
+constexpr std::uint64_t smallFile = std::uint64_t{64} * 1024;
 /// Between two looks at whether to go on.
-constexpr std::uint64_t chunkSize = 8 * 1024 * 1024;
-constexpr std::size_t bufferSize = 256 * 1024;
+constexpr std::uint64_t chunkSize = std::uint64_t{8} * 1024 * 1024;
+constexpr std::size_t bufferSize = std::size_t{256} * 1024;
 constexpr std::uint64_t toTheEnd = std::numeric_limits<std::uint64_t>::max();
 constexpr unsigned blockSize = 512;  ///< the unit of `st_blocks`, whatever the file system's is
 
