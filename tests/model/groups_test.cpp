@@ -108,15 +108,12 @@ TEST_F(GroupsTest, OutputDirectoryTakesTheNewNodesOfAGroup) {
 
 TEST_F(GroupsTest, NodesKnowTheirProject) {
     const auto project = makeProject("p");
-    const auto experiment = project->getNodeGroup()->createExperiment("e");
-    const ResultHandle result = experiment->getNodeGroup()->createResultDirectory("r@@@", nullptr);
-    EXPECT_EQ(result->getParent().get(), experiment.get());
-    EXPECT_EQ(result->getProject().get(), project.get());
-    EXPECT_FALSE(project->getProject()) << "it is not its own";
-    const auto inner = experiment->getNodeGroup()->createProject("inner", false);
+    const auto group = project->getNodeGroup();
+    const auto inner = group->createExperiment("e")->getNodeGroup()->createProject("i", false);
     EXPECT_EQ(inner->getProject().get(), project.get());
-    EXPECT_EQ(project->getNodeGroup()->openExperiment("e").get(), experiment.get());
-    EXPECT_FALSE(project->getNodeGroup()->openProject("e"));
+    EXPECT_FALSE(project->getProject()) << "it is not its own";
+    EXPECT_EQ(group->openExperiment("e").get(), inner->getParent().get());
+    EXPECT_FALSE(group->openProject("e"));
 }
 
 TEST_F(GroupsTest, RemovalDeletesLinkedNodesWhereTheyAreButIsNotLedAstray) {

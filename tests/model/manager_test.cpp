@@ -149,41 +149,42 @@ TEST_F(ManagerTest, NothingIsMadeInTheWorkingDirectoryInstead) {
 }
 
 TEST_F(ManagerTest, NullIsNoArgument) {
-    ResultHandle out;
-    const char* const path = "r000";
     play("project p; experiment e");
     const auto group = INodeGroup::open("p");
-    const std::function<bool()> refused[] = {
-        [] { return !Results::create(nullptr, false, nullptr, false, nullptr); },
-        [] { return !Results::get(nullptr, nullptr, false); },
-        [] { return !Results::get("", nullptr, false); },
-        [] { return !Results::open(nullptr, false, nullptr); },
-        [&] { return !Results::openForDiff(nullptr, path, &out, &out, false); },
-        [&] { return !Results::openForDiff(path, nullptr, &out, &out, false); },
-        [&] { return !Results::openForDiff(path, path, nullptr, &out, false); },
-        [&] { return !Results::openForDiff(path, path, &out, nullptr, false); },
-        [] { return !Results::openForImport(nullptr, "alien"); },
-        [&] { return !Results::openForImport(path, nullptr); },
-        [] { return !IProject::create(nullptr, nullptr, false); },
-        [] { return !IProject::open(nullptr, "."); },
-        [] { return !IExperiment::create(nullptr, nullptr); },
-        [] { return !IExperiment::open(nullptr, "."); },
-        [] { return !INodeGroup::open(nullptr); },
-        [] { return INodeGroup::findProjects(nullptr)->getSize() == 0; },
-        [] { return removeVestaVariableFromMarkerFile(nullptr, "x"), true; },
-        [&] { return removeVestaVariableFromMarkerFile(path, nullptr), true; },
-        [&] { return !group->addNode(nullptr); },
-        [&] { return !group->createResultDirectory(nullptr, nullptr); },
-        [&] { return !group->openResultDirectory(nullptr); },
-        [&] { return !group->createExperiment(nullptr); },
-        [&] { return !group->openExperiment(nullptr); },
-        [&] { return !group->createProject(nullptr, false); },
-        [&] { return !group->openProject(nullptr); }};
-    for (std::size_t i = 0; i < std::size(refused); ++i) {
+    ResultHandle out;
+    const auto expectRefused = [](const auto& answer) {
+        EXPECT_FALSE(answer);
+        EXPECT_EQ(getStatus(), eParameterError);
         setStatus(eOK);
-        EXPECT_TRUE(refused[i]()) << i;
-        EXPECT_EQ(getStatus(), eParameterError) << i;
+    };
+    for (const char* name : {static_cast<Text>(nullptr), ""}) {
+        expectRefused(Results::create(name, false, nullptr, false, nullptr));
+        expectRefused(Results::get(name, nullptr, false));
+        expectRefused(IProject::create(name, nullptr, false));
+        expectRefused(IExperiment::create(name, nullptr));
+        expectRefused(INodeGroup::open(name));
+        expectRefused(group->addNode(name));
+        expectRefused(group->createResultDirectory(name, nullptr));
+        expectRefused(group->createExperiment(name));
+        expectRefused(group->createProject(name, false));
     }
+    expectRefused(Results::open(nullptr, false, nullptr));
+    expectRefused(Results::openForDiff(nullptr, "r", &out, &out, false));
+    expectRefused(Results::openForDiff("r", nullptr, &out, &out, false));
+    expectRefused(Results::openForDiff("r", "r", nullptr, &out, false));
+    expectRefused(Results::openForDiff("r", "r", &out, nullptr, false));
+    expectRefused(Results::openForImport(nullptr, "alien"));
+    expectRefused(Results::openForImport("r", nullptr));
+    expectRefused(IProject::open(nullptr, "."));
+    expectRefused(IExperiment::open(nullptr, "."));
+    expectRefused(group->openResultDirectory(nullptr));
+    expectRefused(group->openExperiment(nullptr));
+    expectRefused(group->openProject(nullptr));
+    expectRefused(INodeGroup::findProjects(nullptr)->getSize());
+    removeVestaVariableFromMarkerFile(nullptr, "x");
+    expectRefused(false);
+    removeVestaVariableFromMarkerFile("r", nullptr);
+    expectRefused(false);
     EXPECT_FALSE(Results::isPathPatterned(nullptr) || Results::isReservedDirectoryName(nullptr) ||
                  IResultDirectory::probe(nullptr) || IProject::probe(nullptr) ||
                  IExperiment::probe(nullptr));

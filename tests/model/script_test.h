@@ -35,6 +35,7 @@ protected:
     }
 
     std::map<std::string, NodeHandle> m_held;
+    std::map<std::string, std::string> m_noted;  ///< files, and what was in them
 
 private:
     using Step = std::function<std::string()>;
@@ -157,6 +158,14 @@ private:
          [this] {
              return answer(
                  ::chmod(word(2), static_cast<mode_t>(std::stoi(m_words[1], nullptr, 8))) == 0);
+         }},
+        {"own", on([this](INode& it) { return setStatus(it.ownFlag(word(2))); })},
+        {"note", each([this](auto& name) { return m_noted[name] = readFile(name); })},
+        {"unchanged",
+         [this] {
+             return answer(std::all_of(m_noted.begin(), m_noted.end(), [](auto& noted) {
+                 return readFile(noted.first) == noted.second;
+             }));
          }},
         {"tree", [this] { return entries(m_words[1]); }},
         {"read", [this] { return readFile(m_words[1]); }},
