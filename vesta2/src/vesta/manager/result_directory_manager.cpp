@@ -10,9 +10,10 @@
 #include "../foundation/reserved_names.h"
 #include "../model/creation_record.h"
 #include "../model/marker_io.h"
-#include "../naming/mpi_rank.h"
+#include "basekit2/host.h"
 #include "node_directory.h"
 #include "opening.h"
+#include "platkit/strings.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
@@ -138,7 +139,16 @@ bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) 
     return upperCaseName && isReservedDeviceName(upperCaseName);
 }
 
-int ResultDirectoryManager::getCurrentMpiRank() { return currentMpiRank(); }
+int ResultDirectoryManager::getCurrentMpiRank() {
+    // What the launchers set; the first that is there decides.
+    for (const char* name : {"PMI_RANK", "PMI_ID", "OMPI_COMM_WORLD_RANK"}) {
+        const std::string value = basekit2::get_environ_value(name);
+        if (!value.empty()) {
+            return platkit::generic_convert(value);
+        }
+    }
+    return -1;
+}
 
 error_t ResultDirectoryManager::getLastError() { return getStatus(); }
 
