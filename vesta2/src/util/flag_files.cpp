@@ -8,7 +8,7 @@
 #include <initializer_list>
 #include <thread>
 
-#include "../vesta/foundation/file_error.h"
+#include "basekit2/file_error.h"
 #include "flag_record.h"
 #include "glance.h"
 #include "vesta2/names.h"
@@ -40,7 +40,7 @@ void removeFiles(std::initializer_list<const std::string*> paths) {
         }
     }
     if (failed) {
-        throwFileError("cannot delete", *failed, error);
+        basekit2::throw_file_error("cannot delete", *failed, error);
     }
 }
 
@@ -188,7 +188,7 @@ void FlagFiles::giveUp(const FileLocker& locker) const {
         // The file at the path is another owner's.
         return;
     default:
-        throwFileError("cannot look at", m_lockPath);
+        basekit2::throw_file_error("cannot look at", m_lockPath);
     }
     FileLocker info;
     if (lockInfo(info, false)) {

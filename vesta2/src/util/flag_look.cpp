@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "../vesta/foundation/directory_listing.h"
+#include "basekit2/directory_listing.h"
 #include "basekit2/path.h"
 #include "flag_record.h"
 #include "glance.h"
@@ -75,7 +75,7 @@ FlagLook lookAtFlag(const std::string& directory, const std::string& name) {
 
 FlagLooks lookAtFlags(const std::string& directory) {
     std::set<std::string> names;
-    DirectoryListing listing(directory);
+    basekit2::directory_listing_t listing(directory);
     while (listing.next()) {
         const std::string file(listing.name());
         names.insert(stripped(file, getFlagLockExtension()));

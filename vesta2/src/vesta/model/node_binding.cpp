@@ -53,7 +53,9 @@ NamedMarkers markersOf(const NodeState& node) {
     return {node.markerFilePath, node.formerMarkerFilePath};
 }
 
-bool isNotThere(const boost::system::system_error& e) { return meansAbsent(e.code().value()); }
+bool isNotThere(const boost::system::system_error& e) {
+    return basekit2::means_absent(e.code().value());
+}
 
 /// The link file that the marker names; empty when it names none.
 std::string backLinkOf(const NodeState& node) {

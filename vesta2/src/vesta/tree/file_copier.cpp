@@ -11,9 +11,9 @@
 #include <limits>
 
 #include "../discovery/extensions.h"
-#include "../foundation/file_error.h"
 #include "../foundation/locked_files.h"
 #include "basekit2/descriptor.h"
+#include "basekit2/file_error.h"
 #include "vesta2/names.h"
 
 namespace vesta2 {
@@ -95,11 +95,11 @@ bool isOwnFlagFile(int directory, const std::string& name) {
 }  // namespace
 
 void FileCopier::Names::failAtSource(const char* what) const {
-    throwFileError(what, from.pathOf(name.c_str()));
+    basekit2::throw_file_error(what, from.pathOf(name.c_str()));
 }
 
 void FileCopier::Names::failAtTarget(const char* what) const {
-    throwFileError(what, to.pathOf(copiedName.c_str()));
+    basekit2::throw_file_error(what, to.pathOf(copiedName.c_str()));
 }
 
 FileCopier::Copied FileCopier::copy(const DirectoryChain& from, const std::string& name,
