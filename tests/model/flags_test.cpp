@@ -51,19 +51,14 @@ TEST_F(FlagsTest, OneProcessClaimsAFlagOnceAndLeavesItsRecord) {
 }
 
 TEST_F(FlagsTest, EndWithTheNode) {
-    for (const char* name : {"one", "two", "replaced"}) {
-        ASSERT_TRUE(m_result->setFlag(name));
-    }
-    writeFile("r000/foreign.dflgzentor", "");
+    m_held["r"] = std::exchange(m_result, {});
     // A lock file that another has put in the place of ours is not ours to delete.
-    fs::remove("r000/replaced.dflgzentor");
-    writeFile("r000/replaced.dflgzentor", "");
-    m_result.reset();
-    EXPECT_EQ(entries("r000"),
-              "foreign.dflgzentor r000.zentor replaced.dflgzentor replaced.infozentor");
+    play(R"(flag r one; flag r two; flag r replaced; rm r000/replaced.dflgzentor
+            write r000/foreign.dflgzentor r000/replaced.dflgzentor; drop r
+            tree r000 -> foreign.dflgzentor r000.zentor replaced.dflgzentor replaced.infozentor)");
     asOrdinaryUser([this] {
-        ResultHandle result = openResult(makeResult("closed"));
-        ASSERT_TRUE(result->setFlag("kept"));
+        play("result closed; hold r closed; flag r kept");
+        const NodeHandle result = m_held["r"];
         util::FlagManager flags;
         flags.setDirectory(at("closed"));
         EXPECT_EQ(flags.writeFlag("other", false, nullptr), eOK);
@@ -72,11 +67,9 @@ TEST_F(FlagsTest, EndWithTheNode) {
         EXPECT_EQ(getStatus(), eInsufficientPermissions);
         EXPECT_EQ(result->addFlag("new", false), eFileAccessDenied);
         EXPECT_EQ(result->addFlag("kept", false), eOK) << "left behind by ourselves";
-        EXPECT_EQ(said(result->move("open", false, nullptr)), eInsufficientPermissions);
-        EXPECT_EQ(result->ownFlag("kept"), eOK);
+        play("move r open -> no permission; own r kept -> ok");
         EXPECT_THROW(flags.eraseAll(), fs::filesystem_error);
         EXPECT_NO_THROW(flags.eraseAll()) << "forgotten all the same";
-        result.reset();
         ::chmod("closed", 0700);
     });
 }

@@ -26,22 +26,21 @@ TEST_F(NodeTest, IsNamedByItsMarkerButAProjectWithTheFixedMarkerByItsDirectory) 
 TEST_F(NodeTest, MarkersAreMadeUnderTheNameOfTheirDirectoryAndEditedOnDisk) {
     variant_bag_t bag;
     bag.put_bag("vesta").put("key", "value");
-    bag.put_bag("vesta").put("mine", "x");
+    variant_bag_t edited = bag;
+    edited.put_bag("vesta").put("mine", "x");
     fs::create_directory("r000");
     setStatus(eFileLocked);
     EXPECT_EQ(createDefaultMarkerFile(at("r000/"), ".zentor", bag), eOK);
-    EXPECT_EQ(createDefaultMarkerFile(at("r000"), "own.zentor", bag), eOK);
+    EXPECT_EQ(createDefaultMarkerFile(at("r000"), "own.zentor", edited), eOK);
     EXPECT_EQ(createDefaultMarkerFile(at("none"), ".zentor", bag), eUnknown);
     EXPECT_EQ(getStatus(), eFileLocked) << "it is told by the result alone";
-    EXPECT_EQ(load("r000/r000.zentor"), load("r000/own.zentor"));
-    const char* const marker = "r000/own.zentor";
-    for (int i = 0; i < 2; ++i) {
+    for (const char* marker : {"r000/own.zentor", "r000/r000.zentor"}) {
         const auto before = stampOf(marker);
+        const bool isEdited = load(marker) == edited;
         removeVestaVariableFromMarkerFile(marker, "mine");
         EXPECT_EQ(getStatus(), eOK);
-        EXPECT_EQ(stampOf(marker) == before, i == 1) << "nothing to remove, nothing to write";
-        EXPECT_FALSE(load(marker).get_bag("vesta")->has("mine"));
-        EXPECT_TRUE(load(marker).get_bag("vesta")->has("key"));
+        EXPECT_EQ(load(marker), bag);
+        EXPECT_EQ(stampOf(marker) != before, isEdited) << "nothing to remove, nothing to write";
     }
     removeVestaVariableFromMarkerFile("none.zentor", "mine");
     EXPECT_EQ(getStatus(), eUnknown);
@@ -54,7 +53,6 @@ TEST_F(NodeTest, IsModifiedByItsStorageUntilSavedAndReadAgainOnlyWhenBoundAnew) 
     Node& node = object(result);
     const auto properties = result->getPropertyStorage();
     const auto transient = result->getTransientStorage();
-    EXPECT_STREQ(node.getRdPropStr("missing", "d"), "d");
     node.setRdPropInt("int", -5);
     node.setRdPropLong("long", -(1LL << 40));
     node.setRdPropTime("time", 1L << 33);
@@ -68,26 +66,18 @@ TEST_F(NodeTest, IsModifiedByItsStorageUntilSavedAndReadAgainOnlyWhenBoundAnew) 
     EXPECT_FALSE(result->isModified());
     properties->setProperty("vesta/x", 2);
     EXPECT_TRUE(result->isModified());
-    setStatus(eFileLocked);
     EXPECT_FALSE(node.setMarkerFilePath("", nullptr));
-    EXPECT_EQ(getStatus(), eOK);
     EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
     EXPECT_EQ(node.getRdPropInt("x", 0), 2) << "it was bound to that already";
     EXPECT_TRUE(node.setMarkerFilePath(second, nullptr));
-    EXPECT_EQ(pathOf(result), "r001");
     EXPECT_NE(openResult(first).get(), result.get()) << "the old path no longer leads here";
     EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
     EXPECT_EQ(openResult(first).get(), result.get());
-    EXPECT_EQ(node.getRdPropInt("x", 0) + node.getRdPropInt("int", 0), -5);
+    EXPECT_EQ(node.getRdPropInt("x", 0), 0) << "it was read again";
+    EXPECT_EQ(node.getRdPropInt("int", 0), -5);
     EXPECT_EQ(node.getRdPropLong("long", 0), -(1LL << 40));
     EXPECT_EQ(node.getRdPropTime("time", 0), 1L << 33);
     EXPECT_STREQ(node.getRdPropStr("text", ""), "a\nb\xff");
-    const variant_bag_t saved = load(first);
-    using kind_t = basekit2::variant_t::kind_t;
-    for (const auto& [key, kind] : Rows<Text, kind_t>{
-             {"int", kind_t::int32}, {"long", kind_t::int64}, {"time", kind_t::uint64}}) {
-        EXPECT_EQ(saved.get_bag("vesta")->get_variant(key).kind(), kind) << key;
-    }
     fs::remove_all("r000");
     EXPECT_TRUE(result->save());
     EXPECT_EQ(getStatus(), eUnknown);

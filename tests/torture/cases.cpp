@@ -1,6 +1,8 @@
 #include "cases.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
@@ -18,9 +20,10 @@ struct Row {
     const char* expectations;
 };
 
-// The expectations that are no promises say what the command may do: "makes", "repairable",
-// "falls-back" and "leaves-out" are about what is new, "changes" and "deletes" name nodes by their
-// identity, and "moved" prepares the sample.
+// "makes" tells where there must be nothing after a failure, unless the library keeps a directory
+// that `get` repairs ("repairable"), and "leaves-out" which files are not copied there. "changes"
+// and "deletes" name nodes by their identity; "moved" prepares the sample. "falls-back": what could
+// not be flushed is made up for in another place.
 constexpr Row table[] = {
     {"list", "list -r p", "lists-all"},
     {"list-long", "list -l p", "lists-all"},
@@ -63,48 +66,42 @@ constexpr Row table[] = {
      "moved far/x0 far/x9; linked far/x9; changes linked"},
 };
 
-Case::Words wordsOf(const std::string& text) {
+Words wordsOf(const std::string& text) {
     std::istringstream words(text);
     return {std::istream_iterator<std::string>(words), {}};
 }
 
-Case read(const Row& row) {
-    Case out{row.name, wordsOf(row.command)};
-    std::istringstream expectations(row.expectations);
-    for (std::string text; std::getline(expectations, text, ';');) {
-        Case::Words words = wordsOf(text);
-        const std::set<std::string> about(words.begin() + 1, words.end());
-        if (words[0] == "makes") {
-            out.made = words[1];
-        } else if (words[0] == "repairable") {
-            out.mayLeaveDirectory = true;
-        } else if (words[0] == "falls-back") {
-            out.mayFallBack = true;
-        } else if (words[0] == "leaves-out") {
-            out.leavesOut = words[1];
-        } else if (words[0] == "changes") {
-            out.subjects = about;
-        } else if (words[0] == "deletes") {
-            out.deleted = about;
-        } else if (words[0] == "moved") {
-            out.moved = words;
-        } else {
-            out.promises.push_back(words);
+std::vector<Case> readTable() {
+    std::vector<Case> all;
+    for (const Row& row : table) {
+        Case& each = all.emplace_back(Case{row.name, wordsOf(row.command), {}});
+        std::istringstream expectations(row.expectations);
+        for (std::string text; std::getline(expectations, text, ';');) {
+            each.expectations.push_back(wordsOf(text));
         }
     }
-    return out;
+    return all;
 }
 
 }  // namespace
 
-const std::vector<Case>& cases() {
-    static const std::vector<Case> all = [] {
-        std::vector<Case> read_;
-        for (const Row& row : table) {
-            read_.push_back(read(row));
+Words Case::about(const std::string& word) const {
+    for (const Words& expectation : expectations) {
+        if (expectation[0] == word) {
+            return {expectation.begin() + 1, expectation.end()};
         }
-        return read_;
-    }();
+    }
+    return {};
+}
+
+bool Case::says(const std::string& word, const std::string& what) const {
+    return std::ranges::any_of(expectations, [&](const Words& each) {
+        return each[0] == word && (what.empty() || std::ranges::count(each, what) != 0);
+    });
+}
+
+const std::vector<Case>& cases() {
+    static const std::vector<Case> all = readTable();
     return all;
 }
 

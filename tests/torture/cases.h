@@ -1,7 +1,6 @@
 #pragma once
 /// What is tortured: the commands, and what their success means.
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -19,33 +18,24 @@ struct Scene {
     const TracedRun& undisturbed;  ///< the same command without a fault
 };
 
-struct Case {
-    using Words = std::vector<std::string>;
+using Words = std::vector<std::string>;
 
+struct Case {
     std::string name;
     Words arguments;
-    /// What must hold when the command says that it has done its work: each is a word that
-    /// `isKept` knows, and what it is about.
-    std::vector<Words> promises{};
-    /// Where it makes something that must not be there after a failure.
-    std::string made{};
-    /// The library keeps a new directory whose marker file cannot be written: `get` repairs it.
-    bool mayLeaveDirectory = false;
-    /// What could not be flushed is made up for in another place.
-    bool mayFallBack = false;
-    /// Names of the files that are left out there.
-    std::string leavesOut{};
-    /// Nodes whose places, names, marks and links it changes, and those that it deletes.
-    std::set<std::string> subjects{};
-    std::set<std::string> deleted{};
-    /// Renamed in the sample first.
-    Words moved{};
+    /// What must hold when the command says that it has done its work, and what it may do: each is
+    /// a word that `isKept` knows, and what it is about.
+    std::vector<Words> expectations;
+
+    /// What the expectation `word` is about; nothing when there is none.
+    [[nodiscard]] Words about(const std::string& word) const;
+    [[nodiscard]] bool says(const std::string& word, const std::string& what = {}) const;
 };
 
 const std::vector<Case>& cases();
 
-/// Whether what the command promises has come true.
-bool isKept(const Case::Words& promise, const Scene& scene);
+/// Whether what the command promises has come true; what it may do is no promise.
+bool isKept(const Words& promise, const Scene& scene);
 
 /// Makes the sample in the empty directory `root`: a project "p" with results, an experiment, and a
 /// result that is stored elsewhere.

@@ -139,8 +139,8 @@ private:
 
     TracedRun run(const Case& each, const Fault& fault, const TracedRun* undisturbed) {
         copyTree(m_template, m_root);
-        if (!each.moved.empty()) {
-            fs::rename(m_root + "/" + each.moved[1], m_root + "/" + each.moved[2]);
+        if (const Words moved = each.about("moved"); !moved.empty()) {
+            fs::rename(m_root + "/" + moved[0], m_root + "/" + moved[1]);
         }
         const Survey before = survey(m_root);
         TracedRun run = runTraced(each.arguments, m_root, fault);

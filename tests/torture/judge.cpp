@@ -42,9 +42,9 @@ private:
         const auto isFailedFlush = [](auto& call) { return call.isFailed && call.is(flushes); };
         if (run.code < 0) {
             blame("does not end");
-        } else if (m_isDone && !std::ranges::all_of(m_case.promises, isKept)) {
+        } else if (m_isDone && !std::ranges::all_of(m_case.expectations, isKept)) {
             blame("success without its effect");
-        } else if (m_isDone && m_fault.error != EINTR && !m_case.mayFallBack &&
+        } else if (m_isDone && m_fault.error != EINTR && !m_case.says("falls-back") &&
                    std::ranges::any_of(run.calls, isFailedFlush)) {
             blame("success, but perhaps not on the disk");
         } else if (!m_isDone && run.code <= 1) {
@@ -60,23 +60,23 @@ private:
     /// mark last: until then it is whole, and says that it is incomplete.
     [[nodiscard]] bool isWhole(const FoundNode& was, const FoundNode& now) const {
         FoundNode expected = was;
-        if (now.directory == m_case.made) {
-            std::erase_if(expected.files, [&](const auto& file) {
-                return !m_case.leavesOut.empty() && file.first.ends_with(m_case.leavesOut);
-            });
+        for (const std::string& name : m_case.about("leaves-out")) {
+            if (m_case.says("makes", now.directory)) {
+                std::erase_if(expected.files,
+                              [&](auto& file) { return file.first.ends_with(name); });
+            }
         }
         const std::string key = text(now, "key");
         return isSameNode(expected, now, "key") && (key == text(was, "key") || key == "new") &&
                (was.isFinalized == now.isFinalized ||
                 (was.isFinalized && now.directory != was.directory) ||
-                m_case.subjects.count(was.identity) != 0);
+                m_case.says("changes", was.identity));
     }
 
     void judgeNode(const FoundNode& was) {
         const std::vector<const FoundNode*> now = m_scene.after.withIdentity(was.identity);
         const auto whole = [&](const FoundNode* node) { return isWhole(was, *node); };
-        if (m_case.deleted.count(was.identity) == 0 &&
-            std::none_of(now.begin(), now.end(), whole)) {
+        if (!m_case.says("deletes", was.identity) && std::none_of(now.begin(), now.end(), whole)) {
             blame("lost: " + was.directory);
         }
         for (const FoundNode* node : now) {
@@ -87,7 +87,7 @@ private:
     }
 
     void judgeLinks() {
-        if (m_case.subjects.count("linked") != 0 || m_case.deleted.count("linked") != 0) {
+        if (m_case.says("changes", "linked") || m_case.says("deletes", "linked")) {
             return;
         }
         for (const auto& [name, bytes] : m_scene.before.links) {
@@ -109,9 +109,11 @@ private:
         for (const std::string& name : m_scene.after.temporaries) {
             blame("temporary file left: " + name);
         }
-        if (!m_isDone && !m_case.made.empty() && !m_case.mayLeaveDirectory &&
-            m_scene.after.all.count(m_case.made) != 0 && !m_scene.after.at(m_case.made)) {
-            blame("left after failure: " + m_case.made);
+        for (const std::string& made : m_case.about("makes")) {
+            if (!m_isDone && !m_case.says("repairable") && m_scene.after.all.count(made) != 0 &&
+                !m_scene.after.at(made)) {
+                blame("left after failure: " + made);
+            }
         }
         const FoundNode* collected = m_scene.after.at("p/r002");
         if (isOnce && !m_isDone && collected && collected->isFinalized) {
@@ -136,7 +138,7 @@ private:
         for (const FoundNode& was : m_scene.before.nodes) {
             const bool isMember = was.directory.rfind("p/", 0) == 0 ||
                                   m_scene.before.isLinked(m_scene.root, "p", was.directory);
-            if (isMember && m_case.deleted.count(was.identity) == 0 &&
+            if (isMember && !m_case.says("deletes", was.identity) &&
                 listed.count(was.identity) == 0) {
                 blame("no longer a member: " + was.directory);
             }
