@@ -103,7 +103,7 @@ std::size_t listRaw(const std::string& directory) {
 }
 
 void copyRaw(const std::string& source, const std::string& target) {
-    constexpr off_t large = 64 * 1024;
+    constexpr off_t large = off_t{64} * 1024;
     std::array<char, large> buffer{};
     check(::mkdir(target.c_str(), 0777));
     const Stream stream = openStream(source);

@@ -1,8 +1,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "failure.h"
-#include "options.h"
+#include "base/failure.h"
+#include "commands/commands.h"
+#include "options/options.h"
 #include "output/json.h"
 
 namespace {
@@ -34,7 +35,7 @@ int report(const Failure& failure, bool json) {
 }
 
 int run(int argc, char** argv, cli::Session& session) {
-    const cli::Request request = cli::parseCommandLine(argc, argv, session);
+    const cli::Request request = cli::parseCommandLine(argc, argv, cli::commandTable(), session);
     session.out.write(request.text);
     const int code = request.action ? request.action(session) : cli::exitOk;
     session.out.flush();

@@ -1,4 +1,4 @@
-# Libraries, headers, the CMake package and the pkg-config file.
+# Libraries, data files, headers, the command, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vesta2 EXPORT vesta2Targets
@@ -6,13 +6,25 @@ install(TARGETS vesta2 EXPORT vesta2Targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 # Loaded by the library, from beside it.
 install(TARGETS vesta2_log LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES share/vesta2/product.xml share/vesta2/vesta2.catalog.xml
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/vesta2)
 install(DIRECTORY
   vesta2/include/
   platform/basekit2/include/
   platform/optstore2/include/
   platform/notify2/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "message_catalog.h" EXCLUDE PATTERN "data_files.h" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "message_catalog.h" EXCLUDE PATTERN "data_files.h" EXCLUDE
+  PATTERN "directory_listing.h" EXCLUDE PATTERN "file_error.h" EXCLUDE)
+
+if(VESTA2_BUILD_CLI)
+  install(TARGETS vesta2_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES share/completions/vesta2.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vesta2)
+  if(TARGET vesta2_manual)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/cli/vesta2.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  endif()
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vesta2)
 install(EXPORT vesta2Targets NAMESPACE vesta2:: DESTINATION ${package_dir})

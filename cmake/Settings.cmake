@@ -1,20 +1,23 @@
 # One language level inside, position-independent code, hidden symbols, and the build tree laid out
-# like an installation (bin, lib, share), so that data files are found the same way in both.
+# like an installation (bin, lib, share), so that data files are found the same way in both. All of it
+# holds for this project alone, also within another one.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
-set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
 option(VESTA2_WARNINGS_AS_ERRORS "Fail the build on a compiler warning" OFF)
+option(VESTA2_BUILD_CLI "Build the command" ${PROJECT_IS_TOP_LEVEL})
 option(VESTA2_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(VESTA2_BUILD_BENCH "Build the benchmarks" ${PROJECT_IS_TOP_LEVEL})
+option(VESTA2_INSTALL "Install what is built" ${PROJECT_IS_TOP_LEVEL})
 set(VESTA2_SANITIZER "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")

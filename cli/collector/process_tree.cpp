@@ -40,7 +40,7 @@ ProcessUsage ProcessTree::measure() {
     while (!pending.empty()) {
         const pid_t process = pending.back();
         pending.pop_back();
-        // Parent before child: one that is waited for in between is missed once, not counted twice.
+        // Parent before child: a child that is reaped in between is missed once, not counted twice.
         ProcessUsage usage;
         if (readUsage(process, usage)) {
             addTotals(sum, usage);

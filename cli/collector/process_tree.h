@@ -1,5 +1,5 @@
 #pragma once
-/// The program that is collected and everything that it starts.
+/// Resource use of the collected program and of all that it starts.
 
 #include <sys/resource.h>
 #include <sys/types.h>
@@ -10,14 +10,14 @@
 
 namespace cli {
 
-/// Adds up the descendants of this process. For that, descendants whose parents end must come back
-/// to this process: making the object sees to it.
+/// Adds up the descendants of this process. The constructor makes this process a child subreaper:
+/// descendants whose parents end become its children.
 class ProcessTree {
 public:
-    /// Children that this process has already, by inheritance, never count.
+    /// Children that this process has already never count.
     ProcessTree();
 
-    /// The sum over the living, and what has ended so far. Never goes back in time and bytes.
+    /// The sum over the running and the ended processes. Times and bytes never decrease.
     ProcessUsage measure();
     struct Ended {
         pid_t process = 0;

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "base/failure.h"
 #include "basekit2/uninterrupted.h"
-#include "failure.h"
 
 namespace cli {
 

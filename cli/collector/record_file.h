@@ -1,4 +1,5 @@
 #pragma once
+/// Files that grow during a collection, and flushing.
 
 #include <string>
 #include <string_view>
@@ -7,17 +8,16 @@
 
 namespace cli {
 
-/// A file of a result that grows while the program runs. Each text is on its way to the disk when
-/// `append` returns, so nothing is lost when the collector is killed. A failed write must not stop
-/// the program that is being collected: it is kept for later.
+/// A file of a result that grows while the program runs. It is not buffered in this process: what
+/// was appended stays when the collector is killed. A failed write is raised by `settle`, since it
+/// must not stop the program.
 class RecordFile {
 public:
     /// Makes the file, or raises `Failure`.
     explicit RecordFile(std::string path);
 
     void append(std::string_view text);
-    /// Flushes the file and its name, so that they outlive a power cut. Raises the first failure,
-    /// if there was one.
+    /// Flushes the file and its directory entry. Raises the first failure, also one of `append`.
     void settle();
 
 private:
@@ -26,7 +26,7 @@ private:
     int m_error = 0;
 };
 
-/// Flushes the names in a directory, or raises `Failure`.
+/// Flushes the entries of a directory, or raises `Failure`.
 void flushDirectory(const std::string& path);
 
 }  // namespace cli

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <utility>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/text.h"
 #include "nodes/properties.h"
-#include "output/text.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -79,7 +79,7 @@ void Recording::finish() {
     }
 }
 
-void Recording::fail(const std::string& reason) {
+void Recording::giveUp(const std::string& reason) {
     log(reason);
     requireSameDirectory();
     m_result->setInvalid();

@@ -1,5 +1,5 @@
 #pragma once
-/// What `collect` leaves in a result beside the samples.
+/// The properties, logs and state that `collect` leaves in a result.
 
 #include <string>
 #include <vector>
@@ -11,8 +11,8 @@
 
 namespace cli {
 
-/// Between `begin` and the end the result is incomplete, but readable at any moment. Its directory
-/// must stay where it is: what has taken its place is never written to.
+/// The result is incomplete until `finish`, but its marker file is readable at any moment. Another
+/// directory that has taken the path of the result is never written to.
 class Recording {
 public:
     /// Opens the logs; raises `Failure`.
@@ -27,8 +27,8 @@ public:
     void end(const RunOutcome& outcome);
     /// Marks the result finalized, when everything else has been written and is on the disk.
     void finish();
-    /// Marks the result invalid, which may move it: nothing is logged after that.
-    void fail(const std::string& reason);
+    /// Marks the result invalid, which may move it. Nothing can be logged after that.
+    void giveUp(const std::string& reason);
 
 private:
     void requireSameDirectory() const;

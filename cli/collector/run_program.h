@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/signals.h"
 #include "collector/record_file.h"
-#include "collector/signals.h"
 
 namespace cli {
 
@@ -19,13 +19,12 @@ struct RunRequest {
     std::chrono::milliseconds interval{};
     /// Gets a copy of the program's output; null when the program keeps the standard streams.
     RecordFile* capture = nullptr;
-    /// Is told, in a few words, what happens.
+    /// Called with a line for the log.
     std::function<void(const std::string&)> report;
 };
 
 struct RunOutcome {
-    /// An `errno` value when what the program wrote could not be passed on; the reader's leaving is
-    /// none.
+    /// `errno` value when the program's output could not be passed on; 0 for a closed reader.
     int outputError = 0;
     int startError = 0;  ///< `errno` value when the program could not be started
     bool wasKilled = false;

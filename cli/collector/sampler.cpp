@@ -27,8 +27,8 @@ void Sampler::sample() {
     const Clock::time_point now = Clock::now();
     const ProcessUsage usage = m_tree.measure();
     const double elapsed = std::chrono::duration<double, std::nano>(now - m_lastTime).count();
-    // The kernel tells the times of ended processes late and coarsely. What cannot have happened
-    // since the last row is left for the next one.
+    // The kernel accounts the times of ended processes late and in clock ticks. Time that cannot
+    // have been used since the last row is left for the next one.
     static const auto processors = static_cast<double>(::sysconf(_SC_NPROCESSORS_ONLN));
     const double busy = std::min(static_cast<double>(usage.cpuNanoseconds) - m_shownNanoseconds,
                                  elapsed * processors);

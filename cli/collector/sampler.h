@@ -1,4 +1,5 @@
 #pragma once
+/// Samples of the collected program, as rows of a CSV file.
 
 #include <chrono>
 #include <cstdint>
@@ -10,8 +11,8 @@ namespace cli {
 
 inline constexpr const char* samplesFileName = "samples.csv";
 
-/// Writes one row a sample. Never takes more than a twentieth of a processor:
-/// when the tree is so large that a sample takes long, the samples become fewer.
+/// Writes one row for each sample. Takes at most a twentieth of a processor: when a sample takes
+/// long, because there are many processes, samples become fewer.
 class Sampler {
 public:
     using Clock = std::chrono::steady_clock;

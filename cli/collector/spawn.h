@@ -1,22 +1,23 @@
 #pragma once
+/// Starting a program as a shell does.
 
 #include <sys/types.h>
 
 #include <string>
 #include <vector>
 
-#include "collector/signals.h"
-#include "failure.h"
+#include "base/failure.h"
+#include "base/signals.h"
 
 namespace cli {
 
-/// What a shell adds to the signal that killed a program.
+/// A shell's exit code for a killed program is this plus the number of the signal.
 inline constexpr int killedBase = 128;
 
 struct SpawnRequest {
     const std::vector<std::string>& command;
     const Signals& signals;
-    /// Take the place of the standard streams; the collector's own when negative.
+    /// Become the standard streams; negative for those of the collector.
     int output = -1;
     int error = -1;
 };

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "failure.h"
+#include "base/failure.h"
 
 namespace cli {
 
@@ -31,7 +31,7 @@ void Tee::advance() {
     if (m_pending.empty()) {
         readSome(pieceSize);
     } else if (!writeSome()) {
-        // As without a collector: whoever writes on is told by SIGPIPE.
+        // The program then gets SIGPIPE, as it would without a collector.
         m_readEnd.close();
     }
 }
@@ -71,7 +71,7 @@ bool Tee::writeSome() {
     if (written >= 0) {
         m_pending.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno == EAGAIN) {
-        // Somebody else made the stream non-blocking; wait for room as everywhere.
+        // Another process made the stream non-blocking.
         pollfd room{m_target, POLLOUT, 0};
         ::poll(&room, 1, -1);
     } else if (errno != EINTR) {

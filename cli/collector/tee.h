@@ -1,5 +1,5 @@
 #pragma once
-/// Passes a program's output on and keeps a copy.
+/// Passes one output stream of a program on and keeps a copy.
 
 #include <poll.h>
 
@@ -36,7 +36,7 @@ private:
     /// False when the reader has gone.
     bool writeSome();
 
-    /// A pipe that can be written to at all takes this much without blocking.
+    /// A pipe that poll reports as writable takes this much without blocking.
     static constexpr std::size_t pieceSize = 4096;
 
     int m_target;

@@ -1,11 +1,12 @@
 #include <memory>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/presence.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
-#include "nodes/presence.h"
-#include "options.h"
-#include "output/text.h"
+#include "output/item_report.h"
 
 namespace cli {
 namespace {
@@ -31,7 +32,7 @@ Failure refusal(const Description& node, vesta2::INodeGroup& group) {
     return Failure::fromStatus(vesta2::getStatus(), node.path);
 }
 
-/// The library says that all went well even where a look at the group or at a link failed.
+/// The library reports success even when looking at the group or at a link failed.
 void requireMember(vesta2::INode& member, vesta2::INodeGroup& group) {
     const auto parent = member.getParent();
     const bool isMember = parent && parent.get() == group.getNode().get();
@@ -43,10 +44,10 @@ void requireMember(vesta2::INode& member, vesta2::INodeGroup& group) {
 }
 
 int run(const Arguments& arguments, Session& session) {
-    const auto group = openGroup(arguments.group);
-    Json added = Json::array();
+    const auto group = namedGroup(arguments.group);
+    ItemReport report(session, "nodes");
     for (const std::string& argument : arguments.nodes) {
-        const auto node = openPresentNode(argument);
+        const auto node = namedPresentNode(argument);
         const Description description = describe(node);
         requireReadable(description);
         const auto member = group->addNode(node->getMarkerFilePath());
@@ -58,18 +59,13 @@ int run(const Arguments& arguments, Session& session) {
             throw Failure::fromStatus(status, group->getPath());
         }
         requireMember(*member, *group);
-        if (session.json) {
-            added.push_back(toJson(describe(member)));
-            added.back()["linkFile"] = jsonText(member->getLinkFilePath());
-        } else {
-            session.out.writeText(member->isLinked() ? member->getLinkFilePath()
-                                                     : member->getPath());
-        }
+        report.add(member->isLinked() ? member->getLinkFilePath() : member->getPath(), [&] {
+            Json object = toJson(describe(member));
+            object["linkFile"] = jsonText(member->getLinkFilePath());
+            return object;
+        });
     }
-    if (session.json) {
-        session.out.writeJson({{"nodes", std::move(added)}});
-    }
-    return exitOk;
+    return report.finish();
 }
 
 }  // namespace
@@ -78,7 +74,7 @@ Action add(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.arguments("NODE", arguments->nodes, "what to add, wherever it is stored", true);
     options.requiredOption("--to", "GROUP", arguments->group, "the project or experiment");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

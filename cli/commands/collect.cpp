@@ -5,17 +5,18 @@
 #include <memory>
 #include <optional>
 
+#include "base/failure.h"
+#include "base/text.h"
 #include "collector/recording.h"
 #include "collector/run_program.h"
 #include "collector/sampler.h"
 #include "collector/spawn.h"
-#include "failure.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/new_result.h"
+#include "nodes/properties.h"
 #include "nodes/variables.h"
-#include "options.h"
-#include "output/text.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -30,8 +31,9 @@ struct Arguments {
 };
 
 constexpr int greatestInterval = 3600 * 1000;
-/// Others must see that somebody is at work on the result.
-void claim(vesta2::IResultDirectory& result) {
+
+/// Claims the result for as long as it is collected.
+void claimNewResult(vesta2::IResultDirectory& result) {
     const vesta2::error_t status = result.addFlag(flags::collecting, false);
     if (status == vesta2::eFileLocked) {
         throw Failure(exitLocked, result.getPath(), "another process has claimed the new result",
@@ -42,8 +44,8 @@ void claim(vesta2::IResultDirectory& result) {
     }
 }
 
-/// That the collection has failed. The result, which was in `directory` before it was marked
-/// invalid, may have gone elsewhere with all its files.
+/// The error for a failed collection. Marking the result invalid may have moved it from
+/// `directory`, so paths are changed to where it is now.
 Failure collectionFailure(const Failure& cause, const std::string& directory,
                           const basekit2::sptr_t<vesta2::IResultDirectory>& result) {
     const std::string now = result->getPath();
@@ -75,7 +77,7 @@ RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
     if (outcome.startError != 0) {
         throw startFailure(arguments.program.front(), outcome.startError);
     }
-    // Saved before anything is complained of: what is known of the run is kept.
+    // Saved before a failed write is raised.
     recording.end(outcome);
     samples.settle();
     if (output) {
@@ -90,8 +92,8 @@ void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDire
     if (session.json) {
         // The standard output stream is the program's.
         Json object = toJson(describe(result));
-        object[outcome.wasKilled ? "exitSignal" : "exitCode"] = outcome.code;
-        object["elapsedMicroseconds"] = std::to_string(outcome.elapsed.count());
+        object[outcome.wasKilled ? key::exitSignal : key::exitCode] = outcome.code;
+        object[key::elapsed] = std::to_string(outcome.elapsed.count());
         writeRawMessage(withSchema({{"result", object}}).dump(-1, ' ', true));
         return;
     }
@@ -102,7 +104,7 @@ void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDire
                              std::chrono::duration<double>(outcome.elapsed).count()));
 }
 
-int run(const Arguments& arguments, const Session& session) {
+int run(const Arguments& arguments, Session& session) {
     // First of all: from here on a signal cannot leave half a result.
     Signals signals;
     const auto result = createNewResult(
@@ -111,9 +113,9 @@ int run(const Arguments& arguments, const Session& session) {
     const std::string directory = result->getPath();
     RunOutcome outcome;
     try {
-        claim(*result);
-        // What cannot be read back must not be saved over.
-        requireReadable(describe(result));
+        claimNewResult(*result);
+        // A marker file that cannot be read must not be overwritten.
+        requireReadable(result);
         recording.emplace(result, arguments.program);
         outcome = record(arguments, *result, *recording, signals);
     } catch (const std::exception&) {
@@ -122,7 +124,7 @@ int run(const Arguments& arguments, const Session& session) {
             throw;
         }
         if (recording) {
-            recording->fail(cause.problem());
+            recording->giveUp(cause.problem());
         } else {
             result->setInvalid();
         }
@@ -141,14 +143,13 @@ int run(const Arguments& arguments, const Session& session) {
 Action collect(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.option("--name", "PATTERN", arguments->wanted.name, "name of the result; else 'r@@@'");
-    options.option("--into", "GROUP", arguments->wanted.group,
-                   "the group to make it in; else the working directory");
-    options.option("--var", "K=V", arguments->variables, "define {K} for the name");
+    intoOption(options, arguments->wanted.group);
+    variableOption(options, arguments->variables);
     options.flag("--capture", arguments->capture, "also save the program's output");
     options.option("--interval", "MS", arguments->interval, 1, greatestInterval,
                    "milliseconds between samples; else 100");
     options.program(arguments->program);
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

@@ -3,15 +3,9 @@
 
 #include <vector>
 
-#include "options.h"
+#include "options/options.h"
 
 namespace cli {
-
-struct CommandEntry {
-    const char* name;
-    const char* summary;
-    Declaration* declare;
-};
 
 /// In the order in which the help lists them.
 const std::vector<CommandEntry>& commandTable();

@@ -3,20 +3,18 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <memory>
-#include <thread>
 
-#include "collector/signals.h"
+#include "base/presence.h"
+#include "base/signals.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/new_place.h"
 #include "nodes/node_argument.h"
-#include "nodes/presence.h"
-#include "options.h"
 #include "output/progress.h"
-#include "output/text.h"
 #include "vesta2/names.h"
 #include "vesta2/tree_copy.h"
 
@@ -31,7 +29,9 @@ struct Arguments {
     bool rename = false;
 };
 
-/// What lies outside of its group is reached by a link file there, which must be written.
+using Run = int(const Arguments& arguments, Session& session);
+
+/// A node outside of its group needs a link file in the group.
 void requireLinkable(vesta2::INode& node, const std::string& place) {
     const auto group = node.getParent();
     if (group && fs::path(place).parent_path() != group->getPath() &&
@@ -62,7 +62,7 @@ NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
     return place;
 }
 
-/// Raised when all has been undone.
+/// Raises the error of a copy that has been undone.
 [[noreturn]] void failUndone(const NewPlace& place, Signals& signals, const Progress& progress) {
     const vesta2::error_t status = vesta2::getStatus();
     throw signals.wantsEnd()
@@ -70,15 +70,15 @@ NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
         : place.failure(progress.failure() == vesta2::eOK ? status : progress.failure());
 }
 
-/// The new place holds everything, but the node is not yet what it is to be there.
+/// The error for a complete copy whose node still has the old link.
 Failure notSettled(const NewPlace& place, const std::string& what) {
     return {exitFailure, place.path(), what + ", but its link is the old one",
-            "see 'vesta2 show " + shellQuote(place.path()) + "'"};
+            seeCommand("show", place.path())};
 }
 
 int runCopy(const Arguments& arguments, Session& session) {
     Signals signals;
-    const auto node = openPresentNode(arguments.node);
+    const auto node = namedPresentNode(arguments.node);
     const NewPlace place = prepare(arguments, *node);
     const std::string old = node->getPath();
     Progress progress(session, signals, old);
@@ -96,14 +96,13 @@ int runCopy(const Arguments& arguments, Session& session) {
 
 int runMove(const Arguments& arguments, Session& session) {
     Signals signals;
-    const auto node = openPresentNode(arguments.node);
+    const auto node = namedPresentNode(arguments.node);
     const NewPlace place = prepare(arguments, *node);
     const std::string old = node->getPath();
     requireUnclaimed(*node);
     requireDeletable(old);
-    // Of two moves at once only one has anything left to move.
-    const FlagClaim claim(old, flags::changing, std::chrono::seconds(10),
-                          [](auto time) { std::this_thread::sleep_for(time); });
+    // Of two concurrent moves the second finds nothing to move.
+    const FlagClaim claim = claimForChange(old);
     requirePresent(*node);
     Progress progress(session, signals, old);
     const bool isDone = node->move(place.path().c_str(), arguments.rename, &progress);
@@ -123,13 +122,12 @@ int runMove(const Arguments& arguments, Session& session) {
     return reportNode(session, "node", node, node->getPath());
 }
 
-template <class Run>
 Action declareCopy(Options& options, Run& run) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    nodeArgument(options, arguments->node);
     options.argument("DEST", arguments->destination, "the new directory, which must not exist yet");
     options.flag("--rename", arguments->rename, "name the node after the new directory, too");
-    return [arguments, &run](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace

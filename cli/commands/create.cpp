@@ -1,12 +1,13 @@
+#include <boost/filesystem/path.hpp>
 #include <memory>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/new_result.h"
 #include "nodes/node_argument.h"
 #include "nodes/variables.h"
-#include "options.h"
-#include "output/text.h"
 #include "vesta2/path_completion.h"
 
 namespace cli {
@@ -20,10 +21,10 @@ struct Arguments {
 Action createResult(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.argument("NAME", arguments->wanted.name, "a name, a path or a pattern such as 'r@@@'");
-    options.option("--into", "DIR", arguments->wanted.group, "the group to make it in");
-    options.flag("--literal", arguments->wanted.literal, "take '@' in the name as it stands");
+    intoOption(options, arguments->wanted.group);
+    literalFlag(options, arguments->wanted.literal);
     options.flag("--overwrite", arguments->wanted.overwrite, "replace a result of that name");
-    options.option("--var", "K=V", arguments->variables, "define {K} for the name");
+    variableOption(options, arguments->variables);
     return [arguments](Session& session) {
         const auto result =
             createNewResult(arguments->wanted, nameVariables(arguments->variables, {}));
@@ -33,7 +34,7 @@ Action createResult(Options& options) {
 
 struct GroupArguments {
     std::string name;
-    std::string into;
+    std::string group;
 };
 
 /// Makes a project or an experiment; `make` is the library's own operation.
@@ -41,10 +42,9 @@ template <class Make>
 Action createGroupNode(Options& options, const Make& make) {
     auto arguments = std::make_shared<GroupArguments>();
     options.argument("NAME", arguments->name, "a name or a path");
-    options.option("--into", "DIR", arguments->into, "the group to make it in");
+    intoOption(options, arguments->group);
     return [arguments, make](Session& session) {
-        const std::string group =
-            arguments->into.empty() ? "" : openGroup(arguments->into)->getPath();
+        const std::string group = groupPath(arguments->group);
         requirePath(arguments->name);
         const std::string path = vesta2::completePath(arguments->name, group.c_str()).native();
         const basekit2::sptr_t<vesta2::INode> node =
@@ -63,7 +63,7 @@ Action createProject(Options& options) {
             if (vesta2::IProject::probe(path.c_str()) || vesta2::IExperiment::probe(path.c_str()) ||
                 vesta2::IResultDirectory::probe(path.c_str())) {
                 throw Failure(exitExists, path, "is a node already",
-                              "choose another name, or see 'vesta2 show " + shellQuote(path) + "'");
+                              "choose another name, or " + seeCommand("show", path));
             }
             return vesta2::IProject::create(name, group, false);
         });

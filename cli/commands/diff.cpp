@@ -6,16 +6,16 @@
 #include <string_view>
 #include <utility>
 
+#include "base/failure.h"
+#include "base/text.h"
 #include "basekit2/path.h"
 #include "collector/sampler.h"
-#include "failure.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/file_comparison.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"
-#include "options.h"
 #include "output/table.h"
-#include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
@@ -44,8 +44,8 @@ struct Row {
     std::string name;
     variant_t before;
     variant_t after;
-    /// Whether this makes the results different. Times and measurements never come out twice the
-    /// same: they are shown, but judge nothing.
+    /// Whether the row makes the results different. Times and measurements differ in any two runs:
+    /// they are shown, but not judged.
     bool isJudged = true;
 };
 
@@ -96,14 +96,14 @@ Pair openPair(const std::string& a, const std::string& b) {
     Pair pair;
     const std::string matchA = greatestMatch(a);
     if (matchA.empty()) {
-        openNode(a);
+        namedNode(a);
         throw Failure(exitNotFound, a, "no result", "name a result or a pattern such as 'r@@@'");
     }
     const bool newestFirst = matchA == greatestMatch(b);
     if (!ResultDirectoryManager::openForDiff(a.c_str(), b.c_str(), &pair.before, &pair.after,
                                              false)) {
         if (!newestFirst) {
-            openNode(b);
+            namedNode(b);
         }
         throw Failure(exitNotFound, newestFirst ? a : b, "there is no second result",
                       "name another result, or a pattern that matches two, such as 'r@@@'");
@@ -244,7 +244,7 @@ Action diff(Options& options) {
                      "the old result; alone: a pattern, of which the newest "
                      "result is compared with the one before it");
     options.optionalArgument("B", arguments->b, "the new result");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

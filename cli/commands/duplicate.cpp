@@ -1,13 +1,13 @@
-// "duplicate" and "export": a second node of its own.
+// "duplicate" and "export": an independent copy of a node.
 
 #include <filesystem>
 #include <memory>
 
-#include "collector/signals.h"
+#include "base/signals.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/new_place.h"
 #include "nodes/node_argument.h"
-#include "options.h"
 #include "vesta2/names.h"
 
 namespace cli {
@@ -19,13 +19,13 @@ struct Arguments {
     std::vector<std::string> exclusions;
 };
 
-/// Takes what the library has made, or undoes it.
+/// Reports the copy, or deletes it after a failure.
 int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, Signals& signals,
            Session& session) {
     const vesta2::error_t status = vesta2::getStatus();
     const bool isCancelled = signals.wantsEnd();
     if (made && (isCancelled || status != vesta2::eOK)) {
-        // Not the library's removal: what a group links to is not the duplicate's to delete.
+        // Not `remove` of the node: that also deletes what a group links to.
         std::filesystem::remove_all(made->getPath());
     }
     if (isCancelled) {
@@ -39,15 +39,14 @@ int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, S
 
 int runDuplicate(const Arguments& arguments, Session& session) {
     Signals signals;
-    const auto node = openPresentNode(arguments.node);
+    const auto node = namedPresentNode(arguments.node);
     const NewPlace place(arguments.destination, *node, vesta2::flagFilePatterns());
     return finish(node->duplicate(place.path().c_str()), place, signals, session);
 }
 
 int runExport(const Arguments& arguments, Session& session) {
     Signals signals;
-    const auto result = openResult(arguments.node);
-    requirePresent(*result);
+    const auto result = namedPresentResult(arguments.node);
     std::vector<std::string> patterns = vesta2::flagFilePatterns();
     patterns.insert(patterns.end(), arguments.exclusions.begin(), arguments.exclusions.end());
     std::string lines;
@@ -62,18 +61,18 @@ int runExport(const Arguments& arguments, Session& session) {
 
 Action duplicate(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
-    options.argument("DEST", arguments->destination, "its directory, or a pattern such as 'r@@@'");
-    return [arguments](Session& session) { return runDuplicate(*arguments, session); };
+    nodeArgument(options, arguments->node);
+    destinationArgument(options, arguments->destination);
+    return makeAction(arguments, runDuplicate);
 }
 
 Action exportResult(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a result, or a pattern");
-    options.argument("DEST", arguments->destination, "its directory, or a pattern such as 'r@@@'");
+    resultArgument(options, arguments->node);
+    destinationArgument(options, arguments->destination);
     options.option("--exclude", "GLOB", arguments->exclusions,
                    "leave out files and directories of such names, as in '*.csv'");
-    return [arguments](Session& session) { return runExport(*arguments, session); };
+    return makeAction(arguments, runExport);
 }
 
 }  // namespace cli

@@ -1,8 +1,9 @@
 #include <memory>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "commands/arguments.h"
 #include "nodes/node_argument.h"
-#include "options.h"
+#include "output/item_report.h"
 
 namespace cli {
 namespace {
@@ -13,33 +14,26 @@ struct Arguments {
 };
 
 int run(const Arguments& arguments, Session& session) {
-    const auto result = openResult(arguments.node);
+    const auto result = namedResult(arguments.node);
     const auto files = result->getResultFiles(arguments.mask.c_str());
     if (!files) {
         throw Failure(exitPermission, result->getPath(), "cannot be listed",
                       "ask its owner for access");
     }
-    Json paths = Json::array();
+    ItemReport report(session, "files");
     while (const char* path = files->next()) {
-        if (session.json) {
-            paths.push_back(jsonText(path));
-        } else {
-            session.out.writeText(path);
-        }
+        report.add(path, [&] { return jsonText(path); });
     }
-    if (session.json) {
-        session.out.writeJson({{"files", std::move(paths)}});
-    }
-    return exitOk;
+    return report.finish();
 }
 
 }  // namespace
 
 Action files(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a result, or a pattern");
+    resultArgument(options, arguments->node);
     options.optionalArgument("MASK", arguments->mask, "only names that match, such as '*.csv'");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

@@ -9,14 +9,14 @@
 #include <chrono>
 #include <memory>
 
+#include "base/signals.h"
+#include "base/text.h"
 #include "basekit2/descriptor.h"
-#include "collector/signals.h"
 #include "collector/spawn.h"
+#include "commands/arguments.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
-#include "options.h"
 #include "output/table.h"
-#include "output/text.h"
 #include "vesta2/names.h"
 
 namespace cli {
@@ -41,7 +41,7 @@ struct FlagPlace {
             throw Failure(exitUsage, {}, shellQuote(name) + " cannot be the name of a flag",
                           "give a plain name without '/'");
         }
-        directory = openPresentNode(arguments.node)->getPath();
+        directory = namedPresentNode(arguments.node)->getPath();
         path = directory + "/" + name;
     }
 
@@ -61,8 +61,8 @@ int reportFlag(Session& session, const FlagPlace& place) {
 }
 
 Json toJson(const FlagLook& look) {
-    Json object = {{"name", jsonText(look.name)},
-                   {"state", stateName(look.state)},
+    Json object = {{"name", jsonText(look.name())},
+                   {"state", stateName(look.state())},
                    {"host", {}},
                    {"user", {}},
                    {"pid", {}},
@@ -77,10 +77,10 @@ Json toJson(const FlagLook& look) {
 }
 
 std::vector<Cell> toCells(const FlagLook& look, bool forPeople) {
-    const char* style = look.state == flag_state_t::held    ? "36"
-                        : look.state == flag_state_t::stale ? "31"
-                                                            : "";
-    std::vector<Cell> cells{{look.name}, {stateName(look.state), style}, {}, {}, {}, {}};
+    const char* style = look.state() == flag_state_t::held    ? "36"
+                        : look.state() == flag_state_t::stale ? "31"
+                                                              : "";
+    std::vector<Cell> cells{{look.name()}, {stateName(look.state()), style}, {}, {}, {}, {}};
     if (const std::optional<FlagOwner> owner = ownerOf(look)) {
         cells[2].text = owner->host;
         cells[3].text = owner->user;
@@ -91,8 +91,8 @@ std::vector<Cell> toCells(const FlagLook& look, bool forPeople) {
 }
 
 int runList(const Arguments& arguments, Session& session) {
-    const std::vector<FlagLook> looks =
-        vesta2::util::lookAtFlags(openPresentNode(arguments.node)->getPath());
+    const vesta2::util::FlagLooks looks =
+        vesta2::util::lookAtFlags(namedPresentNode(arguments.node)->getPath());
     if (session.json) {
         Json flags = Json::array();
         for (const FlagLook& look : looks) {
@@ -119,16 +119,16 @@ int runClear(const Arguments& arguments, Session& session) {
     const FlagLook look = vesta2::util::lookAtFlag(place.directory, place.name);
     vesta2::util::FlagManager flags;
     flags.setDirectory(place.directory);
-    // Files that tell of nobody are rubbish. What is locked is never deleted, also with force.
-    const bool force = arguments.force || look.state == flag_state_t::free;
+    // Files of a flag that nobody holds go in any case. Locked files are never deleted.
+    const bool force = arguments.force || look.state() == flag_state_t::free;
     vesta2::error_t status = flags.removeFlag(place.name.c_str(), false, force);
-    if (status == vesta2::eNotFound && look.state == flag_state_t::stale) {
-        // The record of somebody who has ended, without a lock file.
+    if (status == vesta2::eNotFound && look.state() == flag_state_t::stale) {
+        // An information file without a lock file, of a process that has ended.
         status = flags.removeFlag(place.name.c_str(), false, true);
     }
     if (status == vesta2::eNotFound) {
         throw Failure(exitNotFound, place.directory, "no flag " + shellQuote(place.name),
-                      "see 'vesta2 flag list " + shellQuote(place.directory) + "'");
+                      seeCommand("flag list", place.directory));
     }
     if (status == vesta2::eFileLocked) {
         throw heldFailure(place.directory, look);
@@ -150,7 +150,7 @@ bool wait(Signals& signals, int end, int milliseconds) {
     return signals.wantsEnd() || events[1].revents != 0;
 }
 
-FlagClaim claim(const Arguments& arguments, const FlagPlace& place, Signals& signals, int end) {
+FlagClaim claimFlag(const Arguments& arguments, const FlagPlace& place, Signals& signals, int end) {
     const auto pause = [&](std::chrono::milliseconds time) {
         if (wait(signals, end, static_cast<int>(time.count()))) {
             throw Failure(exitCancelled, place.path, "cancelled", "the flag was not claimed");
@@ -161,11 +161,11 @@ FlagClaim claim(const Arguments& arguments, const FlagPlace& place, Signals& sig
 
 int runSet(const Arguments& arguments, Session& session) {
     Signals signals;
-    // Where that cannot be had there is only a signal to wait for.
+    // Where the kernel does not offer it, only a signal ends the wait.
     const basekit2::descriptor_t parent(
         static_cast<int>(::syscall(SYS_pidfd_open, ::getppid(), 0)));
     const FlagPlace place(arguments);
-    const FlagClaim held = claim(arguments, place, signals, parent.get());
+    const FlagClaim held = claimFlag(arguments, place, signals, parent.get());
     reportFlag(session, place);
     session.out.flush();
     while (!wait(signals, parent.get(), forEver)) {
@@ -195,22 +195,16 @@ int runToEnd(const std::vector<std::string>& command, Signals& signals) {
     }
 }
 
-int runProgram(const Arguments& arguments, Session& /*session*/) {
+int runHolding(const Arguments& arguments, Session& /*session*/) {
     Signals signals;
     const FlagPlace place(arguments);
-    const FlagClaim held = claim(arguments, place, signals, -1);
+    const FlagClaim held = claimFlag(arguments, place, signals, -1);
     return runToEnd(arguments.program, signals);
-}
-
-using Run = int(const Arguments& arguments, Session& session);
-
-Action makeAction(const std::shared_ptr<Arguments>& arguments, Run& run) {
-    return [arguments, &run](Session& session) { return run(*arguments, session); };
 }
 
 std::shared_ptr<Arguments> declareNode(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    nodeArgument(options, arguments->node);
     return arguments;
 }
 
@@ -227,30 +221,30 @@ std::shared_ptr<Arguments> declareClaim(Options& options) {
     return arguments;
 }
 
-Action list(Options& options) { return makeAction(declareNode(options), runList); }
+Action listFlags(Options& options) { return makeAction(declareNode(options), runList); }
 
-Action set(Options& options) { return makeAction(declareClaim(options), runSet); }
+Action setFlag(Options& options) { return makeAction(declareClaim(options), runSet); }
 
-Action clear(Options& options) {
+Action clearFlag(Options& options) {
     const auto arguments = declareFlag(options);
     options.flag("--force", arguments->force,
                  "also when its owner seems to live, but has no lock on it");
     return makeAction(arguments, runClear);
 }
 
-Action run(Options& options) {
+Action runWithFlag(Options& options) {
     const auto arguments = declareClaim(options);
     options.program(arguments->program);
-    return makeAction(arguments, runProgram);
+    return makeAction(arguments, runHolding);
 }
 
 }  // namespace
 
 Action flag(Options& options) {
-    options.command("list", "the flags of a node, and who holds them", list);
-    options.command("set", "claim a flag and hold it until this command ends", set);
-    options.command("clear", "delete a flag whose owner has ended", clear);
-    options.command("run", "run a program while a flag is held", run);
+    options.command("list", "the flags of a node, and who holds them", listFlags);
+    options.command("set", "claim a flag and hold it until this command ends", setFlag);
+    options.command("clear", "delete a flag whose owner has ended", clearFlag);
+    options.command("run", "run a program while a flag is held", runWithFlag);
     return {};
 }
 

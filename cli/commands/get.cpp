@@ -1,11 +1,11 @@
 #include <memory>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
 #include "nodes/variables.h"
-#include "options.h"
-#include "output/text.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
 #include "vesta2/result_directory_manager.h"
@@ -25,7 +25,7 @@ struct Arguments {
 void requireNoGroupNode(const std::string& path) {
     if (vesta2::IProject::probe(path.c_str()) || vesta2::IExperiment::probe(path.c_str())) {
         throw Failure(exitExists, path, "is a project or an experiment, no result",
-                      "name a result in it, or see 'vesta2 show " + shellQuote(path) + "'");
+                      "name a result in it, or " + seeCommand("show", path));
     }
 }
 
@@ -37,7 +37,7 @@ int run(const Arguments& arguments, Session& session) {
     auto result = ResultDirectoryManager::get(path.c_str(), &variables, arguments.literal);
     const vesta2::error_t status = ResultDirectoryManager::getLastError();
     if (!result && vesta2::IResultDirectory::probe(path.c_str())) {
-        // One that may not be written to is still there to be used.
+        // A result on read-only media can still be opened.
         result = ResultDirectoryManager::open(path.c_str(), arguments.literal, nullptr);
     }
     if (!result) {
@@ -51,9 +51,9 @@ int run(const Arguments& arguments, Session& session) {
 Action get(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.argument("PATH", arguments->path, "a path; a pattern always makes a new result");
-    options.flag("--literal", arguments->literal, "take '@' in the name as it stands");
-    options.option("--var", "K=V", arguments->variables, "define {K} for the name");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    literalFlag(options, arguments->literal);
+    variableOption(options, arguments->variables);
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

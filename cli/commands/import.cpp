@@ -1,10 +1,10 @@
 #include <memory>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
-#include "options.h"
-#include "output/text.h"
 #include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
 
@@ -44,7 +44,7 @@ Action importResult(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.argument("PATH", arguments->path, "a directory, marker file or pattern");
     options.requiredOption("--ext", "EXT", arguments->extension, "extension of its marker file");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

@@ -4,13 +4,13 @@
 #include <optional>
 #include <set>
 
+#include "base/presence.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/contents.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
-#include "nodes/presence.h"
-#include "options.h"
 #include "output/table.h"
-#include "output/text.h"
 #include "vesta2/node_iterator.h"
 
 namespace cli {
@@ -47,8 +47,8 @@ std::optional<std::uint64_t> sizeOf(const Description& node) {
     }
 }
 
-/// Where a row stands below the group that was asked for: the names of the groups on the way.
-using Place = std::vector<std::string>;
+/// The names of the groups on the way from the group that was asked for down to a row.
+using GroupNames = std::vector<std::string>;
 
 bool isBefore(const std::string& key, const Row& a, const Row& b) {
     if (key == "when") {
@@ -69,7 +69,7 @@ bool isBefore(const std::string& key, const Row& a, const Row& b) {
     return text(a.node) < text(b.node);
 }
 
-/// Takes one row after the other; what it gives out is not kept.
+/// Prints rows as they come, unless they must be sorted first.
 class Listing {
 public:
     Listing(const Arguments& arguments, Session& session)
@@ -78,7 +78,7 @@ public:
           m_table(session.out, arguments.details ? longColumns() : shortColumns()) {}
 
     /// Lists the nodes of `group` that match `mask`, and with recursion all below them.
-    void add(vesta2::INodeGroup& group, const std::string& mask, const Place& place) {
+    void add(vesta2::INodeGroup& group, const std::string& mask, const GroupNames& groups) {
         vesta2::NodeIterator nodes(mask, group.getPath(), greatestWanted());
         const vesta2::error_t status = vesta2::getStatus();
         if (status != vesta2::eOK && status != vesta2::eNotFound) {
@@ -100,14 +100,14 @@ public:
                 row.size = sizeOf(row.node);
             }
             if (isStreaming()) {
-                show(row, place);
+                show(row, groups);
             } else {
                 rows.push_back(std::move(row));
             }
         }
         sort(rows);
         for (auto row = rows.begin(); row != rows.end() && !isFull(); ++row) {
-            show(*row, place);
+            show(*row, groups);
         }
     }
 
@@ -153,7 +153,7 @@ private:
         return (m_arguments.kind.empty() || node.kind == m_arguments.kind) &&
                (m_arguments.state.empty() || node.state == m_arguments.state);
     }
-    /// The greatest names are all that is asked for: the others need not even be opened.
+    /// How many of the greatest names suffice, so that no others are opened; 0 for all.
     [[nodiscard]] int greatestWanted() const {
         const bool byName = m_arguments.sort == "name" && m_arguments.reverse;
         const bool all = m_arguments.kind.empty() && m_arguments.state.empty();
@@ -171,54 +171,54 @@ private:
         }
     }
 
-    /// The row, if it is wanted, and what is below it, if that is.
-    void show(const Row& row, const Place& place) {
+    /// Prints the row if it is wanted, and with recursion the nodes below it.
+    void show(const Row& row, const GroupNames& groups) {
         if (isWanted(row.node)) {
             ++m_shown;
-            m_session.json ? writeJson(row, place) : writeRow(row, place);
+            m_session.json ? writeJson(row, groups) : writeRow(row, groups);
         }
         if (!m_arguments.recursive || row.node.kind == "result" || row.node.state == "missing" ||
             isPlaceless(row.node) || isFull() || !m_visited.insert(row.node.path).second) {
             return;
         }
-        Place below = place;
+        GroupNames below = groups;
         below.push_back(row.node.name);
-        add(*openGroup(row.node.path), "*", below);
+        add(*namedGroup(row.node.path), "*", below);
     }
 
-    void writeJson(const Row& row, const Place& place) {
+    void writeJson(const Row& row, const GroupNames& groups) {
         m_json.push_back(toJson(row.node));
         if (needsSize()) {
             m_json.back()["size"] = row.size ? Json(std::to_string(*row.size)) : Json();
         }
         if (m_arguments.recursive) {
-            Json groups = Json::array();
-            for (const std::string& name : place) {
-                groups.push_back(jsonText(name));
+            Json names = Json::array();
+            for (const std::string& name : groups) {
+                names.push_back(jsonText(name));
             }
-            m_json.back()["groups"] = std::move(groups);
+            m_json.back()["groups"] = std::move(names);
         }
     }
 
     /// For people a tree; for programs the way to the node.
-    [[nodiscard]] std::string nameAt(const Place& place, const std::string& name) const {
+    [[nodiscard]] std::string nameAt(const GroupNames& groups, const std::string& name) const {
         if (m_session.out.isTerminal()) {
-            return std::string(2 * place.size(), ' ') + name;
+            return std::string(2 * groups.size(), ' ') + name;
         }
         std::string way;
-        for (const std::string& group : place) {
+        for (const std::string& group : groups) {
             way.append(group).append("/");
         }
         return way + name;
     }
 
-    void writeRow(const Row& row, const Place& place) {
+    void writeRow(const Row& row, const GroupNames& groups) {
         const Description& node = row.node;
         const bool forPeople = m_session.out.isTerminal();
         const std::string when = node.time == 0 ? ""
                                  : forPeople    ? localTime(node.time)
                                                 : utcTime(node.time);
-        std::vector<Cell> cells{{nameAt(place, node.name)},
+        std::vector<Cell> cells{{nameAt(groups, node.name)},
                                 {node.kind},
                                 {node.state, stateStyle(node.state)},
                                 {when},
@@ -243,7 +243,7 @@ private:
 };
 
 int run(const Arguments& arguments, Session& session) {
-    const auto group = openGroup(arguments.group);
+    const auto group = namedGroup(arguments.group);
     Listing listing(arguments, session);
     listing.add(*group, arguments.mask, {});
     listing.finish();
@@ -273,7 +273,7 @@ Action list(Options& options) {
     options.flag("--reverse", arguments->reverse, "in reverse order");
     options.flag("-r,--recursive", arguments->recursive, "also what the groups in it hold");
     options.flag("-l,--long", arguments->details, "also size, link and path");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

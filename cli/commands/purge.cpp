@@ -1,9 +1,9 @@
 #include <memory>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "commands/arguments.h"
 #include "nodes/node_argument.h"
 #include "nodes/removal.h"
-#include "options.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
@@ -19,7 +19,7 @@ struct Arguments {
 };
 
 int run(const Arguments& arguments, Session& session) {
-    const auto group = openGroup(arguments.group);
+    const auto group = namedGroup(arguments.group);
     if (arguments.keep < 0) {
         throw Failure(exitUsage, group->getPath(), "how many to keep is missing",
                       "give --keep N, and --dry-run to see what would go");
@@ -53,8 +53,8 @@ Action purge(Options& options) {
     options.argument("GROUP", arguments->group, "a project, an experiment or a directory");
     options.option("--keep", "N", arguments->keep, 0, 1000000000, "how many of the last to keep");
     options.option("--mask", "M", arguments->mask, "of what matches this; else of 'r@@@'");
-    declareRemoval(options, arguments->choice);
-    return [arguments](Session& session) { return run(*arguments, session); };
+    removalFlags(options, arguments->choice);
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

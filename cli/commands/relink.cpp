@@ -1,11 +1,11 @@
 #include <memory>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/presence.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
-#include "nodes/presence.h"
-#include "options.h"
-#include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/file_set.h"
 
@@ -29,13 +29,13 @@ std::string markerAt(const std::string& argument, const std::string& extension) 
 }
 
 int run(const Arguments& arguments, Session& session) {
-    const auto node = openNode(arguments.link);
+    const auto node = namedNode(arguments.link);
     if (!node->isLinked()) {
         throw Failure(exitUsage, node->getPath(), "is not reached through a link file",
                       "name the link file in its group");
     }
     const std::string link = node->getLinkFilePath();
-    requireReadable(describe(node));
+    requireReadable(node);
     if (!node->isMissing() || isThere(node->getMarkerFilePath())) {
         throw Failure(exitNegative, link, "leads to " + std::string(node->getMarkerFilePath()),
                       "which is there: nothing to repair");
@@ -59,7 +59,7 @@ Action relink(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.argument("LINK", arguments->link, "the link file whose node has gone");
     options.argument("MARKER", arguments->target, "its new place: the directory or marker file");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

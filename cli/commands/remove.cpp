@@ -1,8 +1,8 @@
 #include <memory>
 
+#include "commands/arguments.h"
 #include "nodes/node_argument.h"
 #include "nodes/removal.h"
-#include "options.h"
 
 namespace cli {
 namespace {
@@ -16,7 +16,7 @@ int run(const Arguments& arguments, Session& session) {
     // All of them are found before the first is deleted.
     std::vector<std::string> markers;
     for (const std::string& argument : arguments.nodes) {
-        const auto node = openNode(argument);
+        const auto node = namedNode(argument);
         markers.emplace_back(node->isLinked() ? node->getLinkFilePath()
                                               : node->getMarkerFilePath());
     }
@@ -29,8 +29,8 @@ Action remove(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.arguments("NODE", arguments->nodes,
                       "what to delete; of a pattern the greatest match alone", true);
-    declareRemoval(options, arguments->choice);
-    return [arguments](Session& session) { return run(*arguments, session); };
+    removalFlags(options, arguments->choice);
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

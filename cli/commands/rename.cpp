@@ -1,14 +1,12 @@
-#include <chrono>
 #include <memory>
-#include <thread>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/presence.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
-#include "nodes/presence.h"
-#include "options.h"
-#include "output/text.h"
 
 namespace cli {
 namespace {
@@ -18,23 +16,22 @@ struct Arguments {
     std::string name;
 };
 
-/// The library says that all went well even where a look at the group failed.
+/// The library reports success even when looking at the group failed.
 void requireLinkFollowed(vesta2::INode& node, const std::string& former) {
     const std::string link = node.getLinkFilePath();
     if (link.empty() || link == former || isThere(former) || !isThere(link)) {
         throw Failure(exitFailure, former,
                       "the node is named anew, but its link could not be changed",
-                      "see 'vesta2 show " + shellQuote(node.getPath()) + "'");
+                      seeCommand("show", node.getPath()));
     }
 }
 
 int run(const Arguments& arguments, Session& session) {
-    const auto node = openPresentNode(arguments.node);
-    requireReadable(describe(node));
+    const auto node = namedPresentNode(arguments.node);
+    requireReadable(node);
     requireUnclaimed(*node);
-    // Two at once would each write a marker file of their own.
-    const FlagClaim claim(node->getPath(), flags::changing, std::chrono::seconds(10),
-                          [](auto time) { std::this_thread::sleep_for(time); });
+    // Two concurrent renames would each write a marker file.
+    const FlagClaim claim = claimForChange(node->getPath());
     const std::string former = node->getLinkFilePath();
     const std::string oldMarker = node->getMarkerFilePath();
     if (!node->changeUserVisibleName(arguments.name.c_str())) {
@@ -50,9 +47,9 @@ int run(const Arguments& arguments, Session& session) {
 
 Action rename(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    nodeArgument(options, arguments->node);
     options.argument("NAME", arguments->name, "what it is to be called; its directory stays");
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

@@ -8,13 +8,14 @@
 #include <optional>
 #include <thread>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"
-#include "options.h"
-#include "output/text.h"
+#include "vesta2/names.h"
 #include "vesta2/node.h"
 
 namespace cli {
@@ -75,19 +76,19 @@ std::string kindName(kind_t kind) {
 }
 
 Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
-    const std::size_t equals = assignment.find('=');
-    if (equals == std::string::npos || equals == 0) {
+    const auto parts = splitAssignment(assignment);
+    if (!parts) {
         throw Failure(exitUsage, {}, shellQuote(assignment) + " is no assignment",
                       "write it as KEY=VALUE");
     }
-    const std::string key = assignment.substr(0, equals);
+    const auto& [key, text] = *parts;
     if (roleOf(key) == Role::creation || roleOf(key) == Role::link) {
         throw Failure(exitUsage, node.getPath(), shellQuote(key) + " is kept by the library",
                       "choose another key");
     }
-    const variant_t old = node.getPropertyStorage()->getProperty(("vesta/" + key).c_str());
+    const variant_t old = getProperty(node, key);
     const kind_t kind = old.empty() ? usualKind(key) : old.kind();
-    const std::optional<variant_t> value = parseValue(assignment.substr(equals + 1), kind);
+    const std::optional<variant_t> value = parseValue(text, kind);
     if (!value) {
         throw Failure(exitUsage, node.getPath(),
                       shellQuote(assignment) + ": " + shellQuote(key) + " is " + kindName(kind),
@@ -96,13 +97,10 @@ Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
     return {key, *value};
 }
 
-/// How long another `set` may take.
-constexpr std::chrono::seconds patience(10);
-
 /// Where the node is, without keeping it open: what is read before the claim may be out of date.
 struct Place {
     explicit Place(const std::string& argument) {
-        const auto node = openPresentNode(argument);
+        const auto node = namedPresentNode(argument);
         directory = node->getPath();
         marker = node->getMarkerFilePath();
     }
@@ -111,25 +109,24 @@ struct Place {
     std::string marker;
 };
 
-/// Makes the client of a network file system ask its server which file is at `path`: it may
-/// remember the one that was there before the last owner of the flag saved. Whether it may be
-/// wrong about the content of the right one too, as the caches of such clients in user space are
-/// for a second.
+/// Makes the client of a network file system revalidate `path`: its cache may name the file from
+/// before the last owner of the flag saved. Returns whether the cached content may be out of date
+/// too, as with clients in user space (FUSE), for a second.
 bool askServerFor(const std::string& path) {
     struct statfs fileSystem {};
     return ::statfs(path.c_str(), &fileSystem) != 0 || fileSystem.f_type == FUSE_SUPER_MAGIC;
 }
 
-/// The node as it is on disk now that the flag is ours.
+/// Opens the node as it is on disk after the claim.
 basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
     constexpr std::chrono::milliseconds pause(100);
     constexpr int mostTries = 30;
     for (int attempt = 1;; ++attempt) {
         const bool mayBeWrong = askServerFor(place.marker);
-        const auto node = openNode(place.marker);
+        const auto node = namedNode(place.marker);
         const bool isRead = vesta2::Node::markerState(node) == vesta2::marker_state_t::read;
         if (isRead || !mayBeWrong || attempt == mostTries) {
-            requireReadable(describe(node));
+            requireReadable(node);
             return node;
         }
         std::this_thread::sleep_for(pause);
@@ -138,10 +135,9 @@ basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
 
 int run(const Arguments& arguments, Session& session) {
     const Place place(arguments.node);
-    const FlagClaim claim(place.directory, flags::changing, patience,
-                          [](auto time) { std::this_thread::sleep_for(time); });
-    // Whoever collects would overwrite the change.
-    requireUnclaimed(place.directory, {flags::collecting, flags::projectReadOnly});
+    const FlagClaim claim = claimForChange(place.directory);
+    // A collector saves its own copy of the properties, and would overwrite the change.
+    requireUnclaimed(place.directory, {flags::collecting, vesta2::flag_name::projectReadOnly});
     const auto node = openClaimed(place);
     std::vector<Property> changes;
     for (const std::string& assignment : arguments.assignments) {
@@ -168,9 +164,9 @@ int run(const Arguments& arguments, Session& session) {
 
 Action set(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    nodeArgument(options, arguments->node);
     options.arguments("KEY=VALUE", arguments->assignments, "the properties to change", true);
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

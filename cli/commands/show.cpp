@@ -3,14 +3,14 @@
 #include <memory>
 #include <string_view>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/presence.h"
+#include "base/text.h"
+#include "commands/arguments.h"
 #include "nodes/contents.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
-#include "nodes/presence.h"
 #include "nodes/properties.h"
-#include "options.h"
-#include "output/text.h"
 #include "vesta2/i_project.h"
 #include "vesta2/node.h"
 
@@ -138,7 +138,7 @@ std::vector<Fact> select(const std::vector<Fact>& facts, const std::vector<std::
                                         [&](const Fact& fact) { return fact.key == key; });
         if (found == facts.end()) {
             throw Failure(exitNotFound, path, "has no property " + shellQuote(key),
-                          "see 'vesta2 show " + shellQuote(path) + "' for all of them");
+                          seeCommand("show", path) + " for all of them");
         }
         chosen.push_back(*found);
     }
@@ -146,7 +146,7 @@ std::vector<Fact> select(const std::vector<Fact>& facts, const std::vector<std::
 }
 
 int run(const Arguments& arguments, Session& session) {
-    const auto node = openNode(arguments.node);
+    const auto node = namedNode(arguments.node);
     std::vector<Fact> facts = gatherFacts(node);
     if (wantsContents(arguments.keys) && isThere(node->getPath())) {
         addContents(facts, node);
@@ -178,9 +178,9 @@ int run(const Arguments& arguments, Session& session) {
 
 Action show(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("NODE", arguments->node, "a directory, marker file, link file or pattern");
+    nodeArgument(options, arguments->node);
     options.arguments("KEY", arguments->keys, "print the values of these alone, one a line", false);
-    return [arguments](Session& session) { return run(*arguments, session); };
+    return makeAction(arguments, run);
 }
 
 }  // namespace cli

@@ -2,48 +2,44 @@
 
 #include <memory>
 
-#include "collector/signals.h"
-#include "failure.h"
+#include "base/failure.h"
+#include "base/signals.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
-#include "options.h"
+#include "options/options.h"
+#include "output/item_report.h"
 
 namespace cli {
 namespace {
 
 using ResultHandle = basekit2::sptr_t<vesta2::IResultDirectory>;
 /// Marks the result; raises `Failure`.
-using Mark = ResultHandle(ResultHandle result);
+using Marking = ResultHandle(ResultHandle result);
 
-void markAll(const std::vector<std::string>& arguments, Mark& mark, Session& session) {
-    Json marked = Json::array();
+int markAll(const std::vector<std::string>& arguments, Marking& mark, Session& session) {
+    ItemReport report(session, "results");
     for (const std::string& argument : arguments) {
-        const ResultHandle result = mark(openResult(argument));
-        if (session.json) {
-            marked.push_back(toJson(describe(result)));
-        } else {
-            session.out.writeText(result->getPath());
-        }
+        const ResultHandle result = mark(namedResult(argument));
+        report.add(result->getPath(), [&] { return toJson(describe(result)); });
     }
-    if (session.json) {
-        session.out.writeJson({{"results", std::move(marked)}});
-    }
+    return report.finish();
 }
 
-Action declareMark(Options& options, Mark& mark) {
+Action declareMarking(Options& options, Marking& mark) {
     auto nodes = std::make_shared<std::vector<std::string>>();
     options.arguments("NODE", *nodes, "a result, or a pattern for the newest", true);
-    return [nodes, &mark](Session& session) {
-        markAll(*nodes, mark, session);
-        return int{exitOk};
-    };
+    return [nodes, &mark](Session& session) { return markAll(*nodes, mark, session); };
+}
+
+void requireMarkable(vesta2::INode& result) {
+    requirePresent(result);
+    requireUnclaimed(result);
 }
 
 ResultHandle setFinalized(ResultHandle result) {
-    requirePresent(*result);
-    requireUnclaimed(*result);
-    // The library tells by the status alone whether the mark was made.
+    requireMarkable(*result);
+    // Whether the mark was made shows in the status alone.
     result->setFinalized(true);
     if (vesta2::getStatus() != vesta2::eOK) {
         throw Failure::fromWriting(vesta2::getStatus(), result->getPath(), result->getPath());
@@ -51,21 +47,21 @@ ResultHandle setFinalized(ResultHandle result) {
     return result;
 }
 
-/// An invalid result also goes to a place beside its own, but the mark is what counts.
+/// The library also moves an invalid result aside. A failed move is no error here, a missing mark
+/// is.
 ResultHandle setInvalid(ResultHandle result) {
     if (!result->isValid()) {
         return result;
     }
-    requirePresent(*result);
-    requireUnclaimed(*result);
-    // A half-moved result would be left by a signal.
+    requireMarkable(*result);
+    // A signal must not interrupt the move.
     const Signals signals;
     result->setInvalid();
     const vesta2::error_t status = vesta2::getStatus();
     const std::string path = result->getPath();
-    // The object takes itself for marked even when that failed.
+    // The open object reports the mark even when it could not be made.
     result.reset();
-    result = openResult(path);
+    result = namedResult(path);
     if (result->isValid()) {
         throw Failure::fromWriting(status, path, path);
     }
@@ -74,7 +70,7 @@ ResultHandle setInvalid(ResultHandle result) {
 
 }  // namespace
 
-Action finalize(Options& options) { return declareMark(options, setFinalized); }
-Action invalidate(Options& options) { return declareMark(options, setInvalid); }
+Action finalize(Options& options) { return declareMarking(options, setFinalized); }
+Action invalidate(Options& options) { return declareMarking(options, setInvalid); }
 
 }  // namespace cli

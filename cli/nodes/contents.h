@@ -1,4 +1,5 @@
 #pragma once
+/// Size and number of the files below a directory.
 
 #include <cstdint>
 #include <string>

@@ -2,13 +2,14 @@
 
 #include <boost/filesystem/path.hpp>
 
+#include "base/presence.h"
+#include "base/text.h"
 #include "nodes/flags.h"
-#include "nodes/presence.h"
-#include "output/text.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
+#include "vesta2/property_names.h"
 
 namespace cli {
 
@@ -26,20 +27,20 @@ std::string kindOf(const basekit2::sptr_t<vesta2::INode>& node) {
 }
 
 std::string stateOf(vesta2::IResultDirectory& result) {
-    // The library takes a mark that it cannot look at for absent.
+    // The library reports a mark as absent when looking for it failed; `isThere` raises.
     const std::string directory = result.getPath();
-    if (!result.isValid() || isThere(directory + "/.bad")) {
+    if (!result.isValid() || isThere(directory + "/" + vesta2::mark::invalid)) {
         return "invalid";
     }
-    if (result.isFinalized() || isThere(directory + "/.norun")) {
+    if (result.isFinalized() || isThere(directory + "/" + vesta2::mark::finalized)) {
         return "finalized";
     }
     const vesta2::util::FlagLook look = vesta2::util::lookAtFlag(directory, flags::collecting);
-    switch (look.state) {
+    switch (look.state()) {
     case vesta2::util::flag_state_t::held: {
-        // Who cannot read its files is told that it may be held.
-        const std::string file = directory + "/" + look.name + vesta2::getFlagLockExtension();
-        return !look.record.empty() || isThere(file) ? "collecting" : "incomplete";
+        // A flag whose files cannot be read also counts as held.
+        const std::string file = directory + "/" + look.name() + vesta2::getFlagLockExtension();
+        return !look.record().empty() || isThere(file) ? "collecting" : "incomplete";
     }
     case vesta2::util::flag_state_t::stale:
         return "orphaned";
@@ -59,7 +60,7 @@ void describeResult(vesta2::IResultDirectory& result, Description& out) {
 
 std::string hostOf(vesta2::INode& node) {
     const basekit2::variant_bag_t* section = vestaSection(node);
-    const basekit2::variant_t* host = section ? section->find("hostname") : nullptr;
+    const basekit2::variant_t* host = section ? section->find(vesta2::property::hostname) : nullptr;
     return host && host->as_string() ? *host->as_string() : std::string();
 }
 
@@ -91,13 +92,17 @@ std::string stateOf(const basekit2::sptr_t<vesta2::INode>& node) {
 const basekit2::variant_bag_t* vestaSection(vesta2::INode& node) {
     const auto storage = node.getPropertyStorage();
     const basekit2::variant_bag_t* bag = storage->getBag();
-    return bag ? bag->get_bag("vesta") : nullptr;
+    return bag ? bag->get_bag(vesta2::section::vesta) : nullptr;
 }
 
 void requireReadable(const Description& description) {
     if (description.damage) {
         throw *description.damage;
     }
+}
+
+void requireReadable(const basekit2::sptr_t<vesta2::INode>& node) {
+    requireReadable(describe(node));
 }
 
 Description describe(const basekit2::sptr_t<vesta2::INode>& node) {

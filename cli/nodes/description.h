@@ -1,13 +1,13 @@
 #pragma once
-/// What there is to tell of a node, whatever its kind.
+/// A summary of a node of any kind.
 
 #include <optional>
 #include <string>
 
+#include "base/failure.h"
 #include "basekit2/object.h"
-#include "failure.h"
 #include "output/json.h"
-#include "session.h"
+#include "output/session.h"
 #include "vesta2/i_node.h"
 #include "vesta2/i_result_directory.h"
 
@@ -29,14 +29,14 @@ struct Description {
     std::optional<Failure> damage;  ///< of an "unreadable" node: what could not be read
 };
 
-/// Nothing but the node's marker, state and flag files is looked at. What could not be looked at
-/// makes the node "unreadable".
+/// Reads the marker file, the state marks and the flag files alone. An error while reading makes
+/// the node "unreadable".
 Description describe(const basekit2::sptr_t<vesta2::INode>& node);
 
 Json toJson(const Description& description);
 
-/// Prints what a command has made of a node: as JSON its description under `member`, else `text`.
-/// Returns the exit code of success.
+/// Prints the result of a command on a node: as JSON the node's description under `member`, else
+/// `text`. Returns the exit code of success.
 int reportNode(Session& session, const char* member, const basekit2::sptr_t<vesta2::INode>& node,
                const std::string& text);
 
@@ -46,7 +46,8 @@ const char* stateStyle(const std::string& state);
 /// The "vesta" section; null when there is none.
 const basekit2::variant_bag_t* vestaSection(vesta2::INode& node);
 
-/// Raises `Failure` for an "unreadable" node. What it seems to lack may be there all the same.
+/// Raise `Failure` for an "unreadable" node.
 void requireReadable(const Description& description);
+void requireReadable(const basekit2::sptr_t<vesta2::INode>& node);
 
 }  // namespace cli

@@ -3,14 +3,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <map>
 
+#include "base/failure.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/descriptor.h"
-#include "failure.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 
@@ -28,8 +29,8 @@ bool isBookkeeping(const std::string& name) {
                             vesta2::getFlagInfoExtension());
         return set;
     }();
-    return name == ".norun" || name == ".bad" || vesta2::hasExtension(name, extensions) ||
-           basekit2::is_bag_temporary(name);
+    return name == vesta2::mark::finalized || name == vesta2::mark::invalid ||
+           vesta2::hasExtension(name, extensions) || basekit2::is_bag_temporary(name);
 }
 
 std::map<std::string, fs::directory_entry> entriesBelow(const std::string& directory) {
@@ -43,7 +44,7 @@ std::map<std::string, fs::directory_entry> entriesBelow(const std::string& direc
     return entries;
 }
 
-std::string describe(const fs::directory_entry& entry) {
+std::string summaryOf(const fs::directory_entry& entry) {
     switch (entry.symlink_status().type()) {
     case fs::file_type::regular:
         return std::to_string(entry.file_size());
@@ -106,11 +107,11 @@ std::vector<FileDifference> compareFiles(const std::string& before, const std::s
     for (const auto& [path, entry] : old) {
         const auto match = added.find(path);
         if (match == added.end()) {
-            differences.push_back({path, describe(entry), {}});
+            differences.push_back({path, summaryOf(entry), {}});
             continue;
         }
-        const std::string kind = describe(entry);
-        const std::string newKind = describe(match->second);
+        const std::string kind = summaryOf(entry);
+        const std::string newKind = summaryOf(match->second);
         const bool isFile = entry.symlink_status().type() == fs::file_type::regular;
         if (kind != newKind || (isFile && !isSameContent(entry.path(), match->second.path()))) {
             differences.push_back({path, kind, newKind});
@@ -118,7 +119,7 @@ std::vector<FileDifference> compareFiles(const std::string& before, const std::s
         added.erase(match);
     }
     for (const auto& [path, entry] : added) {
-        differences.push_back({path, {}, describe(entry)});
+        differences.push_back({path, {}, summaryOf(entry)});
     }
     return differences;
 }

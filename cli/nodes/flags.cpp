@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <boost/filesystem/exception.hpp>
+#include <thread>
 
-#include "nodes/presence.h"
-#include "output/text.h"
+#include "base/presence.h"
+#include "base/text.h"
+#include "vesta2/property_names.h"
 
 namespace cli {
 
@@ -16,15 +18,17 @@ const char* stateName(flag_state_t state) {
 }
 
 std::optional<FlagOwner> ownerOf(const FlagLook& look) {
-    if (look.record.empty()) {
+    if (look.record().empty()) {
         return std::nullopt;
     }
+    namespace record_key = vesta2::record_key;
     const auto text = [&](const char* key) {
-        const basekit2::variant_t value = look.record.get_variant(key);
+        const basekit2::variant_t value = look.record().get_variant(key);
         return value.as_string() ? *value.as_string() : "?";
     };
-    return FlagOwner{text("host"), text("user"), look.record.get_variant("pid").to_int64(),
-                     look.record.get_variant("timestamp").to_int64()};
+    return FlagOwner{text(record_key::host), text(record_key::user),
+                     look.record().get_variant(record_key::pid).to_int64(),
+                     look.record().get_variant(record_key::timestamp).to_int64()};
 }
 
 Failure heldFailure(const std::string& directory, const FlagLook& look) {
@@ -33,14 +37,14 @@ Failure heldFailure(const std::string& directory, const FlagLook& look) {
         who = owner->user + ", process " + std::to_string(owner->process) + " on " + owner->host +
               ", since " + localTime(owner->since);
     }
-    return {exitLocked, directory, "the flag " + shellQuote(look.name) + " is held by " + who,
+    return {exitLocked, directory, "the flag " + shellQuote(look.name()) + " is held by " + who,
             "wait until that process has ended"};
 }
 
 namespace {
 
 void requireFree(const std::string& directory, const FlagLook& look) {
-    if (look.state == flag_state_t::held) {
+    if (look.state() == flag_state_t::held) {
         throw heldFailure(directory, look);
     }
 }
@@ -72,13 +76,13 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
     milliseconds next(5);
     m_manager.setDirectory(directory);
     for (;;) {
-        FlagLook owner{name, flag_state_t::held, {}};
-        const vesta2::error_t status = m_manager.writeFlag(name.c_str(), false, &owner.record);
+        basekit2::variant_bag_t record;
+        const vesta2::error_t status = m_manager.writeFlag(name.c_str(), false, &record);
         if (status == vesta2::eOK) {
             return;
         }
         if (status == vesta2::eSerializationError) {
-            // Only where there are no record locks does that keep anybody from the flag.
+            // Only without record locks does a damaged record prevent a claim.
             throw Failure(exitFailure, directory + "/" + name, "the files of this flag are damaged",
                           "delete them with 'vesta2 flag clear'");
         }
@@ -86,18 +90,23 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
             throw Failure::fromWriting(status, directory + "/" + name, directory);
         }
         if (Clock::now() >= end) {
-            throw heldFailure(directory, owner);
+            throw heldFailure(directory, {name, flag_state_t::held, record});
         }
         pause(next);
         next = std::min(next * 2, longestPause);
     }
 }
 
+FlagClaim claimForChange(const std::string& directory) {
+    return {directory, flags::changing, std::chrono::seconds(10),
+            [](auto time) { std::this_thread::sleep_for(time); }};
+}
+
 FlagClaim::~FlagClaim() {
     try {
         m_manager.eraseAll();
     } catch (const boost::filesystem::filesystem_error&) {
-        // What stays behind is stale when this process has ended, and the next claim takes it over.
+        // The files stay. They are stale when this process has ended.
     }
 }
 

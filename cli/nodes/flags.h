@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
+#include "base/failure.h"
 #include "vesta2/flag_look.h"
 #include "vesta2/flag_manager.h"
 #include "vesta2/i_node.h"
@@ -18,10 +18,8 @@ namespace cli {
 namespace flags {
 /// A result is being collected.
 inline constexpr const char* collecting = "collecting";
-/// Properties are being changed.
+/// The node is being changed.
 inline constexpr const char* changing = "changing";
-/// The library saves no node that another process has claimed by it.
-inline constexpr const char* projectReadOnly = "project_read_only";
 }  // namespace flags
 
 /// "held", "stale" or "free".
@@ -34,13 +32,14 @@ struct FlagOwner {
     std::int64_t process = 0;
     std::int64_t since = 0;
 };
-/// Nothing when nothing tells.
+/// Nothing when the flag has no record.
 std::optional<FlagOwner> ownerOf(const vesta2::util::FlagLook& look);
 
-/// That somebody else has the flag of the node in `directory`, and who that is.
+/// The error for a flag of the node in `directory` that another process holds.
 Failure heldFailure(const std::string& directory, const vesta2::util::FlagLook& look);
 
-/// Raise `Failure` when a process has a flag on the node itself; not so for the nodes in it.
+/// Raise `Failure` when a process holds a flag of the node: any flag, or one of `names`. Flags of
+/// the nodes in it do not count.
 void requireUnclaimed(vesta2::INode& node);
 void requireUnclaimed(const std::string& directory, const std::vector<const char*>& names);
 
@@ -61,5 +60,9 @@ public:
 private:
     vesta2::util::FlagManager m_manager;
 };
+
+/// Claims the node in `directory` for a change to it. Waits as long as another change may take, and
+/// then raises `Failure`.
+FlagClaim claimForChange(const std::string& directory);
 
 }  // namespace cli

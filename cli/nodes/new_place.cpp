@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <limits>
 
+#include "base/text.h"
 #include "basekit2/bag_io.h"
 #include "nodes/node_argument.h"
-#include "output/text.h"
 #include "vesta2/tree_copy.h"
 
 namespace cli {
@@ -88,7 +88,7 @@ void NewPlace::requireReadable(const std::vector<std::string>& exclusions) {
         const bool isReadable = ::access(path.c_str(), isDirectory ? R_OK | X_OK : R_OK) == 0 &&
                                 ::lstat(path.c_str(), &status) == 0;
         if (!isReadable && errno == ENAMETOOLONG) {
-            return;  // the library needs no paths, and finds out itself
+            return;  // the library works on descriptors, and has no limit of length
         }
         if (!isReadable) {
             throw Failure::fromErrno(errno, path);
@@ -100,7 +100,7 @@ void NewPlace::requireReadable(const std::vector<std::string>& exclusions) {
 std::uint64_t NewPlace::freeBytes() const {
     struct statvfs info {};
     if (::statvfs(m_parent.c_str(), &info) != 0 || info.f_blocks == 0) {
-        return std::numeric_limits<std::uint64_t>::max();  // nobody can tell
+        return std::numeric_limits<std::uint64_t>::max();  // unknown
     }
     const std::uint64_t blocks = ::geteuid() == 0 ? info.f_bfree : info.f_bavail;
     return blocks * info.f_frsize;
@@ -119,7 +119,7 @@ Failure NewPlace::failure(vesta2::error_t status) const {
     }
     const Failure cause = Failure::fromWriting(status, m_path, m_parent);
     if (cause.code() == exitUsage || cause.code() == exitExists) {
-        return cause;  // the new name is the trouble
+        return cause;  // about the new name
     }
     return {cause.code(), m_path, m_source + " could not be copied in full: " + cause.problem(),
             "nothing was kept; " + cause.remedy()};

@@ -1,17 +1,17 @@
 #pragma once
-/// Where a copy of a node is to be made.
+/// The destination of a copy.
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "failure.h"
+#include "base/failure.h"
 #include "vesta2/i_node.h"
 
 namespace cli {
 
-/// Finds out before anything is copied what would go wrong: afterwards the library's codes tell
-/// little.
+/// Checks the destination and the source before anything is copied: the library's codes do not tell
+/// why a copy failed.
 class NewPlace {
 public:
     /// Raises `Failure` when `node`, all but the names that match `exclusions`, cannot be copied to
@@ -21,9 +21,9 @@ public:
 
     [[nodiscard]] const std::string& path() const { return m_path; }
 
-    /// That the copy failed and has been undone, with the likeliest reason.
+    /// The error for a copy that failed and was undone, with the likeliest reason.
     [[nodiscard]] Failure failure(vesta2::error_t status) const;
-    /// That the user did not want it any more, and it has been undone.
+    /// The error for a copy that was cancelled and undone.
     [[nodiscard]] Failure cancelled() const;
 
 private:

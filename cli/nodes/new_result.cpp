@@ -2,16 +2,17 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/presence.h"
+#include "base/text.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
-#include "nodes/presence.h"
 #include "nodes/variables.h"
-#include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -28,8 +29,8 @@ void requireOverwritable(const NewResult& wanted, const std::string& group,
     vesta2::splitDirPatternAndFileName(wanted.name, vesta2::resultMarkerFileExt(), directory,
                                        marker);
     const boost::filesystem::path whole(directory);
-    const std::string name =
-        vesta2::Pattern::subst(whole.filename().native(), variables.get_bag("vesta"));
+    const std::string name = vesta2::Pattern::subst(whole.filename().native(),
+                                                    variables.get_bag(vesta2::section::vesta));
     const std::string path =
         vesta2::completePath(whole.parent_path() / name, group.c_str()).native();
     if (!isThere(path)) {
@@ -39,7 +40,7 @@ void requireOverwritable(const NewResult& wanted, const std::string& group,
         throw Failure(exitExists, path, "is there, but is no result",
                       "--overwrite replaces results only; choose another name");
     }
-    requireUnclaimed(*openResult(path));
+    requireUnclaimed(*namedResult(path));
 }
 
 Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const std::string& path) {
@@ -71,7 +72,7 @@ Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const s
 
 basekit2::sptr_t<vesta2::IResultDirectory>
 createNewResult(const NewResult& wanted, const vesta2::ResultVariableBag& variables) {
-    const std::string group = wanted.group.empty() ? "" : openGroup(wanted.group)->getPath();
+    const std::string group = groupPath(wanted.group);
     requirePath(wanted.name);
     requireKnownVariables(wanted.name, variables);
     if (wanted.overwrite) {

@@ -1,5 +1,5 @@
 #pragma once
-/// Making results, as `collect` and `create result` both do.
+/// Creation of results.
 
 #include <string>
 

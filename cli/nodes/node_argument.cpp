@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "nodes/presence.h"
-#include "output/text.h"
+#include "base/presence.h"
+#include "base/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -20,7 +20,7 @@ namespace {
 /// Why there is no node at `path`, and what helps.
 Failure noNode(const std::string& path) {
     const std::string parent = boost::filesystem::path(path).parent_path().native();
-    const std::string look = "see 'vesta2 list " + shellQuote(parent) + "'";
+    const std::string look = seeCommand("list", parent);
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
         if (errno != ENOENT) {
@@ -33,7 +33,7 @@ Failure noNode(const std::string& path) {
     }
     if (S_ISDIR(status.st_mode)) {
         return {exitNotFound, path, "a directory, but no result, experiment or project",
-                "see 'vesta2 list " + shellQuote(path) + "' for the nodes in it"};
+                seeCommand("list", path) + " for the nodes in it"};
     }
     return {exitNotFound, path, "neither a marker file nor a link file", look};
 }
@@ -44,7 +44,7 @@ std::string requirePath(const std::string& path) {
     if (path.empty()) {
         throw Failure(exitUsage, {}, "the path is empty", "name a directory, or '.'");
     }
-    // The library takes the root for an empty path, which would mean the working directory.
+    // The library strips the final slash: "/" would become the empty path, the working directory.
     if (!std::filesystem::absolute(path).lexically_normal().has_relative_path()) {
         throw Failure(exitUsage, "/", "the root directory cannot be a node or a group",
                       "name a directory below it");
@@ -54,18 +54,18 @@ std::string requirePath(const std::string& path) {
 
 Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
     if (status == vesta2::eParameterError) {
-        // The search itself does not tell what is wrong with a pattern.
+        // The status of a search does not tell what is wrong with a pattern.
         const std::string name = boost::filesystem::path(pattern).filename().native();
         status = vesta2::ResultDirectoryManager::validateResultDirectoryPattern(name.c_str());
     }
     return Failure::fromStatus(status, pattern);
 }
 
-basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument) {
+basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument) {
     const std::string path = requirePath(argument);
     const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
                                 vesta2::projectMarkerFileExt());
-    // What is there goes first: a directory may really be named "r@@@".
+    // Before patterns: a directory may be named "r@@@".
     std::string marker = vesta2::findMarkerFileOrLink(path, kinds, true);
     if (marker.empty()) {
         vesta2::FileSet found;
@@ -100,24 +100,29 @@ void requirePresent(vesta2::INode& node) {
                   "point it at the new place with 'vesta2 relink'");
 }
 
-basekit2::sptr_t<vesta2::INode> openPresentNode(const std::string& argument) {
-    auto node = openNode(argument);
+basekit2::sptr_t<vesta2::INode> namedPresentNode(const std::string& argument) {
+    auto node = namedNode(argument);
     requirePresent(*node);
     return node;
 }
 
-basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& argument) {
-    const basekit2::sptr_t<vesta2::INode> node = openNode(argument);
+basekit2::sptr_t<vesta2::IResultDirectory> namedResult(const std::string& argument) {
+    const basekit2::sptr_t<vesta2::INode> node = namedNode(argument);
     auto result = vesta2::IResultDirectory::cast(node);
     if (!result) {
         throw Failure(exitUsage, node->getPath(), "a project or an experiment, no result",
-                      "see 'vesta2 list " + shellQuote(node->getPath()) +
-                          "' for the results in it");
+                      seeCommand("list", node->getPath()) + " for the results in it");
     }
     return result;
 }
 
-basekit2::sptr_t<vesta2::INodeGroup> openGroup(const std::string& argument) {
+basekit2::sptr_t<vesta2::IResultDirectory> namedPresentResult(const std::string& argument) {
+    auto result = namedResult(argument);
+    requirePresent(*result);
+    return result;
+}
+
+basekit2::sptr_t<vesta2::INodeGroup> namedGroup(const std::string& argument) {
     const std::string path = requirePath(argument);
     basekit2::sptr_t<vesta2::INodeGroup> group = vesta2::INodeGroup::open(path.c_str());
     if (!group) {
@@ -129,6 +134,10 @@ basekit2::sptr_t<vesta2::INodeGroup> openGroup(const std::string& argument) {
                       "name a directory, a project or an experiment");
     }
     return group;
+}
+
+std::string groupPath(const std::string& argument) {
+    return argument.empty() ? std::string() : namedGroup(argument)->getPath();
 }
 
 }  // namespace cli

@@ -1,10 +1,10 @@
 #pragma once
-/// From what a user typed to a node.
+/// Nodes and groups as arguments name them.
 
 #include <string>
 
+#include "base/failure.h"
 #include "basekit2/object.h"
-#include "failure.h"
 #include "vesta2/i_node.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/i_result_directory.h"
@@ -15,24 +15,27 @@ namespace cli {
 /// which cannot be a node.
 std::string requirePath(const std::string& path);
 
-/// The node that `argument` denotes: a directory, a marker file, a link file, or else a pattern, of
+/// The node that `argument` names: a directory, a marker file, a link file, or else a pattern, of
 /// which the greatest match is taken. Raises `Failure` when there is none. The marker file may be
 /// unreadable: see `describe`.
-basekit2::sptr_t<vesta2::INode> openNode(const std::string& argument);
+basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument);
 
 /// Raises `Failure` when all that is left of the node is the link file that led to it.
 void requirePresent(vesta2::INode& node);
 
-/// As `openNode`, of a node that is there.
-basekit2::sptr_t<vesta2::INode> openPresentNode(const std::string& argument);
+/// As `namedNode` and `requirePresent`.
+basekit2::sptr_t<vesta2::INode> namedPresentNode(const std::string& argument);
 
-/// As `openNode`, for what only a result can do.
-basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& argument);
+/// As `namedNode` and `namedPresentNode`, for what only a result can do.
+basekit2::sptr_t<vesta2::IResultDirectory> namedResult(const std::string& argument);
+basekit2::sptr_t<vesta2::IResultDirectory> namedPresentResult(const std::string& argument);
 
 /// Why a search for `pattern` ended with `status`.
 Failure searchFailure(vesta2::error_t status, const std::string& pattern);
 
 /// The group at `argument`: a project, an experiment or any directory.
-basekit2::sptr_t<vesta2::INodeGroup> openGroup(const std::string& argument);
+basekit2::sptr_t<vesta2::INodeGroup> namedGroup(const std::string& argument);
+/// Its directory; empty, which is the working directory, when `argument` is empty.
+std::string groupPath(const std::string& argument);
 
 }  // namespace cli

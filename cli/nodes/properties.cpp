@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 
-#include "failure.h"
+#include "base/failure.h"
 #include "nodes/description.h"
+#include "nodes/variables.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -13,41 +15,46 @@ namespace {
 using kind_t = basekit2::variant_t::kind_t;
 
 struct KnownKey {
-    std::string_view key;
+    std::string key;
     Role role;
     kind_t kind;
 };
 
-constexpr std::array knownKeys{
-    KnownKey{"timestamp", Role::creation, kind_t::uint64},
-    KnownKey{"hostname", Role::creation, kind_t::str},
-    KnownKey{"os", Role::creation, kind_t::str},
-    KnownKey{"product", Role::creation, kind_t::str},
-    KnownKey{"buildNumber", Role::creation, kind_t::int32},
-    KnownKey{"logicalCPUCount", Role::creation, kind_t::int32},
-    KnownKey{"CPUFrequency", Role::creation, kind_t::int64},
-    KnownKey{"mpirank", Role::creation, kind_t::int32},
-    KnownKey{"backlink", Role::link, kind_t::str},
-    KnownKey{"collectionTimeBegin", Role::time, kind_t::uint64},
-    KnownKey{"collectionTimeEnd", Role::time, kind_t::uint64},
-    KnownKey{"finalizationTimeBegin", Role::time, kind_t::uint64},
-    KnownKey{"finalizationTimeEnd", Role::time, kind_t::uint64},
-    KnownKey{"variables/date", Role::time, kind_t::str},
-    KnownKey{key::exitCode, Role::fact, kind_t::int32},
-    KnownKey{key::exitSignal, Role::fact, kind_t::int32},
-    KnownKey{key::elapsed, Role::measurement, kind_t::uint64},
-    KnownKey{key::userTime, Role::measurement, kind_t::uint64},
-    KnownKey{key::systemTime, Role::measurement, kind_t::uint64},
-    KnownKey{key::peakMemory, Role::measurement, kind_t::uint64},
-    KnownKey{key::readBytes, Role::measurement, kind_t::uint64},
-    KnownKey{key::writtenBytes, Role::measurement, kind_t::uint64},
-    KnownKey{key::sampleCount, Role::measurement, kind_t::uint64},
-};
-
 KnownKey known(std::string_view key) {
-    const auto* found = std::find_if(knownKeys.begin(), knownKeys.end(),
+    namespace property = vesta2::property;
+    static const std::array keys{
+        KnownKey{property::timestamp, Role::creation, kind_t::uint64},
+        KnownKey{property::hostname, Role::creation, kind_t::str},
+        KnownKey{property::os, Role::creation, kind_t::str},
+        KnownKey{property::product, Role::creation, kind_t::str},
+        KnownKey{property::buildNumber, Role::creation, kind_t::int32},
+        KnownKey{property::logicalCpuCount, Role::creation, kind_t::int32},
+        KnownKey{property::cpuFrequency, Role::creation, kind_t::int64},
+        KnownKey{property::mpiRank, Role::creation, kind_t::int32},
+        KnownKey{property::backlink, Role::link, kind_t::str},
+        KnownKey{property::collectionTimeBegin, Role::time, kind_t::uint64},
+        KnownKey{property::collectionTimeEnd, Role::time, kind_t::uint64},
+        KnownKey{property::finalizationTimeBegin, Role::time, kind_t::uint64},
+        KnownKey{property::finalizationTimeEnd, Role::time, kind_t::uint64},
+        KnownKey{std::string(vesta2::section::variables) + "/" + dateVariable, Role::time,
+                 kind_t::str},
+        KnownKey{key::exitCode, Role::fact, kind_t::int32},
+        KnownKey{key::exitSignal, Role::fact, kind_t::int32},
+        KnownKey{key::elapsed, Role::measurement, kind_t::uint64},
+        KnownKey{key::userTime, Role::measurement, kind_t::uint64},
+        KnownKey{key::systemTime, Role::measurement, kind_t::uint64},
+        KnownKey{key::peakMemory, Role::measurement, kind_t::uint64},
+        KnownKey{key::readBytes, Role::measurement, kind_t::uint64},
+        KnownKey{key::writtenBytes, Role::measurement, kind_t::uint64},
+        KnownKey{key::sampleCount, Role::measurement, kind_t::uint64},
+    };
+    const auto* found = std::find_if(keys.begin(), keys.end(),
                                      [&](const KnownKey& entry) { return entry.key == key; });
-    return found != knownKeys.end() ? *found : KnownKey{key, Role::fact, kind_t::str};
+    return found != keys.end() ? *found : KnownKey{std::string(key), Role::fact, kind_t::str};
+}
+
+std::string pathOf(const std::string& key) {
+    return std::string(vesta2::section::vesta) + "/" + key;
 }
 
 void flatten(const basekit2::variant_bag_t& bag, const std::string& prefix,
@@ -66,7 +73,8 @@ void flatten(const basekit2::variant_bag_t& bag, const std::string& prefix,
 Role roleOf(std::string_view key) { return known(key).role; }
 
 bool isTime(std::string_view key) {
-    return key == "timestamp" || (roleOf(key) == Role::time && usualKind(key) != kind_t::str);
+    return key == vesta2::property::timestamp ||
+           (roleOf(key) == Role::time && usualKind(key) != kind_t::str);
 }
 
 kind_t usualKind(std::string_view key) { return known(key).kind; }
@@ -89,12 +97,16 @@ std::string valueText(const basekit2::variant_t& value) {
     return std::to_string(value.to_int64());
 }
 
+basekit2::variant_t getProperty(vesta2::INode& node, const std::string& key) {
+    return node.getPropertyStorage()->getProperty(pathOf(key).c_str());
+}
+
 bool putProperty(vesta2::INode& node, const std::string& key, const basekit2::variant_t& value) {
-    return node.getPropertyStorage()->setProperty(("vesta/" + key).c_str(), value);
+    return node.getPropertyStorage()->setProperty(pathOf(key).c_str(), value);
 }
 
 void saveProperties(vesta2::INode& node) {
-    // What `save` returns tells nothing; see there.
+    // `save` returns true also after a failed write.
     node.save();
     const vesta2::error_t status = vesta2::ResultDirectoryManager::getLastError();
     if (status == vesta2::eOK) {

@@ -27,10 +27,10 @@ inline constexpr const char* sampleCount = "sampleCount";
 
 enum class Role {
     fact,
-    creation,     ///< written when the node was made, and true for good
+    creation,     ///< written when the node was made, and never changed
     time,         ///< when something happened
-    measurement,  ///< never quite the same in two runs
-    link,         ///< how a node elsewhere is reached; kept by the library
+    measurement,  ///< differs between two runs of the same program
+    link,         ///< path of the link file; kept by the library
 };
 
 Role roleOf(std::string_view key);
@@ -44,11 +44,14 @@ struct Property {
     basekit2::variant_t value;
 };
 
-/// All of them, those in nested bags under their path, in the order of the marker file.
+/// All properties in the order of the marker file, those of nested bags by their paths.
 std::vector<Property> properties(vesta2::INode& node);
 
 /// A number in decimal, a string as it is.
 std::string valueText(const basekit2::variant_t& value);
+
+/// The value, or an empty variant.
+basekit2::variant_t getProperty(vesta2::INode& node, const std::string& key);
 
 /// Puts a property in memory; false when the key cannot be one.
 bool putProperty(vesta2::INode& node, const std::string& key, const basekit2::variant_t& value);

@@ -4,11 +4,12 @@
 
 #include <iostream>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "base/presence.h"
+#include "base/text.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
-#include "nodes/presence.h"
-#include "output/text.h"
+#include "output/item_report.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/node.h"
 
@@ -18,7 +19,7 @@ namespace {
 using NodeHandle = basekit2::sptr_t<vesta2::INode>;
 
 /// Empty when somebody else has deleted the node.
-NodeHandle open(const std::string& marker) {
+NodeHandle lookUp(const std::string& marker) {
     NodeHandle node = vesta2::Node::lookup(marker, nullptr);
     if (!node && isThere(marker)) {
         throw Failure::fromStatus(vesta2::getStatus(), marker);
@@ -27,7 +28,7 @@ NodeHandle open(const std::string& marker) {
 }
 
 /// What is deleted, for people: with the nodes that go with it.
-std::string tell(const NodeHandle& node) {
+std::string deletionText(const NodeHandle& node) {
     const Description description = describe(node);
     std::string line = description.kind + " " + description.path;
     if (description.state == "missing") {
@@ -38,14 +39,14 @@ std::string tell(const NodeHandle& node) {
     return line;
 }
 
-void remove(vesta2::INode& node, const Description& description) {
+void removeNode(vesta2::INode& node, const Description& description) {
     // It may have been claimed while the user was asked.
     requireUnclaimed(node);
     const std::string link = node.getLinkFilePath();
     if (!node.remove()) {
         throw Failure::fromStatus(vesta2::getStatus(), description.path);
     }
-    // What the library could not look at it does not delete.
+    // The library keeps what it failed to look at, and still reports success.
     const bool isDirectoryLeft = description.state != "missing" && isThere(description.path);
     if (isDirectoryLeft || (!link.empty() && isThere(link))) {
         throw Failure(exitFailure, isDirectoryLeft ? description.path : link,
@@ -55,8 +56,8 @@ void remove(vesta2::INode& node, const Description& description) {
 
 bool askUser(const std::vector<std::string>& markers) {
     for (const std::string& marker : markers) {
-        if (const NodeHandle node = open(marker)) {
-            writeMessage(escapeText("will delete the " + tell(node)));
+        if (const NodeHandle node = lookUp(marker)) {
+            writeMessage(escapeText("will delete the " + deletionText(node)));
         }
     }
     writeRawMessage("Delete " + std::to_string(markers.size()) + " for good? [y/N]");
@@ -67,15 +68,10 @@ bool askUser(const std::vector<std::string>& markers) {
 
 }  // namespace
 
-void declareRemoval(Options& options, RemovalChoice& choice) {
-    options.flag("-y,--yes", choice.withoutQuestion, "do not ask");
-    options.flag("--dry-run", choice.dryRun, "print what would be deleted, and delete nothing");
-}
-
 int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
                 Session& session) {
     for (const std::string& marker : markers) {
-        if (const NodeHandle node = open(marker)) {
+        if (const NodeHandle node = lookUp(marker)) {
             requireUnclaimed(*node);
         }
     }
@@ -88,26 +84,20 @@ int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& ch
         session.note("nothing deleted");
         return exitNegative;
     }
-    Json removed = Json::array();
+    ItemReport report(session, "removed");
     for (const std::string& marker : markers) {
-        const NodeHandle node = open(marker);
+        const NodeHandle node = lookUp(marker);
         if (!node) {
             continue;
         }
         const Description description = describe(node);
         if (!choice.dryRun) {
-            remove(*node, description);
+            removeNode(*node, description);
         }
-        if (session.json) {
-            removed.push_back(toJson(description));
-        } else {
-            session.out.writeText(description.state == "missing" ? marker : description.path);
-        }
+        report.add(description.state == "missing" ? marker : description.path,
+                   [&] { return toJson(description); });
     }
-    if (session.json) {
-        session.out.writeJson({{"dryRun", choice.dryRun}, {"removed", std::move(removed)}});
-    }
-    return exitOk;
+    return report.finish({{"dryRun", choice.dryRun}});
 }
 
 }  // namespace cli

@@ -1,10 +1,10 @@
 #pragma once
-/// Deleting nodes, with a question first.
+/// Deletion of nodes, after a question.
 
 #include <string>
 #include <vector>
 
-#include "options.h"
+#include "output/session.h"
 
 namespace cli {
 
@@ -13,12 +13,9 @@ struct RemovalChoice {
     bool dryRun = false;
 };
 
-/// Declares "-y" and "--dry-run".
-void declareRemoval(Options& options, RemovalChoice& choice);
-
 /// Deletes the nodes of these marker or link files, and prints the path of each. On a terminal it
-/// asks first; elsewhere it refuses without "-y". One that cannot be deleted ends it. Returns the
-/// exit code.
+/// asks first; elsewhere it refuses without "-y". Stops at the first that cannot be deleted.
+/// Returns the exit code.
 int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
                 Session& session);
 

@@ -9,11 +9,12 @@
 #include <ctime>
 #include <string_view>
 
+#include "base/failure.h"
+#include "base/text.h"
 #include "basekit2/path.h"
-#include "failure.h"
-#include "output/text.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -44,7 +45,8 @@ std::string asName(std::string text) {
 /// Those that a name may have, for people.
 std::string listOf(const vesta2::ResultVariableBag& variables) {
     std::string list;
-    for (const auto& [name, value] : *variables.get_bag("vesta")->get_bag("variables")) {
+    for (const auto& [name, value] :
+         *variables.get_bag(vesta2::section::vesta)->get_bag(vesta2::section::variables)) {
         list += (list.empty() ? "{" : ", {") + name + "}";
     }
     return list;
@@ -80,16 +82,16 @@ vesta2::ResultVariableBag nameVariables(const std::vector<std::string>& given,
         variables.putVariable("app",
                               asName(std::string(basekit2::path_t(program).last_component())));
     }
-    variables.putVariable("date", localDay(std::time(nullptr)));
+    variables.putVariable(dateVariable, localDay(std::time(nullptr)));
     variables.putVariable(
         "rank", std::to_string(std::max(vesta2::ResultDirectoryManager::getCurrentMpiRank(), 0)));
     for (const std::string& definition : given) {
-        const std::size_t equals = definition.find('=');
-        if (equals == std::string::npos || equals == 0) {
+        const auto assignment = splitAssignment(definition);
+        if (!assignment) {
             throw Failure(exitUsage, {}, "--var " + shellQuote(definition) + " is no definition",
                           "write it as --var NAME=VALUE");
         }
-        variables.putVariable(definition.substr(0, equals).c_str(), definition.substr(equals + 1));
+        variables.putVariable(assignment->first.c_str(), assignment->second);
     }
     return variables;
 }

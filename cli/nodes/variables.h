@@ -1,5 +1,5 @@
 #pragma once
-/// The variables of a result's name.
+/// The variables in names of results.
 
 #include <string>
 #include <vector>
@@ -7,6 +7,9 @@
 #include "vesta2/result_variable_bag.h"
 
 namespace cli {
+
+/// The day of creation.
+inline constexpr const char* dateVariable = "date";
 
 /// {user}, {host}, {app}, {date} and {rank}, and what was given as "K=V", which goes first. {app}
 /// is the base name of `program`, and absent without one; {rank} is "0" outside MPI. What a name

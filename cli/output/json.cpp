@@ -1,7 +1,7 @@
 #include "output/json.h"
 
+#include "base/text.h"
 #include "basekit2/utf8.h"
-#include "output/text.h"
 
 namespace cli {
 

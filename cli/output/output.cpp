@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "failure.h"
-#include "output/text.h"
+#include "base/failure.h"
+#include "base/text.h"
 
 namespace cli {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "failure.h"
+#include "base/failure.h"
 #include "output/json.h"
 
 namespace cli {
@@ -25,7 +25,7 @@ public:
     void write(std::string_view text);
     /// One object on its own, with the schema number in front; indented on a terminal.
     void writeJson(const Json& members);
-    /// One text: as it is for programs, made harmless for a terminal.
+    /// One line of text; escaped when it goes to a terminal.
     void writeText(std::string_view text);
     void flush();
 
@@ -35,10 +35,10 @@ private:
     bool m_color = false;
 };
 
-/// That an output stream took no more, for the reason `error` (an `errno` value).
+/// The error for a failed write to an output stream; `error` is an `errno` value.
 Failure lostOutput(int error);
 
-/// Columns of the terminal behind `stream`; the usual number without one.
+/// Columns of the terminal behind `stream`; 80 without one.
 int terminalWidth(int stream);
 
 /// Members with the schema number in front.

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "output/text.h"
+#include "base/text.h"
 
 namespace cli {
 namespace {
@@ -71,7 +71,7 @@ void Progress::finish() {
 }
 
 bool Progress::isCancelled() {
-    // A copy starts with a clean status, and tells a failed step by that alone.
+    // A failed step shows in the status alone, which is eOK when the copy starts.
     if (m_isStarted && m_failure == vesta2::eOK) {
         m_failure = vesta2::getStatus();
     }

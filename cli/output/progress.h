@@ -1,19 +1,19 @@
 #pragma once
+/// The progress display of copies, which also cancels them.
 
 #include <chrono>
 #include <string>
 
-#include "collector/signals.h"
+#include "base/signals.h"
 #include "notify2/progress.h"
-#include "session.h"
+#include "output/session.h"
 #include "vesta2/error.h"
 
 namespace cli {
 
-/// Shows how far a copy has come, and cancels it when a signal asks for the end, or when a step of
-/// it has failed: nobody wants a copy of a part, and what is cancelled is undone. On a terminal one
-/// line that is drawn again and again and is gone at the end; elsewhere a line every few seconds,
-/// with "-v" alone. What takes but a moment shows nothing.
+/// Cancels the copy on a signal, and after its first failed step: a cancelled copy is undone, so
+/// that none stays incomplete. On a terminal one line is redrawn, and erased at the end. Elsewhere
+/// "-v" gives a line every few seconds. A short copy shows nothing.
 class Progress : public notify2::IProgress {
 public:
     /// `base` is cut off the paths that are shown.

@@ -4,7 +4,7 @@
 #include <numeric>
 #include <utility>
 
-#include "output/text.h"
+#include "base/text.h"
 
 namespace cli {
 namespace {

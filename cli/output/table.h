@@ -1,5 +1,5 @@
 #pragma once
-/// Rows for people and for programs.
+/// Tables of text.
 
 #include <string>
 #include <vector>
@@ -28,7 +28,7 @@ public:
     Table(Output& out, std::vector<Column> columns);
 
     void add(std::vector<Cell> row);
-    /// Prints what had to wait for its widths.
+    /// Prints the rows that were kept to compute the widths.
     void finish();
 
 private:

@@ -182,7 +182,7 @@ TEST_F(FileLockerTest, WhatCannotBeLookedAtIsHeld) {
               Case{{"query", ENOLCK}, flag_state_t::stale},
               Case{{"pread", EIO}, flag_state_t::held}}) {
             fault = each.fault;
-            EXPECT_EQ(util::lookAtFlag(m_temp.path().native(), "flag").state, each.state)
+            EXPECT_EQ(util::lookAtFlag(m_temp.path().native(), "flag").state(), each.state)
                 << each.fault.call << ' ' << each.fault.error;
         }
         // Nor is it taken or deleted.

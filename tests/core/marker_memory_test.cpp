@@ -1,4 +1,4 @@
-#include "vesta/discovery/marker_memory.h"
+#include "vesta/discovery/group_markers.h"
 
 #include <unistd.h>
 

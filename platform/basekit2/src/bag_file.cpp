@@ -206,7 +206,7 @@ int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const c
 }
 
 int save_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {
-    return save_variant_bag2(bag, path, "bag", durability);
+    return save_variant_bag2(bag, path, default_root, durability);
 }
 
 int create_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {

@@ -5,28 +5,27 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 
 #include "basekit2/descriptor.h"
+#include "basekit2/directory_listing.h"
 #include "basekit2/uninterrupted.h"
 
 namespace basekit2 {
 namespace {
 
-namespace fs = boost::filesystem;
-
-void collect(const fs::path& directory, std::string_view mask, bool recursive,
+void collect(const std::string& directory, std::string_view mask, bool recursive,
              std::vector<path_t>& found) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-        if (entry.symlink_status().type() == fs::directory_file) {
-            if (recursive) {
-                collect(entry.path(), mask, recursive, found);
+    directory_listing_t listing(directory);
+    while (listing.next()) {
+        if (listing.kind() != DT_DIR) {
+            if (path_t(std::string(listing.name())).match(mask)) {
+                found.emplace_back(listing.path());
             }
-        } else if (path_t(entry.path().filename().native()).match(mask)) {
-            found.emplace_back(entry.path().native());
+        } else if (recursive) {
+            collect(listing.path(), mask, recursive, found);
         }
     }
 }
@@ -85,12 +84,15 @@ bool read_file(const std::string& path, std::size_t limit, std::string& text) {
     return false;
 }
 
-std::vector<path_t> find_files(const path_t& directory, std::string_view mask, bool recursive) {
-    std::vector<path_t> found;
-    collect(directory.text(), mask, recursive, found);
-    std::sort(found.begin(), found.end(),
+void find_files(const path_t& directory, std::string_view mask, bool recursive,
+                void (*found)(const path_t& path, void* context), void* context) {
+    std::vector<path_t> paths;
+    collect(directory.text(), mask, recursive, paths);
+    std::sort(paths.begin(), paths.end(),
               [](const path_t& a, const path_t& b) { return a.text() < b.text(); });
-    return found;
+    for (const path_t& path : paths) {
+        found(path, context);
+    }
 }
 
 bool remove_file(const path_t& path) { return ::unlink(path.c_str()) == 0; }

@@ -1,7 +1,11 @@
 #include "basekit2/variant.h"
 
 #include <algorithm>
+#include <functional>
+#include <string_view>
 #include <type_traits>
+#include <unordered_set>
+#include <utility>
 
 namespace basekit2 {
 
@@ -74,15 +78,89 @@ bool operator==(const variant_t& a, const variant_t& b) {
     return bag && other ? *bag == *other : a.m_value == b.m_value;
 }
 
+namespace {
+
+/// An entry between its neighbours in the order of putting.
+struct node_t : variant_bag_t::entry_t {
+    node_t(std::string_view its_name, variant_t its_value)
+        : entry_t{std::string(its_name), std::move(its_value)} {}
+
+    node_t* previous = nullptr;
+    node_t* next = nullptr;
+};
+
+std::string_view name_of(const node_t& node) { return node.name; }
+std::string_view name_of(std::string_view name) { return name; }
+
+/// Not `noexcept`: the set then remembers what it has hashed.
+struct name_hash_t {
+    using is_transparent = void;
+    std::size_t operator()(const auto& named) const {
+        return std::hash<std::string_view>()(name_of(named));
+    }
+};
+
+struct same_name_t {
+    using is_transparent = void;
+    bool operator()(const auto& a, const auto& b) const noexcept {
+        return name_of(a) == name_of(b);
+    }
+};
+
+}  // namespace
+
+struct variant_bag_t::contents_t {
+    node_t* first = nullptr;
+    node_t* last = nullptr;
+    std::unordered_set<node_t, name_hash_t, same_name_t> nodes;
+
+    /// The set hands its elements out as constants for the sake of the name, which nobody changes.
+    static node_t& changeable(const node_t& node) { return const_cast<node_t&>(node); }
+
+    [[nodiscard]] const node_t* find(std::string_view name) const {
+        // A few names are compared in less time than one is hashed.
+        constexpr std::size_t few = 16;
+        if (nodes.size() > few) {
+            const auto found = nodes.find(name);
+            return found == nodes.end() ? nullptr : &*found;
+        }
+        const node_t* node = first;
+        while (node && node->name != name) {
+            node = node->next;
+        }
+        return node;
+    }
+
+    void add(std::string_view name, variant_t value) {
+        node_t& added = changeable(*nodes.emplace(name, std::move(value)).first);
+        added.previous = last;
+        (last ? last->next : first) = &added;
+        last = &added;
+    }
+
+    bool remove(std::string_view name) {
+        const auto found = nodes.find(name);
+        if (found == nodes.end()) {
+            return false;
+        }
+        (found->previous ? found->previous->next : first) = found->next;
+        (found->next ? found->next->previous : last) = found->previous;
+        nodes.erase(found);
+        return true;
+    }
+};
+
+void variant_bag_t::deleter_t::operator()(contents_t* contents) const noexcept { delete contents; }
+
+variant_bag_t::const_iterator& variant_bag_t::const_iterator::operator++() noexcept {
+    m_entry = static_cast<const node_t*>(m_entry)->next;
+    return *this;
+}
+
 variant_bag_t::variant_bag_t(const variant_bag_t& other) {
     for (const entry_t& entry : other) {
         put(entry.name, entry.value);
     }
-}
-
-variant_bag_t::variant_bag_t(variant_bag_t&& other) noexcept
-    : m_entries(std::move(other.m_entries)), m_index(std::move(other.m_index)) {
-    other.clear();
 }
 
 variant_bag_t& variant_bag_t::operator=(const variant_bag_t& other) {
@@ -90,75 +168,61 @@ variant_bag_t& variant_bag_t::operator=(const variant_bag_t& other) {
     return *this;
 }
 
-variant_bag_t& variant_bag_t::operator=(variant_bag_t&& other) noexcept {
-    m_entries.swap(other.m_entries);
-    m_index.swap(other.m_index);
-    return *this;
-}
-
 void variant_bag_t::put(std::string_view name, variant_t value) {
     if (value.empty()) {
         remove(name);
-        return;
-    }
-    const auto found = m_index.find(name);
-    if (found != m_index.end()) {
-        found->second->value = std::move(value);
-        return;
-    }
-    m_entries.push_back({std::string(name), std::move(value)});
-    const auto last = std::prev(m_entries.end());
-    try {
-        m_index.emplace(last->name, last);
-    } catch (...) {
-        m_entries.pop_back();
-        throw;
+    } else if (variant_t* found = find_value(name)) {
+        *found = std::move(value);
+    } else {
+        if (!m_contents) {
+            m_contents.reset(new contents_t);
+        }
+        m_contents->add(name, std::move(value));
     }
 }
 
-bool variant_bag_t::has(std::string_view name) const { return m_index.count(name) != 0; }
-
-const variant_t* variant_bag_t::find(std::string_view name) const {
-    const auto found = m_index.find(name);
-    return found == m_index.end() ? nullptr : &found->second->value;
+variant_t* variant_bag_t::find_value(std::string_view name) const {
+    const node_t* node = m_contents ? m_contents->find(name) : nullptr;
+    return node ? &contents_t::changeable(*node).value : nullptr;
 }
+
+bool variant_bag_t::has(std::string_view name) const { return find_value(name) != nullptr; }
+
+const variant_t* variant_bag_t::find(std::string_view name) const { return find_value(name); }
 
 variant_t variant_bag_t::get_variant(std::string_view name, const variant_t& fallback) const {
-    const variant_t* value = find(name);
+    const variant_t* value = find_value(name);
     return value ? *value : fallback;
 }
 
 const variant_bag_t* variant_bag_t::get_bag(std::string_view name) const {
-    const variant_t* value = find(name);
+    const variant_t* value = find_value(name);
     return value ? value->as_bag() : nullptr;
 }
 
 variant_bag_t* variant_bag_t::get_bag(std::string_view name) {
-    const auto found = m_index.find(name);
-    return found == m_index.end() ? nullptr : found->second->value.as_bag();
+    variant_t* value = find_value(name);
+    return value ? value->as_bag() : nullptr;
 }
 
 variant_bag_t& variant_bag_t::put_bag(std::string_view name) {
-    if (!get_bag(name)) {
-        put(name, variant_bag_t());
+    if (variant_bag_t* bag = get_bag(name)) {
+        return *bag;
     }
+    put(name, variant_bag_t());
     return *get_bag(name);
 }
 
-bool variant_bag_t::remove(std::string_view name) {
-    const auto found = m_index.find(name);
-    if (found == m_index.end()) {
-        return false;
-    }
-    const auto entry = found->second;
-    m_index.erase(found);
-    m_entries.erase(entry);
-    return true;
+bool variant_bag_t::remove(std::string_view name) { return m_contents && m_contents->remove(name); }
+
+void variant_bag_t::clear() noexcept { m_contents.reset(); }
+
+std::size_t variant_bag_t::size() const noexcept {
+    return m_contents ? m_contents->nodes.size() : 0;
 }
 
-void variant_bag_t::clear() noexcept {
-    m_index.clear();
-    m_entries.clear();
+variant_bag_t::const_iterator variant_bag_t::begin() const noexcept {
+    return const_iterator(m_contents ? m_contents->first : nullptr);
 }
 
 bool operator==(const variant_bag_t& a, const variant_bag_t& b) {

@@ -10,9 +10,9 @@
 /// but that nothing is there. Only an entry that this process may not look into is passed over
 /// where all entries of a directory are searched: it is somebody else's, and hides no other.
 
-#include <boost/filesystem/path.hpp>
 #include <string>
 
+#include "vesta2/boost_fwd.h"
 #include "vesta2/export.h"
 #include "vesta2/file_set.h"
 

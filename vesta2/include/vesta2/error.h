@@ -5,9 +5,9 @@
 /// status. The status is strictly per thread. Everything here is safe from any thread, also while
 /// the thread or the process ends.
 
-#include <boost/system/system_error.hpp>
 #include <cstdint>
 
+#include "vesta2/boost_fwd.h"
 #include "vesta2/export.h"
 
 namespace vesta2 {

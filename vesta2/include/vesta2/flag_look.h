@@ -1,10 +1,13 @@
 #pragma once
-/// A look at the flags of others, for listings: it makes, changes and deletes no file, and drops no
-/// lock of this process. Safe from any thread. What it tells may have changed meanwhile; who needs
-/// to be sure claims the flag.
+/// A look at the flags of others, for listings.
+///
+/// It makes, changes and deletes no file, and drops no lock of this process. What it tells may have
+/// changed meanwhile; who needs to be sure claims the flag. Safe from any thread; what is returned
+/// is plain data.
 
+#include <cstddef>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "basekit2/variant.h"
 #include "vesta2/export.h"
@@ -17,19 +20,56 @@ enum class flag_state_t {
     stale,  ///< its owner has ended without giving it up; the next claim takes it over
 };
 
-struct FlagLook {
-    std::string name;
-    flag_state_t state = flag_state_t::free;
-    /// Who has it or had it: "timestamp" (seconds since the Epoch), "pid", "ppid", "host", "user",
-    /// "os". Empty when that cannot be read.
-    basekit2::variant_bag_t record;
+/// What a look at one flag found. Layout: one pointer.
+class VESTA2_API FlagLook {
+public:
+    FlagLook(std::string name, flag_state_t state, basekit2::variant_bag_t record);
+    FlagLook(const FlagLook& other);
+    FlagLook& operator=(const FlagLook& other);
+    ~FlagLook();
+
+    // Lifetime: what is returned is valid as long as the object, and until it is assigned to.
+
+    [[nodiscard]] const std::string& name() const;
+    [[nodiscard]] flag_state_t state() const;
+    /// Returns: who has the flag or had it, as "timestamp" (seconds since the Epoch), "pid",
+    /// "ppid", "host", "user" and "os"; empty when that cannot be read.
+    [[nodiscard]] const basekit2::variant_bag_t& record() const;
+
+private:
+    struct Found;
+    std::unique_ptr<Found> m_found;
 };
 
-/// The flag `name` of the node in `directory`.
+/// What looks at several flags found, by name. Layout: one pointer.
+class VESTA2_API FlagLooks {
+public:
+    using value_type = FlagLook;
+    using const_iterator = const FlagLook*;
+    using iterator = const_iterator;
+
+    FlagLooks(FlagLooks&& other) noexcept;
+    ~FlagLooks();
+
+    [[nodiscard]] bool empty() const { return size() == 0; }
+    [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(end() - begin()); }
+    [[nodiscard]] const_iterator begin() const;
+    [[nodiscard]] const_iterator end() const;
+    const FlagLook& operator[](std::size_t index) const { return begin()[index]; }
+
+private:
+    friend VESTA2_API FlagLooks lookAtFlags(const std::string& directory);
+    struct List;
+    explicit FlagLooks(std::unique_ptr<List> list);
+
+    std::unique_ptr<List> m_list;
+};
+
+/// Returns: what is known of the flag `name` of the node in `directory`.
 VESTA2_API FlagLook lookAtFlag(const std::string& directory, const std::string& name);
 
-/// All flags that have a file in `directory`, by name. Throws
-/// `boost::filesystem::filesystem_error` when it cannot be listed.
-VESTA2_API std::vector<FlagLook> lookAtFlags(const std::string& directory);
+/// Returns: all flags that have a file in `directory`.
+/// Throws `boost::filesystem::filesystem_error` when it cannot be listed.
+VESTA2_API FlagLooks lookAtFlags(const std::string& directory);
 
 }  // namespace vesta2::util

@@ -20,10 +20,7 @@
 /// thread's status alone. They throw
 /// `boost::filesystem::filesystem_error` when a file cannot be deleted.
 
-#include <atomic>
-#include <boost/shared_ptr.hpp>
-#include <boost/thread/mutex.hpp>
-#include <map>
+#include <memory>
 #include <string>
 
 #include "basekit2/variant.h"
@@ -33,12 +30,11 @@
 
 namespace vesta2::util {
 
-class FlagFiles;
-
+/// Layout: one pointer.
 class VESTA2_API FlagManager {
 public:
     /// Until `setDirectory` is called, a flag's name is its path.
-    FlagManager() = default;
+    FlagManager();
     /// Ends every flag, as `eraseAll`. Throws as that does.
     ~FlagManager() noexcept(false);  // NOLINT(bugprone-exception-escape): as promised
     FlagManager(const FlagManager&) = delete;
@@ -97,21 +93,8 @@ public:
     static const char* getFlagInfoExtension();
 
 private:
-    struct Flag {
-        boost::shared_ptr<FileLocker> locker;  ///< null while preserved
-        basekit2::variant_bag_t info;
-    };
-
-    void forgetInherited();
-    [[nodiscard]] std::string pathOf(const std::string& name) const;
-    error_t claim(const char* name, const FlagFiles& files, bool force,
-                  basekit2::variant_bag_t& record);
-
-    boost::mutex m_mutex;
-    std::string m_directory;
-    std::map<std::string, Flag> m_flags;  ///< by name
-    boost::unique_lock<boost::mutex> m_preserveLock;
-    std::atomic<int> m_process{0};  ///< the one that claimed the flags
+    struct Held;
+    const std::unique_ptr<Held> m_held;
 };
 
 /// The name of the flag that guards the data called `name`.

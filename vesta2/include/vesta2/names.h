@@ -6,8 +6,8 @@
 /// thread. A returned `const char*` is valid for the life of the process.
 
 #include <string>
-#include <vector>
 
+#include "basekit2/string_span.h"
 #include "vesta2/error.h"
 #include "vesta2/export.h"
 
@@ -35,8 +35,33 @@ VESTA2_API std::string experimentLinkExt();
 VESTA2_API const char* getFlagLockExtension();
 VESTA2_API const char* getFlagInfoExtension();
 /// Wildcard patterns that match both files of every flag: they claim the directory that they lie
-/// in, and no copy of it.
-VESTA2_API std::vector<std::string> flagFilePatterns();
+/// in, and no copy of it. Lifetime: the process.
+VESTA2_API basekit2::string_span_t flagFilePatterns();
+
+/// Empty files in a result's directory that tell its state.
+namespace mark {
+inline constexpr const char* finalized = ".norun";
+inline constexpr const char* invalid = ".bad";
+}  // namespace mark
+/// What the name of a result's directory is followed by when the result is marked invalid.
+inline constexpr const char* invalidSuffix = "-bad";
+
+/// Names of files and directories in a result's directory.
+namespace result_file {
+inline constexpr const char* applicationLog = "application.log";
+inline constexpr const char* collectorLog = "collector.log";
+inline constexpr const char* commandLog = "command.log";
+inline constexpr const char* sourceDirectory = "source";
+inline constexpr const char* configDirectory = "config";
+}  // namespace result_file
+/// A project's marker file of this base name gives the project no name: that of the directory does.
+inline constexpr const char* unnamedProject = "config";
+
+/// Flags that the library itself heeds; all others are its callers'.
+namespace flag_name {
+/// No other process can save a node whose flag of this name is claimed.
+inline constexpr const char* projectReadOnly = "project_read_only";
+}  // namespace flag_name
 
 /// "data.": collector data directories are named by it and a number.
 VESTA2_API const char* getCollectorDataDirectoryPrefix();

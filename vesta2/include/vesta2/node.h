@@ -5,49 +5,24 @@
 /// of a node is for one thread at a time. What an operation returns, and how long a text lives, is
 /// told in `INode`.
 
-#include <atomic>
-#include <boost/filesystem/path.hpp>
-#include <boost/thread/recursive_mutex.hpp>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "basekit2/object.h"
 #include "basekit2/variant.h"
 #include "optstore2/property_storage.h"
+#include "vesta2/boost_fwd.h"
 #include "vesta2/error.h"
 #include "vesta2/export.h"
-#include "vesta2/flag_manager.h"
 #include "vesta2/i_node.h"
+#include "vesta2/marker_file.h"
 
 namespace vesta2 {
 
 class NodeGroup;
-
-/// Notices changes of a node's properties. Lives inside the node and is never counted.
-class VESTA2_API PropertyChangeMonitor : public optstore2::IPropertyStorageChangeListener2 {
-public:
-    unsigned add_ref() const override { return 0; }
-    unsigned release() const override { return 0; }
-    void propertyChanging(const char* /*path*/) override {}
-    void propertyBagChanging(const char* /*path*/) override {}
-    void propertyChanged(const char* /*path*/) override { modified = true; }
-    void propertyBagChanged(const char* /*path*/) override { modified = true; }
-
-    bool modified = false;
-};
-
-/// What became of the last look at a node's marker file.
-enum class marker_state_t {
-    read,       ///< its properties are the node's
-    absent,     ///< there was none
-    malformed,  ///< it is no bag's text, or too large
-    /// It is there but could not be read: the disk, the network or the permissions were in the way.
-    /// What it holds is unknown, so `INode::save` refuses to replace it.
-    unreadable,
-};
+struct NodeState;
 
 class VESTA2_API Node {
 public:
@@ -159,111 +134,29 @@ public:
 protected:
     Node(std::string markerFilePath, const char* parentGroupPath);
 
-    [[nodiscard]] const boost::filesystem::path& directory() const { return m_directory; }
+    /// The node's directory. A link that does not tell where its node is stands for no directory:
+    /// then this is the path of the link file, so that what is done below it fails.
+    [[nodiscard]] const boost::filesystem::path& directory() const;
     /// The name of the marker file in the directory.
     [[nodiscard]] std::string markerFileName() const;
-    [[nodiscard]] const basekit2::variant_bag_t& properties() const { return m_properties; }
-    [[nodiscard]] marker_state_t markerState() const { return m_markerState; }
+    [[nodiscard]] const basekit2::variant_bag_t& properties() const;
+    [[nodiscard]] marker_state_t markerState() const;
     /// Properties were changed past the storage.
-    void markModified() { m_changeMonitor.modified = true; }
-    /// Whether the node is there no more, with the status `eNotFound`: its directory was removed,
-    /// and what has come into its place is another node's.
-    [[nodiscard]] bool isGone() const { return m_removed && !setStatus(eNotFound); }
+    void markModified();
     /// Takes over the group of the nodes in this node's directory.
     void setOwnGroup(std::unique_ptr<NodeGroup> group);
     /// The group given to `setOwnGroup`, with a reference added.
     [[nodiscard]] basekit2::sptr_t<INodeGroup> ownGroup() const;
 
 private:
-    friend struct GroupLook lookAtGroup(const std::string& path);
+    friend struct NodeState;
 
-    /// What looking for the group that a node belongs to came to.
-    enum class Membership { member, none, unknown };
-    /// Where a link file leads, as seen from this node.
-    enum class Leads { here, nowhere, elsewhere, unknown };
-
-    void readMarkerFile();
-    void takeName(const std::string& markerFilePath);
-    Membership adoptParent(const std::string& groupPath);
-    Membership adoptOwnParent();
-    Membership adoptAnyParent(const char* groupPath);
-    bool joinGroup(const std::string& groupPath);
-    bool followBackLink();
-    void leaveGroupThatIsNone();
-    void checkMarkerFilePath();
-    bool setLinkPath(std::string linkPath, std::string& target);
-    void adoptLink(const std::string& linkPath);
-    std::string takeLinkPath(std::string linkPath);
-    bool updateLinkFile();
-    bool findWantedLinkPath(std::string& wanted) const;
-    [[nodiscard]] Leads whereLeads(const struct LinkFile& link) const;
-    [[nodiscard]] bool isNamed(const std::string& markerFilePath) const;
-    bool canBeLinkedFrom(const boost::filesystem::path& directory,
-                         const std::string& markerName) const;
-    bool writeLinkFile(const std::string& path);
-    void dropLinkFile(const std::string& path) const;
-    void nameLinkInMarker();
-    error_t saveProperties();
-    /// What becomes of a copy with failed steps.
-    enum class Incomplete { kept, undone };
-    bool transfer(const char* destination, bool rename, notify2::IProgress* progress,
-                  Incomplete incomplete);
-    [[nodiscard]] std::string markerNameIn(const boost::filesystem::path& directory) const;
-    bool settleIn(const boost::filesystem::path& directory, const std::string& marker,
-                  const basekit2::sptr_t<INode>& group, std::optional<marker_state_t> state);
-    bool removeChildren();
-    bool removeDirectory(const boost::filesystem::path& group);
-    bool removeOwnLink(const boost::filesystem::path& group);
-    [[nodiscard]] bool ownsDirectory() const;
-    void unregister() const;
-    void unregister(const std::string& key) const;
-    [[nodiscard]] bool mayBeIn(Node& group) const;
-    [[nodiscard]] const basekit2::variant_t* findRdProp(const char* name) const;
-
-    static basekit2::sptr_t<INode> find(const std::string& path, const char* groupPath);
-    static Node* registered(const std::string& key);
-
+    /// The one object of each open marker file, also under the path of its link file.
     static std::map<std::string, Node*>& s_nodeMap;
     static boost::recursive_mutex& s_recursiveMutex;
     static unsigned s_lastUid;
 
-    mutable std::uint32_t m_references = 0;
-    std::uint32_t m_uid = 0;
-    boost::filesystem::path m_directory;
-    std::string m_path;
-    std::string m_markerFilePath;
-    std::string m_formerMarkerFilePath;  ///< what the link file may still name after a re-binding
-    std::string m_linkFilePath;
-    std::string m_checksum;
-    std::string m_userVisibleName;
-    basekit2::sptr_t<INode> m_parent;
-    std::unique_ptr<NodeGroup> m_ownGroup;
-    basekit2::variant_bag_t m_properties;
-    basekit2::sptr_t<optstore2::IBagPropertyStorage> m_propertyStorage;
-    PropertyChangeMonitor m_changeMonitor;
-    basekit2::variant_bag_t m_transient;
-    basekit2::sptr_t<optstore2::IBagPropertyStorage> m_transientStorage;
-    std::string m_outputDirectory;
-    marker_state_t m_markerState = marker_state_t::absent;
-    bool m_isPlaced = true;  ///< it is a member of its parent's group, by a link if it needs one
-    bool m_isParentKnown = true;  ///< whether the look for the parent and its link did not fail
-    bool m_linkStale = false;
-    bool m_readOnly = false;
-    bool m_removeOnClose = false;
-    std::atomic<bool> m_removed =
-        false;  ///< its directory was deleted: what is there now is another node
-    util::FlagManager m_flagManager;
-    /// Handles may be given out: neither still being made nor being destroyed.
-    bool m_open = false;
+    const std::unique_ptr<NodeState> m_state;
 };
-
-/// Writes the first marker file of the node in `directory`. A `name` that is only an extension is
-/// prefixed with the directory's own name. The status stays as it is.
-VESTA2_API error_t createDefaultMarkerFile(boost::filesystem::path directory, std::string name,
-                                           const basekit2::variant_bag_t& bag);
-
-/// Removes the property `name` from the section "vesta" of a marker file on disk; nothing is
-/// written when it is not there. Sets the status.
-VESTA2_API void removeVestaVariableFromMarkerFile(const char* markerFilePath, const char* name);
 
 }  // namespace vesta2

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <string>
 
 #include "basekit2/iterator.h"
 #include "basekit2/object.h"
 #include "vesta2/export.h"
-#include "vesta2/file_set.h"
 #include "vesta2/i_node.h"
 
 namespace vesta2 {
@@ -16,6 +17,7 @@ namespace vesta2 {
 class VESTA2_API NodeIterator final : public basekit2::iterator_handler_t<basekit2::sptr_t<INode>> {
 public:
     NodeIterator(const std::string& mask, const std::string& directory, int maxCount);
+    ~NodeIterator() override;
 
     [[nodiscard]] bool at_end() const override;
     /// Empty for a node that was removed since.
@@ -24,20 +26,17 @@ public:
     [[nodiscard]] NodeIterator* clone() const override;
     void destroy() override;
 
-    [[nodiscard]] std::size_t size() const { return m_found->size(); }
+    [[nodiscard]] std::size_t size() const;
     /// The path of the current node.
-    [[nodiscard]] const std::string& path() const { return *m_cursor; }
+    [[nodiscard]] const std::string& path() const;
 
 private:
-    class VESTA2_API MarkerFileSet final
-        : public basekit2::ref_counted_t<basekit2::object_interface_t,
-                                         basekit2::mt_ref_count_impl_t>,
-          public FileSet {};
+    class MarkerFileSet;
+    struct Position;
 
     NodeIterator(const NodeIterator& other);
 
-    basekit2::sptr_t<MarkerFileSet> m_found;
-    FileSet::const_iterator m_cursor;
+    const std::unique_ptr<Position> m_position;
 };
 
 }  // namespace vesta2

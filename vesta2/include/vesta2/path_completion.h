@@ -3,14 +3,16 @@
 /// the thread's status. Safe from any thread, but a relative path depends on the process's working
 /// directory.
 
-#include <boost/filesystem/path.hpp>
-
+#include "vesta2/boost_fwd.h"
 #include "vesta2/export.h"
 
 namespace vesta2 {
 
-/// Folds "." and ".." and doubled separators, and drops a trailing separator. Nothing is above the
-/// root: "//x" and "/../x" are "/x".
+/// `path` with "." and ".." and doubled separators folded. Nothing is above the root.
+VESTA2_API boost::filesystem::path normalPath(const boost::filesystem::path& path);
+
+/// As `normalPath`, in place, and drops a trailing separator: "//x" and
+/// "/../x/" are "/x".
 /// Deliberate: the root itself is nothing but a separator, and becomes the empty path.
 VESTA2_API void removeEndingSlash(boost::filesystem::path& path);
 

@@ -2,13 +2,11 @@
 /// Iterators over what a directory holds. Each shows the directory as it was when the iterator was
 /// made; the search leaves the thread's status as `findPatternedMarkerFileOrLink` says.
 
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "basekit2/object.h"
-#include "basekit2/path.h"
 #include "vesta2/export.h"
-#include "vesta2/file_set.h"
 #include "vesta2/i_path_iterator.h"
 
 namespace vesta2 {
@@ -18,13 +16,14 @@ class VESTA2_API NodePathIterator final
     : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
 public:
     explicit NodePathIterator(const std::string& directory);
+    ~NodePathIterator() override;
 
     std::uint32_t getSize() override;
     const char* next() override;
 
 private:
-    FileSet m_found;
-    FileSet::const_iterator m_cursor;
+    struct Walk;
+    const std::unique_ptr<Walk> m_walk;
 };
 
 /// The projects among the entries of a directory, in the order in which it lists them. A returned
@@ -35,14 +34,14 @@ public:
     /// A directory that cannot be listed, or an entry that cannot be looked at, ends the search;
     /// the status says why. Entries that this process may not look into are passed over.
     explicit ProjectPathIterator(const char* directory);
+    ~ProjectPathIterator() override;
 
     std::uint32_t getSize() override;
     const char* next() override;
 
 private:
-    std::vector<basekit2::path_t> m_found;
-    std::size_t m_cursor = 0;
-    std::string m_current;
+    struct Walk;
+    const std::unique_ptr<Walk> m_walk;
 };
 
 }  // namespace vesta2

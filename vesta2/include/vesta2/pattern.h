@@ -6,9 +6,9 @@
 ///     if (pattern.set("r@@@", nullptr) == vesta2::eOK)
 ///         std::string name = pattern.generateFileName(5, nullptr);  // "r005"
 ///
-/// Plain data: one object is not to be changed by one thread while another uses it.
+/// Plain data: one object must not be changed by one thread while another uses it.
 
-#include <cstdint>
+#include <memory>
 #include <string>
 
 #include "basekit2/variant.h"
@@ -17,9 +17,13 @@
 
 namespace vesta2 {
 
+/// Layout: one pointer.
 class VESTA2_API Pattern {
 public:
-    Pattern() = default;
+    Pattern();
+    Pattern(const Pattern& other);
+    Pattern& operator=(const Pattern& other);
+    ~Pattern();
 
     /// Parses `pattern`; with a bag (a "vesta" section) the variables of the part before the
     /// placeholders are substituted. Returns `eOK`, `eTooManyPlaceholderGroups`, or
@@ -43,17 +47,17 @@ public:
     /// Deliberate: a negative number is padded before its sign ("0-5").
     std::string generateFileName(int number, const basekit2::variant_bag_t* bag) const;
 
-    /// How many placeholders the pattern has; 0 for a plain name.
-    [[nodiscard]] int width() const { return m_width; }
-    [[nodiscard]] const std::string& prefix() const { return m_prefix; }
+    /// Returns: how many placeholders the pattern has; 0 for a plain name.
+    [[nodiscard]] int width() const;
+    /// Returns: how many numbers the placeholders can hold, 10 to the power of `width`; 0 for a
+    /// plain name. Numbers do not stop there: see `generateFileName`.
+    [[nodiscard]] int limit() const;
+    /// Returns: what precedes the placeholders. Lifetime: until the next `set`.
+    [[nodiscard]] const std::string& prefix() const;
 
 private:
-    std::string m_prefix;
-    std::string m_suffix;
-    std::int32_t m_width = 0;
-    std::int32_t m_limit = 0;
-    std::int32_t m_prefixLength = 0;
-    std::int32_t m_suffixDigits = 0;
+    struct Parts;
+    std::unique_ptr<Parts> m_parts;
 };
 
 }  // namespace vesta2

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <set>
+#include <memory>
 #include <string>
 
 #include "basekit2/object.h"
@@ -13,6 +13,9 @@ namespace vesta2 {
 class VESTA2_API ResultFiles final
     : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
 public:
+    ResultFiles();
+    ~ResultFiles() override;
+
     std::uint32_t getSize() override;
     const char* next() override;
 
@@ -21,8 +24,8 @@ public:
     void rewind();
 
 private:
-    std::set<std::string> m_paths;
-    std::set<std::string>::const_iterator m_cursor = m_paths.begin();
+    struct Walk;
+    const std::unique_ptr<Walk> m_walk;
 };
 
 }  // namespace vesta2

@@ -2,12 +2,12 @@
 /// Copies of directory trees, and the deletion of files by their names. For one thread at a time on
 /// one tree.
 
-#include <boost/filesystem/path.hpp>
 #include <string>
-#include <vector>
 
 #include "basekit2/path.h"
+#include "basekit2/string_span.h"
 #include "notify2/progress.h"
+#include "vesta2/boost_fwd.h"
 #include "vesta2/export.h"
 
 namespace vesta2 {
@@ -36,7 +36,7 @@ namespace vesta2 {
 /// the last such failure. The status stays as it is when none fails: set it to `eOK` first.
 VESTA2_API bool copyDirectoryWithExlusionPattern(boost::filesystem::path source,
                                                  boost::filesystem::path destination,
-                                                 const std::vector<std::string>& patterns,
+                                                 basekit2::string_span_t patterns,
                                                  notify2::IProgress* progress);
 
 /// The same without the files of flags.
@@ -44,7 +44,7 @@ VESTA2_API bool copyWithExcludingFlags(boost::filesystem::path source,
                                        boost::filesystem::path destination);
 
 /// Whether `fileName` matches one of `patterns`.
-VESTA2_API bool skipOnExport(const std::string& fileName, const std::vector<std::string>& patterns);
+VESTA2_API bool skipOnExport(const std::string& fileName, basekit2::string_span_t patterns);
 
 /// Deletes all files below `directory` whose names end with `suffix` (which may hold wildcards), in
 /// byte order of their paths, up to the first that cannot be deleted. True when all are gone, also

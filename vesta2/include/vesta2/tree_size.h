@@ -1,8 +1,8 @@
 #pragma once
 
-#include <boost/filesystem/path.hpp>
 #include <cstdint>
 
+#include "vesta2/boost_fwd.h"
 #include "vesta2/export.h"
 
 namespace vesta2 {

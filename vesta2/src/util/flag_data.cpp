@@ -1,16 +1,16 @@
 #include "flag_data.h"
 
-#include "flag_record.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2::util {
 
 std::int64_t FlagData::getTimestamp() const {
-    return m_record.get_variant(timestampKey).to_int64();
+    return m_record.get_variant(record_key::timestamp).to_int64();
 }
 
-const char* FlagData::getOwner() const { return text(userKey); }
+const char* FlagData::getOwner() const { return text(record_key::user); }
 
-const char* FlagData::getHostname() const { return text(hostKey); }
+const char* FlagData::getHostname() const { return text(record_key::host); }
 
 const char* FlagData::text(const char* key) const {
     const basekit2::variant_t* value = m_record.find(key);

@@ -1,14 +1,19 @@
 #include "vesta2/flag_manager.h"
 
+#include <atomic>
+#include <unistd.h>
+
 #include <boost/make_shared.hpp>
+#include <boost/shared_ptr.hpp>
+#include <boost/thread/mutex.hpp>
 #include <exception>
+#include <map>
 
 #include "../vesta/foundation/log.h"
 #include "basekit2/path.h"
 #include "flag_files.h"
 #include "vesta2/flag_look.h"
 #include "vesta2/names.h"
-#include "vesta2/process_ids.h"
 
 namespace vesta2::util {
 
@@ -28,7 +33,26 @@ std::string bareName(const std::string& name) {
     return std::string(basekit2::path_t(name).last_component());
 }
 
+struct Flag {
+    boost::shared_ptr<FileLocker> locker;  ///< null while preserved
+    variant_bag_t info;
+};
+
 }  // namespace
+
+struct FlagManager::Held {
+    boost::mutex mutex;
+    std::string directory;
+    std::map<std::string, Flag> flags;  ///< by name
+    boost::unique_lock<boost::mutex> preserveLock;
+    std::atomic<int> process{0};  ///< the one that claimed the flags
+
+    void forgetInherited();
+    [[nodiscard]] std::string pathOf(const std::string& name) const;
+    error_t claim(const char* name, const FlagFiles& files, bool force, variant_bag_t& record);
+};
+
+FlagManager::FlagManager() : m_held(std::make_unique<Held>()) {}
 
 const char* FlagManager::getFlagLockExtension() { return vesta2::getFlagLockExtension(); }
 const char* FlagManager::getFlagInfoExtension() { return vesta2::getFlagInfoExtension(); }
@@ -38,17 +62,19 @@ std::string getDataFlagName(const std::string& name) { return name + "s"; }
 // NOLINTNEXTLINE(bugprone-exception-escape): as promised
 FlagManager::~FlagManager() noexcept(false) { eraseAll(); }
 
-std::string FlagManager::pathOf(const std::string& name) const { return pathIn(m_directory, name); }
+std::string FlagManager::Held::pathOf(const std::string& name) const {
+    return pathIn(directory, name);
+}
 
 void FlagManager::setDirectory(const std::string& directory) {
-    const Lock guard(m_mutex);
-    forgetInherited();
-    if (directory == m_directory) {
+    const Lock guard(m_held->mutex);
+    m_held->forgetInherited();
+    if (directory == m_held->directory) {
         return;
     }
     std::map<std::string, Flag> kept;
-    while (!m_flags.empty()) {
-        auto flag = m_flags.extract(m_flags.begin());
+    while (!m_held->flags.empty()) {
+        auto flag = m_held->flags.extract(m_held->flags.begin());
         const std::string name = bareName(flag.key());
         const FlagFiles files(pathIn(directory, name));
         if (files.check(*flag.mapped().locker) == eOK) {
@@ -56,20 +82,20 @@ void FlagManager::setDirectory(const std::string& directory) {
             continue;
         }
         try {
-            FlagFiles(pathOf(flag.key())).giveUp(*flag.mapped().locker);
+            FlagFiles(m_held->pathOf(flag.key())).giveUp(*flag.mapped().locker);
         } catch (const boost::system::system_error& e) {
             // The files stay behind; the next to claim the flag finds that its owner has ended.
-            logError(Severity::error, errorFromBoostError(e), e.what(), __LINE__);
+            logFailure(e);
         }
     }
-    m_flags = std::move(kept);
-    m_directory = directory;
+    m_held->flags = std::move(kept);
+    m_held->directory = directory;
 }
 
-void FlagManager::forgetInherited() {
-    if (m_process != getPid()) {
-        m_flags.clear();
-        m_process = getPid();
+void FlagManager::Held::forgetInherited() {
+    if (const int now = ::getpid(); process != now) {
+        flags.clear();
+        process = now;
     }
 }
 
@@ -77,8 +103,8 @@ error_t FlagManager::getFlagInfo(const char* name, variant_bag_t& out) {
     if (!isName(name)) {
         return eParameterError;
     }
-    Lock guard(m_mutex);
-    const FlagFiles files(pathOf(name));
+    Lock guard(m_held->mutex);
+    const FlagFiles files(m_held->pathOf(name));
     guard.unlock();
     return files.readInfo(out);
 }
@@ -87,8 +113,8 @@ error_t FlagManager::writeFlagInfo(const char* name, variant_bag_t& out) {
     if (!isName(name)) {
         return eParameterError;
     }
-    Lock guard(m_mutex);
-    const FlagFiles files(pathOf(name));
+    Lock guard(m_held->mutex);
+    const FlagFiles files(m_held->pathOf(name));
     guard.unlock();
     return files.writeInfo(out);
 }
@@ -97,14 +123,14 @@ error_t FlagManager::writeFlag(const char* name, bool force, variant_bag_t* info
     if (!isName(name)) {
         return eParameterError;
     }
-    const Lock guard(m_mutex);
-    forgetInherited();
+    const Lock guard(m_held->mutex);
+    m_held->forgetInherited();
     variant_bag_t record;
     error_t code = eAlreadyExists;
-    const FlagFiles files(pathOf(name));
-    const auto held = m_flags.find(name);
-    if (held == m_flags.end()) {
-        code = claim(name, files, force, record);
+    const FlagFiles files(m_held->pathOf(name));
+    const auto held = m_held->flags.find(name);
+    if (held == m_held->flags.end()) {
+        code = m_held->claim(name, files, force, record);
         if (code != eOK && info && record.empty()) {
             files.peek(record);
         }
@@ -120,16 +146,16 @@ error_t FlagManager::writeFlag(const char* name, bool force, variant_bag_t* info
     return code;
 }
 
-/// On return `record` is that of who has the flag now, or empty.
-error_t FlagManager::claim(const char* name, const FlagFiles& files, bool force,
-                           variant_bag_t& record) {
+/// On return `record` is the present owner's, or empty.
+error_t FlagManager::Held::claim(const char* name, const FlagFiles& files, bool force,
+                                 variant_bag_t& record) {
     auto locker = boost::make_shared<FileLocker>();
     if (!files.lock(*locker)) {
         return locker->status();
     }
     const error_t code = files.claim(*locker, force, record);
     if (code == eOK) {
-        m_flags[name] = Flag{std::move(locker), record};
+        flags[name] = Flag{std::move(locker), record};
     }
     return code;
 }
@@ -138,13 +164,13 @@ error_t FlagManager::removeFlag(const char* name, bool mine, bool forceErase) {
     if (!isName(name)) {
         return eParameterError;
     }
-    const Lock guard(m_mutex);
-    forgetInherited();
-    const FlagFiles files(pathOf(name));
+    const Lock guard(m_held->mutex);
+    m_held->forgetInherited();
+    const FlagFiles files(m_held->pathOf(name));
     if (files.hasNoLockFile() && (!forceErase || files.hasNoInfoFile())) {
         return eNotFound;
     }
-    const bool isOurs = m_flags.find(name) != m_flags.end();
+    const bool isOurs = m_held->flags.find(name) != m_held->flags.end();
     if (isOurs) {
         return mine ? eraseFlag(name) : eAlreadyExists;
     }
@@ -163,13 +189,13 @@ error_t FlagManager::isFlagOwner(const char* name) {
         return eParameterError;
     }
     constexpr int unusedCode = 19;
-    Lock guard(m_mutex);
-    forgetInherited();
-    const std::string path = pathOf(name);
+    Lock guard(m_held->mutex);
+    m_held->forgetInherited();
+    const std::string path = m_held->pathOf(name);
     if (FlagFiles(path).hasNoLockFile()) {
         return eNotFound;
     }
-    if (m_flags.find(name) != m_flags.end()) {
+    if (m_held->flags.find(name) != m_held->flags.end()) {
         return eOK;
     }
     guard.unlock();
@@ -183,7 +209,7 @@ error_t FlagManager::isFlagOwner(const char* name) {
         return eNotOwner;
     case eFileAccessDenied:
         // Whose files may not be written can still be looked at.
-        return lookAtFlag({}, path).state == flag_state_t::held ? eNotOwner : code;
+        return lookAtFlag({}, path).state() == flag_state_t::held ? eNotOwner : code;
     default:
         return code;
     }
@@ -193,9 +219,9 @@ error_t FlagManager::eraseFlag(const char* name) {
     if (!isName(name)) {
         return eParameterError;
     }
-    const FlagFiles files(pathOf(name));
+    const FlagFiles files(m_held->pathOf(name));
     // Kept until the end, so that our lock lasts as long as our files.
-    const auto held = m_flags.extract(name);
+    const auto held = m_held->flags.extract(name);
     if (held) {
         files.giveUp(*held.mapped().locker);
         return eOK;
@@ -208,44 +234,44 @@ error_t FlagManager::eraseFlag(const char* name) {
 }
 
 void FlagManager::preserveFlags() {
-    Lock guard(m_mutex);
-    m_preserveLock = std::move(guard);
-    forgetInherited();
-    for (auto& [name, flag] : m_flags) {
+    Lock guard(m_held->mutex);
+    m_held->preserveLock = std::move(guard);
+    m_held->forgetInherited();
+    for (auto& [name, flag] : m_held->flags) {
         const boost::shared_ptr<FileLocker> locker = std::move(flag.locker);
-        FlagFiles(pathOf(name)).giveUp(*locker);
+        FlagFiles(m_held->pathOf(name)).giveUp(*locker);
     }
 }
 
 void FlagManager::restoreFlags(const char* directory) {
     std::map<std::string, Flag> restored;
-    for (auto& [name, flag] : m_flags) {
-        // One that preserving did not come to: its lock would go with its locker later.
+    for (auto& [name, flag] : m_held->flags) {
+        // If preserving failed before it: closing the locker later would drop the new lock.
         flag.locker.reset();
         const std::string bare = bareName(name);
         const std::string path = pathIn(directory, bare);
         const FlagFiles files(path);
         auto locker = boost::make_shared<FileLocker>();
         if (files.lock(*locker) && files.restore(flag.info) == eOK) {
-            restored[m_directory.empty() ? path : bare] = Flag{std::move(locker), flag.info};
+            restored[m_held->directory.empty() ? path : bare] = Flag{std::move(locker), flag.info};
         }
     }
-    m_flags = std::move(restored);
-    m_directory = m_directory.empty() ? "" : directory;
-    const Lock guard = std::move(m_preserveLock);
+    m_held->flags = std::move(restored);
+    m_held->directory = m_held->directory.empty() ? "" : directory;
+    const Lock guard = std::move(m_held->preserveLock);
 }
 
 void FlagManager::eraseAll() {
-    if (m_process != getPid()) {
+    if (m_held->process != ::getpid()) {
         // Another thread of the parent may have had the mutex.
         return;
     }
-    const Lock guard(m_mutex);
+    const Lock guard(m_held->mutex);
     std::exception_ptr failure;
-    while (!m_flags.empty()) {
-        const auto flag = m_flags.extract(m_flags.begin());
+    while (!m_held->flags.empty()) {
+        const auto flag = m_held->flags.extract(m_held->flags.begin());
         try {
-            FlagFiles(pathOf(flag.key())).giveUp(*flag.mapped().locker);
+            FlagFiles(m_held->pathOf(flag.key())).giveUp(*flag.mapped().locker);
         } catch (const boost::system::system_error&) {
             failure = failure ? failure : std::current_exception();
         }

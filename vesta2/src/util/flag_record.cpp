@@ -15,20 +15,21 @@
 #include "basekit2/host.h"
 #include "process_status.h"
 #include "vesta2/process_ids.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2::util {
 
 namespace {
 
 /// No record that this library writes comes near it.
-constexpr std::size_t greatestRecord = 64 * 1024;
+constexpr std::size_t greatestRecord = std::size_t{64} * 1024;
 
 std::string askUserName() {
     std::array<char, 256> login{};
     if (::getlogin_r(login.data(), login.size()) == 0) {
         return login.data();
     }
-    std::vector<char> buffer(16 * 1024);
+    std::vector<char> buffer(std::size_t{16} * 1024);
     struct passwd entry {};
     struct passwd* found = nullptr;
     const int error = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);
@@ -67,17 +68,17 @@ bool readAll(int descriptor, std::string& text) {
 }  // namespace
 
 void fillRecord(basekit2::variant_bag_t& record) {
-    record.put(timestampKey, std::int64_t{std::time(nullptr)});
-    record.put(pidKey, static_cast<std::uint32_t>(getPid()));
-    record.put(ppidKey, static_cast<std::uint32_t>(getPPid()));
-    record.put(hostKey, basekit2::get_fq_host_name());
-    record.put(userKey, userName());
-    record.put("os", "linux");
+    record.put(record_key::timestamp, std::int64_t{std::time(nullptr)});
+    record.put(record_key::pid, static_cast<std::uint32_t>(getPid()));
+    record.put(record_key::ppid, static_cast<std::uint32_t>(getPPid()));
+    record.put(record_key::host, basekit2::get_fq_host_name());
+    record.put(record_key::user, userName());
+    record.put(record_key::os, os_name::ofLinux);
 }
 
 bool isReclaimable(const basekit2::variant_bag_t& record) {
-    const int pid = number(record, pidKey);
-    const int ppid = number(record, ppidKey);
+    const int pid = number(record, record_key::pid);
+    const int ppid = number(record, record_key::ppid);
     return (pid == getPid() && ppid == getPPid()) || hasEnded(pid, ppid);
 }
 

@@ -46,10 +46,13 @@ enum class symlinks_t {
     refused,   ///< fails, and touches nothing behind it
 };
 
+/// The root element where none is named.
+inline constexpr const char* default_root = "bag";
+
 /// Writes `bag` to `text`, with the root element `root`: letters, digits, "_", "-" and ".".
 /// `bag_malformed` for another root or a bag that is too deep; `text` is empty after a failure.
 BASEKIT2_API int save_variant_bag_to_string(const variant_bag_t& bag, std::string& text,
-                                            const char* root = "bag");
+                                            const char* root = default_root);
 /// Reads `text` into `bag`. An empty `root` accepts any root element.
 BASEKIT2_API int load_variant_bag_from_string(variant_bag_t& bag, std::string_view text,
                                               const char* root = "");

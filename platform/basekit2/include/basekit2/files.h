@@ -11,12 +11,26 @@
 
 namespace basekit2 {
 
-/// The entries of `directory`, of any kind but directories, whose names match `mask` (see
-/// `path_t::match`), in byte order of their paths; with `recursive` also those of its
-/// subdirectories. Symbolic links to directories are not followed.
-/// Throws `boost::filesystem::filesystem_error` when a directory cannot be listed.
-BASEKIT2_API std::vector<path_t> find_files(const path_t& directory, std::string_view mask,
-                                            bool recursive);
+/// Calls `found` with `context` for the entries of `directory`, of any kind but directories, whose
+/// names match `mask` (see `path_t::match`), in byte order of their paths; with `recursive` also
+/// for those of its subdirectories. Symbolic links to directories are not followed.
+/// Throws `boost::filesystem::filesystem_error` when a directory cannot be listed: nothing was
+/// found then.
+BASEKIT2_API void find_files(const path_t& directory, std::string_view mask, bool recursive,
+                             void (*found)(const path_t& path, void* context), void* context);
+
+/// Returns: all that are found.
+inline std::vector<path_t> find_files(const path_t& directory, std::string_view mask,
+                                      bool recursive) {
+    std::vector<path_t> all;
+    find_files(
+        directory, mask, recursive,
+        [](const path_t& path, void* to) {
+            static_cast<std::vector<path_t>*>(to)->push_back(path);
+        },
+        &all);
+    return all;
+}
 
 /// Reads a regular file, one of /proc too, without ever blocking. False, with `errno` and an empty
 /// `text`, when that failed: EINVAL for what is no regular file, EFBIG for more than `limit` bytes.

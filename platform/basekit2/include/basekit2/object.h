@@ -86,12 +86,8 @@ public:
         }
     }
 
-    sptr_t& operator=(const sptr_t& other) {
-        sptr_t(other).swap(*this);
-        return *this;
-    }
-    sptr_t& operator=(sptr_t&& other) noexcept {
-        sptr_t(std::move(other)).swap(*this);
+    sptr_t& operator=(sptr_t other) noexcept {
+        swap(other);
         return *this;
     }
 

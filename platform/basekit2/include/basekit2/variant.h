@@ -4,13 +4,12 @@
 /// Values and bags are plain data: copying copies everything, and one bag must not be changed by
 /// one thread while another uses it.
 
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
-#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <variant>
 
 #include "basekit2/export.h"
@@ -65,20 +64,61 @@ private:
 };
 
 /// Name-to-value bag that keeps the order of putting and finds a name in constant time.
-/// A pointer to a value stays valid until that value is replaced or removed, whatever else is put.
+///
+/// Lifetime: a pointer to a value stays valid until that value is replaced or removed, whatever
+/// else is put, and also when the bag is moved. An iterator is valid as long as its entry.
+/// Layout: one pointer. An empty bag has allocated nothing.
 class BASEKIT2_API variant_bag_t {
+    struct contents_t;
+    struct deleter_t {
+        BASEKIT2_API void operator()(contents_t* contents) const noexcept;
+    };
+
 public:
+    /// Layout: these two members, and no more.
     struct entry_t {
         std::string name;
         variant_t value;
     };
-    using const_iterator = std::list<entry_t>::const_iterator;
 
-    variant_bag_t() = default;
+    /// Walks forward over the entries. Layout: one pointer.
+    class BASEKIT2_API const_iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = entry_t;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const entry_t*;
+        using reference = const entry_t&;
+
+        const_iterator() noexcept = default;
+
+        reference operator*() const noexcept { return *m_entry; }
+        pointer operator->() const noexcept { return m_entry; }
+        const_iterator& operator++() noexcept;
+        const_iterator operator++(int) noexcept {
+            const const_iterator before = *this;
+            ++*this;
+            return before;
+        }
+        friend bool operator==(const_iterator a, const_iterator b) noexcept {
+            return a.m_entry == b.m_entry;
+        }
+        friend bool operator!=(const_iterator a, const_iterator b) noexcept { return !(a == b); }
+
+    private:
+        friend class variant_bag_t;
+        explicit const_iterator(pointer entry) noexcept : m_entry(entry) {}
+
+        pointer m_entry = nullptr;
+    };
+    using iterator = const_iterator;
+
+    variant_bag_t() noexcept = default;
     variant_bag_t(const variant_bag_t& other);
-    variant_bag_t(variant_bag_t&& other) noexcept;
+    /// Leaves `other` empty; so does the assignment.
+    variant_bag_t(variant_bag_t&& other) noexcept = default;
     variant_bag_t& operator=(const variant_bag_t& other);
-    variant_bag_t& operator=(variant_bag_t&& other) noexcept;
+    variant_bag_t& operator=(variant_bag_t&& other) noexcept = default;
     ~variant_bag_t() = default;
 
     /// Stores `value` under `name`; an existing value is replaced in its place. An empty value is
@@ -99,18 +139,19 @@ public:
     bool remove(std::string_view name);
     void clear() noexcept;
 
-    [[nodiscard]] bool empty() const noexcept { return m_entries.empty(); }
-    [[nodiscard]] std::size_t size() const noexcept { return m_entries.size(); }
-    [[nodiscard]] const_iterator begin() const noexcept { return m_entries.begin(); }
-    [[nodiscard]] const_iterator end() const noexcept { return m_entries.end(); }
+    [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+    [[nodiscard]] std::size_t size() const noexcept;
+    [[nodiscard]] const_iterator begin() const noexcept;
+    [[nodiscard]] const_iterator end() const noexcept { return const_iterator(); }
 
     /// Same names with equal values, in the same order.
     BASEKIT2_API friend bool operator==(const variant_bag_t& a, const variant_bag_t& b);
     friend bool operator!=(const variant_bag_t& a, const variant_bag_t& b) { return !(a == b); }
 
 private:
-    std::list<entry_t> m_entries;
-    std::unordered_map<std::string_view, std::list<entry_t>::iterator> m_index;
+    [[nodiscard]] variant_t* find_value(std::string_view name) const;
+
+    std::unique_ptr<contents_t, deleter_t> m_contents;
 };
 
 }  // namespace basekit2

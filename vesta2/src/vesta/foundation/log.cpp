@@ -1,5 +1,6 @@
 #include "log.h"
 
+#include <boost/system/system_error.hpp>
 #include <string>
 
 #include "logsvc/logsvc.h"
@@ -34,20 +35,35 @@ std::string escape(const std::string& name) {
     return text;
 }
 
-}  // namespace
-
-void logError(Severity severity, error_t code, const char* pattern, int line) {
+void write(logsvc::severity_t severity, error_t code, const char* subject, int line) {
     if (!logger().has_output()) {
         return;
     }
     std::string text = toString(code);
-    if (pattern) {
-        text.append(". Pattern: ").append(escape(pattern));
+    if (subject) {
+        text.append(". Pattern: ").append(escape(subject));
     }
     text.append(", at file: ").append(sourcePath).append(":").append(std::to_string(line));
-    logger().log(severity == Severity::error ? logsvc::severity_t::error
-                                             : logsvc::severity_t::warning,
-                 text, sourcePath, line);
+    logger().log(severity, text, sourcePath, line);
+}
+
+}  // namespace
+
+void logError(error_t code, const char* subject, int line) {
+    write(logsvc::severity_t::error, code, subject, line);
+}
+
+void logWarning(error_t code, const char* subject, int line) {
+    write(logsvc::severity_t::warning, code, subject, line);
+}
+
+void logFailure(const boost::system::system_error& e, int line) {
+    logError(errorFromBoostError(e), e.what(), line);
+}
+
+bool failWith(const boost::system::system_error& e, int line) {
+    logFailure(e, line);
+    return setStatus(errorFromBoostError(e));
 }
 
 }  // namespace vesta2

@@ -1,21 +1,22 @@
 #pragma once
 /// The library's log. Safe from any thread.
+///
+/// Each line ends with the line of the source that called: the default argument is evaluated there.
 
+#include "vesta2/boost_fwd.h"
 #include "vesta2/error.h"
 
 namespace vesta2 {
 
-enum class Severity { warning, error };
+/// Logs the message of `code`, which an operation failed with, then, when `subject` is not null,
+/// the path, name or pattern that it is about.
+void logError(error_t code, const char* subject, int line = __builtin_LINE());
+/// As `logError`, for a name that failed its check.
+void logWarning(error_t code, const char* subject, int line = __builtin_LINE());
 
-/// Logs the message of `code`, then, when `pattern` is not null, the name or pattern that it is
-/// about, then the place in the source.
-void logError(Severity severity, error_t code, const char* pattern, int line);
+/// Logs a failed call of the file system.
+void logFailure(const boost::system::system_error& e, int line = __builtin_LINE());
+/// The same, and makes it the status of the thread. Always false, for the caller to return.
+bool failWith(const boost::system::system_error& e, int line = __builtin_LINE());
 
 }  // namespace vesta2
-
-/// For a name that failed its check.
-#define VESTA_LOG_WARN(code, pattern)                                                              \
-    ::vesta2::logError(::vesta2::Severity::warning, (code), (pattern), __LINE__)
-/// For an operation that failed.
-#define VESTA_LOG_ERROR(code, pattern)                                                             \
-    ::vesta2::logError(::vesta2::Severity::error, (code), (pattern), __LINE__)

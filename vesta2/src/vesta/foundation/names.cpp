@@ -3,8 +3,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <string_view>
 
+#include "log.h"
 #include "optstore2/product_locations.h"
+#include "platkit/strings.h"
+#include "reserved_names.h"
 
 namespace vesta2 {
 namespace {
@@ -30,6 +34,21 @@ const std::string& s_experimentExtension = *new std::string(getExperimentExtensi
 const std::string& s_flagLockExtension = *new std::string(getFlagLockExtensionInternal());
 const std::string& s_flagInfoExtension = *new std::string(getFlagInfoExtensionInternal());
 
+constexpr std::string_view reservedCharacters = "<>:\"/\\|?*";
+
+bool isReservedBaseName(const std::string& upperCaseName) {
+    if (isReservedDeviceName(upperCaseName)) {
+        return true;
+    }
+    // An instance of a pattern such as COM@ would name a device.
+    if (upperCaseName.size() > 1 && upperCaseName.back() == '@') {
+        std::string first = upperCaseName;
+        first.back() = '1';
+        return isReservedDeviceName(first);
+    }
+    return false;
+}
+
 }  // namespace
 
 const char* getResultExtension() { return s_resultExtension.c_str(); }
@@ -48,8 +67,10 @@ std::string experimentLinkExt() { return experimentMarkerFileExt() + linkSuffix(
 const char* getFlagLockExtension() { return s_flagLockExtension.c_str(); }
 const char* getFlagInfoExtension() { return s_flagInfoExtension.c_str(); }
 
-std::vector<std::string> flagFilePatterns() {
-    return {"*" + s_flagLockExtension, "*" + s_flagInfoExtension};
+basekit2::string_span_t flagFilePatterns() {
+    static const auto& patterns =
+        *new std::array{"*" + s_flagLockExtension, "*" + s_flagInfoExtension};
+    return {patterns.data(), patterns.size()};
 }
 
 const char* getCollectorDataDirectoryPrefix() { return "data."; }
@@ -61,6 +82,30 @@ std::string makeDataFolderName(int number) {
 std::string getFQDN() {
     std::array<char, 256> name{};
     return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+error_t validateFileName(const char* name) {
+    if (!name || !*name) {
+        logWarning(eReservedDeviceName, nullptr);
+        return eEmptyPattern;
+    }
+    const std::string_view text = name;
+    if (text == "." || text == "..") {
+        return eOK;
+    }
+    if (isReservedBaseName(platkit::strings::to_upper(text.substr(0, text.find('.'))))) {
+        logWarning(eReservedDeviceName, name);
+        return eReservedDeviceName;
+    }
+    if (text.find_first_of(reservedCharacters) != std::string_view::npos) {
+        logWarning(eReservedCharacters, name);
+        return eReservedCharacters;
+    }
+    if (text.back() == '.' || text.back() == ' ') {
+        logWarning(eInvalidLastCharacter, name);
+        return eInvalidLastCharacter;
+    }
+    return eOK;
 }
 
 }  // namespace vesta2

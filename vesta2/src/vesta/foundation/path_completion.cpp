@@ -4,8 +4,6 @@
 #include <boost/filesystem/operations.hpp>
 #include <string_view>
 
-#include "normal_path.h"
-
 namespace vesta2 {
 
 namespace fs = boost::filesystem;

@@ -1,3 +1,4 @@
+#include <boost/system/system_error.hpp>
 #include <boost/thread/tss.hpp>
 
 #include "vesta2/error.h"

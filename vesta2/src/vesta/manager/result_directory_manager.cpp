@@ -5,17 +5,20 @@
 #include <thread>
 
 #include "../discovery/group_markers.h"
-#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
+#include "../foundation/log.h"
+#include "../foundation/reserved_names.h"
 #include "../model/creation_record.h"
-#include "../model/marker_file.h"
-#include "../model/property_names.h"
-#include "creation.h"
+#include "../model/marker_io.h"
+#include "basekit2/host.h"
+#include "node_directory.h"
 #include "opening.h"
+#include "platkit/strings.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/pattern.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
@@ -56,7 +59,7 @@ error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variab
     fillCreationRecord(bag);
     const int rank = ResultDirectoryManager::getCurrentMpiRank();
     if (rank >= 0) {
-        bag.put_bag(vestaSection).put(mpiRankKey, std::int32_t{rank});
+        bag.put_bag(section::vesta).put(property::mpiRank, std::int32_t{rank});
     }
     std::string pattern;
     splitDirPatternAndFileName(path, resultMarkerFileExt(), pattern, made.markerName);
@@ -74,15 +77,15 @@ error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variab
 sptr_t<IResultDirectory> openMade(error_t code, const char* path, const NewResult& made,
                                   const char* baseDir) {
     if (!setStatus(code)) {
-        VESTA_LOG_ERROR(code, path);
+        logError(code, path);
         return {};
     }
     return openFound<IResultDirectory>(made.marker, baseDir);
 }
 
-/// The marker file of a directory that somebody else has made. Between the directory and its marker
-/// file a creator needs a moment, and what is opened in it has no creation record: a directory that
-/// is new gets some time.
+/// The marker file of a directory that another process has made. A creator makes the directory
+/// first and the marker file a moment later; a repair in between would cost the result its creation
+/// record. So a new directory gets some time.
 std::string awaitMarker(const std::string& directory) {
     using namespace std::chrono;
     constexpr std::time_t isNew = 1;
@@ -100,7 +103,7 @@ std::string awaitMarker(const std::string& directory) {
 /// Opens the result in a directory that is there, and repairs it when it has no marker file.
 sptr_t<IResultDirectory> openOrRepair(const NewResult& present) {
     if (!fs::is_directory(lookAt(present.directory))) {
-        VESTA_LOG_ERROR(eAlreadyExists, present.directory.c_str());
+        logError(eAlreadyExists, present.directory.c_str());
         setStatus(eAlreadyExists);
         return {};
     }
@@ -119,6 +122,36 @@ sptr_t<IResultDirectory> openOrRepair(const NewResult& present) {
 
 }  // namespace
 
+const char* ResultDirectoryManager::getDefaultResultDirectoryName() { return "r@@@"; }
+
+bool ResultDirectoryManager::isPathPatterned(const char* path) {
+    Pattern pattern;
+    return path && pattern.set(completePath(path, nullptr).filename().native(), nullptr) == eOK &&
+           pattern.width() > 0;
+}
+
+error_t ResultDirectoryManager::validateResultDirectoryPattern(const char* name) {
+    const error_t code = validateFileName(name);
+    return code == eOK ? Pattern().set(name, nullptr) : code;
+}
+
+bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) {
+    return upperCaseName && isReservedDeviceName(upperCaseName);
+}
+
+int ResultDirectoryManager::getCurrentMpiRank() {
+    // What the launchers set; the first that is there decides.
+    for (const char* name : {"PMI_RANK", "PMI_ID", "OMPI_COMM_WORLD_RANK"}) {
+        const std::string value = basekit2::get_environ_value(name);
+        if (!value.empty()) {
+            return platkit::generic_convert(value);
+        }
+    }
+    return -1;
+}
+
+error_t ResultDirectoryManager::getLastError() { return getStatus(); }
+
 sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool overwrite,
                                                         const variant_bag_t* variables,
                                                         bool literal, const char* baseDir) {
@@ -132,7 +165,7 @@ sptr_t<IResultDirectory> ResultDirectoryManager::create(const char* path, bool o
         const error_t code = makeResult(path, overwrite, variables, literal, baseDir, made);
         return openMade(code, path, made, baseDir);
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }
@@ -155,7 +188,7 @@ sptr_t<IResultDirectory> ResultDirectoryManager::get(const char* path,
         return code == eAlreadyExists && !isNumbered ? openOrRepair(made)
                                                      : openMade(code, path, made, nullptr);
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }

@@ -3,8 +3,8 @@
 #include <ctime>
 
 #include "optstore2/product_locations.h"
-#include "property_names.h"
 #include "vesta2/names.h"
+#include "vesta2/property_names.h"
 #include "vesta2/system_info.h"
 
 namespace vesta2 {
@@ -13,14 +13,14 @@ void fillCreationRecord(basekit2::variant_bag_t& bag) {
     using optstore2::IProductLocations;
     const IProductLocations& product = IProductLocations::get();
     SystemInfo system;
-    basekit2::variant_bag_t& vesta = bag.put_bag(vestaSection);
-    vesta.put(timestampKey, static_cast<std::uint64_t>(std::time(nullptr)));
-    vesta.put(hostnameKey, getFQDN());
-    vesta.put(osKey, "linux");
-    vesta.put(productKey, product.query(IProductLocations::short_name));
-    vesta.put(buildNumberKey, static_cast<std::int32_t>(product.getVersion().build_number));
-    vesta.put(logicalCpuCountKey, static_cast<std::int32_t>(system.cpuCount()));
-    vesta.put(cpuFrequencyKey, static_cast<std::int64_t>(system.cpuFrequency()));
+    basekit2::variant_bag_t& vesta = bag.put_bag(section::vesta);
+    vesta.put(property::timestamp, static_cast<std::uint64_t>(std::time(nullptr)));
+    vesta.put(property::hostname, getFQDN());
+    vesta.put(property::os, os_name::ofLinux);
+    vesta.put(property::product, product.query(IProductLocations::short_name));
+    vesta.put(property::buildNumber, static_cast<std::int32_t>(product.getVersion().build_number));
+    vesta.put(property::logicalCpuCount, static_cast<std::int32_t>(system.cpuCount()));
+    vesta.put(property::cpuFrequency, static_cast<std::int64_t>(system.cpuFrequency()));
 }
 
 }  // namespace vesta2

@@ -3,20 +3,20 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
-#include "../foundation/normal_path.h"
+#include "../discovery/extensions.h"
+#include "../foundation/file_checks.h"
 #include "basekit2/bag_io.h"
+#include "marker_io.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
 
 namespace {
-
-constexpr const char* linkRoot = "bag";
-constexpr const char* linkKey = "link";
-constexpr const char* checksumKey = "md5sum";
 
 /// Whether the target is named as the marker file of the kind of node that the link stands for.
 bool isOfKind(const fs::path& target, const fs::path& link) {
@@ -25,38 +25,48 @@ bool isOfKind(const fs::path& target, const fs::path& link) {
     return kind > 0 && target.extension().native() == extension.substr(0, kind);
 }
 
-}  // namespace
-
-marker_state_t stateOfLoad(int result) {
-    switch (result) {
-    case basekit2::bag_ok:
-        return marker_state_t::read;
-    case basekit2::bag_absent:
-        return marker_state_t::absent;
-    case basekit2::bag_malformed:
-    case basekit2::bag_too_large:
-        return marker_state_t::malformed;
-    default:
-        return marker_state_t::unreadable;
-    }
+/// Whether both name the same file of one directory. Two names of one file (hard links) are two.
+bool isSameFile(const std::string& a, const std::string& b) {
+    const std::size_t slashA = a.rfind('/') + 1;
+    const std::size_t slashB = b.rfind('/') + 1;
+    return a == b || (a.compare(slashA, a.npos, b, slashB, b.npos) == 0 &&
+                      leadToSame(a.substr(0, slashA), b.substr(0, slashB)) == true);
 }
+
+/// Writes it in one step, and flushes it. One that is new is created exclusively: `eAlreadyExists`
+/// when another process has been faster.
+error_t saveLinkFile(const std::string& path, const std::string& target,
+                     const std::string& checksum, bool isNew) {
+    basekit2::variant_bag_t bag;
+    bag.put(link_key::target, target);
+    bag.put(link_key::checksum, checksum);
+    if (!isNew) {
+        return errorFromObxError(basekit2::save_variant_bag2(bag, path, basekit2::default_root,
+                                                             basekit2::durability_t::lasting,
+                                                             basekit2::symlinks_t::refused));
+    }
+    const int result = basekit2::create_variant_bag(bag, path, basekit2::durability_t::lasting);
+    return result == basekit2::bag_exists ? eAlreadyExists : errorFromObxError(result);
+}
+
+}  // namespace
 
 LinkFile readLinkFile(const std::string& path) {
     basekit2::variant_bag_t bag;
     LinkFile file;
-    // Whoever may write to a group could lead a link out of it by a symbolic link.
+    // A symbolic link could redirect a write to a file outside the group.
     boost::system::error_code ignored;
     const fs::file_status entry = fs::symlink_status(path, ignored);
     if (entry.type() == fs::symlink_file) {
         file.state = marker_state_t::unreadable;
         return file;
     }
-    file.state = stateOfLoad(basekit2::load_variant_bag2(bag, path, linkRoot, 0));
+    file.state = stateOfLoad(basekit2::load_variant_bag2(bag, path, basekit2::default_root, 0));
     if (file.state != marker_state_t::read) {
         return file;
     }
-    const basekit2::variant_t* target = bag.find(linkKey);
-    const basekit2::variant_t* checksum = bag.find(checksumKey);
+    const basekit2::variant_t* target = bag.find(link_key::target);
+    const basekit2::variant_t* checksum = bag.find(link_key::checksum);
     if (!target || !target->as_string() || !checksum || !checksum->as_string()) {
         file.state = marker_state_t::malformed;
         return file;
@@ -70,23 +80,51 @@ LinkFile readLinkFile(const std::string& path) {
     return file;
 }
 
-error_t saveLinkFile(const std::string& path, const std::string& target,
-                     const std::string& checksum, bool isNew) {
-    basekit2::variant_bag_t bag;
-    bag.put(linkKey, target);
-    bag.put(checksumKey, checksum);
-    if (!isNew) {
-        return errorFromObxError(basekit2::save_variant_bag2(
-            bag, path, linkRoot, basekit2::durability_t::lasting, basekit2::symlinks_t::refused));
+Leads whereLeads(const LinkFile& link, const NamedMarkers& markers) {
+    switch (link.state) {
+    case marker_state_t::absent:
+    case marker_state_t::malformed:
+        return Leads::nowhere;
+    case marker_state_t::unreadable:
+        return Leads::unknown;
+    case marker_state_t::read:
+        break;
     }
-    const int result = basekit2::create_variant_bag(bag, path, basekit2::durability_t::lasting);
-    return result == basekit2::bag_exists ? eAlreadyExists : errorFromObxError(result);
+    if (isSameFile(link.target, markers.present) ||
+        (!markers.former.empty() && isSameFile(link.target, markers.former))) {
+        return Leads::here;
+    }
+    return isAbsent(link.target) ? Leads::nowhere : Leads::elsewhere;
+}
+
+error_t rewriteLinkFile(const std::string& path, const LinkFile& found, const NamedMarkers& markers,
+                        const std::string& checksum) {
+    if (found.state == marker_state_t::read && found.target == markers.present &&
+        found.checksum == checksum) {
+        return eOK;
+    }
+    switch (whereLeads(found, markers)) {
+    case Leads::here:
+    case Leads::nowhere:
+        return saveLinkFile(path, markers.present, checksum, found.state == marker_state_t::absent);
+    case Leads::elsewhere:
+        return eAlreadyExists;
+    case Leads::unknown:
+        break;
+    }
+    return eUnknown;
+}
+
+void deleteLinkFile(const std::string& path, const NamedMarkers& markers) {
+    const Leads leads = whereLeads(readLinkFile(path), markers);
+    if (leads == Leads::here || leads == Leads::nowhere) {
+        boost::system::error_code ignored;
+        fs::remove(path, ignored);
+    }
 }
 
 bool isNodeLink(const std::string& path) {
-    static const auto& anyKind =
-        *new FileSet(resultMarkerFileExt(), experimentMarkerFileExt(), projectMarkerFileExt());
-    return !path.empty() && path.front() == '/' && hasLinkExtension(path, anyKind);
+    return path.starts_with('/') && hasLinkExtension(path, nodeMarkerExtensions());
 }
 
 }  // namespace vesta2

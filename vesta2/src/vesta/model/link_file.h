@@ -5,12 +5,9 @@
 #include <string>
 
 #include "vesta2/error.h"
-#include "vesta2/node.h"
+#include "vesta2/marker_file.h"
 
 namespace vesta2 {
-
-/// What reading a bag file came to, from the result of the load.
-marker_state_t stateOfLoad(int result);
 
 struct LinkFile {
     marker_state_t state = marker_state_t::absent;
@@ -21,10 +18,31 @@ struct LinkFile {
 /// A link file that can be parsed but lacks a key is malformed.
 LinkFile readLinkFile(const std::string& path);
 
-/// Writes it, atomically and flushed. A link file that is not there is created exclusively:
-/// `eAlreadyExists` when another process has been faster.
-error_t saveLinkFile(const std::string& path, const std::string& target,
-                     const std::string& checksum, bool isNew);
+/// Where a link file leads, as seen from one node.
+enum class Leads {
+    here,       ///< to the node's marker file, or to the one that it had before
+    nowhere,    ///< certainly to no node: the link, or what it names, is absent or no link
+    elsewhere,  ///< to another node
+    unknown,    ///< it could not be read
+};
+
+/// The marker files by which links know a node.
+struct NamedMarkers {
+    const std::string& present;
+    const std::string& former;  ///< before a re-binding; empty for none
+};
+
+Leads whereLeads(const LinkFile& link, const NamedMarkers& markers);
+
+/// Writes a link to the present marker in the place of `found`, if that leads here or nowhere; what
+/// says the same already is left alone, so that looking at a linked node writes nothing. Returns
+/// `eAlreadyExists` for a link to another node, `eUnknown` for one that could not be read, or why
+/// it could not be written.
+error_t rewriteLinkFile(const std::string& path, const LinkFile& found, const NamedMarkers& markers,
+                        const std::string& checksum);
+
+/// Deletes a link that leads here or nowhere. That it cannot be deleted is no failure.
+void deleteLinkFile(const std::string& path, const NamedMarkers& markers);
 
 /// Whether `path` is absolute and has the extension of a result's, experiment's or project's link.
 bool isNodeLink(const std::string& path);

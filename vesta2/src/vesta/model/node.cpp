@@ -1,84 +1,140 @@
+// What a node holds: its properties, its flags, and how they are saved.
+
 #include "vesta2/node.h"
 
-#include "../foundation/failure.h"
+#include "../../util/flag_data.h"
 #include "../foundation/file_checks.h"
-#include "../tree/remove_tree.h"
-#include "basekit2/bag_io.h"
-#include "link_file.h"
+#include "../foundation/log.h"
+#include "marker_io.h"
+#include "node_state.h"
 #include "platkit/assertion.h"
-#include "removal.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_project.h"
 #include "vesta2/names.h"
-#include "vesta2/node_group.h"
-#include "vesta2/node_iterator.h"
+#include "vesta2/property_names.h"
 #include "vesta2/tree_size.h"
 
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
+using basekit2::variant_t;
 using optstore2::IBagPropertyStorage;
+using Lock = NodeState::Lock;
 
 namespace {
 
-/// Who has it keeps all other processes from saving the node.
-constexpr const char* projectReadOnlyFlag = "project_read_only";
+/// Runs a flag operation; what it throws becomes the thread's status.
+template <class Operation>
+error_t runFlagOperation(const char* name, const Operation& operation) {
+    setStatus(eOK);
+    if (!name || !*name) {
+        setStatus(eParameterError);
+        return eParameterError;
+    }
+    try {
+        return operation();
+    } catch (const boost::system::system_error& e) {
+        failWith(e);
+        return eUnknown;
+    }
+}
 
 }  // namespace
 
 Node::Node(std::string markerFilePath, const char* parentGroupPath)
-    : m_uid(++s_lastUid),
-      m_propertyStorage(IBagPropertyStorage::create(&m_properties, {})),
-      m_transientStorage(IBagPropertyStorage::create(&m_transient, {})) {
+    : m_state(std::make_unique<NodeState>(*this)) {
     try {
         if (isLink(markerFilePath)) {
-            setLinkPath(std::string(markerFilePath), markerFilePath);
+            m_state->setLinkPath(std::string(markerFilePath), markerFilePath);
         }
-        setMarkerFilePath(std::move(markerFilePath), parentGroupPath);
-        if (!m_linkFilePath.empty() && m_linkFilePath == m_markerFilePath) {
+        m_state->bind(std::move(markerFilePath), parentGroupPath);
+        if (!m_state->linkFilePath.empty() && m_state->linkFilePath == m_state->markerFilePath) {
             // The link does not tell where the marker file is; its own text is none.
-            m_properties.clear();
-            m_markerState = m_markerState == marker_state_t::malformed ? marker_state_t::malformed
-                                                                       : marker_state_t::unreadable;
+            m_state->properties.clear();
+            m_state->markerState = m_state->markerState == marker_state_t::malformed
+                                       ? marker_state_t::malformed
+                                       : marker_state_t::unreadable;
         }
-        m_propertyStorage->addChangeListener(&m_changeMonitor);
+        m_state->propertyStorage->addChangeListener(&m_state->changeMonitor);
     } catch (...) {
         // The destructor will not run: nothing may find the node any more.
-        unregister();
+        m_state->unregister();
         throw;
     }
 }
 
 Node::~Node() noexcept {
-    unregister();
-    if (m_removeOnClose) {
+    m_state->unregister();
+    if (m_state->removeOnClose) {
         Node::remove();
     }
     try {
-        m_flagManager.eraseAll();
+        m_state->flags.eraseAll();
     } catch (const boost::system::system_error& e) {
         // The files stay behind; the next to claim the flag finds that its owner has ended.
-        VESTA_FAIL_WITH(e);
+        failWith(e);
     }
-    m_propertyStorage->removeChangeListener(&m_changeMonitor);
+    m_state->propertyStorage->removeChangeListener(&m_state->changeMonitor);
     // A caller may still hold the storages; the bags that they show end here.
-    m_propertyStorage->detach();
-    m_transientStorage->detach();
+    m_state->propertyStorage->detach();
+    m_state->transientStorage->detach();
 }
 
-const char* Node::getPath() { return m_path.c_str(); }
+const char* Node::getPath() { return m_state->path.c_str(); }
+
+std::string Node::currentPath() const {
+    const Lock lock(s_recursiveMutex);
+    return m_state->path;
+}
+
+const fs::path& Node::directory() const { return m_state->directory; }
+
+std::string Node::markerFileName() const {
+    return fs::path(m_state->markerFilePath).filename().native();
+}
+
+marker_state_t Node::markerState() const { return m_state->markerState; }
+
+bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroupPath) {
+    return m_state->bind(std::move(markerFilePath), parentGroupPath);
+}
 
 const char* Node::getMarkerFilePath() {
-    checkMarkerFilePath();
-    return m_markerFilePath.c_str();
+    m_state->followRenamedMarker();
+    return m_state->markerFilePath.c_str();
 }
 
-std::uint64_t Node::getSize() { return calcDirectoryFilesSize(m_directory); }
+bool Node::isMissing() {
+    m_state->followRenamedMarker();
+    return !isThere(m_state->markerFilePath);
+}
 
-std::uint64_t Node::getFilesCount() { return calcDirectoryFilesCount(m_directory); }
+bool Node::isLinked() { return !m_state->linkFilePath.empty(); }
 
-const char* Node::getUserVisibleName() { return isMissing() ? nullptr : m_userVisibleName.c_str(); }
+bool Node::isLinkStale() { return m_state->isLinkStale; }
+
+const char* Node::getLinkFilePath() { return m_state->linkFilePath.c_str(); }
+
+sptr_t<INode> Node::getParent() {
+    const Lock lock(s_recursiveMutex);
+    return m_state->parent;
+}
+
+bool Node::setParent(const char* parentDir) {
+    const Lock lock(s_recursiveMutex);
+    return m_state->bind(m_state->markerFilePath, parentDir);
+}
+
+std::uint64_t Node::getSize() { return calcDirectoryFilesSize(m_state->directory); }
+
+std::uint64_t Node::getFilesCount() { return calcDirectoryFilesCount(m_state->directory); }
+
+const char* Node::getUserVisibleName() {
+    return isMissing() ? nullptr : m_state->userVisibleName.c_str();
+}
+
+// --- the nodes in it, and the project that it is in
 
 sptr_t<IProject> Node::getProject() {
     for (sptr_t<INode> node = getParent(); node; node = node->getParent()) {
@@ -91,22 +147,84 @@ sptr_t<IProject> Node::getProject() {
 
 sptr_t<INodeGroup> Node::getNodeGroup() { return {}; }
 
-void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) { m_ownGroup = std::move(group); }
+void Node::setOwnGroup(std::unique_ptr<NodeGroup> group) { m_state->ownGroup = std::move(group); }
 
 sptr_t<INodeGroup> Node::ownGroup() const {
     // A link that does not tell where its node is has no directory to hold others.
-    return isLink(m_markerFilePath) ? sptr_t<INodeGroup>() : sptr_t<INodeGroup>(m_ownGroup.get());
+    return isLink(m_state->markerFilePath) ? sptr_t<INodeGroup>()
+                                           : sptr_t<INodeGroup>(m_state->ownGroup.get());
 }
 
-sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_propertyStorage; }
+std::string Node::getOutputDirectory() {
+    const Lock lock(s_recursiveMutex);
+    return m_state->outputDirectory.empty() ? m_state->path : m_state->outputDirectory;
+}
 
-sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_transientStorage; }
+void Node::setOutputDirectory(const char* directory) {
+    const Lock lock(s_recursiveMutex);
+    m_state->outputDirectory = directory ? directory : "";
+    if (basekit2::variant_bag_t* vesta = m_state->properties.get_bag(section::vesta)) {
+        vesta->put(property::outputDirectory, m_state->outputDirectory);
+        setStatus(m_state->saveProperties());
+    }
+}
 
-std::string Node::markerFileName() const { return fs::path(m_markerFilePath).filename().native(); }
+// --- properties
+
+sptr_t<IBagPropertyStorage> Node::getPropertyStorage() { return m_state->propertyStorage; }
+
+sptr_t<IBagPropertyStorage> Node::getTransientStorage() { return m_state->transientStorage; }
+
+const basekit2::variant_bag_t& Node::properties() const { return m_state->properties; }
+
+basekit2::variant_bag_t* Node::getVestaBag() {
+    return &m_state->properties.put_bag(section::vesta);
+}
+
+const variant_t* NodeState::findProperty(const char* name) const {
+    const basekit2::variant_bag_t* vesta = properties.get_bag(section::vesta);
+    return vesta ? vesta->find(name) : nullptr;
+}
+
+void Node::setRdPropInt(const char* name, int value) {
+    getVestaBag()->put(name, std::int32_t{value});
+}
+
+void Node::setRdPropLong(const char* name, long long value) {
+    getVestaBag()->put(name, std::int64_t{value});
+}
+
+void Node::setRdPropStr(const char* name, const char* value) { getVestaBag()->put(name, value); }
+
+void Node::setRdPropTime(const char* name, long value) {
+    getVestaBag()->put(name, static_cast<std::uint64_t>(value));
+}
+
+int Node::getRdPropInt(const char* name, int def) const {
+    return static_cast<int>(getRdPropLong(name, def));
+}
+
+long long Node::getRdPropLong(const char* name, long long def) const {
+    const variant_t* value = m_state->findProperty(name);
+    return value ? value->to_int64() : def;
+}
+
+const char* Node::getRdPropStr(const char* name, const char* def) const {
+    const variant_t* value = m_state->findProperty(name);
+    return value && value->as_string() ? value->as_string()->c_str() : def;
+}
+
+long Node::getRdPropTime(const char* name, long def) const { return getRdPropLong(name, def); }
+
+long Node::getCreationTime() { return getRdPropTime(property::timestamp, 0); }
+
+// --- saving
 
 bool Node::save() {
-    const error_t owner = ownFlag(projectReadOnlyFlag);
+    const error_t owner = ownFlag(flag_name::projectReadOnly);
     if (owner == eNotOwner) {
+        // Deliberate: file, line and condition are fixed; readers of the assertion know this place
+        // by them.
         platkit::assertion_failed({"ownFlag(VESTA_PROJECT_READONLY_FLAG) != eNotOwner",
                                    "vcs/vesta2/src/vesta", 1553, "bool vesta2::Node::save()"});
         setStatus(eNotOwner);
@@ -116,121 +234,74 @@ bool Node::save() {
         // Another process may have it.
         return !setStatus(owner);
     }
-    if (!m_removed && m_markerState != marker_state_t::unreadable) {
-        m_removeOnClose = false;
-        m_changeMonitor.modified = false;
+    if (!m_state->isRemoved && m_state->markerState != marker_state_t::unreadable) {
+        m_state->removeOnClose = false;
+        m_state->changeMonitor.modified = false;
     }
-    const error_t code = saveProperties();
+    const error_t code = m_state->saveProperties();
     // What could not be written is still to be saved.
-    m_changeMonitor.modified = m_changeMonitor.modified || code != eOK;
+    m_state->changeMonitor.modified = m_state->changeMonitor.modified || code != eOK;
+    // Deliberate: true also when nothing was written.
     return !setStatus(code);
 }
 
-error_t Node::saveProperties() {
-    if (m_removed) {
+error_t NodeState::saveProperties() const {
+    if (isRemoved) {
         return eNotFound;
     }
     // What a marker holds that could not be read is unknown; replacing it would lose that.
-    const error_t code =
-        m_markerState == marker_state_t::unreadable
-            ? eUnknown
-            : errorFromObxError(basekit2::save_variant_bag(m_properties, m_markerFilePath));
+    const error_t code = markerState == marker_state_t::unreadable
+                             ? eUnknown
+                             : saveMarkerFile(properties, markerFilePath);
     if (code != eOK) {
-        VESTA_LOG_ERROR(code, m_markerFilePath.c_str());
+        logError(code, markerFilePath.c_str());
     }
     return code;
 }
 
-bool Node::isModified() { return m_changeMonitor.modified; }
+bool Node::isModified() { return m_state->changeMonitor.modified; }
 
-bool Node::isReadOnly() { return m_readOnly; }
+void Node::markModified() { m_state->changeMonitor.modified = true; }
 
-void Node::setReadOnly(bool readOnly) { m_readOnly = readOnly; }
+bool Node::isReadOnly() { return m_state->isReadOnly; }
 
-void Node::setRemoveOnClose(bool removeOnClose) { m_removeOnClose = removeOnClose; }
+void Node::setReadOnly(bool readOnly) { m_state->isReadOnly = readOnly; }
 
-/// Deletes the nodes of the node's group, up to the first that cannot be deleted.
-bool Node::removeChildren() {
-    const GroupBeingEmptied mark(m_directory);
-    // Straight over the directory: a handle on the group would count this node, which may be in its
-    // destructor.
-    NodeIterator child("", m_directory.native(), 0);
-    for (setStatus(eOK); !child.at_end(); child.next()) {
-        const sptr_t<INode> node = child.current();
-        // Links can make a group hold itself, or what it lies in: those are no members of it.
-        if (node && GroupBeingEmptied::liesIn(node->getPath())) {
-            continue;
-        }
-        if (node ? !node->remove() : !isAbsent(child.path())) {
-            return getStatus() != eOK ? false : setStatus(eUnknown);
-        }
-    }
-    return setStatus(eOK);
+void Node::setRemoveOnClose(bool removeOnClose) { m_state->removeOnClose = removeOnClose; }
+
+// --- flags
+
+error_t Node::addFlag(const char* name, sptr_t<IFlagData>& out, bool force) {
+    basekit2::variant_bag_t record;
+    const error_t code = runFlagOperation(name, [&] {
+        return m_state->isGone() ? eNotFound : m_state->flags.writeFlag(name, force, &record);
+    });
+    out = sptr_t<IFlagData>(new util::FlagData(std::move(record)));
+    return code;
 }
 
-/// Whether the directory is this node's to delete. A link file may name anything, and a broken one
-/// binds its node to itself: what lies around such a file belongs to others.
-bool Node::ownsDirectory() const {
-    if (!m_directory.has_relative_path() || isLink(m_markerFilePath)) {
-        return false;
-    }
-    const fs::file_status marker = lookAt(m_markerFilePath);
-    return m_linkFilePath.empty() ? !fs::is_directory(marker) : fs::is_regular_file(marker);
+error_t Node::addFlag(const char* name, bool force) {
+    return runFlagOperation(name, [&] {
+        return m_state->isGone() ? eNotFound : m_state->flags.writeFlag(name, force, nullptr);
+    });
 }
 
-bool Node::remove() {
-    setStatus(eOK);
-    try {
-        // What stands for the node in its group: as long as a group around it is being deleted, it
-        // must be reached from there without a symbolic link.
-        const fs::path place = m_linkFilePath.empty() ? m_directory : fs::path(m_linkFilePath);
-        const fs::path group = NodeBeingRemoved::outermostAround(place);
-        if (!group.empty() && !staysInside(group, place.parent_path())) {
-            return setStatus(eInvalidPath);
-        }
-        return removeDirectory(m_linkFilePath.empty() ? group : fs::path()) && removeOwnLink(group);
-    } catch (const boost::system::system_error& e) {
-        return VESTA_FAIL_WITH(e);
-    }
+error_t Node::removeFlag(const char* name, bool forceErase) {
+    return runFlagOperation(name,
+                            [&] { return m_state->flags.removeFlag(name, true, forceErase); });
 }
 
-/// Deletes the directory with the nodes in it, if it is the node's and there.
-bool Node::removeDirectory(const fs::path& group) {
-    if (m_removed || !ownsDirectory() || !fs::exists(lookAt(m_directory)) ||
-        NodeBeingRemoved::contains(m_markerFilePath)) {
-        return true;
-    }
-    if (GroupBeingEmptied::liesIn(m_directory)) {
-        return setStatus(eInvalidPath);
-    }
-    const NodeBeingRemoved mark(m_markerFilePath);
-    if (m_ownGroup && !fs::is_symlink(m_directory) && !removeChildren()) {
-        return false;
-    }
-    removeTree(m_directory, group);
-    // What comes into this place later is another node.
-    m_removed = true;
-    unregister();
-    return true;
+error_t Node::ownFlag(const char* name) {
+    return runFlagOperation(name, [&] { return m_state->flags.isFlagOwner(name); });
 }
 
-bool Node::removeOwnLink(const fs::path& group) {
-    // A marker that is there again is another node's, and so is the link.
-    if (m_linkFilePath.empty() || (m_removed && !isAbsent(m_markerFilePath))) {
-        return true;
-    }
-    switch (whereLeads(readLinkFile(m_linkFilePath))) {
-    case Leads::unknown:
-        return setStatus(eUnknown);
-    case Leads::elsewhere:
-        // It was given to another node, or could not be read when this one was opened.
-        return m_removed || setStatus(eUnknown);
-    case Leads::here:
-    case Leads::nowhere:
-        break;
-    }
-    removeTree(m_linkFilePath, group);
-    return true;
+bool Node::setFlag(const char* name) {
+    sptr_t<IFlagData> out;
+    return addFlag(name, out, false) == eOK;
+}
+
+bool Node::clearFlag(const char* name, bool forceErase) {
+    return removeFlag(name, forceErase) == eOK;
 }
 
 }  // namespace vesta2

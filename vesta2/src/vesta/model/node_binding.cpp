@@ -1,171 +1,259 @@
-// The marker file that a node is bound to, and the group that it belongs to.
+// The marker file that a node is bound to, the group that it belongs to, and the link file that
+// stands for it in a group elsewhere. The life of a node's link:
+//
+//     none ----- the node joins a group elsewhere ----------------------------> linked
+//     none ----- its marker names a link file that leads here ----------------> linked
+//     linked --- the marker or its checksum is not what the link says --------> stale
+//     stale ---- the link file is rewritten ----------------------------------> linked
+//     linked, stale --- the node leaves the group ----------------------------> none (deleted)
+//     linked, stale --- the link's directory is certainly no group any more --> none
+//
+// A link file is written, replaced or deleted only when it leads to this node or certainly to none.
 
-#include <fcntl.h>
-
-#include <boost/thread/lock_guard.hpp>
 #include <string_view>
 
-#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
-#include "../foundation/normal_path.h"
-#include "../tree/tree_error.h"
-#include "basekit2/bag_io.h"
-#include "basekit2/files.h"
-#include "basekit2/md5.h"
-#include "group_look.h"
+#include "../foundation/log.h"
 #include "link_file.h"
-#include "property_names.h"
+#include "marker_io.h"
+#include "node_registry.h"
+#include "node_state.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
-#include "vesta2/node.h"
-#include "vesta2/node_group.h"
 #include "vesta2/path_completion.h"
+#include "vesta2/property_names.h"
 
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
+using Lock = NodeState::Lock;
 
 namespace {
 
-using Lock = boost::lock_guard<boost::recursive_mutex>;
+/// What looking for the group that a node belongs to came to.
+enum class Membership { member, none, unknown };
 
-/// Groups are opened while a node is made, and their own groups in turn: a chain on disk may be
-/// longer than the stack.
+/// Making a node opens its group, which opens its own: the recursion needs a bound.
 constexpr int mostParents = 64;
 
-thread_local int t_depth = 0;
+thread_local int t_groupDepth = 0;
 
 class Descent {
 public:
-    Descent() { ++t_depth; }
-    ~Descent() { --t_depth; }
+    Descent() { ++t_groupDepth; }
+    ~Descent() { --t_groupDepth; }
     Descent(const Descent&) = delete;
     Descent& operator=(const Descent&) = delete;
 
-    [[nodiscard]] bool isTooDeep() const { return t_depth > mostParents; }
+    [[nodiscard]] bool isTooDeep() const { return t_groupDepth > mostParents; }
 };
 
-bool isNotThere(const boost::system::system_error& e) { return meansAbsent(e.code().value()); }
-
-}  // namespace
-
-bool Node::setMarkerFilePath(std::string markerFilePath, const char* parentGroupPath) {
-    setStatus(eOK);
-    if (markerFilePath.empty()) {
-        return false;
-    }
-    if (isGone()) {
-        return false;
-    }
-    const Lock lock(s_recursiveMutex);
-    if (markerFilePath == m_markerFilePath) {
-        return !parentGroupPath || joinGroup(parentGroupPath);
-    }
-    if (const Node* other = registered(markerFilePath); other && other != this) {
-        return setStatus(eAlreadyExists);
-    }
-    s_nodeMap[markerFilePath] = this;
-    unregister(m_markerFilePath);
-    // The link file, if any, still names the marker file that was.
-    m_linkStale = m_linkStale || (!m_markerFilePath.empty() && !m_linkFilePath.empty());
-    m_formerMarkerFilePath = std::exchange(m_markerFilePath, std::move(markerFilePath));
-    takeName(m_markerFilePath);
-    readMarkerFile();
-    if (const basekit2::variant_t* output = findRdProp(outputDirectoryKey)) {
-        if (const std::string* directory = output->as_string()) {
-            m_outputDirectory = *directory;
-        }
-    }
-    m_isParentKnown = m_markerState != marker_state_t::unreadable;
-    if (m_properties.get_bag(vestaSection)) {
-        const bool isLinkKnown = followBackLink();
-        m_isParentKnown = adoptAnyParent(parentGroupPath) != Membership::unknown && isLinkKnown;
-        m_isPlaced = m_isParentKnown && updateLinkFile();
-        if (parentGroupPath && !m_isPlaced && !m_linkStale) {
-            // It could not be linked into that group, so it is no member of it.
-            const error_t code = getStatus();
-            adoptOwnParent();
-            setStatus(code);
-        }
-    }
-    m_path = m_directory.native();
-    if (m_ownGroup) {
-        m_ownGroup->setPath(m_path);
-    }
-    return getStatus() == eOK;
+NamedMarkers markersOf(const NodeState& node) {
+    return {node.markerFilePath, node.formerMarkerFilePath};
 }
 
-void Node::takeName(const std::string& markerFilePath) {
-    const fs::path marker = markerFilePath;
+bool isNotThere(const boost::system::system_error& e) {
+    return basekit2::means_absent(e.code().value());
+}
+
+/// The link file that the marker names; empty when it names none.
+std::string backLinkOf(const NodeState& node) {
+    const basekit2::variant_t* link = node.findProperty(property::backlink);
+    const std::string* path = link ? link->as_string() : nullptr;
+    return path && !path->empty() ? normalPath(*path).native() : std::string();
+}
+
+// --- the marker file
+// -------------------------------------------------------------------------------
+
+void takeName(NodeState& node) {
+    const fs::path marker = node.markerFilePath;
     // A link that does not tell where its node is binds the node to itself. The directory around it
     // is another's, so that what is done to the node's own must fail.
-    const bool isPlaceless = isLink(markerFilePath);
+    const bool isPlaceless = isLink(node.markerFilePath);
     fs::path directory = isPlaceless ? marker : normalPath(marker).parent_path();
-    if (directory.native() != m_directory.native()) {
+    if (directory.native() != node.directory.native()) {
         // Waits for a copy of the node, which holds the manager.
-        m_flagManager.setDirectory(directory.native());
-        m_directory = std::move(directory);
+        node.flags.setDirectory(directory.native());
+        node.directory = std::move(directory);
     }
-    m_userVisibleName = marker.stem().native();
+    node.userVisibleName = marker.stem().native();
     // The marker of a project may keep this name wherever the directory goes.
-    if (hasExtension(marker, projectMarkerFileExt()) && m_userVisibleName == "config") {
-        m_userVisibleName = m_directory.stem().native();
+    if (hasExtension(marker, projectMarkerFileExt()) && node.userVisibleName == unnamedProject) {
+        node.userVisibleName = node.directory.stem().native();
     }
 }
 
-void Node::readMarkerFile() {
-    // One read serves the checksum and the properties.
-    std::string text;
-    std::string checksum;
-    int result = basekit2::read_bag_text(m_markerFilePath, text);
-    if (basekit2::bag_failed(result)) {
-        m_properties.clear();
-    } else {
-        basekit2::md5_t md5;
-        md5.update(text);
-        checksum = md5.get_digest_base16();
-        result = basekit2::load_variant_bag_from_string(m_properties, text);
+void readProperties(NodeState& node) {
+    MarkerFile marker = readMarkerFile(node.markerFilePath, node.properties);
+    if (!node.linkFilePath.empty() && marker.checksum != node.checksum) {
+        node.isLinkStale = true;
     }
-    if (!m_linkFilePath.empty() && checksum != m_checksum) {
-        m_linkStale = true;
+    node.checksum = std::move(marker.checksum);
+    node.markerState = marker.state;
+    if (!setStatus(marker.state == marker_state_t::read ? eOK : eUnknown)) {
+        logError(getStatus(), node.markerFilePath.c_str());
     }
-    m_checksum = std::move(checksum);
-    m_markerState = stateOfLoad(result);
-    if (!setStatus(errorFromObxError(result))) {
-        VESTA_LOG_ERROR(getStatus(), m_markerFilePath.c_str());
-    }
-}
-
-Node::Membership Node::adoptAnyParent(const char* groupPath) {
-    if (groupPath && m_parent && std::string_view(m_parent->getPath()) == groupPath) {
-        return Membership::member;
-    }
-    const Membership told = groupPath ? adoptParent(groupPath) : Membership::none;
-    return told == Membership::none ? adoptOwnParent() : told;
-}
-
-/// The group that holds the node's link, else the one that it is stored in.
-Node::Membership Node::adoptOwnParent() {
-    Membership found = Membership::none;
-    if (!m_linkFilePath.empty() && !isAbsent(m_linkFilePath)) {
-        found = adoptParent(fs::path(m_linkFilePath).parent_path().native());
-        if (found == Membership::none) {
-            leaveGroupThatIsNone();
+    if (const basekit2::variant_t* output = node.findProperty(property::outputDirectory)) {
+        if (const std::string* directory = output->as_string()) {
+            node.outputDirectory = *directory;
         }
     }
-    if (found == Membership::none && m_directory.has_relative_path()) {
-        found = adoptParent(m_directory.parent_path().native());
+}
+
+// --- the link file
+// ---------------------------------------------------------------------------------
+
+/// Makes `path` the node's link file and returns the one that it was.
+std::string exchangeLinkPath(NodeState& node, std::string path) {
+    if (!path.empty()) {
+        node.enroll(path);
     }
-    return found;
+    std::string former = std::exchange(node.linkFilePath, std::move(path));
+    if (former != node.linkFilePath) {
+        node.unregister(former);
+    }
+    return former;
+}
+
+/// Takes over a link file when the marker file has been read already: its checksum is the better
+/// one.
+void adoptLink(NodeState& node, const std::string& path) {
+    std::string target;
+    std::string checksum = node.checksum;
+    node.setLinkPath(path, target);
+    node.checksum = std::move(checksum);
+    node.isLinkStale = node.isLinkStale || target != node.markerFilePath;
+}
+
+/// Takes over the link file that the marker names, unless that leads to another node: then this one
+/// is a copy of it. False when that cannot be known now.
+bool followBackLink(NodeState& node) {
+    const std::string path = backLinkOf(node);
+    if (!node.linkFilePath.empty() || path.empty() || !isNodeLink(path)) {
+        return true;
+    }
+    const LinkFile link = readLinkFile(path);
+    const Leads leads = whereLeads(link, markersOf(node));
+    if (link.state != marker_state_t::absent && (leads == Leads::here || leads == Leads::nowhere)) {
+        adoptLink(node, path);
+    }
+    return leads != Leads::unknown;
+}
+
+/// Deletes a link file that was this node's.
+void dropLink(const NodeState& node, const std::string& path) {
+    if (!path.empty() && leadToSame(path, node.linkFilePath) == false) {
+        deleteLinkFile(path, markersOf(node));
+    }
+}
+
+/// Saves the path of the link file as the property "backlink".
+void nameLinkInMarker(NodeState& node) {
+    basekit2::variant_bag_t* vesta = node.properties.get_bag(section::vesta);
+    const std::string former = node.self.getRdPropStr(property::backlink, "");
+    if (!vesta || former == node.linkFilePath) {
+        return;
+    }
+    vesta->put(property::backlink, node.linkFilePath);
+    if (setStatus(node.saveProperties())) {
+        return;
+    }
+    // As on disk, so that the next time tries again.
+    if (former.empty()) {
+        vesta->remove(property::backlink);
+    } else {
+        vesta->put(property::backlink, former);
+    }
+}
+
+/// Where the node's link file should be; empty for a node that needs none, because it lies in its
+/// parent's directory or has no parent. False when that cannot be told.
+bool findWantedLinkPath(const NodeState& node, std::string& wanted) {
+    wanted.clear();
+    if (!node.parent) {
+        return true;
+    }
+    const fs::path group = node.parent->getPath();
+    const std::optional<bool> liesInGroup = leadToSame(node.directory.parent_path(), group);
+    if (liesInGroup == false) {
+        const fs::path marker = fs::path(node.markerFilePath).filename();
+        wanted = (group / (marker.native() + linkSuffix())).native();
+    }
+    return liesInGroup.has_value();
+}
+
+/// Brings the link file in line with the node's parent and marker file. False, with the status and
+/// the link file that was, when that fails.
+bool updateLinkFile(NodeState& node) {
+    setStatus(eOK);
+    std::string wanted;
+    if (!findWantedLinkPath(node, wanted)) {
+        node.isParentKnown = false;
+        return setStatus(eUnknown);
+    }
+    if (wanted == node.linkFilePath && !node.isLinkStale) {
+        return true;
+    }
+    if (!wanted.empty()) {
+        const LinkFile found = readLinkFile(wanted);
+        const error_t code = rewriteLinkFile(wanted, found, markersOf(node), node.checksum);
+        if (code != eOK) {
+            node.isParentKnown = node.isParentKnown && found.state != marker_state_t::unreadable;
+            if (wanted != node.linkFilePath) {
+                // One that was written all the same, but perhaps not to last.
+                dropLink(node, wanted);
+            }
+            return setStatus(code);
+        }
+    }
+    // Only now that the new link stands: at no moment is the node without one.
+    const std::string former = exchangeLinkPath(node, wanted);
+    if (former != wanted) {
+        dropLink(node, former);
+    }
+    node.isLinkStale = false;
+    node.formerMarkerFilePath.clear();
+    if (!wanted.empty()) {
+        nameLinkInMarker(node);
+    }
+    return true;
+}
+
+/// The directory that holds the node's link file is no group any more. A node that names the link
+/// itself may come back with its group, so the file stays.
+void leaveGroupThatIsNone(NodeState& node) {
+    const std::string link = exchangeLinkPath(node, {});
+    if (backLinkOf(node) != link) {
+        dropLink(node, link);
+    }
+    node.isLinkStale = false;
+}
+
+// --- the parent
+// ------------------------------------------------------------------------------------
+
+/// Whether the chain of parents stays short and free of circles, which links and groups on disk
+/// need not be.
+bool mayBeIn(const NodeState& node, const sptr_t<INode>& group) {
+    int parents = 0;
+    for (const NodeState* state = NodeState::of(group); state;
+         state = NodeState::of(state->parent)) {
+        if (state == &node || ++parents > mostParents) {
+            logError(eInvalidPath, NodeState::of(group)->markerFilePath.c_str());
+            return false;
+        }
+    }
+    return true;
 }
 
 /// Makes the node of the group at `groupPath`, if there is one, the parent.
-Node::Membership Node::adoptParent(const std::string& groupPath) {
-    m_parent.reset();
+Membership adoptParent(NodeState& node, const std::string& groupPath) {
+    node.parent.reset();
     const Descent descent;
     if (descent.isTooDeep()) {
-        VESTA_LOG_ERROR(eInvalidPath, groupPath.c_str());
+        logError(eInvalidPath, groupPath.c_str());
         return Membership::unknown;
     }
     try {
@@ -173,118 +261,145 @@ Node::Membership Node::adoptParent(const std::string& groupPath) {
         if (look.marker.empty()) {
             return Membership::none;
         }
-        Node* const group = dynamic_cast<Node*>(look.node.get());
-        if (!group || !mayBeIn(*group)) {
+        if (!look.node || !mayBeIn(node, look.node)) {
             return Membership::unknown;
         }
-        m_parent = std::move(look.node);
+        node.parent = std::move(look.node);
         return Membership::member;
     } catch (const boost::system::system_error& e) {
-        logError(Severity::error, errorFromBoostError(e), e.what(), __LINE__);
+        logFailure(e);
         return isNotThere(e) ? Membership::none : Membership::unknown;
     }
 }
 
-/// Whether the chain of parents stays short and free of circles, which links and groups on disk
-/// need not be.
-bool Node::mayBeIn(Node& group) const {
-    int parents = 0;
-    for (const Node* node = &group; node; node = dynamic_cast<Node*>(node->m_parent.get())) {
-        if (node == this || ++parents > mostParents) {
-            VESTA_LOG_ERROR(eInvalidPath, group.m_markerFilePath.c_str());
-            return false;
+/// The group that holds the node's link, else the one that it is stored in.
+Membership adoptOwnParent(NodeState& node) {
+    Membership found = Membership::none;
+    if (!node.linkFilePath.empty() && !isAbsent(node.linkFilePath)) {
+        found = adoptParent(node, fs::path(node.linkFilePath).parent_path().native());
+        if (found == Membership::none) {
+            leaveGroupThatIsNone(node);
         }
     }
-    return true;
+    if (found == Membership::none && node.directory.has_relative_path()) {
+        found = adoptParent(node, node.directory.parent_path().native());
+    }
+    return found;
+}
+
+Membership adoptAnyParent(NodeState& node, const char* groupPath) {
+    if (groupPath && node.parent && std::string_view(node.parent->getPath()) == groupPath) {
+        return Membership::member;
+    }
+    const Membership told = groupPath ? adoptParent(node, groupPath) : Membership::none;
+    return told == Membership::none ? adoptOwnParent(node) : told;
 }
 
 /// Enters the group at `groupPath`, and leaves the one before. False, with the status set and the
 /// group before kept, when that cannot be.
-bool Node::joinGroup(const std::string& groupPath) {
-    if (m_isPlaced && m_parent && groupPath == m_parent->getPath()) {
+bool joinGroup(NodeState& node, const std::string& groupPath) {
+    if (node.isPlaced && node.parent && groupPath == node.parent->getPath()) {
         return true;
     }
-    const sptr_t<INode> former = m_parent;
-    if (adoptParent(groupPath) == Membership::unknown) {
-        m_parent = former;
+    const sptr_t<INode> former = node.parent;
+    if (adoptParent(node, groupPath) == Membership::unknown) {
+        node.parent = former;
         return setStatus(eUnknown);
     }
-    m_isParentKnown = true;
-    m_isPlaced = updateLinkFile();
-    if (!m_isPlaced) {
-        m_parent = former;
+    node.isParentKnown = true;
+    node.isPlaced = updateLinkFile(node);
+    if (!node.isPlaced) {
+        node.parent = former;
     }
-    return m_isPlaced;
+    return node.isPlaced;
 }
 
-sptr_t<INode> Node::getParent() {
-    const Lock lock(s_recursiveMutex);
-    return m_parent;
+/// Finds out where a node that has just been bound belongs, and sees to its link.
+void findPlace(NodeState& node, const char* groupPath) {
+    const bool isLinkKnown = followBackLink(node);
+    node.isParentKnown = adoptAnyParent(node, groupPath) != Membership::unknown && isLinkKnown;
+    node.isPlaced = node.isParentKnown && updateLinkFile(node);
+    if (groupPath && !node.isPlaced && !node.isLinkStale) {
+        // It could not be linked into that group, so it is no member of it.
+        const error_t code = getStatus();
+        adoptOwnParent(node);
+        setStatus(code);
+    }
 }
 
-bool Node::setParent(const char* parentDir) {
-    const Lock lock(s_recursiveMutex);
-    return setMarkerFilePath(m_markerFilePath, parentDir);
+}  // namespace
+
+bool NodeState::bind(std::string marker, const char* groupPath) {
+    setStatus(eOK);
+    if (marker.empty() || isGone()) {
+        return false;
+    }
+    const Lock lock(mutex());
+    if (marker == markerFilePath) {
+        return !groupPath || joinGroup(*this, groupPath);
+    }
+    if (const NodeState* other = registered(marker); other && other != this) {
+        return setStatus(eAlreadyExists);
+    }
+    enroll(marker);
+    unregister(markerFilePath);
+    // The link file, if any, still names the marker file that was.
+    isLinkStale = isLinkStale || (!markerFilePath.empty() && !linkFilePath.empty());
+    formerMarkerFilePath = std::exchange(markerFilePath, std::move(marker));
+    takeName(*this);
+    readProperties(*this);
+    isParentKnown = markerState != marker_state_t::unreadable;
+    if (properties.get_bag(section::vesta)) {
+        findPlace(*this, groupPath);
+    }
+    path = directory.native();
+    if (ownGroup) {
+        ownGroup->setPath(path);
+    }
+    return getStatus() == eOK;
 }
 
-void Node::checkMarkerFilePath() {
-    if (!isAbsent(m_markerFilePath)) {
+bool NodeState::setLinkPath(std::string linkPath, std::string& target) {
+    setStatus(eOK);
+    if (linkPath.empty()) {
+        return false;
+    }
+    if (linkPath == linkFilePath) {
+        return true;
+    }
+    const Lock lock(mutex());
+    exchangeLinkPath(*this, std::move(linkPath));
+    const LinkFile link = readLinkFile(linkFilePath);
+    if (link.state != marker_state_t::read) {
+        setStatus(eUnknown);
+        return true;
+    }
+    target = link.target;
+    isLinkStale = isLinkStale || target != markerFilePath || link.checksum != checksum;
+    checksum = link.checksum;
+    return true;
+}
+
+void NodeState::adoptLinkAndGroup(const std::string& linkPath) {
+    adoptLink(*this, linkPath);
+    adoptOwnParent(*this);
+}
+
+void NodeState::followRenamedMarker() {
+    if (!isAbsent(markerFilePath)) {
         return;
     }
     try {
-        const Lock lock(s_recursiveMutex);
-        const FileSet wanted(fs::path(m_markerFilePath).extension().native());
-        const std::string found = findMarkerFileInDir(m_directory, wanted);
+        const Lock lock(mutex());
+        const FileSet wanted(fs::path(markerFilePath).extension().native());
+        const std::string found = findMarkerFileInDir(directory, wanted);
         if (!found.empty()) {
-            setMarkerFilePath(found, m_parent ? m_parent->getPath() : nullptr);
+            bind(found, pathOfParent());
         }
     } catch (const boost::system::system_error& e) {
         if (!isNotThere(e)) {
-            VESTA_FAIL_WITH(e);
+            failWith(e);
         }
-    }
-}
-
-bool Node::isMissing() {
-    checkMarkerFilePath();
-    return !isThere(m_markerFilePath);
-}
-
-bool Node::changeMarkerFilePath(const char* newMarker) {
-    const error_t before = getStatus();
-    const Lock lock(s_recursiveMutex);
-    if (m_linkFilePath.empty() || !newMarker || !*newMarker || !isThere(m_linkFilePath) ||
-        !isMissing() || !isAbsent(m_markerFilePath) || !isThere(newMarker)) {
-        setStatus(before);
-        return false;
-    }
-    try {
-        const std::string marker = normalPath(completePath(newMarker, nullptr)).native();
-        return setMarkerFilePath(marker, m_parent ? m_parent->getPath() : nullptr);
-    } catch (const boost::system::system_error& e) {
-        return VESTA_FAIL_WITH(e);
-    }
-}
-
-bool Node::changeUserVisibleName(const char* name) {
-    if (!setStatus(m_removed ? eNotFound : validateFileName(name))) {
-        return false;
-    }
-    const Lock lock(s_recursiveMutex);
-    const fs::path marker = m_markerFilePath;
-    const fs::path renamed = marker.parent_path() / (name + marker.extension().native());
-    try {
-        if (renamed.native() != m_markerFilePath) {
-            if (!canBeLinkedFrom(m_directory, renamed.filename().native())) {
-                return false;
-            }
-            if (!basekit2::rename_exclusively(AT_FDCWD, marker.c_str(), renamed.c_str())) {
-                throwTreeError("cannot rename", marker);
-            }
-        }
-        return setMarkerFilePath(renamed.native(), m_parent ? m_parent->getPath() : nullptr);
-    } catch (const boost::system::system_error& e) {
-        return VESTA_FAIL_WITH(e);
     }
 }
 

@@ -1,10 +1,10 @@
 #include "vesta2/node_group.h"
 
-#include "../discovery/group_markers.h"
-#include "../foundation/failure.h"
+#include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
-#include "group_look.h"
-#include "removal.h"
+#include "../foundation/log.h"
+#include "group_being_emptied.h"
+#include "node_registry.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -26,22 +26,6 @@ std::string normalized(const std::string& path) {
 }
 
 }  // namespace
-
-GroupLook lookAtGroup(const std::string& path) {
-    GroupLook look;
-    // Results have no group.
-    look.isDirectory = fs::is_directory(lookAt(path));
-    if (look.isDirectory) {
-        look.marker = findGroupMarkerInDir(normalized(path));
-    } else {
-        const FileSet extensions(projectMarkerFileExt(), experimentMarkerFileExt());
-        look.marker = findMarkerFileOrLink(path, extensions, true);
-    }
-    if (!look.marker.empty()) {
-        look.node = Node::find(look.marker, nullptr);
-    }
-    return look;
-}
 
 sptr_t<INodeGroup> INodeGroup::open(const char* path) {
     if (!setStatus(path && *path ? eOK : eParameterError)) {
@@ -100,8 +84,7 @@ sptr_t<INode> NodeGroup::addNode(const char* path) {
         setStatus(path && *path ? eOK : eParameterError);
         return {};
     }
-    const FileSet anyKind(projectMarkerFileExt(), experimentMarkerFileExt(), resultMarkerFileExt());
-    const std::string marker = findMarkerFileOrLink(path, anyKind, true);
+    const std::string marker = findMarkerFileOrLink(path, nodeMarkerExtensions(), true);
     if (marker.empty()) {
         return {};
     }
@@ -140,7 +123,7 @@ void NodeGroup::purge(const char* mask, int keep) {
         }
         setStatus(outcome);
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
     }
 }
 

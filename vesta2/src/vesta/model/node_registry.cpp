@@ -1,15 +1,20 @@
-#include <boost/thread/lock_guard.hpp>
+// Which node objects there are: one for each marker file that is open, from its first handle to its
+// last, and until its directory is removed. See node_state.h for the states.
 
-#include "../foundation/failure.h"
+#include "node_registry.h"
+
+#include "../discovery/extensions.h"
+#include "../discovery/group_markers.h"
 #include "../foundation/file_checks.h"
-#include "../foundation/normal_path.h"
+#include "../foundation/log.h"
+#include "../tree/remove_tree.h"
+#include "group_being_emptied.h"
 #include "link_file.h"
-#include "removal.h"
+#include "node_state.h"
 #include "vesta2/discovery.h"
 #include "vesta2/experiment.h"
 #include "vesta2/names.h"
-#include "vesta2/node.h"
-#include "vesta2/node_group.h"
+#include "vesta2/node_iterator.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/project.h"
 #include "vesta2/result_directory.h"
@@ -18,6 +23,8 @@ namespace vesta2 {
 
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
+using optstore2::IBagPropertyStorage;
+using Lock = NodeState::Lock;
 
 // Never destroyed: a handle that is still held somewhere when the process ends comes back here.
 std::map<std::string, Node*>& Node::s_nodeMap = *new std::map<std::string, Node*>();
@@ -26,13 +33,51 @@ unsigned Node::s_lastUid = 0;
 
 namespace {
 
-using Lock = boost::lock_guard<boost::recursive_mutex>;
+class NodeBeingRemoved;
+thread_local const NodeBeingRemoved* t_innermostRemoval = nullptr;
+
+/// A node whose directory this thread deletes, perhaps out of its destructor: as long as that lasts
+/// the thread cannot open it.
+class NodeBeingRemoved {
+public:
+    explicit NodeBeingRemoved(const std::string& markerFilePath)
+        : m_markerFilePath(markerFilePath), m_outer(std::exchange(t_innermostRemoval, this)) {}
+    ~NodeBeingRemoved() { t_innermostRemoval = m_outer; }
+    NodeBeingRemoved(const NodeBeingRemoved&) = delete;
+    NodeBeingRemoved& operator=(const NodeBeingRemoved&) = delete;
+
+    static bool contains(const std::string& markerFilePath) {
+        const NodeBeingRemoved* removal = t_innermostRemoval;
+        while (removal && removal->m_markerFilePath != markerFilePath) {
+            removal = removal->m_outer;
+        }
+        return removal != nullptr;
+    }
+
+    /// The directory of the outermost such node that has `place` below it; empty when there is
+    /// none.
+    static fs::path outermostAround(const fs::path& place) {
+        fs::path outermost;
+        for (const NodeBeingRemoved* removal = t_innermostRemoval; removal;
+             removal = removal->m_outer) {
+            const fs::path directory = fs::path(removal->m_markerFilePath).parent_path();
+            if (place.native().starts_with(directory.native() + '/')) {
+                outermost = directory;
+            }
+        }
+        return outermost;
+    }
+
+private:
+    const std::string& m_markerFilePath;
+    const NodeBeingRemoved* m_outer;
+};
 
 bool isOfKind(const fs::path& path, const std::string& markerExt, const std::string& linkExt) {
     return hasExtension(path, markerExt) || hasExtension(path, linkExt);
 }
 
-std::unique_ptr<Node> makeNode(const fs::path& path, const char* groupPath) {
+std::unique_ptr<Node> makeObject(const fs::path& path, const char* groupPath) {
     if (isOfKind(path, projectMarkerFileExt(), projectLinkExt())) {
         return std::make_unique<Project>(path.native(), groupPath);
     }
@@ -44,115 +89,146 @@ std::unique_ptr<Node> makeNode(const fs::path& path, const char* groupPath) {
 
 }  // namespace
 
+NodeState::NodeState(Node& object)
+    : self(object),
+      uid(++Node::s_lastUid),
+      propertyStorage(IBagPropertyStorage::create(&properties, {})),
+      transientStorage(IBagPropertyStorage::create(&transient, {})) {}
+
+NodeState* NodeState::of(const sptr_t<INode>& node) {
+    const auto* object = dynamic_cast<Node*>(node.get());
+    return object ? object->m_state.get() : nullptr;
+}
+
+// --- finding and counting
+
 sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
     if (path.empty()) {
         return {};
     }
     try {
-        sptr_t<INode> node = find(path, groupPath);
+        sptr_t<INode> node = NodeState::find(path, groupPath);
         if (!node) {
             setStatus(eNotFound);
         }
         return node;
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return {};
     }
 }
 
-/// As `lookup`, but throws when it cannot be known whether there is such a file.
-sptr_t<INode> Node::find(const std::string& path, const char* groupPath) {
+sptr_t<INode> NodeState::find(const std::string& path, const char* groupPath) {
     const fs::path place = normalPath(completePath(path, groupPath));
     const std::string& key = place.native();
     // From the first look at the disk on: a marker that is deleted meanwhile must not give an empty
     // node.
-    const Lock lock(s_recursiveMutex);
+    const Lock lock(mutex());
     // Twice: a save replaces the file, and some network file systems show a gap.
     if ((!isThere(place) && !fs::exists(lookAt(place))) || NodeBeingRemoved::contains(key)) {
         return {};
     }
-    Node* node = registered(key);
+    NodeState* node = registered(key);
     if (!node && isLink(key)) {
         // A node that is open already need not know the link: it may be read-only.
         const LinkFile link = readLinkFile(key);
         node = link.state == marker_state_t::read ? registered(link.target) : nullptr;
-        if (node && node->m_open && node->m_linkFilePath.empty() && !node->m_parent) {
-            node->adoptLink(key);
-            node->adoptOwnParent();
+        if (node && node->isOpen && node->linkFilePath.empty() && !node->parent) {
+            node->adoptLinkAndGroup(key);
         }
     }
     if (node) {
-        // One that is still being made has been reached again from a group or link below it.
-        return node->m_open ? node->asINode() : sptr_t<INode>();
+        // A re-entrant look-up finds no node that is still being made.
+        return node->isOpen ? node->self.asINode() : sptr_t<INode>();
     }
-    std::unique_ptr<Node> made = makeNode(place, groupPath);
-    if (made->m_markerState == marker_state_t::absent && made->m_linkFilePath.empty()) {
+    std::unique_ptr<Node> made = makeObject(place, groupPath);
+    if (made->m_state->markerState == marker_state_t::absent &&
+        made->m_state->linkFilePath.empty()) {
         return {};
     }
-    made->m_open = true;
+    made->m_state->isOpen = true;
     return made.release()->asINode();
 }
 
-Node* Node::registered(const std::string& key) {
-    const auto found = s_nodeMap.find(key);
-    return found == s_nodeMap.end() ? nullptr : found->second;
+GroupLook lookAtGroup(const std::string& path) {
+    GroupLook look;
+    // Results have no group.
+    look.isDirectory = fs::is_directory(lookAt(path));
+    if (look.isDirectory) {
+        fs::path directory = path;
+        removeEndingSlash(directory);
+        look.marker = findGroupMarkerInDir(directory.empty() ? path : directory.native());
+    } else {
+        look.marker = findMarkerFileOrLink(path, groupMarkerExtensions(), true);
+    }
+    if (!look.marker.empty()) {
+        look.node = NodeState::find(look.marker, nullptr);
+    }
+    return look;
 }
 
 unsigned Node::add_ref() const {
     const Lock lock(s_recursiveMutex);
-    return ++m_references;
+    return ++m_state->references;
 }
 
 unsigned Node::release() const {
     const Lock lock(s_recursiveMutex);
-    if (--m_references != 0) {
-        return m_references;
+    if (--m_state->references != 0) {
+        return m_state->references;
     }
     delete this;
     return 0;
 }
 
-void Node::unregister() const {
-    unregister(m_markerFilePath);
-    unregister(m_linkFilePath);
+NodeState* NodeState::registered(const std::string& key) {
+    const auto found = Node::s_nodeMap.find(key);
+    return found == Node::s_nodeMap.end() ? nullptr : found->second->m_state.get();
 }
 
-void Node::unregister(const std::string& key) const {
-    const Lock lock(s_recursiveMutex);
-    const auto found = s_nodeMap.find(key);
-    if (found != s_nodeMap.end() && found->second == this) {
-        s_nodeMap.erase(found);
+void NodeState::enroll(const std::string& key) { Node::s_nodeMap[key] = &self; }
+
+void NodeState::unregister(const std::string& key) const {
+    const Lock lock(mutex());
+    const auto found = Node::s_nodeMap.find(key);
+    if (found != Node::s_nodeMap.end() && found->second == &self) {
+        Node::s_nodeMap.erase(found);
     }
+}
+
+void NodeState::unregister() const {
+    unregister(markerFilePath);
+    unregister(linkFilePath);
 }
 
 unsigned Node::openOn(const std::string& markerFilePath) {
     const Lock lock(s_recursiveMutex);
-    const Node* const node = registered(normalPath(markerFilePath).native());
-    return node && node->m_open ? node->m_uid : 0;
+    const NodeState* const node = NodeState::registered(normalPath(markerFilePath).native());
+    return node && node->isOpen ? node->uid : 0;
 }
 
 void Node::retire(const std::string& markerFilePath, unsigned number) {
     const Lock lock(s_recursiveMutex);
-    Node* const node = registered(normalPath(markerFilePath).native());
-    if (node && node->m_open && node->m_uid == number) {
-        node->m_removed = true;
+    NodeState* const node = NodeState::registered(normalPath(markerFilePath).native());
+    if (node && node->isOpen && node->uid == number) {
+        node->isRemoved = true;
         node->unregister();
     }
 }
 
 unsigned Node::uid(const sptr_t<INode>& node) {
-    const Node* object = dynamic_cast<const Node*>(node.get());
-    return object ? object->m_uid : 0;
+    const NodeState* state = NodeState::of(node);
+    return state ? state->uid : 0;
 }
 
 marker_state_t Node::markerState(const sptr_t<INode>& node) {
-    const Node* object = dynamic_cast<const Node*>(node.get());
-    return object ? object->m_markerState : marker_state_t::absent;
+    const NodeState* state = NodeState::of(node);
+    return state ? state->markerState : marker_state_t::absent;
 }
 
 bool Node::isParentKnown(const sptr_t<INode>& node) {
-    const Node* object = dynamic_cast<const Node*>(node.get());
-    return !object || object->m_isParentKnown;
+    const NodeState* state = NodeState::of(node);
+    return !state || state->isParentKnown;
 }
 
 unsigned Node::nodeCount() {
@@ -174,6 +250,99 @@ void Node::reset() {
 bool Node::eraseFromMap(std::string& key) {
     const Lock lock(s_recursiveMutex);
     return s_nodeMap.erase(key) != 0;
+}
+
+// --- removal
+
+namespace {
+
+/// Deletes the nodes of the node's group, up to the first that cannot be deleted.
+bool removeChildren(const fs::path& directory) {
+    const GroupBeingEmptied mark(directory);
+    // Straight over the directory: a handle on the group would count this node, which may be in its
+    // destructor.
+    NodeIterator child("", directory.native(), 0);
+    for (setStatus(eOK); !child.at_end(); child.next()) {
+        const sptr_t<INode> node = child.current();
+        // Links can make a group hold itself, or what it lies in: those are no members of it.
+        if (node && GroupBeingEmptied::liesIn(node->getPath())) {
+            continue;
+        }
+        if (node ? !node->remove() : !isAbsent(child.path())) {
+            return getStatus() != eOK ? false : setStatus(eUnknown);
+        }
+    }
+    return setStatus(eOK);
+}
+
+/// Whether the directory is this node's to delete. A link file may name anything, and a broken one
+/// binds its node to itself: what lies around such a file belongs to others.
+bool ownsDirectory(const NodeState& node) {
+    if (!node.directory.has_relative_path() || isLink(node.markerFilePath)) {
+        return false;
+    }
+    const fs::file_status marker = lookAt(node.markerFilePath);
+    return node.linkFilePath.empty() ? !fs::is_directory(marker) : fs::is_regular_file(marker);
+}
+
+/// Deletes the directory with the nodes in it, if it is the node's and there.
+bool removeDirectory(NodeState& node, const fs::path& group) {
+    if (node.isRemoved || !ownsDirectory(node) || !fs::exists(lookAt(node.directory)) ||
+        NodeBeingRemoved::contains(node.markerFilePath)) {
+        return true;
+    }
+    if (GroupBeingEmptied::liesIn(node.directory)) {
+        return setStatus(eInvalidPath);
+    }
+    const NodeBeingRemoved mark(node.markerFilePath);
+    if (node.ownGroup && !fs::is_symlink(node.directory) && !removeChildren(node.directory)) {
+        return false;
+    }
+    removeTree(node.directory, group);
+    // What comes into this place later is another node.
+    node.isRemoved = true;
+    node.unregister();
+    return true;
+}
+
+bool removeOwnLink(const NodeState& node, const fs::path& group) {
+    // A marker that is there again is another node's, and so is the link.
+    if (node.linkFilePath.empty() || (node.isRemoved && !isAbsent(node.markerFilePath))) {
+        return true;
+    }
+    switch (whereLeads(readLinkFile(node.linkFilePath),
+                       {node.markerFilePath, node.formerMarkerFilePath})) {
+    case Leads::unknown:
+        return setStatus(eUnknown);
+    case Leads::elsewhere:
+        // It was given to another node, or could not be read when this one was opened.
+        return node.isRemoved || setStatus(eUnknown);
+    case Leads::here:
+    case Leads::nowhere:
+        break;
+    }
+    removeTree(node.linkFilePath, group);
+    return true;
+}
+
+}  // namespace
+
+bool Node::remove() {
+    setStatus(eOK);
+    try {
+        // What stands for the node in its group: as long as a group around it is being deleted, it
+        // must be reached from there without a symbolic link.
+        const bool isLinkedIn = !m_state->linkFilePath.empty();
+        const fs::path place = isLinkedIn ? m_state->linkFilePath : m_state->directory;
+        const fs::path group = NodeBeingRemoved::outermostAround(place);
+        if (!group.empty() && !staysInside(group, place.parent_path())) {
+            return setStatus(eInvalidPath);
+        }
+        return removeDirectory(*m_state, isLinkedIn ? fs::path() : group) &&
+               removeOwnLink(*m_state, group);
+    } catch (const boost::system::system_error& e) {
+        return failWith(e);
+    }
 }
 
 }  // namespace vesta2

@@ -8,7 +8,7 @@ using basekit2::sptr_t;
 
 Project::Project(std::string path, const char* parentGroupPath)
     : NodeFacade(std::move(path), parentGroupPath) {
-    setOwnGroup(std::make_unique<NodeGroup>(directory().native(), this));
+    setOwnGroup(std::make_unique<NodeGroup>(getPath(), this));
 }
 
 sptr_t<INodeGroup> Project::getNodeGroup() { return ownGroup(); }

@@ -2,11 +2,10 @@
 
 #include <string_view>
 
-#include "../discovery/directory_listing.h"
-#include "../foundation/failure.h"
 #include "../foundation/file_checks.h"
-#include "../foundation/state_marks.h"
+#include "../foundation/log.h"
 #include "../tree/new_directory.h"
+#include "basekit2/directory_listing.h"
 #include "basekit2/files.h"
 #include "state_marks.h"
 #include "vesta2/names.h"
@@ -39,7 +38,7 @@ void appendFiles(ResultFiles& found, const std::string& directory, const std::st
 }
 
 void appendEntries(ResultFiles& found, const std::string& directory) {
-    DirectoryListing entries(directory);
+    basekit2::directory_listing_t entries(directory);
     while (entries.next()) {
         found.append(entries.path());
     }
@@ -49,8 +48,8 @@ void appendEntries(ResultFiles& found, const std::string& directory) {
 
 ResultDirectory::ResultDirectory(std::string path, const char* parentGroupPath)
     : NodeFacade(std::move(path), parentGroupPath),
-      m_finalized(hasMark(directory(), finalizedMark)),
-      m_valid(!hasMark(directory(), invalidMark)) {}
+      m_finalized(hasMark(directory(), mark::finalized)),
+      m_valid(!hasMark(directory(), mark::invalid)) {}
 
 bool ResultDirectory::remove() {
     m_valid = false;
@@ -66,13 +65,13 @@ bool ResultDirectory::setFinalized(bool finalized) {
     }
     try {
         if (finalized) {
-            makeMark(directory(), finalizedMark);
+            makeMark(directory(), mark::finalized);
         } else {
-            removeMark(directory(), finalizedMark);
+            removeMark(directory(), mark::finalized);
         }
         m_finalized = finalized;
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
     }
     return true;
 }
@@ -85,7 +84,7 @@ void ResultDirectory::setInvalid() {
     error_t marked = markInvalid();
     // Out of the way of patterns. Where that fails the mark alone has to do.
     const fs::path old = directory();
-    const std::string aside = std::string(getPath()) + "-bad";
+    const std::string aside = std::string(getPath()) + invalidSuffix;
     move(aside.c_str(), true, nullptr);
     if (marked != eOK && directory() != old) {
         marked = markInvalid();
@@ -97,10 +96,10 @@ void ResultDirectory::setInvalid() {
 
 error_t ResultDirectory::markInvalid() {
     try {
-        makeMark(directory(), invalidMark);
+        makeMark(directory(), mark::invalid);
         return eOK;
     } catch (const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return getStatus();
     }
 }
@@ -124,10 +123,10 @@ sptr_t<IPathIterator> ResultDirectory::getCollectorDataDirectories() {
     const std::string_view prefix = getCollectorDataDirectoryPrefix();
     try {
         const sptr_t<ResultFiles> found(new ResultFiles());
-        for (const fs::directory_entry& entry : fs::directory_iterator(directory())) {
-            const std::string name = entry.path().filename().native();
-            if (name.compare(0, prefix.size(), prefix) == 0 && fs::is_directory(entry.status())) {
-                found->append(entry.path().native());
+        basekit2::directory_listing_t entries(directory());
+        while (entries.next()) {
+            if (entries.name().starts_with(prefix) && entries.is_directory()) {
+                found->append(entries.path());
             }
         }
         found->rewind();
@@ -164,7 +163,7 @@ const char* ResultDirectory::getSubdir(const char* name) {
         m_subdir = path.native();
         return m_subdir.c_str();
     } catch (const fs::filesystem_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         return nullptr;
     }
 }
@@ -172,9 +171,9 @@ const char* ResultDirectory::getSubdir(const char* name) {
 const char* ResultDirectory::getSubdir(standard_dir_t directory) {
     switch (directory) {
     case sourceDir:
-        return getSubdir("source");
+        return getSubdir(result_file::sourceDirectory);
     case configDir:
-        return getSubdir("config");
+        return getSubdir(result_file::configDirectory);
     }
     return nullptr;
 }

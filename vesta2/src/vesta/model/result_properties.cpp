@@ -1,22 +1,11 @@
 #include <boost/filesystem/operations.hpp>
 #include <string_view>
 
-#include "property_names.h"
+#include "vesta2/names.h"
+#include "vesta2/property_names.h"
 #include "vesta2/result_directory.h"
 
 namespace vesta2 {
-namespace {
-
-constexpr const char* collectionCommandKey = "collectionCommand";
-constexpr const char* collectionTimeBeginKey = "collectionTimeBegin";
-constexpr const char* collectionTimeEndKey = "collectionTimeEnd";
-constexpr const char* finalizationTimeBeginKey = "finalizationTimeBegin";
-constexpr const char* finalizationTimeEndKey = "finalizationTimeEnd";
-constexpr const char* applicationLogKey = "applicationLog";
-constexpr const char* collectorLogKey = "collectorLog";
-constexpr const char* commandLogKey = "commandLog";
-
-}  // namespace
 
 void ResultDirectory::changeText(const char* property, const char* value) {
     if (!value) {
@@ -32,70 +21,88 @@ void ResultDirectory::changeTime(const char* property, long value) {
     markModified();
 }
 
-const char* ResultDirectory::getCreationHostName() { return getRdPropStr(hostnameKey, "unknown"); }
-
-const char* ResultDirectory::getCreationOs(bool pretty) {
-    const char* const os = getRdPropStr(osKey, "unknown");
-    if (pretty && std::string_view(os) == "windows") {
-        return "Windows*";
-    }
-    return pretty && std::string_view(os) == "linux" ? "Linux*" : os;
+const char* ResultDirectory::getCreationHostName() {
+    return getRdPropStr(property::hostname, "unknown");
 }
 
-int ResultDirectory::getMpiRank() { return getRdPropInt(mpiRankKey, -1); }
+const char* ResultDirectory::getCreationOs(bool pretty) {
+    const char* const os = getRdPropStr(property::os, "unknown");
+    if (pretty && std::string_view(os) == os_name::ofWindows) {
+        return "Windows*";
+    }
+    return pretty && std::string_view(os) == os_name::ofLinux ? "Linux*" : os;
+}
+
+int ResultDirectory::getMpiRank() { return getRdPropInt(property::mpiRank, -1); }
 
 const char* ResultDirectory::getCollectorCommand() {
-    return getRdPropStr(collectionCommandKey, nullptr);
+    return getRdPropStr(property::collectionCommand, nullptr);
 }
 
 void ResultDirectory::setCollectorCommand(const char* command) {
-    changeText(collectionCommandKey, command);
+    changeText(property::collectionCommand, command);
 }
 
-long ResultDirectory::getCollectionTimeBegin() { return getRdPropTime(collectionTimeBeginKey, 0); }
+long ResultDirectory::getCollectionTimeBegin() {
+    return getRdPropTime(property::collectionTimeBegin, 0);
+}
 
 void ResultDirectory::setCollectionTimeBegin(long time) {
-    changeTime(collectionTimeBeginKey, time);
+    changeTime(property::collectionTimeBegin, time);
 }
 
-long ResultDirectory::getCollectionTimeEnd() { return getRdPropTime(collectionTimeEndKey, 0); }
+long ResultDirectory::getCollectionTimeEnd() {
+    return getRdPropTime(property::collectionTimeEnd, 0);
+}
 
-void ResultDirectory::setCollectionTimeEnd(long time) { changeTime(collectionTimeEndKey, time); }
+void ResultDirectory::setCollectionTimeEnd(long time) {
+    changeTime(property::collectionTimeEnd, time);
+}
 
 long ResultDirectory::getFinalizationTimeBegin() {
-    return getRdPropTime(finalizationTimeBeginKey, 0);
+    return getRdPropTime(property::finalizationTimeBegin, 0);
 }
 
 void ResultDirectory::setFinalizationTimeBegin(long time) {
-    changeTime(finalizationTimeBeginKey, time);
+    changeTime(property::finalizationTimeBegin, time);
 }
 
-long ResultDirectory::getFinalizationTimeEnd() { return getRdPropTime(finalizationTimeEndKey, 0); }
+long ResultDirectory::getFinalizationTimeEnd() {
+    return getRdPropTime(property::finalizationTimeEnd, 0);
+}
 
 void ResultDirectory::setFinalizationTimeEnd(long time) {
-    changeTime(finalizationTimeEndKey, time);
+    changeTime(property::finalizationTimeEnd, time);
 }
 
-int ResultDirectory::getLogicalCPUCount() { return getRdPropInt(logicalCpuCountKey, 0); }
+int ResultDirectory::getLogicalCPUCount() { return getRdPropInt(property::logicalCpuCount, 0); }
 
-long long ResultDirectory::getCPUFrequency() { return getRdPropLong(cpuFrequencyKey, 0); }
+long long ResultDirectory::getCPUFrequency() { return getRdPropLong(property::cpuFrequency, 0); }
 
 std::string ResultDirectory::logPath(const char* property, const char* usualName) {
     return boost::filesystem::absolute(getRdPropStr(property, usualName), directory()).native();
 }
 
 std::string ResultDirectory::getApplicationLog() {
-    return logPath(applicationLogKey, "application.log");
+    return logPath(property::applicationLog, result_file::applicationLog);
 }
 
-void ResultDirectory::setApplicationLog(const char* name) { changeText(applicationLogKey, name); }
+void ResultDirectory::setApplicationLog(const char* name) {
+    changeText(property::applicationLog, name);
+}
 
-std::string ResultDirectory::getCollectorLog() { return logPath(collectorLogKey, "collector.log"); }
+std::string ResultDirectory::getCollectorLog() {
+    return logPath(property::collectorLog, result_file::collectorLog);
+}
 
-void ResultDirectory::setCollectorLog(const char* name) { changeText(collectorLogKey, name); }
+void ResultDirectory::setCollectorLog(const char* name) {
+    changeText(property::collectorLog, name);
+}
 
-std::string ResultDirectory::getCommandLog() { return logPath(commandLogKey, "command.log"); }
+std::string ResultDirectory::getCommandLog() {
+    return logPath(property::commandLog, result_file::commandLog);
+}
 
-void ResultDirectory::setCommandLog(const char* name) { changeText(commandLogKey, name); }
+void ResultDirectory::setCommandLog(const char* name) { changeText(property::commandLog, name); }
 
 }  // namespace vesta2

@@ -4,6 +4,8 @@
 #include <limits>
 #include <string_view>
 
+#include "vesta2/property_names.h"
+
 namespace vesta2 {
 namespace {
 
@@ -28,34 +30,55 @@ std::int64_t valueOf(std::string_view run) {
 
 }  // namespace
 
+struct Pattern::Parts {
+    std::string prefix;
+    std::string suffix;
+    std::int32_t width = 0;
+    std::int32_t limit = 0;
+    std::int32_t suffixDigits = 0;
+};
+
+Pattern::Pattern() : m_parts(std::make_unique<Parts>()) {}
+Pattern::Pattern(const Pattern& other) : m_parts(std::make_unique<Parts>(*other.m_parts)) {}
+Pattern::~Pattern() = default;
+
+Pattern& Pattern::operator=(const Pattern& other) {
+    *m_parts = *other.m_parts;
+    return *this;
+}
+
+int Pattern::width() const { return m_parts->width; }
+int Pattern::limit() const { return m_parts->limit; }
+const std::string& Pattern::prefix() const { return m_parts->prefix; }
+
 error_t Pattern::set(const std::string& pattern, const basekit2::variant_bag_t* bag) {
+    Parts& parts = *m_parts;
     const std::size_t first = pattern.find(placeholder);
-    m_prefix = pattern.substr(0, first);
-    m_width = 0;
-    m_limit = 0;
+    parts.prefix = pattern.substr(0, first);
+    parts.width = 0;
+    parts.limit = 0;
     if (first != std::string::npos) {
         std::size_t end = pattern.find_first_not_of(placeholder, first);
         end = end == std::string::npos ? pattern.size() : end;
-        m_width = static_cast<std::int32_t>(end - first);
-        m_limit = 1;
-        for (std::int32_t i = 0; i < m_width && i <= maxWidth; ++i) {
-            m_limit *= 10;
+        parts.width = static_cast<std::int32_t>(end - first);
+        parts.limit = 1;
+        for (std::int32_t i = 0; i < parts.width && i <= maxWidth; ++i) {
+            parts.limit *= 10;
         }
         if (end < pattern.size()) {
             if (pattern.find(placeholder, end) != std::string::npos) {
                 return eTooManyPlaceholderGroups;
             }
-            m_suffix = pattern.substr(end);
+            parts.suffix = pattern.substr(end);
         }
-        if (m_width > maxWidth) {
+        if (parts.width > maxWidth) {
             return eTooLongPlaceholder;
         }
     }
     if (bag) {
-        m_prefix = subst(m_prefix, bag);
+        parts.prefix = subst(parts.prefix, bag);
     }
-    m_prefixLength = static_cast<std::int32_t>(m_prefix.size());
-    m_suffixDigits = static_cast<std::int32_t>(countDigits(m_suffix));
+    parts.suffixDigits = static_cast<std::int32_t>(countDigits(parts.suffix));
     return eOK;
 }
 
@@ -63,7 +86,7 @@ std::string Pattern::subst(const std::string& text, const basekit2::variant_bag_
     if (!bag) {
         return text;
     }
-    const basekit2::variant_bag_t* variables = bag->get_bag("variables");
+    const basekit2::variant_bag_t* variables = bag->get_bag(section::variables);
     std::string result;
     std::size_t at = 0;
     for (;;) {
@@ -85,12 +108,12 @@ std::string Pattern::subst(const std::string& text, const basekit2::variant_bag_
 }
 
 bool Pattern::match(const std::string& name, int* number) const {
-    const auto prefixLength = static_cast<std::size_t>(m_prefixLength);
-    if (name.size() < prefixLength || name.compare(0, prefixLength, m_prefix) != 0) {
+    const auto prefixLength = m_parts->prefix.size();
+    if (name.size() < prefixLength || name.compare(0, prefixLength, m_parts->prefix) != 0) {
         return false;
     }
     const std::size_t run = countDigits(std::string_view(name).substr(prefixLength));
-    const auto suffixDigits = static_cast<std::size_t>(m_suffixDigits);
+    const auto suffixDigits = static_cast<std::size_t>(m_parts->suffixDigits);
     if (run == 0 || run < suffixDigits) {
         return false;
     }
@@ -103,11 +126,11 @@ bool Pattern::match(const std::string& name, int* number) const {
 
 std::string Pattern::generateFileName(int number, const basekit2::variant_bag_t* bag) const {
     std::string digitsOfNumber = std::to_string(number);
-    const auto width = static_cast<std::size_t>(m_width);
+    const auto width = static_cast<std::size_t>(m_parts->width);
     if (digitsOfNumber.size() < width) {
         digitsOfNumber.insert(0, width - digitsOfNumber.size(), '0');
     }
-    return m_prefix + digitsOfNumber + subst(m_suffix, bag);
+    return m_parts->prefix + digitsOfNumber + subst(m_parts->suffix, bag);
 }
 
 }  // namespace vesta2

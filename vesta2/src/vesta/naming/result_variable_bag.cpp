@@ -1,14 +1,13 @@
 #include "vesta2/result_variable_bag.h"
 
+#include "vesta2/property_names.h"
+
 namespace vesta2 {
 namespace {
 
-constexpr const char* vestaSection = "vesta";
-constexpr const char* variablesSection = "variables";
-
 const basekit2::variant_t* findVariable(const basekit2::variant_bag_t& bag, const char* name) {
-    const basekit2::variant_bag_t* vesta = bag.get_bag(vestaSection);
-    const basekit2::variant_bag_t* variables = vesta ? vesta->get_bag(variablesSection) : nullptr;
+    const basekit2::variant_bag_t* vesta = bag.get_bag(section::vesta);
+    const basekit2::variant_bag_t* variables = vesta ? vesta->get_bag(section::variables) : nullptr;
     return variables && name ? variables->find(name) : nullptr;
 }
 
@@ -19,7 +18,7 @@ ResultVariableBag::ResultVariableBag(const basekit2::variant_bag_t* initial)
 
 void ResultVariableBag::putVariable(const char* name, const basekit2::variant_t& value) {
     if (name) {
-        put_bag(vestaSection).put_bag(variablesSection).put(name, value);
+        put_bag(section::vesta).put_bag(section::variables).put(name, value);
     }
 }
 

@@ -5,9 +5,9 @@
 
 #include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
+#include "basekit2/file_error.h"
 #include "directory_chain.h"
 #include "level_listing.h"
-#include "tree_error.h"
 #include "tree_walk.h"
 #include "vesta2/names.h"
 
@@ -39,10 +39,11 @@ public:
             return {m_name};
         }
         std::vector<std::string> subdirectories;
-        forEachEntry(m_chain, [&](const DirectoryListing& entry) {
+        forEachEntry(m_chain, [&](const basekit2::directory_listing_t& entry) {
             std::string name(entry.name());
             const bool isDirectory = entry.kind() == DT_DIR;
-            if (!isDirectory && m_misses.size() == 2 && isOneOf(extensionOf(name), m_markers)) {
+            if (!isDirectory && m_misses.size() == 2 &&
+                isOneOf(extensionOf(name), nodeMarkerExtensions())) {
                 m_last.push_back(std::move(name));
             } else if (isDirectory || !unlinkFile(name)) {
                 subdirectories.push_back(std::move(name));
@@ -96,14 +97,14 @@ private:
         const int error = errno;
         const fs::path path = m_chain.pathOf(name.c_str());
         errno = error;
-        throwTreeError("cannot delete", path);
+        basekit2::throw_file_error("cannot delete", path);
     }
 
     [[nodiscard]] bool isWanted(const std::string& name, int flags) {
         struct stat info {};
         if (::fstatat(m_chain.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW | flags) !=
             0) {
-            if (meansAbsent(errno)) {
+            if (basekit2::means_absent(errno)) {
                 return false;
             }
             fail(name);
@@ -111,7 +112,7 @@ private:
         return FileId(info) == *m_only;
     }
 
-    /// True when the entry is gone, by us or by somebody else.
+    /// True when the entry is gone, also when another process deleted it.
     bool unlink(const std::string& name, int flags) {
         if (::unlinkat(m_chain.descriptor(), name.c_str(), flags) == 0) {
             ++m_count;
@@ -134,8 +135,6 @@ private:
     DirectoryChain m_chain;
     std::string m_name;
     const FileId* m_only;
-    const FileSet m_markers{resultMarkerFileExt(), experimentMarkerFileExt(),
-                            projectMarkerFileExt()};
     std::vector<std::string> m_last;  ///< the marker files at the top
     std::uintmax_t m_count = 0;
     std::vector<int> m_misses{0};  ///< by depth: how often the present subdirectory was not empty
@@ -160,7 +159,7 @@ descriptor_t openInside(const fs::path& inside, const fs::path& path) {
 std::uintmax_t removeEntry(descriptor_t parent, const fs::path& parentPath, const std::string& name,
                            const FileId* only) {
     if (!parent) {
-        throwTreeError("cannot delete", name);
+        basekit2::throw_file_error("cannot delete", name);
     }
     return Remover(DirectoryChain(std::move(parent), parentPath.native()), name, only).run();
 }

@@ -7,14 +7,13 @@
 #include <algorithm>
 
 #include "../discovery/extensions.h"
-#include "../foundation/failure.h"
-#include "../foundation/state_marks.h"
+#include "../foundation/log.h"
 #include "basekit2/bag_io.h"
+#include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "directory_chain.h"
 #include "file_copier.h"
 #include "level_listing.h"
-#include "tree_error.h"
 #include "tree_walk.h"
 #include "vesta2/names.h"
 #include "vesta2/tree_copy.h"
@@ -34,7 +33,7 @@ struct CopyEnded {};
 enum class Turn { atOnce, mark, node };
 
 Turn turnOf(const std::string& name, const FileSet& markers) {
-    if (name == invalidMark || name == finalizedMark) {
+    if (name == mark::invalid || name == mark::finalized) {
         return Turn::mark;
     }
     return isOneOf(extensionOf(name), markers) ? Turn::node : Turn::atOnce;
@@ -62,7 +61,7 @@ public:
         } catch (const CopyEnded&) {
             return false;
         } catch (const boost::system::system_error& e) {
-            VESTA_FAIL_WITH(e);
+            failWith(e);
             return !m_files.isCancelled();
         }
     }
@@ -71,7 +70,7 @@ public:
         std::vector<std::string> subdirectories;
         m_open.emplace_back();
         try {
-            forEachEntry(m_source, [&](const DirectoryListing& entry) {
+            forEachEntry(m_source, [&](const basekit2::directory_listing_t& entry) {
                 goOnUnlessCancelled();
                 std::string name(entry.name());
                 if (basekit2::is_bag_temporary(name) || skipOnExport(name, m_request.exclusions)) {
@@ -129,14 +128,14 @@ private:
     };
 
     void endLevel(const boost::system::system_error& e) {
-        VESTA_FAIL_WITH(e);
+        failWith(e);
         m_open.back().isWhole = false;
     }
 
     void noteDestination() {
         struct stat info {};
         if (::fstat(m_target.descriptor(), &info) != 0) {
-            throwTreeError("cannot look at", m_target.path());
+            basekit2::throw_file_error("cannot look at", m_target.path());
         }
         m_destination = FileId(info);
     }
@@ -145,17 +144,17 @@ private:
     void refuseDestination() {
         struct stat info {};
         if (::fstat(m_source.descriptor(), &info) != 0) {
-            throwTreeError("cannot look at", m_source.path());
+            basekit2::throw_file_error("cannot look at", m_source.path());
         }
         if (FileId(info) == m_destination) {
-            VESTA_LOG_ERROR(eInvalidPath, m_source.path().c_str());
+            logError(eInvalidPath, m_source.path().c_str());
             setStatus(eInvalidPath);
             throw CopyEnded();
         }
     }
 
     void copyOrPutOff(std::string name) {
-        const Turn turn = turnOf(name, m_markers);
+        const Turn turn = turnOf(name, nodeMarkerExtensions());
         if (turn == Turn::atOnce) {
             copyFile(name, name);
         } else {
@@ -188,7 +187,7 @@ private:
                 copyMark(mark.name);
             }
         } catch (const boost::system::system_error& e) {
-            VESTA_FAIL_WITH(e);
+            failWith(e);
         }
     }
 
@@ -200,7 +199,7 @@ private:
             if (!basekit2::rename_exclusively(m_target.descriptor(), temporary.c_str(),
                                               wanted.c_str())) {
                 deleteFromTarget(temporary);
-                throwTreeError("cannot make", m_target.pathOf(wanted.c_str()));
+                basekit2::throw_file_error("cannot make", m_target.pathOf(wanted.c_str()));
             }
         }
     }
@@ -212,7 +211,7 @@ private:
     }
 
     void deleteFromTarget(const std::string& name) {
-        const KeptErrno kept;
+        const basekit2::kept_errno_t kept;
         ::unlinkat(m_target.descriptor(), name.c_str(), 0);
     }
 
@@ -220,7 +219,7 @@ private:
     void makeLike(const std::string& name) {
         struct stat info {};
         if (::fstatat(m_source.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            throwTreeError("cannot look at", m_source.pathOf(name.c_str()));
+            basekit2::throw_file_error("cannot look at", m_source.pathOf(name.c_str()));
         }
         // Its owner must be able to fill it, and to delete it again.
         constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
@@ -229,12 +228,12 @@ private:
             if (errno == EEXIST && isDirectoryInTarget(name)) {
                 throw CopyEnded();
             }
-            throwTreeError("cannot make", m_target.pathOf(name.c_str()));
+            basekit2::throw_file_error("cannot make", m_target.pathOf(name.c_str()));
         }
     }
 
     [[nodiscard]] bool isDirectoryInTarget(const std::string& name) const {
-        const KeptErrno kept;
+        const basekit2::kept_errno_t kept;
         struct stat info {};
         const bool found = ::fstatat(m_target.descriptor(), name.c_str(), &info, 0) == 0;
         return found && S_ISDIR(info.st_mode);
@@ -243,14 +242,16 @@ private:
     bool enterBoth(const std::string& name) {
         try {
             if (!m_target.enter(name.c_str())) {
-                throwTreeError("cannot open the directory", m_target.pathOf(name.c_str()));
+                basekit2::throw_file_error("cannot open the directory",
+                                           m_target.pathOf(name.c_str()));
             }
             if (!m_source.enter(name.c_str())) {
                 leaveTarget();
-                throwTreeError("cannot list the directory", m_source.pathOf(name.c_str()));
+                basekit2::throw_file_error("cannot list the directory",
+                                           m_source.pathOf(name.c_str()));
             }
         } catch (const boost::system::system_error& e) {
-            VESTA_FAIL_WITH(e);
+            failWith(e);
             return false;
         }
         refuseDestination();
@@ -258,13 +259,11 @@ private:
     }
 
     void leaveTarget() {
-        const KeptErrno kept;
+        const basekit2::kept_errno_t kept;
         m_target.leave();
     }
 
     const TreeCopyRequest& m_request;
-    const FileSet m_markers{resultMarkerFileExt(), experimentMarkerFileExt(),
-                            projectMarkerFileExt()};
     DirectoryChain m_source;
     DirectoryChain m_target;
     FileCopier m_files;
@@ -284,7 +283,7 @@ void requireFreeMarkerName(const TreeCopyRequest& request) {
         errno = EEXIST;
     }
     if (errno != ENOENT) {
-        throwTreeError("the marker file cannot be called like", taken);
+        basekit2::throw_file_error("the marker file cannot be called like", taken);
     }
 }
 
@@ -293,7 +292,7 @@ bool copyTree(const TreeCopyRequest& request, descriptor_t destination) {
     descriptor_t source(
         ::open(request.source.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
     if (!source) {
-        throwTreeError("cannot list the directory", request.source);
+        basekit2::throw_file_error("cannot list the directory", request.source);
     }
     return TreeCopier(request, std::move(source), std::move(destination)).run();
 }

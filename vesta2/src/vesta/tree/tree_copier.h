@@ -2,9 +2,9 @@
 
 #include <boost/filesystem/path.hpp>
 #include <string>
-#include <vector>
 
 #include "basekit2/descriptor.h"
+#include "basekit2/string_span.h"
 #include "notify2/progress.h"
 
 namespace vesta2 {
@@ -12,7 +12,7 @@ namespace vesta2 {
 struct TreeCopyRequest {
     const boost::filesystem::path& source;
     const boost::filesystem::path& destination;  ///< how it is named in messages
-    const std::vector<std::string>& exclusions;
+    basekit2::string_span_t exclusions;
     notify2::IProgress* progress = nullptr;
     /// The name that the file `marker`, directly in the source, gets in the copy; its own when this
     /// is empty.

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
-#include "../foundation/failure.h"
+#include "../foundation/log.h"
 #include "basekit2/descriptor.h"
+#include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "tree_copier.h"
-#include "tree_error.h"
 #include "vesta2/names.h"
 
 namespace vesta2 {
@@ -17,7 +17,7 @@ namespace fs = boost::filesystem;
 using basekit2::descriptor_t;
 
 bool copyDirectoryWithExlusionPattern(fs::path source, fs::path destination,
-                                      const std::vector<std::string>& patterns,
+                                      basekit2::string_span_t patterns,
                                       notify2::IProgress* progress) {
     if (source.empty() || destination.empty()) {
         return setStatus(eParameterError);
@@ -26,11 +26,11 @@ bool copyDirectoryWithExlusionPattern(fs::path source, fs::path destination,
         descriptor_t target(
             ::open(destination.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
         if (!target) {
-            throwTreeError("cannot open the directory", destination);
+            basekit2::throw_file_error("cannot open the directory", destination);
         }
         return copyTree({source, destination, patterns, progress}, std::move(target));
     } catch (const boost::system::system_error& e) {
-        return !VESTA_FAIL_WITH(e);
+        return !failWith(e);
     }
 }
 
@@ -39,7 +39,7 @@ bool copyWithExcludingFlags(fs::path source, fs::path destination) {
                                             flagFilePatterns(), nullptr);
 }
 
-bool skipOnExport(const std::string& fileName, const std::vector<std::string>& patterns) {
+bool skipOnExport(const std::string& fileName, basekit2::string_span_t patterns) {
     const basekit2::path_t name(fileName);
     return std::any_of(patterns.begin(), patterns.end(),
                        [&](const std::string& pattern) { return name.match(pattern); });
@@ -49,12 +49,12 @@ bool removeFiles(const basekit2::path_t& directory, const std::string& suffix) {
     try {
         for (const basekit2::path_t& file : basekit2::find_files(directory, "*" + suffix, true)) {
             if (!basekit2::remove_file(file)) {
-                throwTreeError("cannot delete", file.text());
+                basekit2::throw_file_error("cannot delete", file.text());
             }
         }
         return true;
     } catch (const boost::system::system_error& e) {
-        return VESTA_FAIL_WITH(e);
+        return failWith(e);
     }
 }
 

@@ -1,0 +1,181 @@
+#include "base/text.h"
+
+#include <fmt/format.h>
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+
+#include "basekit2/utf8.h"
+
+namespace cli {
+namespace {
+
+bool isVisible(std::uint32_t character) {
+    if (character >= basekit2::invalid_byte) {
+        return false;
+    }
+    switch (utf8proc_category(static_cast<utf8proc_int32_t>(character))) {
+    case UTF8PROC_CATEGORY_CN:  // unassigned
+    case UTF8PROC_CATEGORY_CC:  // control
+    case UTF8PROC_CATEGORY_CF:  // formatting, which can turn the direction of a line
+    case UTF8PROC_CATEGORY_CS:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+        return false;
+    default:
+        return true;
+    }
+}
+
+void appendEscaped(std::string& out, std::string_view bytes) {
+    static constexpr std::array<std::pair<char, const char*>, 4> shortForms{
+        {{'\\', "\\\\"}, {'\n', "\\n"}, {'\t', "\\t"}, {'\r', "\\r"}}};
+    for (const char byte : bytes) {
+        const auto* form = std::find_if(shortForms.begin(), shortForms.end(),
+                                        [&](const auto& entry) { return entry.first == byte; });
+        if (form != shortForms.end()) {
+            out += form->second;
+        } else {
+            fmt::format_to(std::back_inserter(out), "\\x{:02X}", static_cast<unsigned char>(byte));
+        }
+    }
+}
+
+std::string formatTime(const std::tm& time, const char* format) {
+    std::array<char, 64> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), format, &time)};
+}
+
+std::tm localParts(std::int64_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    ::localtime_r(&time, &parts);
+    return parts;
+}
+
+}  // namespace
+
+std::string escapeText(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const std::string_view before = text;
+        const std::uint32_t character = basekit2::next_character(text);
+        const std::string_view bytes = before.substr(0, before.size() - text.size());
+        if (isVisible(character) && character != '\\') {
+            out += bytes;
+        } else {
+            appendEscaped(out, bytes);
+        }
+    }
+    return out;
+}
+
+int displayWidth(std::string_view escaped) {
+    int width = 0;
+    while (!escaped.empty()) {
+        const std::uint32_t character = basekit2::next_character(escaped);
+        width += utf8proc_charwidth(static_cast<utf8proc_int32_t>(character));
+    }
+    return width;
+}
+
+std::string fitWidth(const std::string& escaped, int width) {
+    if (displayWidth(escaped) <= width) {
+        return escaped;
+    }
+    std::string_view rest = escaped;
+    int left = width - 1;
+    while (!rest.empty()) {
+        std::string_view after = rest;
+        const auto character = static_cast<utf8proc_int32_t>(basekit2::next_character(after));
+        left -= utf8proc_charwidth(character);
+        if (left < 0) {
+            break;
+        }
+        rest = after;
+    }
+    return escaped.substr(0, escaped.size() - rest.size()) + "…";
+}
+
+std::string shellQuote(const std::string& word) {
+    static constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                              "0123456789%+,-./:=@_";
+    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) {
+        return word;
+    }
+    std::string quoted = "'";
+    for (const char byte : word) {
+        if (byte == '\'') {
+            quoted += "'\\''";
+        } else {
+            quoted += byte;
+        }
+    }
+    return quoted + "'";
+}
+
+std::string shellQuote(const std::vector<std::string>& words) {
+    std::string line;
+    for (const std::string& word : words) {
+        line += (line.empty() ? "" : " ") + shellQuote(word);
+    }
+    return line;
+}
+
+std::optional<std::pair<std::string, std::string>> splitAssignment(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        return std::nullopt;
+    }
+    return std::pair(text.substr(0, equals), text.substr(equals + 1));
+}
+
+std::string utcTime(std::int64_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    ::gmtime_r(&time, &parts);
+    return formatTime(parts, "%Y-%m-%dT%H:%M:%SZ");
+}
+
+std::string localTime(std::int64_t seconds) {
+    return formatTime(localParts(seconds), "%Y-%m-%d %H:%M");
+}
+
+std::string localDay(std::int64_t seconds) { return formatTime(localParts(seconds), "%Y-%m-%d"); }
+
+std::string shortSize(std::uint64_t bytes) {
+    static constexpr std::string_view units = "KMGTPE";
+    if (bytes < 1024) {
+        return std::to_string(bytes);
+    }
+    double size = static_cast<double>(bytes) / 1024;
+    std::size_t unit = 0;
+    while (size >= 999.5 && unit + 1 < units.size()) {
+        size /= 1024;
+        ++unit;
+    }
+    return fmt::format("{:.{}f}{}", size, size < 9.95 ? 1 : 0, units[unit]);
+}
+
+std::string base64(std::string_view bytes) {
+    static constexpr std::string_view digits =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size(); at += 3) {
+        const std::string_view group = bytes.substr(at, 3);
+        std::uint32_t bits = 0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto byte = i < group.size() ? static_cast<unsigned char>(group[i]) : 0U;
+            bits = bits << 8 | byte;
+        }
+        for (std::size_t i = 0; i < 4; ++i) {
+            text += i <= group.size() ? digits[bits >> (18 - 6 * i) & 63U] : '=';
+        }
+    }
+    return text;
+}
+
+}  // namespace cli

@@ -1,0 +1,34 @@
+#include "commands/arguments.h"
+
+namespace cli {
+
+void nodeArgument(Options& options, std::string& node) {
+    options.argument("NODE", node, "a directory, marker file, link file or pattern");
+}
+
+void resultArgument(Options& options, std::string& result) {
+    options.argument("NODE", result, "a result, or a pattern");
+}
+
+void destinationArgument(Options& options, std::string& destination) {
+    options.argument("DEST", destination, "its directory, or a pattern such as 'r@@@'");
+}
+
+void intoOption(Options& options, std::string& group) {
+    options.option("--into", "GROUP", group, "the group to make it in; else the working directory");
+}
+
+void variableOption(Options& options, std::vector<std::string>& definitions) {
+    options.option("--var", "K=V", definitions, "define {K} for the name");
+}
+
+void literalFlag(Options& options, bool& literal) {
+    options.flag("--literal", literal, "take '@' in the name as it stands");
+}
+
+void removalFlags(Options& options, RemovalChoice& choice) {
+    options.flag("-y,--yes", choice.withoutQuestion, "do not ask");
+    options.flag("--dry-run", choice.dryRun, "print what would be deleted, and delete nothing");
+}
+
+}  // namespace cli

@@ -1,0 +1,316 @@
+#include "options/options.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <map>
+#include <string_view>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "options/spelling.h"
+
+namespace cli {
+namespace {
+
+/// Prefix of the arguments behind "--", so that the parser does not take them for options. It is
+/// removed after parsing.
+constexpr char verbatimMark = '\x01';
+
+void stripMark(std::string& text) {
+    if (!text.empty() && text.front() == verbatimMark) {
+        text.erase(0, 1);
+    }
+}
+
+const CLI::App& selected(const CLI::App& app) {
+    const std::vector<CLI::App*> chosen =
+        const_cast<CLI::App&>(app).get_subcommands();  // NOLINT: the parser's own is not const
+    return chosen.empty() ? app : selected(*chosen.back());
+}
+
+std::string fullName(const CLI::App& app) {
+    return app.get_parent() ? fullName(*app.get_parent()) + " " + app.get_name() : app.get_name();
+}
+
+std::vector<std::string> commandNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* level = &app; level; level = level->get_parent()) {
+        for (const CLI::Option* option : level->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return names;
+}
+
+std::string helpHint(const CLI::App& app) { return "see '" + fullName(app) + " --help'"; }
+
+Failure unexpected(const CLI::App& app, std::string word) {
+    const bool isOption = word.size() > 1 && word.front() == '-';
+    const bool isCommand = !isOption && !commandNames(app).empty();
+    stripMark(word);
+    const std::vector<std::string> others =
+        isCommand ? std::vector<std::string>() : optionNames(app);
+    if (std::find(others.begin(), others.end(), word) != others.end()) {
+        return {exitUsage,
+                {},
+                "the option " + word + " is too early",
+                "put it behind the command that it is for"};
+    }
+    const std::string guess = nearest(word, isCommand ? commandNames(app) : others);
+    const std::string kind = isCommand  ? "unknown command "
+                             : isOption ? "unknown option "
+                                        : "one argument too many: ";
+    const bool guessed = (isCommand || isOption) && !guess.empty();
+    return {exitUsage,
+            {},
+            kind + shellQuote(word),
+            guessed ? "did you mean '" + guess + "'?" : helpHint(app)};
+}
+
+Failure missingProgram(const CLI::App& app) {
+    return {exitUsage,
+            {},
+            "the program to run is missing",
+            "put it behind '--', as in '" + fullName(app) + " -- PROGRAM ARGUMENT...'"};
+}
+
+}  // namespace
+
+/// Runs the parser, and finishes the targets afterwards.
+class Parser {
+public:
+    explicit Parser(CLI::App& root) : m_root(root) {}
+
+    void addText(std::string& target) { m_texts.push_back(&target); }
+    void addTexts(std::vector<std::string>& target) { m_lists.push_back(&target); }
+    void addProgram(const CLI::App& app, std::vector<std::string>& target) {
+        m_programs[&app] = &target;
+    }
+    void addAction(const CLI::App& app, Action action) { m_actions[&app] = std::move(action); }
+
+    Action parse(int argc, char** argv) {
+        std::vector<std::string> words(argv + 1, argv + argc);
+        const auto end = std::find(words.begin(), words.end(), "--");
+        for (auto word = words.begin(); word != words.end(); ++word) {
+            const bool isMarked = !word->empty() && word->front() == verbatimMark;
+            if (word > end || isMarked) {
+                word->insert(word->begin(), verbatimMark);
+            }
+        }
+        std::reverse(words.begin(), words.end());
+        m_root.parse(std::move(words));
+
+        const CLI::App& command = selected(m_root);
+        const auto program = m_programs.find(&command);
+        if (program != m_programs.end() && !isVerbatim(*program->second)) {
+            throw missingProgram(command);
+        }
+        stripMarks();
+        return m_actions.at(&command);
+    }
+
+    /// Why `command` was not parsed, where `words` were left over.
+    [[nodiscard]] Failure leftOver(const CLI::App& command,
+                                   const std::vector<std::string>& words) const {
+        const auto program = m_programs.find(&command);
+        return program != m_programs.end() && !program->second->empty() &&
+                       !isVerbatim(*program->second)
+                   ? missingProgram(command)
+                   : unexpected(command, words.front());
+    }
+
+private:
+    static bool isVerbatim(const std::vector<std::string>& words) {
+        return !words.empty() && !words.front().empty() && words.front().front() == verbatimMark;
+    }
+
+    void stripMarks() {
+        for (std::string* text : m_texts) {
+            stripMark(*text);
+        }
+        for (std::vector<std::string>* list : m_lists) {
+            std::for_each(list->begin(), list->end(), stripMark);
+        }
+    }
+
+    CLI::App& m_root;
+    std::vector<std::string*> m_texts;
+    std::vector<std::vector<std::string>*> m_lists;
+    std::map<const CLI::App*, std::vector<std::string>*> m_programs;
+    std::map<const CLI::App*, Action> m_actions;
+};
+
+void Options::flag(const char* names, bool& target, const char* help) {
+    m_app.add_flag(names, target, help);
+}
+
+void Options::option(const char* names, const char* type, std::string& target, const char* help) {
+    m_app.add_option(names, target, help)->option_text(type);
+    m_parser.addText(target);
+}
+
+void Options::requiredOption(const char* names, const char* type, std::string& target,
+                             const char* help) {
+    m_app.add_option(names, target, help)->option_text(type)->required();
+    m_parser.addText(target);
+}
+
+void Options::option(const char* names, const char* type, std::vector<std::string>& target,
+                     const char* help) {
+    m_app.add_option(names, target, help)->option_text(type)->allow_extra_args(false);
+    m_parser.addTexts(target);
+}
+
+void Options::option(const char* names, const char* type, int& target, int least, int greatest,
+                     const char* help) {
+    m_app.add_option(names, target, help)->option_text(type)->check(CLI::Range(least, greatest));
+}
+
+void Options::choice(const char* names, std::string& target,
+                     const std::vector<std::string>& choices, const char* help) {
+    const std::string type = CLI::detail::join(choices, "|");
+    m_app.add_option(names, target, help)
+        ->option_text(type)
+        ->check([choices, type](const std::string& text) {
+            const bool isKnown = std::find(choices.begin(), choices.end(), text) != choices.end();
+            return isKnown ? std::string() : shellQuote(text) + " is none of " + type;
+        });
+}
+
+void Options::argument(const char* name, std::string& target, const char* help) {
+    m_app.add_option(name, target, help)->option_text(" ")->required();
+    m_parser.addText(target);
+}
+
+void Options::optionalArgument(const char* name, std::string& target, const char* help) {
+    m_app.add_option(name, target, help)->option_text(" ");
+    m_parser.addText(target);
+}
+
+void Options::arguments(const char* name, std::vector<std::string>& target, const char* help,
+                        bool required) {
+    m_app.add_option(name, target, help)->option_text("...")->required(required);
+    m_parser.addTexts(target);
+}
+
+void Options::program(std::vector<std::string>& target) {
+    arguments("PROGRAM", target, "behind '--': the program and its arguments", false);
+    m_parser.addProgram(m_app, target);
+}
+
+void Options::command(const char* name, const char* summary, Declaration& declare) {
+    CLI::App& app = *m_app.add_subcommand(name, summary);
+    app.fallthrough();
+    app.group("Commands");
+    app.footer("See 'vesta2 --help' for what every command takes.");
+    Options options(m_parser, app);
+    Action action = declare(options);
+    if (action) {
+        m_parser.addAction(app, std::move(action));
+    } else {
+        app.require_subcommand(1);
+    }
+}
+
+namespace {
+
+struct GlobalOptions {
+    std::string directory;
+    std::string color = "auto";
+    int verbosity = 0;
+};
+
+void declareGlobals(CLI::App& app, Options& options, GlobalOptions& globals, Session& session) {
+    app.name("vesta2");
+    app.require_subcommand(1);
+    app.set_help_flag("-h,--help", "show this text");
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("Positionals", "Arguments");
+    app.set_version_flag("--version", std::string("vesta2 ") + VESTA2_VERSION, "show the version");
+    options.option("-C", "DIR", globals.directory, "work as if started in DIR");
+    options.flag("--json", session.json, "print one JSON object");
+    options.choice("--color", globals.color, {"auto", "always", "never"}, "when to use colors");
+    options.flag("-q,--quiet", session.quiet, "say nothing but data and errors");
+    app.add_flag("-v,--verbose", globals.verbosity, "show the library's log (-vv: all of it)");
+}
+
+/// The library reads this before its first message.
+void setLogLevel(int verbosity) {
+    if (verbosity > 0) {
+        ::setenv("VESTA_LOG", verbosity > 1 ? "debug" : "warn", 0);
+    }
+}
+
+void changeDirectory(const std::string& directory) {
+    if (::chdir(directory.c_str()) != 0) {
+        throw Failure::fromErrno(errno, directory);
+    }
+}
+
+/// Whether "--json" was given, for a command line that cannot be parsed.
+bool asksForJson(int argc, char** argv) {
+    const auto* end = std::find(argv + 1, argv + argc, std::string_view("--"));
+    return std::find(argv + 1, const_cast<char**>(end), std::string_view("--json")) != end;
+}
+
+}  // namespace
+
+Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>& commands,
+                         Session& session) {
+    CLI::App app("Keeps the results of program runs: collect, find, show and compare them.");
+    Parser parser(app);
+    Options options(parser, app);
+    GlobalOptions globals;
+    declareGlobals(app, options, globals, session);
+    for (const CommandEntry& entry : commands) {
+        options.command(entry.name, entry.summary, *entry.declare);
+    }
+    try {
+        Request request{parser.parse(argc, argv), {}};
+        session.out.setColor(globals.color);
+        session.verbose = globals.verbosity > 0;
+        setLogLevel(globals.verbosity);
+        if (app.count("-C") > 0) {
+            changeDirectory(globals.directory);
+        }
+        return request;
+    } catch (const CLI::CallForVersion& version) {
+        return {{}, std::string(version.what()) + "\n"};
+    } catch (const CLI::CallForHelp&) {
+        const CLI::App& command = selected(app);
+        return {{}, command.help(command.get_parent() ? fullName(*command.get_parent()) : "")};
+    } catch (const CLI::ParseError& error) {
+        session.json = asksForJson(argc, argv);
+        const CLI::App& command = selected(app);
+        const auto is = [&](CLI::ExitCodes kind) {
+            return error.get_exit_code() == static_cast<int>(kind);
+        };
+        const bool isMissing = is(CLI::ExitCodes::RequiredError);
+        std::vector<std::string> extra = app.remaining(true);
+        extra.erase(std::remove(extra.begin(), extra.end(), "--"), extra.end());
+        if (!extra.empty() && (isMissing || is(CLI::ExitCodes::ExtrasError))) {
+            throw parser.leftOver(command, extra);
+        }
+        std::string problem = error.what();
+        if (isMissing && !commandNames(command).empty()) {
+            problem = "a command is missing";
+        }
+        throw Failure(exitUsage, {}, problem, helpHint(command));
+    }
+}
+
+}  // namespace cli

@@ -1,0 +1,44 @@
+#pragma once
+/// What a command did to several things: one line for each, or one JSON object for all.
+
+#include <string_view>
+#include <utility>
+
+#include "base/failure.h"
+#include "output/json.h"
+#include "output/session.h"
+
+namespace cli {
+
+class ItemReport {
+public:
+    /// In the JSON object the things are the array `member`.
+    ItemReport(Session& session, const char* member) : m_session(session), m_member(member) {}
+
+    /// Prints `text`, or keeps what `toJson` returns, which is called for JSON alone.
+    template <class ToJson>
+    void add(std::string_view text, const ToJson& toJson) {
+        if (m_session.json) {
+            m_items.push_back(toJson());
+        } else {
+            m_session.out.writeText(text);
+        }
+    }
+
+    /// Prints the JSON object, with the members of `others` in front. Returns the exit code of
+    /// success.
+    int finish(Json others = Json::object()) {
+        if (m_session.json) {
+            others[m_member] = std::move(m_items);
+            m_session.out.writeJson(others);
+        }
+        return exitOk;
+    }
+
+private:
+    Session& m_session;
+    const char* m_member;
+    Json m_items = Json::array();
+};
+
+}  // namespace cli

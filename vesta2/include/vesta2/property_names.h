@@ -1,0 +1,66 @@
+#pragma once
+/// The sections and keys of the bags that the library keeps on disk: marker files, link files and
+/// the records of flags. Constants, safe from any thread.
+
+namespace vesta2 {
+
+/// Bags within a marker file.
+namespace section {
+/// Holds all that the library writes.
+inline constexpr const char* vesta = "vesta";
+/// Within "vesta": the variables of the node's name.
+inline constexpr const char* variables = "variables";
+}  // namespace section
+
+/// Keys in the section "vesta". Times are seconds since the Epoch.
+namespace property {
+// Written when the node is created.
+inline constexpr const char* timestamp = "timestamp";
+inline constexpr const char* hostname = "hostname";
+inline constexpr const char* os = "os";
+inline constexpr const char* product = "product";
+inline constexpr const char* buildNumber = "buildNumber";
+inline constexpr const char* logicalCpuCount = "logicalCPUCount";
+inline constexpr const char* cpuFrequency = "CPUFrequency";
+inline constexpr const char* mpiRank = "mpirank";
+
+// Where the node is reached, and where its new nodes go.
+inline constexpr const char* backlink = "backlink";
+inline constexpr const char* outputDirectory = "outputDirectory";
+
+// Of results; see `IResultDirectory`.
+inline constexpr const char* collectionCommand = "collectionCommand";
+inline constexpr const char* collectionTimeBegin = "collectionTimeBegin";
+inline constexpr const char* collectionTimeEnd = "collectionTimeEnd";
+inline constexpr const char* finalizationTimeBegin = "finalizationTimeBegin";
+inline constexpr const char* finalizationTimeEnd = "finalizationTimeEnd";
+inline constexpr const char* applicationLog = "applicationLog";
+inline constexpr const char* collectorLog = "collectorLog";
+inline constexpr const char* commandLog = "commandLog";
+}  // namespace property
+
+/// Keys of a link file, at its root.
+namespace link_key {
+/// Path of the marker file.
+inline constexpr const char* target = "link";
+/// Digest of the marker file, in hexadecimal digits.
+inline constexpr const char* checksum = "md5sum";
+}  // namespace link_key
+
+/// Keys of the record in a flag's information file, at its root: who claimed the flag, and when.
+namespace record_key {
+inline constexpr const char* timestamp = "timestamp";
+inline constexpr const char* pid = "pid";
+inline constexpr const char* ppid = "ppid";
+inline constexpr const char* host = "host";
+inline constexpr const char* user = "user";
+inline constexpr const char* os = "os";
+}  // namespace record_key
+
+/// What "os" says, in marker files and in the records of flags.
+namespace os_name {
+inline constexpr const char* ofLinux = "linux";
+inline constexpr const char* ofWindows = "windows";
+}  // namespace os_name
+
+}  // namespace vesta2

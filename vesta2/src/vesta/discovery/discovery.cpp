@@ -1,0 +1,169 @@
+#include "vesta2/discovery.h"
+
+#include "../foundation/file_checks.h"
+#include "basekit2/directory_listing.h"
+#include "entry_search.h"
+#include "extensions.h"
+#include "vesta2/error.h"
+#include "vesta2/names.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/pattern.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+std::string_view extensionOfPath(std::string_view path) {
+    return extensionOf(path.substr(path.rfind('/') + 1));
+}
+
+char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+void insertHit(FileSet& found, std::string path) {
+    if (!path.empty()) {
+        found.insert(std::move(path));
+    }
+}
+
+/// Adds the hits of every entry of `directory` that `pattern`, if any, matches.
+void searchEntries(const fs::path& directory, const Pattern* pattern, const FileSet& extensions,
+                   FileSet& found) {
+    basekit2::directory_listing_t listing(directory);
+    while (listing.next()) {
+        int number = 0;
+        if (!pattern || pattern->match(std::string(listing.name()), &number)) {
+            insertHit(found, findInEntry(listing, extensions, false));
+        }
+    }
+}
+
+/// Searches for a leaf that is not "*"; false when it is no name or pattern, with the status set.
+bool searchLeaf(const fs::path& path, const FileSet& extensions, FileSet& found, bool literal) {
+    const std::string leaf = path.filename().native();
+    if (!setStatus(validateFileName(leaf.c_str()))) {
+        return false;
+    }
+    Pattern pattern;
+    if (pattern.set(leaf, nullptr) != eOK) {
+        return setStatus(eParameterError);
+    }
+    if (pattern.width() == 0 || literal) {
+        insertHit(found, findMarkerFileOrLink(path.native(), extensions, true));
+    } else {
+        searchEntries(path.parent_path(), &pattern, extensions, found);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool hasExtension(const fs::path& path, const std::string& extension) {
+    return extensionOfPath(path.native()) == extension;
+}
+
+bool hasExtension(const fs::path& path, const FileSet& extensions) {
+    return isOneOf(extensionOfPath(path.native()), extensions);
+}
+
+bool hasLinkExtension(const fs::path& path, const FileSet& extensions) {
+    return isLinkOfOneOf(extensionOfPath(path.native()), extensions);
+}
+
+bool hasLinkExtension(const fs::path& path) { return isAnyLink(extensionOfPath(path.native())); }
+
+bool isLink(const std::string& path) {
+    // Longer than a dot, the suffix and a short name of three letters.
+    constexpr std::size_t leastName = 4;
+    const std::string suffix = linkSuffix();
+    const std::string_view extension = extensionOfPath(path);
+    if (extension.size() <= suffix.size() + leastName) {
+        return false;
+    }
+    const std::string_view tail = extension.substr(extension.size() - suffix.size());
+    return std::equal(tail.begin(), tail.end(), suffix.begin(),
+                      [](char a, char b) { return toLower(a) == b; });
+}
+
+std::string findMarkerFileInDir(const fs::path& directory, const FileSet& extensions) {
+    setStatus(eOK);
+    basekit2::directory_listing_t listing(directory);
+    while (listing.next()) {
+        if (isOneOf(extensionOf(listing.name()), extensions) && listing.is_regular_file()) {
+            return listing.path();
+        }
+    }
+    return {};
+}
+
+std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensions,
+                                 bool acceptMarkerFile) {
+    setStatus(eOK);
+    const fs::path asPath = path;
+    const fs::file_status status = lookAt(asPath);
+    if (fs::is_directory(status)) {
+        fs::path directory = asPath;
+        removeEndingSlash(directory);
+        return findMarkerFileInDir(directory.empty() ? asPath : directory, extensions);
+    }
+    if (fs::is_regular_file(status) && ((acceptMarkerFile && hasExtension(asPath, extensions)) ||
+                                        hasLinkExtension(asPath, extensions))) {
+        return path;
+    }
+    if (!asPath.has_extension()) {
+        for (const std::string& extension : extensions) {
+            std::string link = path + extension + linkSuffix();
+            if (fs::is_regular_file(lookAt(link))) {
+                return link;
+            }
+        }
+    }
+    return {};
+}
+
+void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
+                                   const FileSet& extensions, FileSet& found, int maxCount,
+                                   bool literal) {
+    setStatus(eOK);
+    const fs::path completed = completePath(path.empty() ? "*" : path, baseDir);
+    // The root is in no directory.
+    if (!normalPath(completed).has_relative_path()) {
+        setStatus(eInvalidPath);
+        return;
+    }
+    const fs::path directory = completed.parent_path();
+    if (!fs::exists(lookAt(directory))) {
+        setStatus(eNotFound);
+        return;
+    }
+    if (completed.filename() == "*") {
+        searchEntries(directory, nullptr, extensions, found);
+    } else if (!searchLeaf(completed, extensions, found, literal)) {
+        return;
+    }
+    while (maxCount > 0 && found.size() > static_cast<std::size_t>(maxCount)) {
+        found.erase(found.begin());
+    }
+    setStatus(found.empty() ? eNotFound : eOK);
+}
+
+std::string findLastMatching(const std::string& path, const char* baseDir,
+                             const std::string& extension, bool literal) {
+    FileSet found;
+    findPatternedMarkerFileOrLink(path, baseDir, FileSet(extension), found, 1, literal);
+    return found.empty() ? std::string() : *found.rbegin();
+}
+
+void splitDirPatternAndFileName(const fs::path& path, const std::string& extension,
+                                std::string& directory, std::string& fileName) {
+    if (hasExtension(path, extension)) {
+        directory = path.parent_path().native();
+        fileName = path.filename().native();
+    } else {
+        directory = path.native();
+        fileName = extension;
+    }
+}
+
+}  // namespace vesta2

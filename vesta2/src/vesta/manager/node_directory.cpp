@@ -1,0 +1,225 @@
+#include "node_directory.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "../discovery/extensions.h"
+#include "../discovery/group_markers.h"
+#include "../foundation/file_checks.h"
+#include "../foundation/log.h"
+#include "../model/node_registry.h"
+#include "../tree/new_directory.h"
+#include "../tree/remove_tree.h"
+#include "basekit2/directory_listing.h"
+#include "basekit2/file_error.h"
+#include "vesta2/i_node_group.h"
+#include "vesta2/names.h"
+#include "vesta2/node.h"
+#include "vesta2/path_completion.h"
+#include "vesta2/pattern.h"
+#include "vesta2/property_names.h"
+
+namespace vesta2 {
+
+namespace fs = boost::filesystem;
+using basekit2::sptr_t;
+using basekit2::variant_bag_t;
+
+namespace {
+
+/// Where a new node lies, and who takes it in.
+struct Place {
+    std::string base;   ///< what its path is relative to; empty for the working directory
+    std::string group;  ///< the directory of the project or experiment that it belongs to, if any
+};
+
+/// A base that is not there is one all the same: it is made with the other missing parents.
+error_t findPlace(const char* baseDir, Place& place) {
+    if (!baseDir) {
+        return eOK;
+    }
+    place.base = completePath(baseDir, nullptr).native();
+    const GroupLook group = lookAtGroup(place.base);
+    auto* const node = dynamic_cast<Node*>(group.node.get());
+    if (!node) {
+        return group.isDirectory || isAbsent(place.base) ? eOK : eNotFound;
+    }
+    if (!node->getNodeGroup()) {
+        return eNotFound;
+    }
+    place.group = node->currentPath();
+    place.base = node->getOutputDirectory();
+    return eOK;
+}
+
+/// What is wrong with a name in which the variables are filled in.
+error_t validateExpanded(const std::string& name) {
+    const bool isOneComponent = !name.empty() && name != "." && name != ".." &&
+                                name.find_first_of(std::string("/\0", 2)) == std::string::npos;
+    return isOneComponent ? validateFileName(name.c_str()) : eInvalidPath;
+}
+
+error_t makeParent(const fs::path& parent) {
+    const fs::file_status status = lookAt(parent);
+    if (fs::exists(status)) {
+        return fs::is_directory(status) ? eOK : eNotFound;
+    }
+    boost::system::error_code error;
+    fs::create_directories(parent, error);
+    // Another process may make it first; what counts is that it is there.
+    if (!error || isDirectory(parent)) {
+        return eOK;
+    }
+    // A file or a symbolic link that leads nowhere is in the way.
+    const bool isBlocked =
+        error == boost::system::errc::file_exists || error == boost::system::errc::not_a_directory;
+    return isBlocked ? eNotFound : errorFromBoostError(boost::system::system_error(error));
+}
+
+/// Whether the entry takes the number that it has: a link file does, and a directory. So does what
+/// this process may not look at.
+bool takesNumber(const basekit2::directory_listing_t& listing) {
+    if (isAnyLink(extensionOf(listing.name()))) {
+        return true;
+    }
+    try {
+        return listing.is_directory();
+    } catch (const fs::filesystem_error& e) {
+        if (e.code() != boost::system::errc::permission_denied) {
+            throw;
+        }
+        return true;
+    }
+}
+
+/// The greatest number that an entry of `directory` takes under `pattern`; -1 without any. The same
+/// listing answers whether the directory is a project, which the new node will want to know.
+int greatestNumber(const fs::path& directory, const Pattern& pattern) {
+    int greatest = -1;
+    std::string groupMarker;
+    basekit2::directory_listing_t listing(directory);
+    while (listing.next()) {
+        int number = 0;
+        if (pattern.match(std::string(listing.name()), &number) && number > greatest &&
+            takesNumber(listing)) {
+            greatest = number;
+        }
+        if (groupMarker.empty() && isGroupMarkerName(listing.name()) && listing.is_regular_file()) {
+            groupMarker = listing.path();
+        }
+    }
+    GroupMarkerScope::note(directory.native(), groupMarker);
+    return greatest;
+}
+
+/// The number from which on to try. In a group that has its nodes made elsewhere, the names that it
+/// holds itself are taken as well: the new node gets a link file there.
+int lastNumber(const fs::path& parent, const std::string& group, const Pattern& pattern) {
+    const int inParent = greatestNumber(parent, pattern);
+    return group.empty() || parent.native() == group
+               ? inParent
+               : std::max(inParent, greatestNumber(group, pattern));
+}
+
+/// Makes the directory of `number`.
+error_t makeNumbered(const fs::path& parent, const Pattern& pattern, int number,
+                     const variant_bag_t* variables, std::string& createdDir) {
+    const std::string path = (parent / pattern.generateFileName(number, variables)).native();
+    const error_t result = createNewDirectory(path);
+    if (result == eOK) {
+        createdDir = path;
+    }
+    return result;
+}
+
+error_t makeNext(const fs::path& parent, const Pattern& pattern, int number,
+                 const variant_bag_t* variables, std::string& createdDir) {
+    constexpr int last = std::numeric_limits<int>::max();
+    error_t result = eAlreadyExists;
+    // Of several processes that try the same number one gets it; the others move on to the next.
+    while (result == eAlreadyExists) {
+        if (number == last) {
+            return eUnknown;
+        }
+        result = makeNumbered(parent, pattern, ++number, variables, createdDir);
+    }
+    // Deliberate: after any other failure the next number is tried as well, once.
+    const bool isFinal = result == eOK || result == eInsufficientPermissions;
+    return isFinal || number == last
+               ? result
+               : makeNumbered(parent, pattern, number + 1, variables, createdDir);
+}
+
+/// Deletes what has the name of the new node, a symbolic link itself and not what it leads to; but
+/// not what takes that name after the look.
+error_t clear(const fs::path& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) == 0) {
+        return removeTree(path, FileId(info)) == 0 ? eUnknown : eOK;
+    }
+    if (!basekit2::means_absent(errno)) {
+        basekit2::throw_file_error("cannot look at", path);
+    }
+    return eOK;
+}
+
+error_t makeNamed(const fs::path& path, bool overwrite, std::string& createdDir) {
+    const error_t cleared = overwrite ? clear(path) : eOK;
+    if (cleared != eOK) {
+        return cleared;
+    }
+    createdDir = path.native();
+    return createNewDirectory(createdDir);
+}
+
+}  // namespace
+
+error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool overwrite,
+                          const variant_bag_t* bag, std::string& createdDir, bool literal) {
+    Place place;
+    if (const error_t code = findPlace(baseDir, place)) {
+        return code;
+    }
+    const fs::path full = completePath(path, place.base.c_str());
+    const fs::path parent = full.parent_path();
+    const std::string name = full.filename().native();
+    if (const error_t code = validateFileName(name.c_str())) {
+        return code;
+    }
+    const variant_bag_t* variables = bag ? bag->get_bag(section::vesta) : nullptr;
+    Pattern pattern;
+    if (const error_t code = pattern.set(name, variables)) {
+        return code;
+    }
+    const bool isNumbered = pattern.width() > 0 && !literal;
+    if (isNumbered && overwrite) {
+        return eParameterError;
+    }
+    const std::string expanded =
+        isNumbered ? pattern.generateFileName(0, variables) : Pattern::subst(name, variables);
+    if (const error_t code = validateExpanded(expanded)) {
+        return code;
+    }
+    if (const error_t code = makeParent(parent)) {
+        return code;
+    }
+    return isNumbered ? makeNext(parent, pattern, lastNumber(parent, place.group, pattern),
+                                 variables, createdDir)
+                      : makeNamed(parent / expanded, overwrite, createdDir);
+}
+
+error_t createDirectoryInternal(const std::string& path, const char* baseDir, bool overwrite,
+                                const variant_bag_t* bag, std::string& createdDir, bool literal) {
+    try {
+        const error_t code = makeNodeDirectory(path, baseDir, overwrite, bag, createdDir, literal);
+        if (code != eOK) {
+            logError(code, path.c_str());
+        }
+        return code;
+    } catch (const boost::system::system_error& e) {
+        logFailure(e);
+        return errorFromBoostError(e);
+    }
+}
+
+}  // namespace vesta2
