@@ -115,34 +115,23 @@ TEST_F(ManagerTest, NothingIsMadeInTheWorkingDirectoryInstead) {
                 symlink round round; experiment far; project q; add q far
                 chmod 0 closed)");
         fs::current_path("here");
-        // The base, the name, and where it is made.
-        const Rows<Text, Text, Text, vesta2::error_t> cases = {
-            {"base", "x", "base/x", eOK},
-            {"none/deep", "x", "none/deep/x", eOK},
-            {"q/far", "x", "far/x", eOK},
-            {"base", "in/x", "base/in/x", eOK},
-            {"file", "x", "", eNotFound},
-            {"file/sub", "x", "", eNotFound},
-            {"dangling", "x", "", eNotFound},
-            {"round", "x", "", eNotFound},
-            {"base", "../file/x", "", eNotFound},
-            {"base", "../dangling/x", "", eNotFound},
-            {"closed/base", "x", "", eInsufficientPermissions}};
-        for (const auto& [base, name, made, code] : cases) {
-            const std::string place = at(base);
-            const std::string n = name;
-            const auto expect = [&, made = made, code = code](Text kind, const NodeHandle& node) {
-                EXPECT_EQ(getStatus(), code) << place << " " << kind;
-                EXPECT_EQ(node ? node->getPath() : "", code == eOK ? at(made) + kind : "");
-            };
-            expect("r", Results::create((n + "r").c_str(), false, nullptr, false, place.c_str()));
-            expect("e", IExperiment::create((n + "e").c_str(), place.c_str()));
-            expect("p", IProject::create((n + "p").c_str(), place.c_str(), false));
+        // The base, the name, and where it is made, or why it is not.
+        for (const auto& [base, name, outcome] :
+             rows("base x base/x; none/deep x none/deep/x; base in/x base/in/x; file x not-found;"
+                  "file/sub x not-found; dangling x not-found; round x not-found;"
+                  "base ../file/x not-found; base ../dangling/x not-found; closed/base x "
+                  "permission")) {
+            for (const std::string kind : {"-result", "-experiment", "-project"}) {
+                const bool isMade = outcome.find('/') != std::string::npos;
+                play("make" + kind + " ../" + base + " " + name + kind + " -> " +
+                     (isMade ? "../" + outcome + kind : "no " + outcome));
+            }
         }
-        play(R"(project ../file     -> no exists
-                project ../dangling -> no exists
-                project ../round    -> no exists
-                tree .              ->)");
+        play(R"(make-result ../q/far x -> ../far/x in ../far
+                project ../file        -> no exists
+                project ../dangling    -> no exists
+                project ../round       -> no exists
+                tree .                 ->)");
         EXPECT_FALSE(fs::exists(at("nowhere")));
         fs::permissions(at("closed"), fs::owner_all);
     });

