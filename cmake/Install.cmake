@@ -14,7 +14,8 @@ install(DIRECTORY
   platform/optstore2/include/
   platform/notify2/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "message_catalog.h" EXCLUDE PATTERN "data_files.h" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "message_catalog.h" EXCLUDE PATTERN "data_files.h" EXCLUDE
+  PATTERN "directory_listing.h" EXCLUDE PATTERN "file_error.h" EXCLUDE)
 
 if(VESTA2_BUILD_CLI)
   install(TARGETS vesta2_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

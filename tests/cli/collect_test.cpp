@@ -34,34 +34,30 @@ TEST_F(CollectTest, TheProgramsEndIsTheCommandsEnd) {
         int code;
         const char* state;
         const char* recorded;
+        const char* told;
     };
     write("plain", "text");
-    for (const Case& each : {Case{"true", 0, "finalized", "exitCode"},
-                             Case{{"sh", "-c", "exit 42"}, 42, "finalized", "exitCode"},
-                             Case{{"sh", "-c", "kill -9 $$"}, 137, "finalized", "exitSignal"},
-                             Case{"no-such-program", 127, "invalid", "collectionTimeBegin"},
-                             Case{"./plain", 126, "invalid", "collectionTimeBegin"}}) {
+    for (const Case& each :
+         {Case{"true", 0, "finalized", "exitCode", "/r000 (exit code 0, "},
+          Case{{"sh", "-c", "exit 42"}, 42, "finalized", "exitCode", "exit code 42"},
+          Case{{"sh", "-c", "kill -9 $$"}, 137, "finalized", "exitSignal", "killed by SIGKILL"},
+          Case{"no-such-program", 127, "invalid", "collectionTimeBegin", "/r003-bad is invalid"},
+          Case{"./plain", 126, "invalid", "collectionTimeBegin", "/r004-bad is invalid"}}) {
         const auto result = run(Words("collect --").with(each.program));
         EXPECT_EQ(result.code, each.code) << each.program.back();
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(each.told));
         EXPECT_EQ(show("r@@@ state"), std::string(each.state) + "\n") << each.program.back();
         EXPECT_NE(show(std::string("r@@@ ") + each.recorded), "");
     }
     EXPECT_EQ(show("r001 exitCode") + show("r002 exitSignal"), "42\n9\n");
+    const auto told = nlohmann::json::parse(run("collect --json -- true").err);
+    EXPECT_EQ(told["schema"], 1);
+    EXPECT_EQ(told["result"]["path"], directory / "r005");
     EXPECT_THAT(read("r003-bad/collector.log"), HasSubstr("no such program"));
     EXPECT_THAT(read("r000/command.log"), HasSubstr("command: true\n"));
     EXPECT_THAT(read("r000/collector.log"),
                 AllOf(HasSubstr("started as process"), HasSubstr("ended with exit code 0")));
-}
-
-TEST_F(CollectTest, TellsWhereTheResultIs) {
-    EXPECT_THAT(run("collect -- true").err,
-                testing::MatchesRegex("vesta2: result .*/r000 \\(exit code 0, [0-9.]+ s\\)\n"));
-    EXPECT_THAT(run("collect -- no-such-program").err, HasSubstr("/r001-bad is invalid"));
-    const auto told = nlohmann::json::parse(run("collect --json -- true").err);
-    EXPECT_EQ(told["schema"], 1);
-    EXPECT_EQ(told["result"]["path"], directory / "r002");
-    EXPECT_EQ(told["result"]["exitCode"], 0);
 }
 
 TEST_F(CollectTest, WordsReachTheProgramUntouched) {

@@ -36,15 +36,6 @@ TEST_F(CliCopiesTest, ExportLeavesOutWhatIsOfNoUse) {
         ElementsAre(".norun", "collector.log", "command.log", "data.0", "e.zentor", "keep"));
 }
 
-TEST_F(CliCopiesTest, ACopyStaysInItsGroupAndADuplicateDoesNot) {
-    output("create project p");
-    output("create result p/x");
-    output("copy p/x far --rename");
-    output("duplicate p/x apart");
-    EXPECT_TRUE(exists("p/far.zentorlink"));
-    EXPECT_EQ(listed("p"), "far x");
-}
-
 TEST_F(CliCopiesTest, ImportFindsTheResultOfAnotherProduct) {
     write("foreign/run.other", "<?xml version=\"1.0\"?><bag v=\"1\"/>");
     EXPECT_EQ(output("import foreign --ext .other"), directory / "foreign\n");

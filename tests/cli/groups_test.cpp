@@ -63,8 +63,6 @@ TEST_F(CliGroupsTest, StatesAndFiles) {
     EXPECT_EQ(output("files p/r000 *.csv"), directory / "p/r000/data.0/b.csv\n");
     EXPECT_EQ(json("files p/r000")["files"].size(), 2U);
     output("finalize p/r000 p/e/r000");
-    output("invalidate p/r000");
-    EXPECT_EQ(show("p/r000-bad state"), "invalid\n");
     EXPECT_EQ(show("p/e/r000 state"), "finalized\n");
 }
 
@@ -101,26 +99,6 @@ TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     EXPECT_EQ(names(), "e r002 r003 x");
     output("purge p --keep 0 --mask r@@@ -y");
     EXPECT_EQ(names(), "e x");
-}
-
-TEST_F(CliGroupsTest, WhatDoesNotGoTogetherIsRefused) {
-    output("create project q");
-    for (const auto& [words, code, problem] :
-         {std::tuple{"create project p", 4, "is a node already"},
-          {"create experiment e --into p", 4, "is there already"},
-          {"add q --to p", 2, "a project is never part of a group"},
-          {"add p/e --to p/e", 2, "an experiment goes into a project only"},
-          {"add far/x --to far", 2, "a plain directory"},
-          {"add far/x", 2, "--to"},
-          {"rename far/x a/b", 2, "reserved character"},
-          {"relink p/r000 p", 2, "not reached through a link"},
-          {"files p", 2, "no result"},
-          {"finalize p", 2, "result"},
-          {"purge / --keep 1 -y", 2, "root directory"}}) {
-        const auto result = run(words);
-        EXPECT_EQ(result.code, code) << words;
-        EXPECT_THAT(result.err, HasSubstr(problem));
-    }
 }
 
 }  // namespace

@@ -13,6 +13,8 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
         const char* told;
     };
     output("create result r1");
+    output("create project p");
+    output("create experiment e --into p");
     write("empty/file", "text");
     for (const auto& [words, code, told] :
          {Case{"", 2, "a command is missing"},
@@ -68,7 +70,18 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
           Case{"flag run r1 a/b -- true", 2, "name of a flag"},
           Case{"flag run r1 a", 2, "behind '--'"},
           Case{"collect ls -l", 2, "behind '--'"},
-          Case{"collect --interval 0 -- true", 2, "--interval"}}) {
+          Case{"collect --interval 0 -- true", 2, "--interval"},
+          Case{"create project p", 4, "is a node already"},
+          Case{"create experiment e --into p", 4, "is there already"},
+          Case{"add p --to p", 2, "a project is never part of a group"},
+          Case{"add p/e --to p/e", 2, "an experiment goes into a project only"},
+          Case{"add r1 --to empty", 2, "a plain directory"},
+          Case{"add r1", 2, "--to"},
+          Case{"rename r1 a/b", 2, "reserved character"},
+          Case{"relink r1 p", 2, "not reached through a link"},
+          Case{"files p", 2, "no result"},
+          Case{"finalize p", 2, "result"},
+          Case{"purge / --keep 1 -y", 2, "root directory"}}) {
         const support::CommandResult result = run(words);
         EXPECT_EQ(result.code, code) << testing::PrintToString(words);
         EXPECT_EQ(result.out, "") << testing::PrintToString(words);

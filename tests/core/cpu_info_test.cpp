@@ -82,14 +82,6 @@ TEST(CpuInfo, TellsTheExtensions) {
     EXPECT_EQ(SystemInfo::getIsaType(nullptr), SystemInfo::isaNone);
 }
 
-TEST(SystemInfo, ComparesAvxThenSse) {
-    using IsaInfo = SystemInfo::IsaInfo;
-    EXPECT_TRUE((IsaInfo{1, 8, 10}) == (IsaInfo{0, 8, 10}));
-    EXPECT_FALSE((IsaInfo{1, 8, 10}) < (IsaInfo{2, 8, 10}));
-    EXPECT_TRUE((IsaInfo{1, 7, 10}) < (IsaInfo{0, 8, 10}));
-    EXPECT_TRUE((IsaInfo{0, 2, 10}) > (IsaInfo{1, 8, 9}));
-}
-
 TEST(SystemInfo, IsGatheredByAnyThread) {
     const auto gather = [] {
         SystemInfo info;

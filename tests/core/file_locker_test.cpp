@@ -97,7 +97,8 @@ TEST_F(FileLockerTest, TellsWhyAFileCannotBeLocked) {
           Case{"fstat", ESTALE, eOK}, Case{"lock", EINTR, eOK}, Case{"lock", ENOENT, eOK},
           Case{"statx", ESTALE, eOK}}) {
         fault = {each.call, each.error, 0, 3};
-        EXPECT_TRUE(FileLocker().lock(m_path.c_str())) << "no answer: " << each.error;
+        FileLocker locker;
+        EXPECT_TRUE(locker.lock(m_path.c_str()) && locker.isGuarded()) << each.error;
     }
     EXPECT_EQ(fs::status(m_path).permissions(), 0644);
 }

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <cerrno>
 
 #include "basekit2/bag_io.h"
@@ -28,18 +26,16 @@ TEST(Status, IsEachThreadsOwn) {
 }
 
 /// Errors with numbers of their own, which are those of the system plus 100.
-class ForeignCategory final : public boost::system::error_category {
-public:
-    [[nodiscard]] const char* name() const noexcept override { return "foreign"; }
-    [[nodiscard]] std::string message(int /*value*/) const override { return "foreign"; }
-    [[nodiscard]] boost::system::error_condition
-    default_error_condition(int value) const noexcept override {
+class Foreign final : public boost::system::error_category {
+    const char* name() const noexcept override { return "foreign"; }
+    std::string message(int /*value*/) const override { return "foreign"; }
+    boost::system::error_condition default_error_condition(int value) const noexcept override {
         return {value - 100, boost::system::generic_category()};
     }
 };
 
 TEST(Status, ForeignErrorsAreMapped) {
-    const ForeignCategory foreign;
+    const Foreign foreign;
     for (const auto& [number, code] : {std::pair{EACCES, eInsufficientPermissions},
                                        {EROFS, eInsufficientPermissions},
                                        {ENOENT, eNotFound},
@@ -72,12 +68,6 @@ TEST(Names, AreValidated) {
     }
     EXPECT_EQ(validateFileName(std::string(100'000, 'a').c_str()), eOK);
     EXPECT_EQ(getStatus(), eFileLocked);
-}
-
-TEST(Names, HostIsTheKernels) {
-    std::array<char, 256> name{};
-    ASSERT_EQ(::gethostname(name.data(), name.size() - 1), 0);
-    EXPECT_EQ(getFQDN(), name.data());
 }
 
 TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {

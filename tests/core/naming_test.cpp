@@ -3,6 +3,7 @@
 #include "support/test.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_result_directory.h"
+#include "vesta2/names.h"
 #include "vesta2/pattern.h"
 #include "vesta2/result_directory_manager.h"
 #include "vesta2/result_variable_bag.h"
@@ -76,12 +77,10 @@ TEST(ResultVariableBag, KeepsVariablesInTheirSection) {
     basekit2::variant_bag_t initial;
     initial.put("vesta", "no bag");
     ResultVariableBag bag(&initial);
-    EXPECT_FALSE(bag.hasVariable("a"));
     bag.putVariable(nullptr, "x");
-    EXPECT_EQ(bag, initial);
+    EXPECT_TRUE(bag == initial && !bag.hasVariable("a"));
     bag.putVariable("a", "2");
-    EXPECT_EQ(*bag.get_bag("vesta")->get_bag("variables")->find("a")->as_string(), "2");
-    EXPECT_FALSE(bag.hasVariable(nullptr));
+    EXPECT_TRUE(bag.get_bag("vesta")->get_bag("variables")->has("a") && !bag.hasVariable(nullptr));
     EXPECT_EQ(ResultVariableBag(&bag).getVariable("a"), basekit2::variant_t("2"));
 }
 
@@ -99,6 +98,7 @@ TEST(MpiRank, IsThatOfTheFirstVariableThatIsSet) {
 }
 
 TEST(Names, DataDirectoriesAreNumbered) {
+    EXPECT_EQ(makeDataFolderName(12), "data.12");
     const support::TempDirectory directory;
     fs::create_directory(directory / "data.0");
     writeFile(directory / "data.2", "");

@@ -1,258 +1,146 @@
-#include <numeric>
-
-#include "model_test.h"
+#include "script_test.h"
 
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
-
-class GroupsTest : public ModelTest {
+class GroupsTest : public ScriptTest {
 protected:
-    sptr_t<INodeGroup> group(const std::string& name) const {
-        return INodeGroup::open(at(name).c_str());
-    }
-
-    /// The file names of the nodes that an iterator yields.
-    static std::vector<std::string> names(const sptr_t<IPathIterator>& paths) {
-        std::vector<std::string> found;
-        while (const char* path = paths->next()) {
-            found.push_back(fs::path(path).filename().native());
-        }
-        EXPECT_EQ(paths->getSize(), found.size());
-        return found;
-    }
-    static std::vector<std::string> names(basekit2::generic_iterator_t<NodeHandle> nodes) {
-        std::vector<std::string> found;
+    static std::string names(basekit2::generic_iterator_t<NodeHandle> nodes) {
+        std::string found;
         for (; !nodes.at_end(); nodes.next()) {
             const NodeHandle node = nodes.current();
-            found.push_back(node ? text(node->getUserVisibleName()) : "(none)");
+            found += node ? text(node->getUserVisibleName()) : "-";
         }
         return found;
-    }
-    std::vector<std::string> entries(const char* name) const {
-        return names(group(name)->getNodePaths());
     }
 };
 
 TEST_F(GroupsTest, AreOpenedOnProjectsExperimentsAndPlainDirectories) {
-    makeProject(at("p"));
-    makeExperiment(at("p/e"));
-    makeResult(at("p/r000"));
-    writeFile(at("file"), "");
+    play(R"(project p; experiment p/e; result p/r000; write file)");
     // The path, and the group's node: none for a group that stands alone.
     for (const auto& [path, owner, none] :
          rows("p p; p/ p; p/./e p/e; p/e/e.zentorexp p/e; p/r000 -; . -")) {
-        const auto opened = group(path);
+        const auto opened = INodeGroup::open(path.c_str());
         ASSERT_TRUE(opened) << path;
-        const NodeHandle node = opened->getNode();
-        EXPECT_EQ(node ? node->getPath() : "", owner.empty() ? "" : at(owner)) << path;
+        EXPECT_EQ(pathOf(opened->getNode()), owner) << path;
     }
     for (const char* path : {"none", "file", "p/r000/r000.zentor"}) {
-        EXPECT_FALSE(group(path)) << path;
+        EXPECT_FALSE(INodeGroup::open(path)) << path;
     }
-
-    const auto held = group("p");
+    const auto held = INodeGroup::open("p");
     EXPECT_EQ(Node::handleCount(), 1U) << "its group keeps the project open";
-    EXPECT_FALSE(openResult(at("p/r000"))->getNodeGroup());
+    EXPECT_FALSE(openResult("p/r000")->getNodeGroup());
 }
 
 TEST_F(GroupsTest, TakeTheKindsThatGoThere) {
-    makeProject(at("p"));
-    makeProject(at("other"));
-    makeExperiment(at("e"));
-    makeExperiment(at("f"));
-    makeResult(at("r000"));
-    fs::create_directory(at("plain"));
-    for (const auto& [into, what, taken] : rows("p other; e other; e f; plain r000; p plain; p "
-                                                "none; p f yes; e r000 yes; p r000 yes")) {
-        const NodeHandle node = group(into)->addNode(at(what).c_str());
-        EXPECT_EQ(static_cast<bool>(node), taken == "yes") << what << " into " << into;
-        if (node) {
-            EXPECT_EQ(text(node->getParent()->getPath()), at(into));
-        }
-    }
-    EXPECT_THAT(entries("p"), ElementsAre("f.zentorexplink", "r000.zentorlink"));
-    EXPECT_THAT(entries("e"), IsEmpty()) << "its link moved on with the node";
-    EXPECT_FALSE(group("p")->addNode(nullptr));
+    play(R"(project p other; experiment e f; result r000; mkdir plain
+            add p other    -> no ok
+            add e other    -> no ok
+            add e f        -> no ok
+            add plain r000 -> no ok
+            add p plain    -> no ok
+            add p none     -> no ok
+            add p f        -> f by p/f.zentorexplink in p
+            add e r000     -> r000 by e/r000.zentorlink in e
+            add p r000     -> r000 by p/r000.zentorlink in p
+            group p        -> f.zentorexplink r000.zentorlink
+            group e        ->)");
 }
 
 TEST_F(GroupsTest, ListTheirNodesInNameOrder) {
-    makeProject(at("p"));
-    EXPECT_TRUE(group("p")->isEmpty());
-    for (const char* name : {"p/r001", "p/r000", "far/r002", "p/s000"}) {
-        makeResult(at(name));
-    }
-    makeExperiment(at("p/e"));
-    makeProject(at("p/q"));
-    writeFile(at("p/r003.txt"), "");
-    fs::create_directory(at("p/r004"));
-    ASSERT_TRUE(group("p")->addNode(at("far/r002").c_str()));
-    EXPECT_FALSE(group("p")->isEmpty());
-    EXPECT_THAT(entries("p"), ElementsAre("e.zentorexp", "q.zentorproj", "r000.zentor",
-                                          "r001.zentor", "r002.zentorlink", "s000.zentor"));
+    play("project p");
+    const auto group = INodeGroup::open("p");
+    EXPECT_TRUE(group->isEmpty());
+    play(R"(result p/r001 p/r000 far/r002 p/s000 r009; experiment p/e; project p/q
+            write p/r003.txt; mkdir p/r004; add p far/r002
+            group p -> e.zentorexp q.zentorproj r000.zentor r001.zentor r002.zentorlink s000.zentor)");
+    EXPECT_FALSE(group->isEmpty());
     for (const auto& [mask, most, expected] :
          rows("r@@@ 0 r000r001r002; r@@@ 1 r002; * 2 r002s000; r000 0 r000; x@ 0")) {
-        const auto found = names(group("p")->getNodes(mask.c_str(), std::stoi(most)));
-        EXPECT_EQ(std::accumulate(found.begin(), found.end(), std::string()), expected) << mask;
+        EXPECT_EQ(names(group->getNodes(mask.c_str(), std::stoi(most))), expected) << mask;
     }
-    makeProject(at("p2"));
-    makeResult(at("r009"));
-    EXPECT_THAT(names(INodeGroup::findProjects(m_temp.path().c_str())),
-                UnorderedElementsAre("p.zentorproj", "p2.zentorproj"));
-    EXPECT_EQ(INodeGroup::findProjects(at("none").c_str())->getSize(), 0U);
+    const auto projects = INodeGroup::findProjects(at("").c_str());
+    EXPECT_EQ(projects->getSize(), 1U);
+    EXPECT_EQ(text(projects->next()), at("p/p.zentorproj"));
+    EXPECT_EQ(INodeGroup::findProjects("none")->getSize(), 0U);
     EXPECT_EQ(getStatus(), eNotFound);
-}
-
-TEST_F(GroupsTest, IteratorsAreSnapshotsAndTheirCopiesMoveAlone) {
-    for (const char* name : {"r000", "r001", "r002"}) {
-        makeResult(at(name));
-    }
-    auto nodes = group("")->getNodes("r@@@", 0);
-    nodes.next();
+    // An iterator is a snapshot, and its copies move alone.
+    auto nodes = group->getNodes("r@@@", 0);
     auto copy = nodes;
     copy.next();
-    EXPECT_EQ(text(nodes.current()->getUserVisibleName()), "r001");
-    EXPECT_EQ(text(copy.current()->getUserVisibleName()), "r002");
-    fs::remove_all(at("r002"));
-    makeResult(at("r003"));
-    EXPECT_THAT(names(nodes), ElementsAre("r001", "(none)"));
-    copy.next();
-    EXPECT_TRUE(copy.at_end());
-    EXPECT_FALSE(copy.current());
+    play("rm p/r001; result p/r003");
+    EXPECT_EQ(names(nodes), "r000-r002");
+    EXPECT_EQ(names(copy), "-r002");
 }
 
 TEST_F(GroupsTest, PurgeKeepsTheLastInNameOrder) {
-    const auto project = makeProject(at("p"));
-    for (const char* name : {"p/r000", "p/r001", "p/r002", "far/r003", "p/s000"}) {
-        makeResult(at(name));
-    }
-    const auto nodes = project->getNodeGroup();
-    ASSERT_TRUE(nodes->addNode(at("far/r003").c_str()));
-    nodes->purge("r@@@", 5);
-    EXPECT_EQ(entries("p").size(), 5U);
-    nodes->purge("r@@@", 2);
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_THAT(entries("p"), ElementsAre("r002.zentor", "r003.zentorlink", "s000.zentor"));
-    nodes->purge("r@@@", 0);
-    EXPECT_THAT(entries("p"), ElementsAre("s000.zentor"));
-    EXPECT_FALSE(fs::exists(at("far/r003")));
-    nodes->purge("*", -1);
-    EXPECT_TRUE(nodes->isEmpty());
-    EXPECT_TRUE(fs::exists(project->getMarkerFilePath()));
-}
-
-TEST_F(GroupsTest, PurgeGoesOnAfterANodeThatItMayNotDelete) {
+    play(R"(project p; result p/r000 p/r001 p/r002 far/r003 p/s000; add p far/r003
+            purge p r@@@ 4 -> ok
+            group p        -> r000.zentor r001.zentor r002.zentor r003.zentorlink s000.zentor
+            purge p r@@@ 2 -> ok
+            purge p x* 1   -> chars
+            purge p a@b@ 1 -> parameter
+            purge p none 1 -> not-found
+            group p        -> r002.zentor r003.zentorlink s000.zentor
+            purge p r@@@ 0 -> ok
+            tree .         -> far p p/p.zentorproj p/s000 p/s000/s000.zentor
+            purge p * -1   -> ok
+            tree p         -> p.zentorproj)");
     asOrdinaryUser([this] {
-        makeResult(at("r000"));
-        makeResult(at("r001"));
-        lock("r000");
-        group("")->purge("*", 0);
-        EXPECT_EQ(getStatus(), eInsufficientPermissions);
-        EXPECT_THAT(entries(""), ElementsAre("r000.zentor"));
-        unlock("r000");
+        play(R"(result own/r000 own/r001; chmod 500 own/r000
+                purge own * 0 -> permission
+                tree own      -> r000 r000/r000.zentor
+                chmod 700 own/r000)");
     });
 }
 
 TEST_F(GroupsTest, OutputDirectoryTakesTheNewNodesOfAGroup) {
-    {
-        const auto project = makeProject(at("p"));
-        const auto nodes = project->getNodeGroup();
-        EXPECT_EQ(nodes->getOutputDirectory(), at("p"));
-        nodes->setOutputDirectory(at("out").c_str());
-        EXPECT_EQ(
-            load(project->getMarkerFilePath()).get_bag("vesta")->get_variant("outputDirectory"),
-            at("out").c_str());
-    }
-    const auto nodes = group("p");
-    EXPECT_EQ(nodes->getOutputDirectory(), at("out")) << "it was saved";
-    const ResultHandle result = nodes->createResultDirectory("r@@@", nullptr);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->getPath(), at("out/r000"));
-    EXPECT_EQ(result->getLinkFilePath(), at("p/r000.zentorlink"));
-    EXPECT_EQ(nodes->openResultDirectory("r@@@").get(), result.get());
-    EXPECT_EQ(nodes->createResultDirectory("r@@@", nullptr)->getPath(), at("out/r001"));
+    makeProject("p")->getNodeGroup()->setOutputDirectory(at("out").c_str());
+    const auto group = INodeGroup::open("p");
+    EXPECT_EQ(group->getOutputDirectory(), at("out")) << "it was saved";
+    const ResultHandle result = group->createResultDirectory("r@@@", nullptr);
+    EXPECT_EQ(group->openResultDirectory("r@@@").get(), result.get());
     // Its link file would have the name of one that is there.
-    makeResult(at("p/r004"));
-    makeResult(at("far/r007"));
-    ASSERT_TRUE(nodes->addNode(at("far/r007").c_str()));
-    EXPECT_EQ(nodes->createResultDirectory("r@@@", nullptr)->getPath(), at("out/r008"));
-
-    const auto plain = group("out");
-    EXPECT_EQ(plain->getOutputDirectory(), at("out"));
-    plain->setOutputDirectory("elsewhere");
-    EXPECT_STREQ(plain->getOutputDirectory(), "elsewhere");
+    play(R"(node out/r000 -> out/r000 by p/r000.zentorlink in p
+            result p/r004 far/r007; add p far/r007)");
+    EXPECT_EQ(pathOf(group->createResultDirectory("r@@@", nullptr)), "out/r008");
+    EXPECT_EQ(INodeGroup::open(at("out").c_str())->getOutputDirectory(), at("out"));
 }
 
 TEST_F(GroupsTest, NodesKnowTheirProject) {
-    const auto project = makeProject(at("p"));
-    const auto experiment = project->getNodeGroup()->createExperiment("e");
-    ASSERT_TRUE(experiment);
-    const ResultHandle result = experiment->getNodeGroup()->createResultDirectory("r@@@", nullptr);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->getParent().get(), experiment.get());
-    EXPECT_EQ(result->getProject().get(), project.get());
-    EXPECT_EQ(experiment->getProject().get(), project.get());
-    EXPECT_FALSE(project->getProject()) << "it is not its own";
-    const auto inner = experiment->getNodeGroup()->createProject("inner", false);
+    const auto project = makeProject("p");
+    const auto group = project->getNodeGroup();
+    const auto inner = group->createExperiment("e")->getNodeGroup()->createProject("i", false);
     EXPECT_EQ(inner->getProject().get(), project.get());
-    EXPECT_EQ(project->getNodeGroup()->openExperiment("e").get(), experiment.get());
-    EXPECT_FALSE(project->getNodeGroup()->openProject("e"));
+    EXPECT_FALSE(project->getProject()) << "it is not its own";
+    EXPECT_EQ(group->openExperiment("e").get(), inner->getParent().get());
+    EXPECT_FALSE(group->openProject("e"));
 }
 
 TEST_F(GroupsTest, RemovalDeletesLinkedNodesWhereTheyAreButIsNotLedAstray) {
-    const sptr_t<IProject> project = makeProject(at("project"));
-    const std::string linked = makeResult(at("far/r000"));
-    ASSERT_TRUE(project->getNodeGroup()->addNode(linked.c_str()));
-    makeExperiment(at("outside"));
-    makeResult(at("outside/r001"));
-    fs::create_symlink(at("outside"), at("project/experiment"));
-    fs::create_symlink(at("outside/r001"), at("project/r001"));
-    writeFile(at("home/notes.txt"), "kept");
-    variant_bag_t link;
-    link.put("link", at("home/notes.txt"));
-    link.put("md5sum", "");
-    ASSERT_EQ(basekit2::save_variant_bag2(link, at("project/x.zentorlink"), "bag"), 1);
-
-    EXPECT_TRUE(project->remove());
-    EXPECT_FALSE(fs::exists(at("project")));
-    EXPECT_FALSE(fs::exists(at("far/r000")));
-    EXPECT_TRUE(fs::exists(at("outside/r001/r001.zentor")));
-    EXPECT_EQ(readFile(at("home/notes.txt")), "kept");
+    play(R"(project p; result far/r000; add p far/r000; experiment outside
+            result outside/r001; symlink outside p/e; symlink outside/r001 p/r001
+            write notes.txt; link p/x.zentorlink notes.txt
+            remove p -> ok
+            tree . -> far notes.txt outside outside/outside.zentorexp outside/r001 outside/r001/r001.zentor)");
 }
 
-TEST_F(GroupsTest, ProjectTakesADirectoryThatIsThereAnExperimentDoesNot) {
-    const std::string base = m_temp.path().native();
-    writeFile(at("old/data"), "data");
-    const auto project = IProject::create("old", base.c_str(), false);
-    ASSERT_TRUE(project);
-    EXPECT_EQ(project->getMarkerFilePath(), at("old/old.zentorproj"));
-    EXPECT_EQ(readFile(at("old/data")), "data");
-    fs::create_directory(at("taken"));
-    EXPECT_FALSE(IExperiment::create("taken", base.c_str()));
-    EXPECT_EQ(getStatus(), eAlreadyExists);
-    EXPECT_TRUE(fs::is_empty(at("taken")));
-    EXPECT_EQ(IProject::create("p@@", base.c_str(), false)->getPath(), at("p00"));
-    EXPECT_EQ(IExperiment::create("x/config.zentorexp", base.c_str())->getMarkerFilePath(),
-              at("x/config.zentorexp"));
-}
-
-TEST_F(GroupsTest, ProjectThatIsThereIsOpenedAsItIs) {
-    const std::string marker = at("p/own.zentorproj");
-    makeProject(marker);
-    edit(marker, "note", "kept");
-    const std::string before = readFile(marker);
-    for (const std::string& again : {at("p"), marker, at("p/other.zentorproj")}) {
-        // It is not to be deleted by who has not made it.
-        const auto project = makeProject(again, true);
-        ASSERT_TRUE(project) << again;
-        EXPECT_EQ(project->getMarkerFilePath(), marker);
-        EXPECT_EQ(readFile(marker), before);
+TEST_F(GroupsTest, ProjectTakesADirectoryThatIsThereAndKeepsItsMarker) {
+    play(R"(write old/data
+            project old      -> old
+            tree old         -> data old.zentorproj
+            mkdir taken
+            experiment taken -> no exists
+            tree taken       ->
+            project p@@      -> p00
+            experiment x/config.zentorexp; project p/own.zentorproj
+            tree x           -> config.zentorexp
+            edit p/own.zentorproj note kept)");
+    const std::string before = readFile("p/own.zentorproj");
+    for (const char* again : {"p", "p/own.zentorproj", "p/other.zentorproj"}) {
+        // Not to be deleted by who has not made it.
+        EXPECT_EQ(pathOf(makeProject(again, true)), "p") << again;
     }
-    EXPECT_EQ(readFile(marker), before);
-    makeProject(at("p2"), true);
-    EXPECT_FALSE(fs::exists(at("p2")));
+    EXPECT_EQ(entries("p") + readFile("p/own.zentorproj"), "own.zentorproj" + before);
 }
 
 }  // namespace

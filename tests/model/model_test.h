@@ -2,13 +2,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -20,6 +23,8 @@
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
 using basekit2::variant_bag_t;
+using support::checkInChild;
+using support::namesIn;
 using support::readFile;
 using support::writeFile;
 using namespace vesta2;
@@ -47,33 +52,76 @@ inline Rows<std::string, std::string, std::string> rows(const std::string& table
     return found;
 }
 
-/// Every test ends with nothing left in the registry of open nodes.
+/// Runs `work` in a thread with a stack of that size.
+inline void onStack(std::size_t size, const std::function<void()>& work) {
+    pthread_attr_t attributes;
+    pthread_t thread{};
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, size);
+    const auto run = [](void* function) -> void* {
+        (*static_cast<const std::function<void()>*>(function))();
+        return nullptr;
+    };
+    void* const argument = const_cast<void*>(static_cast<const void*>(&work));
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, argument), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+inline void runThreads(int count, const std::function<void(unsigned)>& work) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) {
+        threads.emplace_back(work, i);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+/// Every test works in an empty directory, and ends with nothing left in the registry of open
+/// nodes. What is made by name is closed again.
 class ModelTest : public ::testing::Test {
 protected:
+    ModelTest() { fs::current_path(m_temp.path()); }
+    ~ModelTest() override { fs::current_path("/"); }
     void TearDown() override { EXPECT_EQ(Node::handleCount(), 0U); }
 
     std::string at(const std::string& name) const { return m_temp / name; }
 
-    /// The path of the marker file of a new result at `directory`, which is closed again.
-    std::string makeResult(const std::string& directory) const {
+    /// The path of the marker file.
+    static std::string makeResult(const std::string& directory) {
         const ResultHandle result =
             Results::create(directory.c_str(), false, nullptr, true, nullptr);
         return result ? result->getMarkerFilePath() : "";
     }
-    static ResultHandle openResult(const std::string& path) {
-        return Results::open(path.c_str(), true, nullptr);
-    }
-    static NodeHandle lookup(const std::string& path) { return Node::lookup(path, nullptr); }
     static sptr_t<IProject> makeProject(const std::string& directory, bool removeOnClose = false) {
         return IProject::create(directory.c_str(), nullptr, removeOnClose);
     }
     static sptr_t<IExperiment> makeExperiment(const std::string& directory) {
         return IExperiment::create(directory.c_str(), nullptr);
     }
+    static bool add(const std::string& group, const std::string& node) {
+        return static_cast<bool>(INodeGroup::open(group.c_str())->addNode(node.c_str()));
+    }
+    /// A result at `place` that is linked into the project `group`.
+    static std::string makeMember(const std::string& place, const std::string& group) {
+        const std::string marker = makeResult(place);
+        EXPECT_TRUE(makeProject(group) && add(group, place));
+        return marker;
+    }
+    static ResultHandle openResult(const std::string& path) {
+        return Results::open(path.c_str(), true, nullptr);
+    }
+    static NodeHandle lookup(const std::string& path) { return Node::lookup(path, nullptr); }
     /// The object behind a handle.
     template <class Interface>
     static Node& object(const sptr_t<Interface>& handle) {
         return dynamic_cast<Node&>(*handle);
+    }
+    /// What an operation that answers yes or no, or with a handle, has come to.
+    template <class Answer>
+    static vesta2::error_t said(const Answer& answer) {
+        return answer ? eOK : getStatus();
     }
 
     static variant_bag_t load(const std::string& path) {
@@ -96,19 +144,24 @@ protected:
                   basekit2::bag_ok);
     }
     static std::string text(const char* value) { return value ? value : "(null)"; }
+    static std::string pathOf(const NodeHandle& node) {
+        return node ? fs::relative(node->getPath()).native() : "";
+    }
 
+    /// The paths of all that is below `directory`, in order.
+    static std::string entries(const std::string& directory) {
+        std::string all;
+        for (const std::string& path : support::pathsBelow(directory)) {
+            all += (all.empty() ? "" : " ") + path;
+        }
+        return all;
+    }
     /// Changes whenever the file is written or replaced.
     static std::vector<long> stampOf(const std::string& path) {
         struct stat info {};
         EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
         return {static_cast<long>(info.st_ino), info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
     }
-
-    /// The owner may look into the directory, but not change it.
-    void lock(const std::string& name) const {
-        fs::permissions(at(name), fs::owner_read | fs::owner_exe);
-    }
-    void unlock(const std::string& name) const { fs::permissions(at(name), fs::owner_all); }
 
     /// As `support::asOrdinaryUser`, in the test's directory.
     void asOrdinaryUser(const std::function<void()>& check) const {

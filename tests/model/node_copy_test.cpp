@@ -5,158 +5,109 @@
 namespace {
 
 TEST_F(CopyTest, NodeLivesOnInItsCopy) {
-    const sptr_t<IProject> project = makeProject(at("p"));
-    makeResult(at("p/r000"));
-    const ResultHandle result = openResult(at("p/r000"));
-    ASSERT_TRUE(result->setFlag("mine"));
-    ASSERT_TRUE(result->setFlag("other"));
-    writeFile(at("p/r000/foreign" + std::string(lockExtension)), "");
-    const std::string record = readFile(at("p/r000/mine" + std::string(infoExtension)));
-    fs::permissions(at("p/r000"), fs::owner_all);
-
-    ASSERT_TRUE(result->copy(at("far").c_str(), true, nullptr));
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_EQ(result->getMarkerFilePath(), at("far/far.zentor"));
-    EXPECT_EQ(fs::status(at("far")).permissions(), fs::owner_all) << "no more open than the source";
-    EXPECT_EQ(entries("p/r000"), (std::vector<std::string>{"foreign.dflgzentor", "r000.zentor"}));
-    EXPECT_EQ(readFile(at("far/mine" + std::string(infoExtension))), record);
+    play(R"(project p; result p/r000; hold r p/r000; flag r mine; flag r other
+            write p/r000/foreign.dflgzentor; chmod 700 p/r000)");
+    const ResultHandle result = openResult("p/r000");
+    const std::string record = readFile("p/r000/mine.infozentor");
+    play(R"(copy r far rename -> ok
+            node r            -> far by p/far.zentorlink in p
+            tree p/r000       -> foreign.dflgzentor r000.zentor
+            tree far          -> far.zentor mine.dflgzentor mine.infozentor other.dflgzentor other.infozentor)");
+    EXPECT_EQ(fs::status("far").permissions(), fs::owner_all) << "no more open than the source";
+    EXPECT_EQ(readFile("far/mine.infozentor"), record);
     EXPECT_EQ(result->ownFlag("mine"), eOK);
     EXPECT_EQ(result->ownFlag("other"), eOK);
-    EXPECT_EQ(text(result->getLinkFilePath()), at("p/far.zentorlink")) << "still of the project";
-    EXPECT_EQ(openResult(at("far")).get(), result.get());
-
-    ASSERT_TRUE(result->move(at("p/back").c_str(), false, nullptr));
-    EXPECT_FALSE(fs::exists(at("far")));
-    EXPECT_EQ(result->getMarkerFilePath(), at("p/back/far.zentor"));
-    EXPECT_FALSE(fs::exists(at("p/far.zentorlink"))) << "lies in its project again";
-    EXPECT_EQ(entries("p/back").size(), 5U);
-
-    ASSERT_TRUE(project->move(at("q/").c_str(), true, nullptr));
-    EXPECT_EQ(text(project->getPath()), at("q"));
+    EXPECT_EQ(openResult("far").get(), result.get());
+    play(R"(move r p/back -> ok
+            node r        -> p/back in p
+            tree .        -> p p/back p/back/far.zentor p/back/mine.dflgzentor p/back/mine.infozentor p/back/other.dflgzentor p/back/other.infozentor p/p.zentorproj p/r000 p/r000/foreign.dflgzentor p/r000/r000.zentor
+            hold p p
+            move p q/ rename  -> ok
+            node p            -> q
+            tree q            -> back back/far.zentor q.zentorproj r000 r000/r000.zentor
+            move p q          -> no exists
+            move p none/below -> no error
+            move p q/itself   -> no error
+            move p q/r000/in  -> no error)");
+    const auto project = IProject::cast(m_held["p"]);
     EXPECT_EQ(text(project->getNodeGroup()->getPath()), at("q"));
     EXPECT_EQ(text(project->getNodeGroup()->getOutputDirectory()), at("q"));
-    EXPECT_EQ(project->getMarkerFilePath(), at("q/q.zentorproj"));
-
-    const struct {
-        Text destination;
-        vesta2::error_t code;
-    } refused[] = {
-        {nullptr, eParameterError}, {"", eParameterError},    {"q", eAlreadyExists},
-        {"none/below", eFileError}, {"q/itself", eFileError}, {"q/back/deep", eFileError},
-    };
-    for (const auto& each : refused) {
-        const std::string path = each.destination && *each.destination ? at(each.destination) : "";
-        EXPECT_FALSE(project->move(each.destination ? path.c_str() : nullptr, true, nullptr));
-        EXPECT_EQ(getStatus(), each.code) << path;
+    for (const char* nothing : {static_cast<Text>(nullptr), ""}) {
+        EXPECT_EQ(said(project->move(nothing, true, nullptr)), eParameterError);
+        EXPECT_EQ(said(project->duplicate(nothing)), eParameterError);
+        EXPECT_EQ(said(result->exportTo(nothing, nullptr)), eParameterError);
     }
     Progress cancelled(0);
-    EXPECT_FALSE(project->copy(at("new").c_str(), true, &cancelled));
+    EXPECT_FALSE(project->copy("new", true, &cancelled));
     EXPECT_EQ(cancelled.starts, 0);
-    EXPECT_FALSE(fs::exists(at("new")));
+    EXPECT_FALSE(fs::exists("new"));
 }
 
 TEST_F(CopyTest, ANameThatTheTreeHoldsOtherwiseIsRefusedBeforeCopying) {
-    const ResultHandle result = openResult(makeResult(at("r000")));
-    writeFile(at("r000/file.zentor"), "f");
-    fs::create_directory(at("r000/directory.zentor"));
-    fs::create_symlink("nowhere", at("r000/link.zentor"));
-    const std::vector<std::string> before = entries("");
-    using Make = std::function<bool(const char*)>;
-    const Make makers[] = {
-        [&](const char* path) { return result->copy(path, true, nullptr); },
-        [&](const char* path) { return result->move(path, true, nullptr); },
-        [&](const char* path) { return static_cast<bool>(result->duplicate(path)); },
-    };
-    for (const char* name : {"file", "directory", "link"}) {
-        for (const Make& make : makers) {
-            EXPECT_FALSE(make(at(name).c_str())) << name;
-            EXPECT_EQ(getStatus(), eAlreadyExists);
-        }
+    play(R"(result r000; write r000/file.zentor; mkdir r000/directory.zentor
+            symlink nowhere r000/link.zentor; hold r r000/r000.zentor)");
+    const std::string before = entries(".");
+    for (const std::string name : {"file", "directory", "link"}) {
+        play("copy r " + name + " rename -> no exists; move r " + name + " rename -> no exists");
+        play("duplicate r " + name + " -> no exists");
     }
-    EXPECT_EQ(entries(""), before);
+    EXPECT_EQ(entries("."), before);
     // It follows the directory's unchecked.
-    ASSERT_TRUE(result->move(at("a:b").c_str(), true, nullptr));
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_EQ(result->getMarkerFilePath(), at("a:b/a:b.zentor"));
+    play("move r a:b rename -> ok; rm a:b/file.zentor; rm a:b/directory.zentor");
+    play("rm a:b/link.zentor; tree . -> a:b a:b/a:b.zentor");
 }
 
 TEST_F(CopyTest, DuplicateIsANodeOfItsOwn) {
-    const sptr_t<IProject> project = makeProject(at("p"));
-    const ResultHandle result = openResult(makeResult(at("r000")));
-    ASSERT_TRUE(result->setParent(at("p").c_str()));
-    ASSERT_TRUE(result->isLinked());
+    play("project p; result r000; add p r000; hold r r000; write r000/data.0/1 1");
+    const ResultHandle result = openResult("r000");
     result->setCollectorCommand("run");
     result->save();
     result->setFinalized(true);
-    writeFile(at("r000/data.0/1"), "1");
     ASSERT_TRUE(result->setFlag("mine"));
-
-    const auto copy = IResultDirectory::cast(result->duplicate(at("r@@@").c_str()));
+    const auto copy = IResultDirectory::cast(result->duplicate("r@@@"));
     ASSERT_TRUE(copy);
-    EXPECT_EQ(copy->getMarkerFilePath(), at("r001/r001.zentor"));
-    EXPECT_EQ(entries("r001"),
-              (std::vector<std::string>{".norun", "data.0", "data.0/1", "r001.zentor"}));
     EXPECT_STREQ(copy->getCollectorCommand(), "run");
     EXPECT_TRUE(copy->isFinalized());
-    EXPECT_FALSE(copy->isLinked());
-    EXPECT_FALSE(load(at("r001/r001.zentor")).get_bag("vesta")->has("backlink"));
-    EXPECT_TRUE(result->isLinked());
+    EXPECT_FALSE(load("r001/r001.zentor").get_bag("vesta")->has("backlink"));
     EXPECT_EQ(result->ownFlag("mine"), eOK);
-
-    writeFile(at("p/notes"), "n");
-    const NodeHandle second = project->duplicate(at("q").c_str());
-    ASSERT_TRUE(second);
-    EXPECT_EQ(second->getMarkerFilePath(), at("q/p.zentorproj")) << "keeps its source's name";
-    const sptr_t<IExperiment> experiment = makeExperiment(at("p/e"));
-    const NodeHandle third = experiment->duplicate(at("p/f").c_str());
-    EXPECT_EQ(text(third->getMarkerFilePath()), at("p/f/e.zentorexp"));
     // What is there already is nobody's copy.
-    writeFile(at("full/notes"), "n");
-    for (const NodeHandle& node : {NodeHandle(result), NodeHandle(project), third}) {
-        EXPECT_FALSE(node->duplicate(at("full").c_str()));
-        EXPECT_EQ(getStatus(), eAlreadyExists);
-        EXPECT_FALSE(node->duplicate(nullptr));
-        EXPECT_FALSE(node->duplicate((std::string(node->getPath()) + "/inside").c_str()));
-        EXPECT_FALSE(fs::exists(std::string(node->getPath()) + "/inside"));
-    }
-    EXPECT_EQ(entries("full"), (std::vector<std::string>{"notes"}));
+    play(R"(node r001        -> r001
+            tree r001        -> .norun data.0 data.0/1 r001.zentor
+            node r           -> r000 by p/r000.zentorlink in p
+            write full/notes; experiment p/e
+            duplicate p q    -> q
+            duplicate p/e f  -> f
+            tree f           -> e.zentorexp
+            duplicate r full -> no exists
+            duplicate p full -> no exists
+            duplicate f full -> no exists
+            duplicate r r000/inside -> no path
+            duplicate p p/inside    -> no path
+            tree full        -> notes
+            tree p           -> e e/e.zentorexp p.zentorproj r000.zentorlink)");
 }
 
 TEST_F(CopyTest, ExportIsAResultWithAMarkerOfItsOwn) {
-    const sptr_t<IProject> project = makeProject(at("p"));
-    const ResultHandle result = openResult(makeResult(at("r000")));
-    ASSERT_TRUE(result->setParent(at("p").c_str()));
+    play(R"(project p; result r000; add p r000; hold r r000; write r000/a.csv
+            write r000/data.0/b.csv r000/data.0/c.txt r000/x.dflgzentor r000/old.zentor
+            symlink p r000/link; chmod 700 r000)");
+    const ResultHandle result = IResultDirectory::cast(m_held["r"]);
     result->setCollectorCommand("run");
-    for (const char* name : {"r000/a.csv", "r000/data.0/b.csv", "r000/data.0/c.txt",
-                             "r000/x.dflgzentor", "r000/old.zentor"}) {
-        writeFile(at(name), "");
-    }
-    fs::create_symlink(at("p"), at("r000/link"));
-    fs::permissions(at("r000"), fs::owner_all);
-
-    const ResultHandle exported = result->exportTo(at("x@@@").c_str(), "\n\n*.csv\n");
+    const ResultHandle exported = result->exportTo("x@@@", "\n\n*.csv\n");
     ASSERT_TRUE(exported);
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_EQ(exported->getMarkerFilePath(), at("x000/x000.zentor"));
-    EXPECT_EQ(fs::status(at("x000")).permissions(), fs::owner_all)
-        << "no more open than the source";
-    EXPECT_EQ(entries("x000"),
-              (std::vector<std::string>{"data.0", "data.0/c.txt", "x.dflgzentor", "x000.zentor"}));
+    EXPECT_EQ(fs::status("x000").permissions(), fs::owner_all) << "no more open than the source";
     EXPECT_STREQ(exported->getCollectorCommand(), "run") << "as it is in memory";
-    EXPECT_FALSE(exported->isLinked());
-    EXPECT_EQ(text(result->getLinkFilePath()), at("p/r000.zentorlink"));
-    const std::string patterns = flagFilePatterns()[0] + "\n" + flagFilePatterns()[1];
-    ASSERT_TRUE(result->exportTo(at("y").c_str(), patterns.c_str()));
-    EXPECT_EQ(entries("y").size(), 5U);
-
-    EXPECT_FALSE(result->exportTo(at("y").c_str(), nullptr));
-    EXPECT_EQ(getStatus(), eAlreadyExists);
-    EXPECT_FALSE(result->exportTo(at("a<b").c_str(), nullptr));
-    EXPECT_EQ(getStatus(), eReservedCharacters);
-    EXPECT_FALSE(result->exportTo(nullptr, nullptr));
-    EXPECT_FALSE(result->exportTo(at("r000/inside").c_str(), nullptr));
-    EXPECT_EQ(getStatus(), eInvalidPath);
-    EXPECT_FALSE(fs::exists(at("r000/inside")));
+    EXPECT_FALSE(load("x000/x000.zentor").get_bag("vesta")->has("backlink"));
+    ASSERT_TRUE(
+        result->exportTo("y", (flagFilePatterns()[0] + "\n" + flagFilePatterns()[1]).c_str()));
+    play(R"(node x000    -> x000
+            node r       -> r000 by p/r000.zentorlink in p
+            tree x000    -> data.0 data.0/c.txt x.dflgzentor x000.zentor
+            tree y       -> a.csv data.0 data.0/b.csv data.0/c.txt y.zentor
+            export r y   -> no exists
+            export r a<b -> no chars
+            export r r000/inside -> no path)");
+    EXPECT_FALSE(fs::exists("r000/inside"));
 }
 
 }  // namespace

@@ -1,169 +1,221 @@
-#include <ctime>
+// One node: its properties, its marker, and the registry of those that are open.
 
-#include "model_test.h"
+#include <atomic>
+#include <mutex>
+#include <random>
+
+#include "script_test.h"
 
 namespace {
 
-class NodeTest : public ModelTest {};
+class NodeTest : public ScriptTest {};
 
 TEST_F(NodeTest, IsNamedByItsMarkerButAProjectWithTheFixedMarkerByItsDirectory) {
     for (const auto& [marker, name, none] :
          rows("alpha/config.zentorproj alpha; beta.v2/config.zentorproj beta; "
               "gamma/other.zentorproj other; delta/config.zentorexp config; r001/r001ab.zentor "
-              "r001ab; "
-              "r003/a.b\xff.zentor a.b\xff")) {
-        writeFile(at(marker), "<bag v=\"1\"/>");
-        const NodeHandle node = lookup(at(marker));
+              "r001ab; r003/a.b\xff.zentor a.b\xff")) {
+        writeFile(marker, "<bag v=\"1\"/>");
+        const NodeHandle node = lookup(marker);
         ASSERT_TRUE(node) << marker;
         EXPECT_EQ(text(node->getUserVisibleName()), name);
-        EXPECT_EQ(node->getPath(), fs::path(at(marker)).parent_path());
         EXPECT_EQ(node->getCreationTime(), 0);
     }
 }
 
-TEST_F(NodeTest, DefaultMarkerTakesTheNameOfItsDirectory) {
+TEST_F(NodeTest, MarkersAreMadeUnderTheNameOfTheirDirectoryAndEditedOnDisk) {
     variant_bag_t bag;
     bag.put_bag("vesta").put("key", "value");
-    fs::create_directory(at("r000"));
+    variant_bag_t edited = bag;
+    edited.put_bag("vesta").put("mine", "x");
+    fs::create_directory("r000");
     setStatus(eFileLocked);
     EXPECT_EQ(createDefaultMarkerFile(at("r000/"), ".zentor", bag), eOK);
-    EXPECT_EQ(createDefaultMarkerFile(at("r000"), "own.zentor", bag), eOK);
+    EXPECT_EQ(createDefaultMarkerFile(at("r000"), "own.zentor", edited), eOK);
     EXPECT_EQ(createDefaultMarkerFile(at("none"), ".zentor", bag), eUnknown);
-    EXPECT_EQ(getStatus(), eFileLocked);
-    EXPECT_EQ(load(at("r000/r000.zentor")), load(at("r000/own.zentor")));
+    EXPECT_EQ(getStatus(), eFileLocked) << "it is told by the result alone";
+    for (const char* marker : {"r000/own.zentor", "r000/r000.zentor"}) {
+        const auto before = stampOf(marker);
+        const bool isEdited = load(marker) == edited;
+        removeVestaVariableFromMarkerFile(marker, "mine");
+        EXPECT_EQ(getStatus(), eOK);
+        EXPECT_EQ(load(marker), bag);
+        EXPECT_EQ(stampOf(marker) != before, isEdited) << "nothing to remove, nothing to write";
+    }
+    removeVestaVariableFromMarkerFile("none.zentor", "mine");
+    EXPECT_EQ(getStatus(), eUnknown);
 }
 
-TEST_F(NodeTest, PropertiesKeepTheirKindsAndDefaults) {
-    const std::string marker = makeResult(at("r000"));
-    {
-        const ResultHandle result = openResult(marker);
-        Node& node = object(result);
-        EXPECT_STREQ(node.getRdPropStr("missing", "d"), "d");
-        EXPECT_EQ(node.getRdPropInt("missing", 7), 7);
-        node.setRdPropInt("int", -5);
-        node.setRdPropLong("long", -(1LL << 40));
-        node.setRdPropTime("time", 1L << 33);
-        node.setRdPropStr("text", "a\nb\xff");
-        EXPECT_STREQ(node.getRdPropStr("int", "no text"), "no text");
-        EXPECT_FALSE(node.isModified()) << "only the storage counts changes";
-        EXPECT_FALSE(result->save());
-    }
-    using kind_t = basekit2::variant_t::kind_t;
-    const variant_bag_t saved = load(marker);
-    for (const auto& [key, kind] : Rows<Text, kind_t>{
-             {"int", kind_t::int32}, {"long", kind_t::int64}, {"time", kind_t::uint64}}) {
-        EXPECT_EQ(saved.get_bag("vesta")->get_variant(key).kind(), kind) << key;
-    }
-    const ResultHandle result = openResult(marker);
-    EXPECT_EQ(object(result).getRdPropInt("int", 0), -5);
-    EXPECT_EQ(object(result).getRdPropLong("long", 0), -(1LL << 40));
-    EXPECT_EQ(object(result).getRdPropTime("time", 0), 1L << 33);
-    EXPECT_STREQ(object(result).getRdPropStr("text", ""), "a\nb\xff");
-}
-
-TEST_F(NodeTest, IsModifiedByItsStorageAloneUntilSaved) {
-    ResultHandle result = openResult(makeResult(at("r000")));
+TEST_F(NodeTest, IsModifiedByItsStorageUntilSavedAndReadAgainOnlyWhenBoundAnew) {
+    const std::string first = makeResult("r000");
+    const std::string second = makeResult("r001");
+    ResultHandle result = openResult(first);
+    Node& node = object(result);
     const auto properties = result->getPropertyStorage();
     const auto transient = result->getTransientStorage();
+    node.setRdPropInt("int", -5);
+    node.setRdPropLong("long", -(1LL << 40));
+    node.setRdPropTime("time", 1L << 33);
+    node.setRdPropStr("text", "a\nb\xff");
+    EXPECT_STREQ(node.getRdPropStr("int", "no text"), "no text");
     transient->setProperty("vesta/x", 1);
+    EXPECT_FALSE(result->isModified()) << "only the property storage counts changes";
+    properties->setProperty("more", variant_bag_t());
+    EXPECT_TRUE(result->isModified()) << "a bag counts as well";
+    EXPECT_FALSE(result->save()) << "true means that it failed";
     EXPECT_FALSE(result->isModified());
     properties->setProperty("vesta/x", 2);
     EXPECT_TRUE(result->isModified());
-    EXPECT_FALSE(result->save()) << "true means that it failed";
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_FALSE(result->isModified());
-    EXPECT_EQ(load(result->getMarkerFilePath()).get_bag("vesta")->get_variant("x"), 2);
-    properties->setProperty("more", variant_bag_t());
-    EXPECT_TRUE(result->isModified()) << "a bag counts as well";
-    fs::remove_all(at("r000"));
+    EXPECT_FALSE(node.setMarkerFilePath("", nullptr));
+    EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
+    EXPECT_EQ(node.getRdPropInt("x", 0), 2) << "it was bound to that already";
+    EXPECT_TRUE(node.setMarkerFilePath(second, nullptr));
+    EXPECT_NE(openResult(first).get(), result.get()) << "the old path no longer leads here";
+    EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
+    EXPECT_EQ(openResult(first).get(), result.get());
+    EXPECT_EQ(node.getRdPropInt("x", 0), 0) << "it was read again";
+    EXPECT_EQ(node.getRdPropInt("int", 0), -5);
+    EXPECT_EQ(node.getRdPropLong("long", 0), -(1LL << 40));
+    EXPECT_EQ(node.getRdPropTime("time", 0), 1L << 33);
+    EXPECT_STREQ(node.getRdPropStr("text", ""), "a\nb\xff");
+    fs::remove_all("r000");
     EXPECT_TRUE(result->save());
     EXPECT_EQ(getStatus(), eUnknown);
-
     result.reset();
-    EXPECT_FALSE(properties->hasProperty("vesta/x")) << "the storages outlive their node, empty";
-    EXPECT_FALSE(properties->setProperty("vesta/x", 1));
-    EXPECT_FALSE(transient->hasProperty("vesta/x"));
-}
-
-TEST_F(NodeTest, BindingReadsTheMarkerAgainUnlessItIsTheSame) {
-    const std::string first = makeResult(at("r000"));
-    const std::string second = makeResult(at("r001"));
-    const ResultHandle result = openResult(first);
-    Node& node = object(result);
-    node.setRdPropInt("unsaved", 1);
-    edit(first, "saved", "yes");
-    setStatus(eFileLocked);
-    EXPECT_FALSE(node.setMarkerFilePath("", nullptr));
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
-    EXPECT_EQ(node.getRdPropInt("unsaved", 0), 1);
-    EXPECT_STREQ(node.getRdPropStr("saved", "no"), "no");
-    EXPECT_TRUE(node.setMarkerFilePath(second, nullptr));
-    EXPECT_EQ(node.getPath(), at("r001"));
-    EXPECT_NE(openResult(first).get(), result.get()) << "the old path no longer leads here";
-    EXPECT_EQ(openResult(second).get(), result.get());
-    EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
-    EXPECT_EQ(node.getRdPropInt("unsaved", 0), 0);
-    EXPECT_STREQ(node.getRdPropStr("saved", "no"), "yes");
-}
-
-TEST_F(NodeTest, PropertyIsRemovedFromAMarkerOnDisk) {
-    const std::string marker = makeResult(at("r000"));
-    edit(marker, "mine", "x");
-    removeVestaVariableFromMarkerFile(marker.c_str(), "mine");
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_FALSE(load(marker).get_bag("vesta")->has("mine"));
-    EXPECT_TRUE(load(marker).get_bag("vesta")->has("timestamp"));
-    const auto stamp = stampOf(marker);
-    removeVestaVariableFromMarkerFile(marker.c_str(), "mine");
-    EXPECT_EQ(getStatus(), eOK);
-    EXPECT_EQ(stampOf(marker), stamp) << "nothing to remove, nothing to write";
-    removeVestaVariableFromMarkerFile(at("none.zentor").c_str(), "mine");
-    EXPECT_EQ(getStatus(), eUnknown);
+    EXPECT_FALSE(properties->hasProperty("vesta/int")) << "storages outlive their node, empty";
+    EXPECT_FALSE(properties->setProperty("vesta/x", 1) || transient->hasProperty("vesta/x"));
 }
 
 TEST_F(NodeTest, BadMarkerIsOpenedWithoutPropertiesAndSaysSo) {
-    using Make = std::function<void(const std::string&)>;
-    const auto deep = [](const std::string& path) {
-        std::string levels = "<bag v=\"1\">";
-        for (int i = 0; i < 100'000; ++i) {
-            levels += "<bag n=\"vesta\">";
-        }
-        writeFile(path, levels);
-    };
-    const auto huge = [](const std::string& path) {
-        writeFile(path, "<bag v=\"1\">");
-        fs::resize_file(path, (64ULL << 20) + 1);
-    };
-    const Rows<Text, Make> cases = {
-        {"empty", [](auto& path) { writeFile(path, ""); }},
-        {"torn",
-         [](auto& path) { writeFile(path, "<bag v=\"1\"><bag n=\"vesta\"><uint64 n=\"ti"); }},
-        {"binary", [](auto& path) { writeFile(path, std::string(5000, '\xfe')); }},
-        {"deep", deep},
-        {"huge", huge},
-        {"directory", [](auto& path) { fs::create_directory(path); }},
-        {"fifo", [](auto& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }}};
+    writeFile("torn/m.zentor", "<bag v=\"1\"><bag n=\"vesta\"><uint64");
+    writeFile("huge/m.zentorproj", "<bag v=\"1\">");
+    fs::resize_file("huge/m.zentorproj", (64ULL << 20) + 1);
+    fs::create_directories("directory/m.zentor");
+    fs::create_directory("fifo");
+    ASSERT_EQ(::mkfifo("fifo/m.zentorproj", 0600), 0);
     ::alarm(20);  // ends the test if a marker is waited for
-    for (const char* extension : {".zentor", ".zentorproj"}) {
-        for (const auto& [what, make] : cases) {
-            SCOPED_TRACE(what + std::string(extension));
-            const std::string marker = at(what + std::string(extension) + "/m" + extension);
-            fs::create_directories(fs::path(marker).parent_path());
-            make(marker);
-            const NodeHandle node = lookup(marker);
-            EXPECT_EQ(getStatus(), eUnknown);
-            ASSERT_TRUE(node);
-            EXPECT_TRUE(node->getPropertyStorage()->getBag()->empty());
-            EXPECT_FALSE(node->isMissing());
-            EXPECT_EQ(lookup(marker).get(), node.get());
-        }
+    for (const char* marker :
+         {"torn/m.zentor", "huge/m.zentorproj", "directory/m.zentor", "fifo/m.zentorproj"}) {
+        const NodeHandle node = lookup(marker);
+        EXPECT_EQ(getStatus(), eUnknown);
+        ASSERT_TRUE(node) << marker;
+        EXPECT_TRUE(node->getPropertyStorage()->getBag()->empty());
+        EXPECT_FALSE(node->isMissing());
     }
     ::alarm(0);
-    const ResultHandle torn = openResult(at("torn.zentor/m.zentor"));
+    const ResultHandle torn = openResult("torn/m.zentor");
     torn->setCollectorCommand("app");
     EXPECT_FALSE(torn->save()) << "a save mends it";
-    EXPECT_STREQ(openResult(at("torn.zentor"))->getCollectorCommand(), "app");
+    EXPECT_EQ(load("torn/m.zentor").get_bag("vesta")->get_variant("collectionCommand"), "app");
+}
+
+TEST_F(NodeTest, RegistryCountsWhatIsMadeAndForgetsWhenTold) {
+    const std::string marker = makeResult("r000");
+    Node::reset();
+    const NodeHandle node = lookup(marker);
+    const NodeHandle second = lookup(makeResult("r001"));
+    EXPECT_EQ(node->add_ref() + node->release(), 3U);
+    EXPECT_FALSE(lookup("r002/r002.zentor") || lookup(""));
+    EXPECT_EQ(Node::uid(node), 1U);
+    EXPECT_EQ(Node::uid(second), Node::nodeCount()) << "counts what was made, not what is alive";
+    EXPECT_EQ(Node::handleCount(), 2U);
+    Node::reset();
+    EXPECT_EQ(Node::nodeCount() + Node::handleCount() + Node::uid({}), 0U);
+    const NodeHandle fresh = lookup(marker);
+    EXPECT_NE(fresh.get(), node.get());
+    std::string key = marker;
+    EXPECT_TRUE(Node::eraseFromMap(key));
+    EXPECT_FALSE(Node::eraseFromMap(key));
+}
+
+TEST_F(NodeTest, RemoveOnCloseActsAtTheLastReleaseUnlessTakenBack) {
+    const Rows<Text, std::function<void(INode&)>, bool> cases = {
+        {"set", [](INode& node) { node.setRemoveOnClose(true); }, false},
+        {"saved", [](INode& node) { node.setRemoveOnClose(true), node.save(); }, true},
+        {"unset", [](INode& node) { node.setRemoveOnClose(true), node.setRemoveOnClose(false); },
+         true}};
+    for (const auto& [name, prepare, stays] : cases) {
+        NodeHandle node = lookup(makeResult(name));
+        NodeHandle copy = node;
+        prepare(*node);
+        node.reset();
+        EXPECT_TRUE(fs::exists(name)) << name;
+        copy.reset();
+        EXPECT_EQ(fs::exists(name), stays) << name;
+    }
+}
+
+TEST_F(NodeTest, ProjectRemovedOnCloseTakesItsNodesWithItAndIsNotFoundMeanwhile) {
+    auto project = makeProject("p", true);
+    play(R"(result p/r000 far/r001; add p far/r001; experiment p/e; result p/e/r002)");
+    const unsigned made = Node::nodeCount();
+    project.reset();
+    EXPECT_EQ(entries("."), "far") << "a linked node goes where it is stored";
+    EXPECT_EQ(Node::nodeCount(), made + 4)
+        << "its four nodes, and no second object for the project";
+    project = makeProject("q", true);
+    play("result q/r000; hold child q/r000");
+    project.reset();
+    EXPECT_TRUE(fs::exists("q/r000")) << "the child holds its project";
+    m_held.clear();
+    EXPECT_FALSE(fs::exists("q"));
+}
+
+TEST_F(NodeTest, ThreadsShareNodesThatTheyOpenAndDrop) {
+    constexpr std::size_t nodes = 100;
+    std::vector<std::string> markers;
+    makeProject("p");
+    for (std::size_t i = 0; i < nodes; ++i) {
+        // A quarter of them is linked.
+        const std::string place = (i % 4 == 0 ? "far/r" : "p/r") + std::to_string(i);
+        markers.push_back(makeResult(place));
+        add("p", place);
+    }
+    // The object that is open for each marker, as those who hold it see it.
+    std::mutex mutex;
+    std::vector<std::pair<const INode*, int>> holders(nodes);
+    const auto hold = [&](std::size_t i, const INode* node, int change) {
+        const std::lock_guard lock(mutex);
+        auto& [seen, count] = holders[i];
+        const bool agrees = count == 0 || seen == node;
+        seen = node;
+        count += change;
+        return agrees;
+    };
+    std::atomic<int> faults{0};
+    runThreads(8, [&](unsigned seed) {
+        std::mt19937 random(seed);
+        std::vector<NodeHandle> kept(8);
+        for (int round = 0; round < 600; ++round) {
+            const std::size_t i = random() % nodes;
+            const NodeHandle node = lookup(markers[i]);
+            faults += node && hold(i, node.get(), 1) ? 0 : 1;
+            NodeHandle copy = node;
+            faults += lookup(markers[i]) == copy ? 0 : 1;
+            kept[random() % kept.size()] = std::move(copy);
+            hold(i, node.get(), -1);
+        }
+    });
+    EXPECT_EQ(faults, 0);
+}
+
+TEST_F(NodeTest, NodeThatIsDeletedIsFoundWholeOrNotAtAll) {
+    std::atomic<bool> done{false};
+    runThreads(4, [&](unsigned role) {
+        for (int round = 0; role == 0 && round < 60; ++round) {
+            try {
+                const auto project = makeProject("p", true);
+                makeResult("p/r000");
+            } catch (const fs::filesystem_error&) {
+                // A finder had the last handle, and deletes what is just being made.
+            }
+        }
+        done = done || role == 0;
+        while (!done) {
+            const NodeHandle node = lookup("p/p.zentorproj");
+            EXPECT_EQ(node ? node->getPath() : at("p"), at("p"));
+        }
+    });
 }
 
 }  // namespace

@@ -1,38 +1,51 @@
-#include "model_test.h"
+#include "script_test.h"
 
 namespace {
 
-using ::testing::ElementsAre;
-
-class ResultDirectoryTest : public ModelTest {
+class ResultDirectoryTest : public ScriptTest {
 protected:
-    std::vector<std::string> relative(const sptr_t<IPathIterator>& paths) const {
-        std::vector<std::string> found;
+    static std::string relative(const sptr_t<IPathIterator>& paths) {
+        std::string found;
         while (const char* path = paths->next()) {
-            found.push_back(fs::relative(path, at("r000")).native());
+            found += fs::relative(path, "r000").native() + " ";
         }
         return found;
     }
-    const std::string m_marker = makeResult(at("r000"));
+    const std::string m_marker = makeResult("r000");
 };
 
-TEST_F(ResultDirectoryTest, IsFinalizedByAFileThatIsWrittenOnChangeOnly) {
-    const ResultHandle result = openResult(m_marker);
+TEST_F(ResultDirectoryTest, StateIsAMarkThatIsWrittenOnChangeOnly) {
+    ResultHandle result = openResult(m_marker);
     EXPECT_FALSE(result->isFinalized());
+    EXPECT_TRUE(result->isValid());
     EXPECT_TRUE(result->setFinalized(true));
-    EXPECT_TRUE(fs::is_regular_file(at("r000/.norun")));
-    fs::remove(at("r000/.norun"));
+    EXPECT_TRUE(fs::is_regular_file("r000/.norun"));
+    fs::remove("r000/.norun");
     EXPECT_TRUE(result->setFinalized(true));
-    EXPECT_FALSE(fs::exists(at("r000/.norun"))) << "it is so in memory already";
+    EXPECT_FALSE(fs::exists("r000/.norun")) << "it is so in memory already";
     EXPECT_TRUE(result->setFinalized(false)) << "a mark that is gone is no failure";
     EXPECT_EQ(getStatus(), eOK);
     EXPECT_FALSE(result->isFinalized());
+    result.reset();
+    play("write r000/.norun r000/data.0/sample; mkdir r000/.bad");
+    result = openResult(m_marker);
+    EXPECT_TRUE(result->isFinalized());
+    EXPECT_FALSE(result->isValid());
+    result.reset();
+    fs::remove("r000/.bad");
+    result = openResult(m_marker);
+    result->setInvalid();
+    EXPECT_EQ(pathOf(result), "r000-bad");
+    EXPECT_EQ(entries("."), "r000-bad r000-bad/.bad r000-bad/.norun r000-bad/data.0 "
+                            "r000-bad/data.0/sample r000-bad/r000-bad.zentor");
+    EXPECT_TRUE(result->remove());
+    EXPECT_FALSE(result->isValid());
 }
 
-TEST_F(ResultDirectoryTest, ReportsAFailedFinalizationByTheStatusAlone) {
+TEST_F(ResultDirectoryTest, ReportsAFailedMarkByTheStatusAlone) {
     asOrdinaryUser([this] {
-        const ResultHandle result = openResult(makeResult(at("locked")));
-        lock("locked");
+        const ResultHandle result = openResult(makeResult("locked"));
+        ::chmod("locked", 0500);
         EXPECT_TRUE(result->setFinalized(true));
         EXPECT_EQ(getStatus(), eInsufficientPermissions);
         EXPECT_FALSE(result->isFinalized());
@@ -42,164 +55,101 @@ TEST_F(ResultDirectoryTest, ReportsAFailedFinalizationByTheStatusAlone) {
         // The mark could not be made in the old place, which could not be deleted either.
         result->setInvalid();
         EXPECT_EQ(getStatus(), eFileError);
-        EXPECT_TRUE(fs::exists(at("locked/locked.zentor")));
-        EXPECT_FALSE(openResult(at("locked-bad"))->isValid());
-        unlock("locked");
+        EXPECT_TRUE(fs::exists("locked/locked.zentor"));
+        EXPECT_FALSE(openResult("locked-bad")->isValid());
+        ::chmod("locked", 0700);
     });
-}
-
-TEST_F(ResultDirectoryTest, ReadsItsStateFromMarksOfAnyKind) {
-    EXPECT_TRUE(openResult(m_marker)->isValid());
-    writeFile(at("r000/.norun"), "");
-    EXPECT_TRUE(openResult(m_marker)->isFinalized());
-    fs::create_directory(at("r000/.bad"));
-    EXPECT_FALSE(openResult(m_marker)->isValid());
-    fs::remove(at("r000/.bad"));
-    writeFile(at("r000/data.0/sample"), "1");
-    const ResultHandle moved = openResult(m_marker);
-    moved->setInvalid();
-    EXPECT_EQ(moved->getMarkerFilePath(), at("r000-bad/r000-bad.zentor"));
-    EXPECT_EQ(readFile(at("r000-bad/data.0/sample")), "1");
-    EXPECT_FALSE(fs::exists(at("r000")));
-    EXPECT_FALSE(openResult(at("r000-bad"))->isValid());
-    const ResultHandle other = openResult(makeResult(at("r001")));
-    EXPECT_TRUE(other->remove());
-    EXPECT_FALSE(other->isValid());
-}
-
-TEST_F(ResultDirectoryTest, MarksAreMadeThroughNothingElse) {
-    const Rows<std::string, vesta2::error_t> planted{{"link", eUnknown}, {"pipe", eUnknown}};
-    for (const auto& [kind, code] : planted) {
-        const std::string name = "planted-" + kind;
-        const ResultHandle result = openResult(makeResult(at(name)));
-        writeFile(at("precious"), "content");
-        for (const char* mark : {"/.norun", "/.bad"}) {
-            ASSERT_EQ(kind == "link" ? ::symlink(at("precious").c_str(), at(name + mark).c_str())
-                                     : ::mkfifo(at(name + mark).c_str(), 0600),
-                      0);
+    writeFile("precious", "content");
+    for (const bool isLink : {true, false}) {
+        const ResultHandle result = openResult(makeResult("planted"));
+        for (const char* mark : {"planted/.norun", "planted/.bad"}) {
+            ASSERT_EQ(isLink ? ::symlink("../precious", mark) : ::mkfifo(mark, 0600), 0);
         }
         EXPECT_TRUE(result->setFinalized(true));
-        EXPECT_EQ(getStatus(), code) << kind;
+        EXPECT_EQ(getStatus(), eUnknown) << isLink;
         EXPECT_FALSE(result->isFinalized());
         result->setInvalid();
-        EXPECT_EQ(readFile(at("precious")), "content");
+        EXPECT_EQ(readFile("precious"), "content");
         // In its new place, where nothing was planted, it is marked.
-        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(at(name + "-bad/.bad")))) << kind;
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status("planted-bad/.bad"))) << isLink;
+        EXPECT_TRUE(result->remove());
     }
 }
 
-TEST_F(ResultDirectoryTest, DataDirectoriesTakeTheFreeNumbers) {
+TEST_F(ResultDirectoryTest, MakesAndListsItsDirectories) {
     const ResultHandle result = openResult(m_marker);
-    for (const char* name : {"data.0", "data.2", "data.10", "data", "data.old"}) {
-        fs::create_directory(at("r000/" + std::string(name)));
+    play(R"(write r000/data.0/a.csv r000/data.0/b.txt r000/data.10/a.csv r000/data.2/z
+            write r000/data.2/sub/x r000/other/a.csv r000/data.5; mkdir r000/data r000/data.old)");
+    for (const char* next : {"data.1", "data.3", "data.4", "data.6"}) {
+        EXPECT_EQ(text(result->createCollectorDataDir()), at("r000") + "/" + next);
     }
-    writeFile(at("r000/data.5"), "");
-    EXPECT_EQ(IResultDirectory::generateCollectorDataDirName(at("r000")), "data.1");
-    for (const char* next : {"r000/data.1", "r000/data.3", "r000/data.4", "r000/data.6"}) {
-        EXPECT_EQ(text(result->createCollectorDataDir()), at(next));
+    EXPECT_EQ(relative(result->getCollectorDataDirectories()),
+              "data.0 data.1 data.10 data.2 data.3 data.4 data.6 data.old ");
+    for (const auto& [mask, files] :
+         Rows<Text, Text>{{nullptr, "data.0/a.csv data.0/b.txt data.10/a.csv data.2/sub data.2/z "},
+                          {"*.csv", "data.0/a.csv data.10/a.csv "},
+                          {"-1", "data.2/z "}}) {
+        EXPECT_EQ(relative(result->getResultFiles(mask)), files);
     }
-    EXPECT_THAT(relative(result->getCollectorDataDirectories()),
-                ElementsAre("data.0", "data.1", "data.10", "data.2", "data.3", "data.4", "data.6",
-                            "data.old"));
-    fs::remove_all(at("r000"));
-    setStatus(eFileLocked);
-    EXPECT_FALSE(result->getCollectorDataDirectories());
-    EXPECT_FALSE(result->getResultFiles(nullptr));
-    EXPECT_EQ(getStatus(), eFileLocked);
-}
-
-TEST_F(ResultDirectoryTest, ListsTheFilesOfItsDataDirectories) {
-    const ResultHandle result = openResult(m_marker);
-    for (const char* file : {"data.0/a.csv", "data.0/b.txt", "data.10/a.csv", "data.2/z",
-                             "data.2/sub/x", "other/a.csv"}) {
-        writeFile(at("r000/" + std::string(file)), "");
-    }
-    EXPECT_THAT(
-        relative(result->getResultFiles(nullptr)),
-        ElementsAre("data.0/a.csv", "data.0/b.txt", "data.10/a.csv", "data.2/sub", "data.2/z"));
-    EXPECT_THAT(relative(result->getResultFiles("*.csv")),
-                ElementsAre("data.0/a.csv", "data.10/a.csv"));
-    EXPECT_THAT(relative(result->getResultFiles("-1")), ElementsAre("data.2/z"));
-}
-
-TEST_F(ResultDirectoryTest, MakesItsSubdirectories) {
-    const ResultHandle result = openResult(m_marker);
-    EXPECT_EQ(text(result->getSubdir(sourceDir)), at("r000/source"));
-    EXPECT_EQ(text(result->getSubdir(configDir)), at("r000/config"));
     for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(text(result->getSubdir(sourceDir)), at("r000/source"));
         EXPECT_EQ(text(result->getSubdir("a/b")), at("r000/a/b"));
-        EXPECT_TRUE(fs::is_directory(at("r000/a/b")));
+        EXPECT_TRUE(fs::is_directory("r000/a/b"));
     }
-    EXPECT_EQ(result->getSubdir("r000.zentor/x"), nullptr);
+    EXPECT_FALSE(result->getSubdir("r000.zentor/x"));
     EXPECT_EQ(getStatus(), eUnknown);
-    EXPECT_EQ(result->getSubdir(nullptr), nullptr);
+    EXPECT_FALSE(result->getSubdir(nullptr));
     EXPECT_EQ(getStatus(), eParameterError);
-    setStatus(eUnknown);
-    EXPECT_EQ(result->getSubdir(static_cast<standard_dir_t>(2)), nullptr);
-    EXPECT_EQ(getStatus(), eUnknown) << "left as it was";
+    fs::remove_all("r000");
+    setStatus(eFileLocked);
+    EXPECT_FALSE(result->getSubdir(static_cast<standard_dir_t>(2)));
+    EXPECT_FALSE(result->getCollectorDataDirectories() || result->getResultFiles(nullptr));
+    EXPECT_EQ(getStatus(), eFileLocked) << "left as it was";
 }
 
 TEST_F(ResultDirectoryTest, PropertiesHaveDefaultsAndAreSaved) {
     writeFile(m_marker, "<bag v=\"1\"/>");
-    {
-        const ResultHandle result = openResult(m_marker);
-        EXPECT_STREQ(result->getCreationHostName(), "unknown");
-        EXPECT_EQ(result->getMpiRank(), -1);
-        EXPECT_EQ(result->getCollectorCommand(), nullptr);
-        EXPECT_EQ(result->getCollectionTimeBegin() + result->getCPUFrequency(), 0);
-        EXPECT_EQ(result->getApplicationLog(), at("r000/application.log"));
-        EXPECT_EQ(result->getCollectorLog(), at("r000/collector.log"));
-        EXPECT_EQ(result->getCommandLog(), at("r000/command.log"));
-        result->setCollectorCommand("app --x");
-        result->setCollectionTimeBegin(1);
-        result->setCollectionTimeEnd(2);
-        result->setFinalizationTimeBegin(3);
-        result->setFinalizationTimeEnd(1L << 40);
-        result->setApplicationLog("/var/app.log");
-        result->setCollectorLog("sub/c.log");
+    ResultHandle result = openResult(m_marker);
+    const auto all = [&] {
+        std::ostringstream out;
+        out << text(result->getCollectorCommand()) << result->getCollectionTimeBegin()
+            << result->getCollectionTimeEnd() << result->getFinalizationTimeBegin()
+            << result->getFinalizationTimeEnd() << result->getMpiRank() << " "
+            << result->getApplicationLog() << " " << result->getCollectorLog() << " "
+            << result->getCommandLog() << " " << result->getCreationHostName();
+        return out.str();
+    };
+    EXPECT_EQ(all(), "(null)0000-1 " + at("r000/application.log ") + at("r000/collector.log ") +
+                         at("r000/command.log unknown"));
+    using R = IResultDirectory;
+    for (const auto& [set, value] :
+         Rows<void (R::*)(const char*), Text>{{&R::setCollectorCommand, "app"},
+                                              {&R::setApplicationLog, "/var/app.log"},
+                                              {&R::setCollectorLog, "sub/c.log"},
+                                              {&R::setCommandLog, "d.log"}}) {
+        ((*result).*set)(nullptr);
+        EXPECT_EQ(getStatus(), eParameterError);
+        EXPECT_FALSE(result->isModified());
+        ((*result).*set)(value);
         EXPECT_TRUE(result->isModified());
         EXPECT_FALSE(result->save());
-        for (const auto set :
-             {&IResultDirectory::setCollectorCommand, &IResultDirectory::setApplicationLog,
-              &IResultDirectory::setCollectorLog, &IResultDirectory::setCommandLog}) {
-            setStatus(eOK);
-            ((*result).*set)(nullptr);
-            EXPECT_EQ(getStatus(), eParameterError);
-        }
-        result->setCollectionTimeEnd(2);
-        EXPECT_TRUE(result->isModified());
     }
-    const ResultHandle result = openResult(m_marker);
-    EXPECT_STREQ(result->getCollectorCommand(), "app --x");
-    EXPECT_EQ(result->getCollectionTimeBegin(), 1);
-    EXPECT_EQ(result->getCollectionTimeEnd(), 2);
-    EXPECT_EQ(result->getFinalizationTimeBegin(), 3);
-    EXPECT_EQ(result->getFinalizationTimeEnd(), 1L << 40);
-    EXPECT_EQ(result->getApplicationLog(), "/var/app.log") << "a full path stays as it is";
-    EXPECT_EQ(result->getCollectorLog(), at("r000/sub/c.log"));
-    for (const auto& [stored, pretty] : Rows<Text, Text>{
-             {"linux", "Linux*"}, {"windows", "Windows*"}, {"Linux", "Linux"}, {"bsd", "bsd"}}) {
+    result->setCollectionTimeBegin(1);
+    result->setCollectionTimeEnd(2);
+    result->setFinalizationTimeBegin(3);
+    result->setFinalizationTimeEnd(1L << 40);
+    EXPECT_TRUE(result->isModified());
+    EXPECT_FALSE(result->save());
+    result.reset();
+    result = openResult(m_marker);
+    EXPECT_EQ(all(), "app1231099511627776-1 /var/app.log " + at("r000/sub/c.log ") +
+                         at("r000/d.log unknown"));
+    for (const auto& [stored, pretty] :
+         Rows<Text, Text>{{"linux", "Linux*"}, {"windows", "Windows*"}, {"bsd", "bsd"}}) {
         object(result).setRdPropStr("os", stored);
         EXPECT_STREQ(result->getCreationOs(false), stored);
         EXPECT_STREQ(result->getCreationOs(true), pretty);
     }
-}
-
-TEST_F(ResultDirectoryTest, SizeLeavesLinksOut) {
-    writeFile(at("outside/file"), std::string(1000, 'x'));
-    const ResultHandle result = openResult(m_marker);
-    const std::uint64_t empty = result->getSize();
-    EXPECT_EQ(empty, fs::file_size(m_marker));
-    EXPECT_EQ(result->getFilesCount(), 1U);
-    writeFile(at("r000/a/b/c"), std::string(10, 'x'));
-    writeFile(at("r000/d"), std::string(5, 'x'));
-    fs::create_symlink(at("outside/file"), at("r000/link"));
-    fs::create_symlink(at("outside"), at("r000/a/directory"));
-    fs::create_symlink(at("r000"), at("r000/a/circle"));
-    fs::create_symlink("nowhere", at("r000/dangling"));
-    ASSERT_EQ(::mkfifo(at("r000/fifo").c_str(), 0600), 0);
-    EXPECT_EQ(result->getFilesCount(), 3U);
-    EXPECT_EQ(result->getSize(), empty + 15);
 }
 
 }  // namespace

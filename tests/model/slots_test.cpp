@@ -28,14 +28,13 @@ void expectSlots(int first, Members... members) {
     EXPECT_EQ((std::vector<int>{slotOf(members)...}), expected);
 }
 
-using N = Node;
-using I = INode;
 template <class T>
 using AddNamed = vesta2::error_t (T::*)(const char*, sptr_t<IFlagData>&, bool);
 template <class T>
 using Add = vesta2::error_t (T::*)(const char*, bool);
 
-TEST(Slots, OfNode) {
+TEST(Slots, StayWhereOtherProgramsCallThem) {
+    using N = Node;
     // The destructor has the first two.
     expectSlots(2, &N::asINode, &N::add_ref, &N::release, &N::getPath, &N::getFilesCount,
                 &N::getSize, &N::getMarkerFilePath, &N::changeMarkerFilePath,
@@ -45,9 +44,7 @@ TEST(Slots, OfNode) {
                 &N::isLinkStale, &N::isReadOnly, &N::setReadOnly, &N::setRemoveOnClose, &N::setFlag,
                 AddNamed<N>(&N::addFlag), Add<N>(&N::addFlag), &N::clearFlag, &N::removeFlag,
                 &N::ownFlag, &N::getLinkFilePath);
-}
-
-TEST(Slots, OfINode) {
+    using I = INode;
     expectSlots(0, &I::add_ref, &I::release, &I::get_type);
     // The destructor has the next two.
     expectSlots(5, &I::getPath, &I::getMarkerFilePath, &I::getSize, &I::getFilesCount,
@@ -58,9 +55,6 @@ TEST(Slots, OfINode) {
                 &I::isReadOnly, &I::setReadOnly, &I::setRemoveOnClose, &I::remove, &I::setFlag,
                 AddNamed<I>(&I::addFlag), Add<I>(&I::addFlag), &I::clearFlag, &I::removeFlag,
                 &I::ownFlag, &I::getLinkFilePath, &I::copy, &I::move, &I::duplicate);
-}
-
-TEST(Slots, OfIResultDirectory) {
     using R = IResultDirectory;
     using ByName = const char* (R::*)(const char*);
     using ByKind = const char* (R::*)(standard_dir_t);
@@ -74,9 +68,6 @@ TEST(Slots, OfIResultDirectory) {
                 &R::setFinalizationTimeEnd, &R::getLogicalCPUCount, &R::getCPUFrequency,
                 &R::getApplicationLog, &R::setApplicationLog, &R::getCollectorLog,
                 &R::setCollectorLog, &R::getCommandLog, &R::setCommandLog);
-}
-
-TEST(Slots, OfGroupsAndIterators) {
     using G = INodeGroup;
     expectSlots(5, &G::getPath, &G::getNodePaths, &G::getNodes, &G::addNode, &G::purge, &G::isEmpty,
                 &G::createResultDirectory, &G::openResultDirectory, &G::createExperiment,

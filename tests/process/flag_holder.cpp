@@ -38,14 +38,6 @@ void look(const std::string& path) {
     std::cout << states[static_cast<int>(found.state())] << ' ' << ownerIn(found.record());
 }
 
-/// Claims and gives up, telling of every claim, until it is killed or nobody listens.
-void churn(const char* flag) {
-    do {
-        flags.removeFlag(flag, true, false);
-        claim(flag, false);
-    } while (std::cout << std::endl);
-}
-
 }  // namespace
 
 int main() {
@@ -64,7 +56,6 @@ int main() {
              std::cout << (locker->lock(file) ? 0 : locker->status());
          }},
         {"look", look},
-        {"churn", churn},
         // The child ends as programs do, with all that it inherited destroyed.
         {"fork", [](auto) { ::fork() == 0 ? std::exit(0) : void(::wait(nullptr)); }},
     };

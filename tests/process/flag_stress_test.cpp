@@ -9,14 +9,11 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <random>
 
 #include "model/model_test.h"
@@ -140,17 +137,13 @@ private:
         }
     }
 
-    void expect(vesta2::error_t code, std::initializer_list<vesta2::error_t> possible) {
-        if (std::find(possible.begin(), possible.end(), code) == possible.end()) {
-            std::fprintf(stderr, "an answer of %d\n", static_cast<int>(code));
-            ++m_board.oddAnswers;
-        }
+    bool expect(vesta2::error_t code, std::initializer_list<vesta2::error_t> possible) {
+        m_board.oddAnswers += std::count(possible.begin(), possible.end(), code) == 0;
+        return code == eOK;
     }
 
     void claim(bool force) {
-        const vesta2::error_t code = m_flags.writeFlag("flag", force, &m_record);
-        expect(code, {eOK, eFileLocked});
-        if (code != eOK) {
+        if (!expect(m_flags.writeFlag("flag", force, &m_record), {eOK, eFileLocked})) {
             return;
         }
         ++m_board.claims;
@@ -167,11 +160,8 @@ private:
         }
         checkRecord();
         leave();
-        if (below(2) == 0) {
-            m_flags.eraseAll();
-        } else {
-            expect(m_flags.removeFlag("flag", true, false), {eOK});
-        }
+        below(2) == 0 ? m_flags.eraseAll()
+                      : void(expect(m_flags.removeFlag("flag", true, false), {eOK}));
     }
 
     void enter() {
@@ -210,8 +200,8 @@ protected:
     }
 
     struct Child {
-        pid_t process;
-        int number;
+        support::ChildProcess process{-1};
+        int number = 0;
     };
 
     /// Works on one of the mounts, if there are any, as a host of its own.
@@ -219,15 +209,14 @@ protected:
         const int number = ++m_lastNumber;
         const unsigned seed = below(1U << 30);
         const std::string& directory = m_directories[below(m_directories.size())];
-        const pid_t child = areMounts() ? forkAsHost() : ::fork();
-        if (child == 0) {
+        const auto work = [&]() -> int {
             chance.seed(seed);
             pausesInHundred = below(3) * 15;
             Worker worker(*m_board, number, directory);
             areMounts() ? worker.endByItself() : void();
             worker.run(time);
-        }
-        return {child, number};
+        };
+        return {support::ChildProcess(work, areMounts() ? forkAsHost : ::fork), number};
     }
 
     static pid_t forkAsHost() {
@@ -239,18 +228,11 @@ protected:
         return static_cast<pid_t>(child);
     }
 
-    void kill(const Child& worker) {
+    void kill(Child& worker) {
         m_board->doomed = worker.number;
-        ::kill(worker.process, SIGKILL);
-        ::waitpid(worker.process, nullptr, 0);
+        worker.process.kill();
         int owner = worker.number;
         m_board->owner.compare_exchange_strong(owner, 0);
-    }
-
-    static void expectSuccess(pid_t child) {
-        int status = -1;
-        ::waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
     }
 
     /// Some claim until the time is over, others until they are killed or end by themselves.
@@ -263,22 +245,21 @@ protected:
         while (Clock::now() < until) {
             ::usleep(below(20000));
             Child& victim = workers[below(workers.size())];
-            if (areMounts() && ::waitpid(victim.process, nullptr, WNOHANG) == 0) {
+            if (areMounts() && victim.process.isRunning()) {
                 continue;
             }
             areMounts() ? void() : kill(victim);
             victim = start(until - Clock::now());
         }
-        for (const Child& worker : workers) {
-            expectSuccess(worker.process);
+        for (Child& worker : workers) {
+            EXPECT_EQ(worker.process.wait(), 0);
         }
     }
 
     /// Whatever has happened, the flag can be had, and given up without a rest. The server of a
     /// network file system may need a moment to notice that a process has been killed.
     void expectNothingLost() {
-        const pid_t child = areMounts() ? forkAsHost() : ::fork();
-        if (child == 0) {
+        const auto check = [this] {
             util::FlagManager flags;
             flags.setDirectory(m_directories.front());
             vesta2::error_t code = flags.writeFlag("flag", false, nullptr);
@@ -289,10 +270,10 @@ protected:
             EXPECT_EQ(code, eOK) << "lost for everybody";
             EXPECT_EQ(flags.removeFlag("flag", true, false), eOK);
             EXPECT_TRUE(fs::is_empty(m_directories.front()));
-            std::fflush(nullptr);
-            ::_exit(HasFailure() ? 1 : 0);
-        }
-        expectSuccess(child);
+            return HasFailure() ? 1 : 0;
+        };
+        support::ChildProcess child(check, areMounts() ? forkAsHost : ::fork);
+        EXPECT_EQ(child.wait(), 0);
     }
 
     static std::vector<std::string> places(const std::string& text) {

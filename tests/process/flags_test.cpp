@@ -1,18 +1,15 @@
-#include <signal.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
 
 #include <array>
-#include <chrono>
 #include <ctime>
 #include <iterator>
 #include <map>
-#include <random>
 
+#include "basekit2/descriptor.h"
 #include "basekit2/host.h"
 #include "model/model_test.h"
 
-using Clock = std::chrono::steady_clock;
 using ::testing::AnyOf;
 using ::testing::ContainsRegex;
 
@@ -22,38 +19,33 @@ namespace {
 class Holder {
 public:
     Holder() {
-        std::array<int, 2> ends{};
-        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-        m_end = ends[0];
+        int ends[2];
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
         const timeval patience{10, 0};
-        ::setsockopt(m_end, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        m_process = ::fork();
-        if (m_process == 0) {
+        ::setsockopt(ends[0], SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        m_end = basekit2::descriptor_t(ends[0]);
+        m_process = support::ChildProcess([&] {
             ::dup2(ends[1], 0);
             ::dup2(ends[1], 1);
-            ::execl(FLAG_HOLDER, FLAG_HOLDER, nullptr);
-            ::_exit(127);
-        }
+            return ::execl(FLAG_HOLDER, FLAG_HOLDER, nullptr);
+        });
         ::close(ends[1]);
     }
-    ~Holder() { die(); }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
 
-    [[nodiscard]] pid_t process() const { return m_process; }
+    [[nodiscard]] pid_t process() const { return m_process.pid(); }
     /// What an operation answers that comes to `outcome` and finds the record of this process.
     [[nodiscard]] std::string found(const std::string& outcome) const {
-        return outcome + ' ' + std::to_string(m_process) + ' ' + basekit2::get_fq_host_name();
+        return outcome + ' ' + std::to_string(process()) + ' ' + basekit2::get_fq_host_name();
     }
 
     void tell(const std::string& command) const {
         const std::string line = command + '\n';
-        EXPECT_GT(::send(m_end, line.data(), line.size(), MSG_NOSIGNAL), 0);
+        EXPECT_GT(::send(m_end.get(), line.data(), line.size(), MSG_NOSIGNAL), 0);
     }
     [[nodiscard]] std::string answer() const {
         std::string line;
         char next = 0;
-        while (::read(m_end, &next, 1) == 1 && next != '\n') {
+        while (::read(m_end.get(), &next, 1) == 1 && next != '\n') {
             line += next;
         }
         return next == '\n' ? line : "(no answer)";
@@ -64,21 +56,15 @@ public:
     }
     /// Lets it end as programs do.
     void end() {
-        ::shutdown(m_end, SHUT_WR);
+        ::shutdown(m_end.get(), SHUT_WR);
         EXPECT_EQ(answer(), "(no answer)");
         die();
     }
-    void die() {
-        if (m_process > 0) {
-            ::kill(m_process, SIGKILL);
-            ::waitpid(std::exchange(m_process, -1), nullptr, 0);
-            ::close(m_end);
-        }
-    }
+    void die() { m_process.kill(); }
 
 private:
-    pid_t m_process = -1;
-    int m_end = -1;
+    basekit2::descriptor_t m_end;
+    support::ChildProcess m_process{-1};
 };
 
 std::string lockOf(const std::string& flag) { return flag + ".dflgzentor"; }
@@ -216,15 +202,6 @@ TEST_F(Flags, PreservedAreFreeUntilTheyAreRestored) {
     EXPECT_EQ(m_holder.ask("force " + at("to/flag")), m_other.found("15"));
 }
 
-TEST_F(Flags, OfOthersKeepAProjectFromBeingSaved) {
-    const auto project = makeProject(at("p"));
-    ASSERT_EQ(m_holder.ask("write " + at("p/project_read_only")), m_holder.found("0"));
-    const auto before = stampsIn(at("p"));
-    project->save();
-    EXPECT_EQ(getStatus(), eNotOwner);
-    EXPECT_EQ(stampsIn(at("p")), before);
-}
-
 TEST_F(Flags, LeadNobodyToWhatOthersPlanted) {
     const support::TempDirectory outside;
     writeFile(outside / "file", recordOf(1, 1, "elsewhere"));
@@ -250,28 +227,6 @@ TEST_F(Flags, LeadNobodyToWhatOthersPlanted) {
     std::array<char, 4096> events{};
     EXPECT_EQ(::read(watch, events.data(), events.size()), -1) << "something outside was touched";
     ::close(watch);
-}
-
-TEST_F(Flags, OfAKilledProcessGoToExactlyOne) {
-    std::mt19937 random(1);
-    for (int round = 0; round < 200; ++round) {
-        Holder owner;
-        owner.tell("churn " + m_flag);
-        for (auto awaited = 1 + random() % 3; awaited > 0; --awaited) {
-            EXPECT_EQ(owner.answer(), owner.found("0"));
-        }
-        // Some way into a claim or its end.
-        const std::chrono::microseconds delay(random() % 300);
-        for (const auto begun = Clock::now(); Clock::now() - begun < delay;) {
-        }
-        owner.die();
-        m_holder.tell("write " + m_flag);
-        m_other.tell("write " + m_flag);
-        const bool isFirst = m_holder.answer() == m_holder.found("0");
-        EXPECT_NE(isFirst, m_other.answer() == m_other.found("0")) << "round " << round;
-        EXPECT_EQ((isFirst ? m_holder : m_other).ask("remove " + m_flag), "0");
-        ASSERT_TRUE(fs::is_empty(m_directory)) << "round " << round;
-    }
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ TempDirectory::~TempDirectory() {
 }
 
 void writeFile(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
+    fs::create_directories(fs::absolute(path).parent_path());
     std::ofstream(path.native(), std::ios::binary) << text;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
@@ -13,282 +14,127 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Columns of a listing; the second stands in the long one alone, before the last.
-constexpr std::size_t state = 2;
-constexpr std::size_t size = 6;
+struct Row {
+    const char* name;
+    const char* command;
+    const char* expectations;
+};
 
-/// The node, perhaps without its group.
-bool showsAll(const Scene& scene) {
-    return scene.run.out == scene.undisturbed.out ||
-           scene.run.out.find("\nparent\tunknown\n") != std::string::npos;
+// "makes" tells where there must be nothing after a failure, unless the library keeps a directory
+// that `get` repairs ("repairable"), and "leaves-out" which files are not copied there. "changes"
+// and "deletes" name nodes by their identity; "moved" prepares the sample. "falls-back": what could
+// not be flushed is made up for in another place.
+constexpr Row table[] = {
+    {"list", "list -r p", "lists-all"},
+    {"list-long", "list -l p", "lists-all"},
+    {"show", "show p/r000", "shows-all"},
+    {"show-linked", "show p/x0.zentorlink", "shows-all"},
+    {"diff", "diff p/r000 p/r001", "prints-the-same"},
+    {"files", "files p/r000", "prints-the-same"},
+    {"import", "import p/r000 --ext zentor", "prints-the-same"},
+    {"flag", "flag run p/r000 busy -- true", "prints-the-same"},
+    {"set", "set p/r000 key=new", "has p/r000 key new"},
+    {"set-linked", "set p/x0.zentorlink key=new", "has far/x0 key new; changes linked"},
+    {"add", "add far/y0 --to p", "linked far/y0; names-link far/y0 p/y0.zentorlink; changes free"},
+    {"copy", "copy p/r000 p/c0 --rename", "whole p/r000 p/c0; makes p/c0"},
+    {"copy-linked", "copy far/x0 far/c0",
+     "whole far/x0 far/c0; linked far/c0; makes far/c0; changes linked"},
+    {"move", "move p/r001 far/m0",
+     "whole p/r001 far/m0; gone p/r001; linked far/m0; flushed far/m0 p/r001/; changes inside1"},
+    {"move-linked", "move far/x0 far/m0",
+     "whole far/x0 far/m0; gone far/x0; linked far/m0; changes linked"},
+    {"duplicate", "duplicate p/r000 far/d0",
+     "whole p/r000 far/d0; not-linked far/d0; makes far/d0"},
+    {"duplicate-group", "duplicate p/e far/d0",
+     "whole p/e far/d0; whole p/e/r000 far/d0/r000; makes far/d0"},
+    {"export", "export p/r000 far/ex --exclude *.csv",
+     "there far/ex; makes far/ex; leaves-out samples.csv"},
+    {"remove", "remove -y p/r001", "gone p/r001; deletes inside1"},
+    {"remove-linked", "remove -y far/x0", "gone far/x0; gone p/x0.zentorlink; deletes linked"},
+    {"remove-group", "remove -y p/e", "gone p/e; deletes group nested"},
+    {"purge", "purge p --keep 1 -y", "gone p/r000; deletes inside0"},
+    {"finalize", "finalize p/open", "there p/open/.norun; changes open"},
+    {"invalidate", "invalidate p/open", "invalid p/open; falls-back; changes open"},
+    {"collect", "collect -q --interval 3600000 --into p -- true", "collected"},
+    {"create", "create result r@@@ --into p", "made; makes p/r002; repairable"},
+    {"create-project", "create project far/n", "made; makes far/n; repairable"},
+    {"get", "get p/n", "made; makes p/n; repairable"},
+    {"rename", "rename p/r000 q", "there p/r000/q.zentor; changes inside0"},
+    {"rename-linked", "rename far/x0 q",
+     "there far/x0/q.zentor; linked far/x0; gone p/x0.zentorlink; changes linked"},
+    {"relink", "relink p/x0.zentorlink far/x9",
+     "moved far/x0 far/x9; linked far/x9; changes linked"},
+};
+
+Words wordsOf(const std::string& text) {
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
 }
 
-bool printsTheSame(const Scene& scene) { return scene.run.out == scene.undisturbed.out; }
-
-/// Whether all that was made and written below `place` was on the disk when the first file at
-/// `mark` was made or deleted.
-bool isFlushedBefore(const Scene& scene, const std::string& place, const std::string& mark) {
-    static const std::set<std::string> writing{"write",           "writev",   "pwrite64",
-                                               "copy_file_range", "sendfile", "ioctl(FICLONE)"};
-    static const std::set<std::string> flushing{"fsync", "fdatasync"};
-    std::set<std::string> dirty;
-    for (const FileCall& call : scene.run.calls) {
-        const bool isInPlace = call.isChange && call.path.rfind(place, 0) == 0;
-        const bool isName =
-            call.name == std::string("openat") || std::string(call.name).rfind("unlink", 0) == 0;
-        if (call.isChange && isName && call.path.rfind(mark, 0) == 0) {
-            break;
-        }
-        if (call.name == std::string("syncfs")) {
-            dirty.clear();
-        } else if (flushing.count(call.name) != 0) {
-            dirty.erase(call.path);
-        } else if (isInPlace && writing.count(call.name) != 0) {
-            dirty.insert(call.path);
-        } else if (isInPlace) {
-            dirty.insert(fs::path(call.path).parent_path());
+std::vector<Case> readTable() {
+    std::vector<Case> all;
+    for (const Row& row : table) {
+        Case& each = all.emplace_back(Case{row.name, wordsOf(row.command), {}});
+        std::istringstream expectations(row.expectations);
+        for (std::string text; std::getline(expectations, text, ';');) {
+            each.expectations.push_back(wordsOf(text));
         }
     }
-    // Temporary files have other names now, and flags are not for long.
-    std::erase_if(dirty,
-                  [&](const std::string& path) { return scene.isGone(path) || isFlag(path); });
-    return dirty.empty();
-}
-
-std::vector<std::vector<std::string>> rowsOf(const std::string& table) {
-    std::vector<std::vector<std::string>> rows;
-    std::istringstream lines(table);
-    for (std::string line, cell; std::getline(lines, line);) {
-        std::istringstream cells(line);
-        for (rows.emplace_back(); std::getline(cells, cell, '\t');) {
-            rows.back().push_back(cell);
-        }
-    }
-    return rows;
-}
-
-/// Every row is there as it should be, or says that its node, or its size alone, could not be read.
-bool listsAll(const Scene& scene) {
-    const auto expected = rowsOf(scene.undisturbed.out);
-    const auto rows = rowsOf(scene.run.out);
-    return std::equal(expected.begin(), expected.end(), rows.begin(), rows.end(),
-                      [](auto wanted, const auto& row) {
-                          if (row.size() > size + 1 && row[size] == "-") {
-                              wanted[size] = "-";
-                          }
-                          if (row.size() > size + 1 && row[size + 1] == "unknown") {
-                              wanted[size + 1] = "unknown";
-                          }
-                          return row == wanted || (row[0] == wanted[0] && row[1] == wanted[1] &&
-                                                   row[state] == "unreadable");
-                      });
-}
-
-/// What it says that it has made is there.
-bool isMade(const Scene& scene) {
-    const std::string path = scene.run.out.substr(0, scene.run.out.find('\n'));
-    const FoundNode* node = scene.after.at(fs::path(path).lexically_relative(scene.root));
-    return node && text(*node, "os") == "linux";
-}
-
-/// Marked where it was or beside, but in one piece.
-bool isInvalid(const Scene& scene) {
-    const auto isHere = [&](const std::string& place) {
-        return scene.isWhole("p/open", place) && !scene.isGone(place + "/.bad");
-    };
-    return isHere("p/open-bad") || isHere("p/open");
-}
-
-bool isCollected(const Scene& scene) {
-    // The next number is taken when a directory could not be made.
-    const FoundNode* node = scene.after.at("p/r002");
-    node = node ? node : scene.after.at("p/r003");
-    if (!node || node->files.count("data.0/samples.csv") == 0) {
-        return false;
-    }
-    const std::string& samples = node->files.at("data.0/samples.csv");
-    return node->isFinalized && text(*node, "exitCode") == "0" &&
-           text(*node, "collectionCommand") == "true" &&
-           !text(*node, "collectionTimeEnd").empty() &&
-           std::count(samples.begin(), samples.end(), '\n') > 2 &&
-           isFlushedBefore(scene, node->directory, node->directory + "/.norun");
+    return all;
 }
 
 }  // namespace
 
-bool Scene::isWhole(const std::string& from, const std::string& to) const {
-    const FoundNode* was = before.at(from);
-    const FoundNode* now = after.at(to);
-    return was && now && was->isFinalized == now->isFinalized && isSameNode(*was, *now);
+Words Case::about(const std::string& word) const {
+    for (const Words& expectation : expectations) {
+        if (expectation[0] == word) {
+            return {expectation.begin() + 1, expectation.end()};
+        }
+    }
+    return {};
 }
 
-bool Scene::isLinked(const std::string& directory) const {
-    return after.isLinked(root, "p", directory);
+bool Case::says(const std::string& word, const std::string& what) const {
+    return std::ranges::any_of(expectations, [&](const Words& each) {
+        return each[0] == word && (what.empty() || std::ranges::count(each, what) != 0);
+    });
 }
 
 const std::vector<Case>& cases() {
-    using S = const Scene&;
-    static const std::vector<Case> all{
-        {.name = "list", .arguments = {"list", "-r", "p"}, .promise = listsAll},
-        {.name = "list-long", .arguments = {"list", "-l", "p"}, .promise = listsAll},
-        {.name = "show", .arguments = {"show", "p/r000"}, .promise = showsAll},
-        {.name = "show-linked", .arguments = {"show", "p/x0.zentorlink"}, .promise = showsAll},
-        {.name = "diff", .arguments = {"diff", "p/r000", "p/r001"}, .promise = printsTheSame},
-        {.name = "files", .arguments = {"files", "p/r000"}, .promise = printsTheSame},
-        {.name = "import",
-         .arguments = {"import", "p/r000", "--ext", "zentor"},
-         .promise = printsTheSame},
-        {.name = "flag",
-         .arguments = {"flag", "run", "p/r000", "busy", "--", "true"},
-         .promise = printsTheSame},
-        {.name = "set",
-         .arguments = {"set", "p/r000", "key=new"},
-         .promise = [](S s) { return text(*s.after.at("p/r000"), "key") == "new"; }},
-        {.name = "set-linked",
-         .arguments = {"set", "p/x0.zentorlink", "key=new"},
-         .promise = [](S s) { return text(*s.after.at("far/x0"), "key") == "new"; },
-         .subjects = {"linked"}},
-        {.name = "add",
-         .arguments = {"add", "far/y0", "--to", "p"},
-         .promise =
-             [](S s) {
-                 return s.isLinked("far/y0") &&
-                        s.after.at("far/y0")->backLink == s.root + "/p/y0.zentorlink";
-             },
-         .subjects = {"free"}},
-        {.name = "copy",
-         .arguments = {"copy", "p/r000", "p/c0", "--rename"},
-         .promise = [](S s) { return s.isWhole("p/r000", "p/c0"); },
-         .made = "p/c0"},
-        {.name = "copy-linked",
-         .arguments = {"copy", "far/x0", "far/c0"},
-         .promise = [](S s) { return s.isWhole("far/x0", "far/c0") && s.isLinked("far/c0"); },
-         .made = "far/c0",
-         .subjects = {"linked"}},
-        {.name = "move",
-         .arguments = {"move", "p/r001", "far/m0"},
-         .promise =
-             [](S s) {
-                 return s.isWhole("p/r001", "far/m0") && s.isGone("p/r001") &&
-                        s.isLinked("far/m0") && isFlushedBefore(s, "far/m0", "p/r001/");
-             },
-         .subjects = {"inside1"}},
-        {.name = "move-linked",
-         .arguments = {"move", "far/x0", "far/m0"},
-         .promise =
-             [](S s) {
-                 return s.isWhole("far/x0", "far/m0") && s.isGone("far/x0") && s.isLinked("far/m0");
-             },
-         .subjects = {"linked"}},
-        {.name = "duplicate",
-         .arguments = {"duplicate", "p/r000", "far/d0"},
-         .promise = [](S s) { return s.isWhole("p/r000", "far/d0") && !s.isLinked("far/d0"); },
-         .made = "far/d0"},
-        {.name = "duplicate-group",
-         .arguments = {"duplicate", "p/e", "far/d0"},
-         .promise =
-             [](S s) { return s.isWhole("p/e", "far/d0") && s.isWhole("p/e/r000", "far/d0/r000"); },
-         .made = "far/d0"},
-        {.name = "export",
-         .arguments = {"export", "p/r000", "far/ex", "--exclude", "*.csv"},
-         .promise = [](S s) { return s.after.at("far/ex") != nullptr; },
-         .made = "far/ex",
-         .leavesOut = "samples.csv"},
-        {.name = "remove",
-         .arguments = {"remove", "-y", "p/r001"},
-         .promise = [](S s) { return s.isGone("p/r001"); },
-         .deleted = {"inside1"}},
-        {.name = "remove-linked",
-         .arguments = {"remove", "-y", "far/x0"},
-         .promise = [](S s) { return s.isGone("far/x0") && s.isGone("p/x0.zentorlink"); },
-         .deleted = {"linked"}},
-        {.name = "remove-group",
-         .arguments = {"remove", "-y", "p/e"},
-         .promise = [](S s) { return s.isGone("p/e"); },
-         .deleted = {"group", "nested"}},
-        {.name = "purge",
-         .arguments = {"purge", "p", "--keep", "1", "-y"},
-         .promise = [](S s) { return s.isGone("p/r000"); },
-         .deleted = {"inside0"}},
-        {.name = "finalize",
-         .arguments = {"finalize", "p/open"},
-         .promise = [](S s) { return s.after.at("p/open")->isFinalized; },
-         .subjects = {"open"}},
-        {.name = "invalidate",
-         .arguments = {"invalidate", "p/open"},
-         .promise = isInvalid,
-         .subjects = {"open"}},
-        {.name = "collect",
-         .arguments = {"collect", "-q", "--interval", "3600000", "--into", "p", "--", "true"},
-         .promise = isCollected},
-        {.name = "create",
-         .arguments = {"create", "result", "r@@@", "--into", "p"},
-         .promise = isMade,
-         .made = "p/r002",
-         .mayLeaveDirectory = true},
-        {.name = "create-project",
-         .arguments = {"create", "project", "far/n"},
-         .promise = isMade,
-         .made = "far/n",
-         .mayLeaveDirectory = true},
-        {.name = "get",
-         .arguments = {"get", "p/n"},
-         .promise = isMade,
-         .made = "p/n",
-         .mayLeaveDirectory = true},
-        {.name = "rename",
-         .arguments = {"rename", "p/r000", "q"},
-         .promise = [](S s) { return !s.isGone("p/r000/q.zentor"); },
-         .subjects = {"inside0"}},
-        {.name = "rename-linked",
-         .arguments = {"rename", "far/x0", "q"},
-         .promise =
-             [](S s) {
-                 return !s.isGone("far/x0/q.zentor") && s.isLinked("far/x0") &&
-                        s.isGone("p/x0.zentorlink");
-             },
-         .subjects = {"linked"}},
-        {.name = "relink",
-         .arguments = {"relink", "p/x0.zentorlink", "far/x9"},
-         .promise = [](S s) { return s.isLinked("far/x9"); },
-         .subjects = {"linked"},
-         .prepare = [](auto& root) { fs::rename(root + "/far/x0", root + "/far/x9"); }},
-    };
+    static const std::vector<Case> all = readTable();
     return all;
 }
 
 void makeSample(const std::string& root) {
-    const auto run = [&](const std::vector<std::string>& arguments) {
-        const support::CommandResult result = support::run(root, arguments);
+    const auto run = [&](const std::string& command) {
+        const support::CommandResult result = support::run(root, wordsOf(command));
         if (result.code != 0) {
             throw std::runtime_error("cannot make the sample: " + result.err);
         }
     };
     const auto identify = [&](const std::string& directory, const std::string& identity) {
-        run({"set", directory, std::string(identityKey) + "=" + identity, "key=old"});
+        run("set " + directory + " key=old " + identityKey + "=" + identity);
         support::writeFile(root + "/" + directory + "/data.0/payload",
                            std::string(10000, identity[0]) + identity);
     };
-    const auto collect = [&](const std::string& group, const std::string& name,
-                             const std::string& identity) {
-        run({"collect", "-q", "--into", group, "--name", name, "--", "true"});
-        identify(group + "/" + name, identity);
-    };
     fs::create_directory(root + "/far");
-    run({"create", "project", "p"});
-    run({"create", "experiment", "e", "--into", "p"});
-    run({"create", "result", "open", "--into", "p"});
-    run({"set", "p", std::string(identityKey) + "=project"});
-    run({"set", "p/e", std::string(identityKey) + "=group"});
+    run("create project p");
+    run("create experiment e --into p");
+    run("create result open --into p");
+    run("set p " + std::string(identityKey) + "=project");
+    run("set p/e " + std::string(identityKey) + "=group");
     identify("p/open", "open");
-    collect("p", "r000", "inside0");
-    collect("p", "r001", "inside1");
-    collect("p/e", "r000", "nested");
-    collect("far", "x0", "linked");
-    collect("far", "y0", "free");
-    run({"add", "far/x0", "--to", "p"});
+    for (const auto& [group, name, identity] : {std::tuple{"p", "r000", "inside0"},
+                                                {"p", "r001", "inside1"},
+                                                {"p/e", "r000", "nested"},
+                                                {"far", "x0", "linked"},
+                                                {"far", "y0", "free"}}) {
+        run(std::string("collect -q --into ") + group + " --name " + name + " -- true");
+        identify(std::string(group) + "/" + name, identity);
+    }
+    run("add far/x0 --to p");
     // Brings the link in line with what was saved last.
-    run({"list", "-r", "p"});
+    run("list -r p");
 }
 
 }  // namespace torture

@@ -1,8 +1,6 @@
 #pragma once
 /// What is tortured: the commands, and what their success means.
 
-#include <functional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -18,36 +16,33 @@ struct Scene {
     const Survey& after;
     const TracedRun& run;
     const TracedRun& undisturbed;  ///< the same command without a fault
-
-    [[nodiscard]] bool isGone(const std::string& path) const { return after.all.count(path) == 0; }
-    /// The node that was in `from` is in `to`, with all its properties and files.
-    [[nodiscard]] bool isWhole(const std::string& from, const std::string& to) const;
-    /// The project leads to the node in `directory`, which is stored elsewhere.
-    [[nodiscard]] bool isLinked(const std::string& directory) const;
 };
+
+using Words = std::vector<std::string>;
 
 struct Case {
     std::string name;
-    std::vector<std::string> arguments;
-    /// What must hold when the command says that it has done its work.
-    std::function<bool(const Scene&)> promise;
-    /// Where it makes something that must not be there after a failure.
-    std::string made{};
-    /// The library keeps a new directory whose marker file cannot be written: `get` repairs it.
-    bool mayLeaveDirectory = false;
-    /// Names of the files that are left out there.
-    std::string leavesOut{};
-    /// Nodes whose places, names, marks and links it changes, and those that it deletes.
-    std::set<std::string> subjects{};
-    std::set<std::string> deleted{};
-    /// Done to the sample first.
-    std::function<void(const std::string& root)> prepare{};
+    Words arguments;
+    /// What must hold when the command says that it has done its work, and what it may do: each is
+    /// a word that `isKept` knows, and what it is about.
+    std::vector<Words> expectations;
+
+    /// What the expectation `word` is about; nothing when there is none.
+    [[nodiscard]] Words about(const std::string& word) const;
+    [[nodiscard]] bool says(const std::string& word, const std::string& what = {}) const;
 };
 
 const std::vector<Case>& cases();
 
+/// Whether what the command promises has come true; what it may do is no promise.
+bool isKept(const Words& promise, const Scene& scene);
+
 /// Makes the sample in the empty directory `root`: a project "p" with results, an experiment, and a
 /// result that is stored elsewhere.
 void makeSample(const std::string& root);
+
+/// Whatever the command was and however it ended: what is wrong now, a line each. Lists the nodes,
+/// as the next user would.
+std::vector<std::string> judge(const Case& each, const Scene& scene, const Fault& fault);
 
 }  // namespace torture

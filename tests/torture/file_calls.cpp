@@ -28,80 +28,69 @@ constexpr Place path(unsigned argument) { return {Place::By::path, argument}; }
 constexpr Place pathAt(unsigned argument) { return {Place::By::pathAt, argument}; }
 constexpr Place descriptor(unsigned argument) { return {Place::By::descriptor, argument}; }
 
-/// What a call may fail with beside EIO, and whether it changes something on the disk.
-enum Trait : unsigned { none = 0, noSpace = 1, tooMany = 2, interrupted = 4, change = 8 };
-
-struct Entry {
-    long number;
+struct Number {
+    long value;
     const char* name;
+};
+#define CALL(name)                                                                                 \
+    Number { SYS_##name, #name }
+
+/// Calls that name their files in the same places and can fail with the same errors.
+struct Group {
     unsigned traits;
-    Place first;
-    Place second{};
+    std::array<Place, 2> places;
+    std::vector<Number> calls;
 };
 
-constexpr std::array entries{
-    Entry{SYS_open, "open", tooMany | interrupted, path(0)},
-    Entry{SYS_openat, "openat", tooMany | interrupted, pathAt(0)},
-    Entry{SYS_openat2, "openat2", tooMany | interrupted, pathAt(0)},
-    Entry{SYS_read, "read", interrupted, descriptor(0)},
-    Entry{SYS_readv, "readv", interrupted, descriptor(0)},
-    Entry{SYS_pread64, "pread64", interrupted, descriptor(0)},
-    Entry{SYS_write, "write", change | noSpace | interrupted, descriptor(0)},
-    Entry{SYS_writev, "writev", change | noSpace | interrupted, descriptor(0)},
-    Entry{SYS_pwrite64, "pwrite64", change | noSpace | interrupted, descriptor(0)},
-    Entry{SYS_copy_file_range, "copy_file_range", change | noSpace, descriptor(2), descriptor(0)},
-    Entry{SYS_sendfile, "sendfile", change | noSpace, descriptor(0), descriptor(1)},
-    Entry{SYS_ioctl, "ioctl(FICLONE)", change | noSpace, descriptor(0)},
-    Entry{SYS_fallocate, "fallocate", change | noSpace | interrupted, descriptor(0)},
-    Entry{SYS_truncate, "truncate", change | interrupted, path(0)},
-    Entry{SYS_ftruncate, "ftruncate", change | interrupted, descriptor(0)},
-    Entry{SYS_fsync, "fsync", noSpace | interrupted, descriptor(0)},
-    Entry{SYS_fdatasync, "fdatasync", noSpace | interrupted, descriptor(0)},
-    Entry{SYS_syncfs, "syncfs", noSpace, descriptor(0)},
-    Entry{SYS_fcntl, "fcntl(lock)", interrupted, descriptor(0)},
-    Entry{SYS_flock, "flock", interrupted, descriptor(0)},
-    Entry{SYS_stat, "stat", none, path(0)},
-    Entry{SYS_lstat, "lstat", none, path(0)},
-    Entry{SYS_fstat, "fstat", none, descriptor(0)},
-    Entry{SYS_newfstatat, "newfstatat", none, pathAt(0)},
-    Entry{SYS_statx, "statx", none, pathAt(0)},
-    Entry{SYS_statfs, "statfs", none, path(0)},
-    Entry{SYS_fstatfs, "fstatfs", none, descriptor(0)},
-    Entry{SYS_access, "access", none, path(0)},
-    Entry{SYS_faccessat, "faccessat", none, pathAt(0)},
-    Entry{SYS_faccessat2, "faccessat2", none, pathAt(0)},
-    Entry{SYS_getdents64, "getdents64", none, descriptor(0)},
-    Entry{SYS_readlink, "readlink", none, path(0)},
-    Entry{SYS_readlinkat, "readlinkat", none, pathAt(0)},
-    Entry{SYS_mkdir, "mkdir", change | noSpace, path(0)},
-    Entry{SYS_mkdirat, "mkdirat", change | noSpace, pathAt(0)},
-    Entry{SYS_rename, "rename", change | noSpace, path(0), path(1)},
-    Entry{SYS_renameat, "renameat", change | noSpace, pathAt(0), pathAt(2)},
-    Entry{SYS_renameat2, "renameat2", change | noSpace, pathAt(0), pathAt(2)},
-    Entry{SYS_link, "link", change | noSpace, path(0), path(1)},
-    Entry{SYS_linkat, "linkat", change | noSpace, pathAt(0), pathAt(2)},
-    Entry{SYS_symlink, "symlink", change | noSpace, path(1)},
-    Entry{SYS_symlinkat, "symlinkat", change | noSpace, pathAt(1)},
-    Entry{SYS_unlink, "unlink", change, path(0)},
-    Entry{SYS_unlinkat, "unlinkat", change, pathAt(0)},
-    Entry{SYS_rmdir, "rmdir", change, path(0)},
-    Entry{SYS_chmod, "chmod", change, path(0)},
-    Entry{SYS_fchmod, "fchmod", change, descriptor(0)},
-    Entry{SYS_fchmodat, "fchmodat", change, pathAt(0)},
-    Entry{SYS_chown, "chown", change, path(0)},
-    Entry{SYS_fchown, "fchown", change, descriptor(0)},
-    Entry{SYS_fchownat, "fchownat", change, pathAt(0)},
-    Entry{SYS_utimensat, "utimensat", change, pathAt(0)},
-    Entry{SYS_chdir, "chdir", none, path(0)},
-};
+const std::vector<Group>& groups() {
+    constexpr unsigned none = 0;
+    constexpr unsigned written = changes | writes | noSpace;
+    constexpr unsigned named = changes | names | noSpace;
+    static const std::vector<Group> all{
+        {tooMany | interrupted, {path(0)}, {CALL(open)}},
+        {tooMany | interrupted, {pathAt(0)}, {CALL(openat), CALL(openat2)}},
+        {interrupted,
+         {descriptor(0)},
+         {CALL(read), CALL(readv), CALL(pread64), CALL(fcntl), CALL(flock)}},
+        {written | interrupted,
+         {descriptor(0)},
+         {CALL(write), CALL(writev), CALL(pwrite64), CALL(fallocate)}},
+        {written, {descriptor(2), descriptor(0)}, {CALL(copy_file_range)}},
+        {written, {descriptor(0), descriptor(1)}, {CALL(sendfile)}},
+        {written, {descriptor(0)}, {CALL(ioctl)}},
+        {changes | interrupted, {path(0)}, {CALL(truncate)}},
+        {changes | interrupted, {descriptor(0)}, {CALL(ftruncate)}},
+        {flushes | noSpace | interrupted, {descriptor(0)}, {CALL(fsync), CALL(fdatasync)}},
+        {flushes | noSpace, {descriptor(0)}, {CALL(syncfs)}},
+        {none,
+         {path(0)},
+         {CALL(stat), CALL(lstat), CALL(statfs), CALL(access), CALL(readlink), CALL(chdir)}},
+        {none, {descriptor(0)}, {CALL(fstat), CALL(fstatfs), CALL(getdents64)}},
+        {none,
+         {pathAt(0)},
+         {CALL(newfstatat), CALL(statx), CALL(faccessat), CALL(faccessat2), CALL(readlinkat)}},
+        {named, {path(0)}, {CALL(mkdir)}},
+        {named, {pathAt(0)}, {CALL(mkdirat)}},
+        {named, {path(0), path(1)}, {CALL(rename), CALL(link)}},
+        {named, {pathAt(0), pathAt(2)}, {CALL(renameat), CALL(renameat2), CALL(linkat)}},
+        {named, {path(1)}, {CALL(symlink)}},
+        {named, {pathAt(1)}, {CALL(symlinkat)}},
+        {changes | names, {path(0)}, {CALL(unlink), CALL(rmdir)}},
+        {changes | names, {pathAt(0)}, {CALL(unlinkat)}},
+        {changes, {path(0)}, {CALL(chmod), CALL(chown)}},
+        {changes, {descriptor(0)}, {CALL(fchmod), CALL(fchown)}},
+        {changes, {pathAt(0)}, {CALL(fchmodat), CALL(fchownat), CALL(utimensat)}},
+    };
+    return all;
+}
+#undef CALL
 
 class Caller {
 public:
     Caller(pid_t thread, const user_regs_struct& registers)
-        : m_directory("/proc/" + std::to_string(thread)),
+        : m_directory("/proc/" + std::to_string(thread) + "/"),
           m_thread(thread),
-          m_arguments{registers.rdi, registers.rsi, registers.rdx,
-                      registers.r10, registers.r8,  registers.r9} {}
+          m_arguments{registers.rdi, registers.rsi, registers.rdx, registers.r10} {}
 
     [[nodiscard]] unsigned long long argument(unsigned index) const {
         return m_arguments.at(index);
@@ -109,16 +98,14 @@ public:
 
     /// Absolute and without "." and ".."; empty when nobody can tell.
     [[nodiscard]] std::string resolve(const Place& place) const {
+        const auto start = static_cast<int>(argument(place.argument));
         switch (place.by) {
         case Place::By::path:
-            return below(target("cwd"), textAt(argument(place.argument)));
-        case Place::By::pathAt: {
-            const std::string text = textAt(argument(place.argument + 1));
-            const std::string start = file(static_cast<int>(argument(place.argument)));
-            return text.empty() ? start : below(start, text);
-        }
+            return below(file(AT_FDCWD), textAt(argument(place.argument)));
+        case Place::By::pathAt:
+            return below(file(start), textAt(argument(place.argument + 1)));
         case Place::By::descriptor:
-            return file(static_cast<int>(argument(place.argument)));
+            return file(start);
         case Place::By::nothing:
             break;
         }
@@ -128,7 +115,7 @@ public:
 private:
     [[nodiscard]] std::string target(const std::string& link) const {
         std::error_code failed;
-        return fs::read_symlink(m_directory + "/" + link, failed).native();
+        return fs::read_symlink(m_directory + link, failed).native();
     }
 
     [[nodiscard]] std::string file(int descriptor) const {
@@ -140,9 +127,9 @@ private:
         if (text.rfind(own, 0) == 0) {
             const std::size_t end = std::min(text.find('/', own.size()), text.size());
             const std::string opened = target("fd/" + text.substr(own.size(), end - own.size()));
-            return (opened + fs::path(text.substr(end)).lexically_normal().native());
+            return opened + fs::path(text.substr(end)).lexically_normal().native();
         }
-        return (fs::path(start) / text).lexically_normal().native();
+        return text.empty() ? start : (fs::path(start) / text).lexically_normal().native();
     }
 
     [[nodiscard]] std::string textAt(unsigned long long address) const {
@@ -168,62 +155,59 @@ private:
 
     std::string m_directory;
     pid_t m_thread;
-    std::array<unsigned long long, 6> m_arguments;
+    std::array<unsigned long long, 4> m_arguments;
 };
 
-bool isMeant(const Entry& entry, const Caller& caller) {
+/// Of the calls that do many things, those that lock, or clone a file.
+bool isMeant(long number, const Caller& caller) {
     const auto command = static_cast<int>(caller.argument(1));
-    if (entry.number == SYS_fcntl) {
-        return command == F_SETLK || command == F_SETLKW || command == F_GETLK;
-    }
-    return entry.number != SYS_ioctl || caller.argument(1) == FICLONE;
+    return number == SYS_fcntl   ? command == F_SETLK || command == F_SETLKW || command == F_GETLK
+           : number == SYS_ioctl ? caller.argument(1) == FICLONE
+                                 : true;
 }
 
-unsigned traitsOf(const Entry& entry, const Caller& caller) {
-    const bool isOpen = entry.number == SYS_open || entry.number == SYS_openat;
-    const auto flags = caller.argument(entry.number == SYS_open ? 1 : 2);
-    const bool isMaking = isOpen && (flags & (O_CREAT | O_TRUNC)) != 0;
-    return entry.traits | (isMaking ? change | noSpace : none);
-}
-
-FileCall describe(const Entry& entry, const Caller& caller, std::string path) {
-    const unsigned traits = traitsOf(entry, caller);
-    std::vector<int> errors{EIO};
-    if ((traits & noSpace) != 0) {
-        errors.push_back(ENOSPC);
-    }
-    if ((traits & tooMany) != 0) {
-        errors.push_back(EMFILE);
-    }
-    if ((traits & interrupted) != 0) {
-        errors.push_back(EINTR);
-    }
-    return {entry.name, std::move(path), std::move(errors), (traits & change) != 0};
+unsigned traitsOf(long number, const Group& group, const Caller& caller) {
+    const bool isOpen = number == SYS_open || number == SYS_openat;
+    const auto flags = isOpen ? caller.argument(number == SYS_open ? 1 : 2) : 0;
+    return group.traits | ((flags & (O_CREAT | O_TRUNC)) != 0 ? changes | names | noSpace : 0U);
 }
 
 }  // namespace
 
+std::vector<int> FileCall::errors() const {
+    std::vector<int> possible{EIO};
+    for (const auto& [trait, error] :
+         {std::pair{noSpace, ENOSPC}, {tooMany, EMFILE}, {interrupted, EINTR}}) {
+        if (is(trait)) {
+            possible.push_back(error);
+        }
+    }
+    return possible;
+}
+
 std::vector<unsigned> fileCallNumbers() {
     std::vector<unsigned> numbers;
-    std::transform(entries.begin(), entries.end(), std::back_inserter(numbers),
-                   [](const Entry& entry) { return static_cast<unsigned>(entry.number); });
+    for (const Group& group : groups()) {
+        for (const Number& number : group.calls) {
+            numbers.push_back(static_cast<unsigned>(number.value));
+        }
+    }
     return numbers;
 }
 
 std::optional<FileCall> fileCall(pid_t thread, const user_regs_struct& registers,
                                  const std::string& root) {
-    const auto number = static_cast<long>(registers.orig_rax);
-    const auto* const entry = std::find_if(
-        entries.begin(), entries.end(), [&](const Entry& each) { return each.number == number; });
+    const auto wanted = static_cast<long>(registers.orig_rax);
     const Caller caller(thread, registers);
-    if (entry == entries.end() || !isMeant(*entry, caller)) {
-        return std::nullopt;
-    }
-    for (const Place& place : {entry->first, entry->second}) {
-        const std::string path = caller.resolve(place);
-        if (path == root || path.rfind(root + "/", 0) == 0) {
-            const std::string inner = path == root ? "." : path.substr(root.size() + 1);
-            return describe(*entry, caller, inner);
+    for (const Group& group : groups()) {
+        for (const Number& number : group.calls) {
+            for (const Place& place : group.places) {
+                const std::string path = number.value == wanted ? caller.resolve(place) : "";
+                if ((path + "/").rfind(root + "/", 0) == 0 && isMeant(wanted, caller)) {
+                    const std::string inner = path == root ? "." : path.substr(root.size() + 1);
+                    return FileCall{number.name, inner, traitsOf(wanted, group, caller)};
+                }
+            }
         }
     }
     return std::nullopt;

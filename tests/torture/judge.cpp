@@ -1,8 +1,8 @@
-#include "judge.h"
-
 #include <algorithm>
+#include <cerrno>
 #include <nlohmann/json.hpp>
 
+#include "cases.h"
 #include "support/command.h"
 
 namespace torture {
@@ -15,9 +15,9 @@ public:
     Judge(const Case& each, const Scene& scene, const Fault& fault)
         : m_case(each),
           m_scene(scene),
+          m_fault(fault),
           m_wasKilled(fault.kind == Fault::Kind::kill),
-          m_isDone(scene.run.code == scene.undisturbed.code),
-          m_canClearUp(fault.kind == Fault::Kind::once) {}
+          m_isDone(scene.run.code == scene.undisturbed.code) {}
 
     std::vector<std::string> judge() {
         judgeEnd();
@@ -38,10 +38,15 @@ private:
 
     void judgeEnd() {
         const TracedRun& run = m_scene.run;
+        const auto isKept = [&](auto& promise) { return torture::isKept(promise, m_scene); };
+        const auto isFailedFlush = [](auto& call) { return call.isFailed && call.is(flushes); };
         if (run.code < 0) {
             blame("does not end");
-        } else if (m_isDone && !m_case.promise(m_scene)) {
+        } else if (m_isDone && !std::ranges::all_of(m_case.expectations, isKept)) {
             blame("success without its effect");
+        } else if (m_isDone && m_fault.error != EINTR && !m_case.says("falls-back") &&
+                   std::ranges::any_of(run.calls, isFailedFlush)) {
+            blame("success, but perhaps not on the disk");
         } else if (!m_isDone && run.code <= 1) {
             blame("wrong answer");
         } else if (!m_isDone && !m_wasKilled && run.code > greatestCode) {
@@ -55,23 +60,23 @@ private:
     /// mark last: until then it is whole, and says that it is incomplete.
     [[nodiscard]] bool isWhole(const FoundNode& was, const FoundNode& now) const {
         FoundNode expected = was;
-        if (now.directory == m_case.made) {
-            std::erase_if(expected.files, [&](const auto& file) {
-                return !m_case.leavesOut.empty() && file.first.ends_with(m_case.leavesOut);
-            });
+        for (const std::string& name : m_case.about("leaves-out")) {
+            if (m_case.says("makes", now.directory)) {
+                std::erase_if(expected.files,
+                              [&](auto& file) { return file.first.ends_with(name); });
+            }
         }
         const std::string key = text(now, "key");
         return isSameNode(expected, now, "key") && (key == text(was, "key") || key == "new") &&
                (was.isFinalized == now.isFinalized ||
                 (was.isFinalized && now.directory != was.directory) ||
-                m_case.subjects.count(was.identity) != 0);
+                m_case.says("changes", was.identity));
     }
 
     void judgeNode(const FoundNode& was) {
         const std::vector<const FoundNode*> now = m_scene.after.withIdentity(was.identity);
         const auto whole = [&](const FoundNode* node) { return isWhole(was, *node); };
-        if (m_case.deleted.count(was.identity) == 0 &&
-            std::none_of(now.begin(), now.end(), whole)) {
+        if (!m_case.says("deletes", was.identity) && std::none_of(now.begin(), now.end(), whole)) {
             blame("lost: " + was.directory);
         }
         for (const FoundNode* node : now) {
@@ -82,7 +87,7 @@ private:
     }
 
     void judgeLinks() {
-        if (m_case.subjects.count("linked") != 0 || m_case.deleted.count("linked") != 0) {
+        if (m_case.says("changes", "linked") || m_case.says("deletes", "linked")) {
             return;
         }
         for (const auto& [name, bytes] : m_scene.before.links) {
@@ -95,19 +100,23 @@ private:
         }
     }
 
-    /// One failure leaves the means to clear up.
+    /// One failure leaves the means to clear up, and so does a full disk.
     void judgeLeavings() {
+        const bool isOnce = m_fault.kind == Fault::Kind::once;
+        if (!isOnce && (m_fault.kind != Fault::Kind::lasting || m_fault.error != ENOSPC)) {
+            return;
+        }
         for (const std::string& name : m_scene.after.temporaries) {
-            if (m_canClearUp) {
-                blame("temporary file left: " + name);
+            blame("temporary file left: " + name);
+        }
+        for (const std::string& made : m_case.about("makes")) {
+            if (!m_isDone && !m_case.says("repairable") && m_scene.after.all.count(made) != 0 &&
+                !m_scene.after.at(made)) {
+                blame("left after failure: " + made);
             }
         }
-        if (m_canClearUp && !m_isDone && !m_case.made.empty() && !m_case.mayLeaveDirectory &&
-            !m_scene.isGone(m_case.made) && !m_scene.after.at(m_case.made)) {
-            blame("left after failure: " + m_case.made);
-        }
         const FoundNode* collected = m_scene.after.at("p/r002");
-        if (m_canClearUp && !m_isDone && collected && collected->isFinalized) {
+        if (isOnce && !m_isDone && collected && collected->isFinalized) {
             blame("finalized in spite of a failure: p/r002");
         }
     }
@@ -129,7 +138,7 @@ private:
         for (const FoundNode& was : m_scene.before.nodes) {
             const bool isMember = was.directory.rfind("p/", 0) == 0 ||
                                   m_scene.before.isLinked(m_scene.root, "p", was.directory);
-            if (isMember && m_case.deleted.count(was.identity) == 0 &&
+            if (isMember && !m_case.says("deletes", was.identity) &&
                 listed.count(was.identity) == 0) {
                 blame("no longer a member: " + was.directory);
             }
@@ -138,9 +147,9 @@ private:
 
     const Case& m_case;
     const Scene& m_scene;
+    const Fault& m_fault;
     bool m_wasKilled;
     bool m_isDone;
-    bool m_canClearUp;
     std::vector<std::string> m_wrong;
 };
 

@@ -156,8 +156,9 @@ private:
         if (m_fault.kind == Fault::Kind::kill) {
             m_result.isHit = true;
             ::kill(m_process, SIGKILL);
-        } else if (std::count(call->errors.begin(), call->errors.end(), m_fault.error) != 0) {
+        } else if (std::ranges::count(call->errors(), m_fault.error) != 0) {
             m_result.isHit = true;
+            m_result.calls.back().isFailed = true;
             registers.orig_rax = ~0ULL;  // no such call
             registers.rax = static_cast<unsigned long long>(-m_fault.error);
             ::ptrace(PTRACE_SETREGS, thread, 0, &registers);

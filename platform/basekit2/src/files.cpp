@@ -5,28 +5,27 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 
 #include "basekit2/descriptor.h"
+#include "basekit2/directory_listing.h"
 #include "basekit2/uninterrupted.h"
 
 namespace basekit2 {
 namespace {
 
-namespace fs = boost::filesystem;
-
-void collect(const fs::path& directory, std::string_view mask, bool recursive,
+void collect(const std::string& directory, std::string_view mask, bool recursive,
              std::vector<path_t>& found) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-        if (entry.symlink_status().type() == fs::directory_file) {
-            if (recursive) {
-                collect(entry.path(), mask, recursive, found);
+    directory_listing_t listing(directory);
+    while (listing.next()) {
+        if (listing.kind() != DT_DIR) {
+            if (path_t(std::string(listing.name())).match(mask)) {
+                found.emplace_back(listing.path());
             }
-        } else if (path_t(entry.path().filename().native()).match(mask)) {
-            found.emplace_back(entry.path().native());
+        } else if (recursive) {
+            collect(listing.path(), mask, recursive, found);
         }
     }
 }

@@ -1,15 +1,15 @@
 #pragma once
-/// The types of Boost that appear in the signatures of a few functions, declared but not defined:
-/// who calls those functions includes Boost's headers himself, and nobody else needs them.
+/// Names of Boost's types that signatures of this library mention.
+///
+/// Whoever calls such an operation includes Boost's header: <boost/filesystem/path.hpp>,
+/// <boost/system/system_error.hpp>. All other programs need no Boost.
 
 namespace boost {
 class recursive_mutex;
-}
-
-namespace boost::filesystem {
+namespace filesystem {
 class path;
 }
-
-namespace boost::system {
+namespace system {
 class system_error;
 }
+}  // namespace boost

@@ -26,60 +26,71 @@ class IProject;
 
 class VESTA2_API INode : public basekit2::object_interface_t {
 public:
-    /// The node's directory.
+    /// Returns: the node's directory.
     virtual const char* getPath() = 0;
-    /// The marker file; one that was renamed inside its directory is found again first.
+    /// Returns: the marker file. One that was renamed inside its directory is found again first,
+    /// and the node is bound to it.
     virtual const char* getMarkerFilePath() = 0;
-    /// Bytes of the regular files in the directory and below; symbolic links count nothing. What
-    /// cannot be read is left out.
+    /// Returns: the bytes of the regular files in the directory and below; symbolic links count
+    /// nothing. What cannot be read is left out.
+    /// Status: stays as it is.
     virtual std::uint64_t getSize() = 0;
-    /// As `getSize`, the number of regular files.
+    /// Returns: as `getSize`, the number of regular files.
     virtual std::uint64_t getFilesCount() = 0;
     /// Re-binds a linked node whose marker file is certainly gone to the marker file `newMarker`
-    /// (relative to the working directory), and rewrites its link. False, with nothing changed and
-    /// the status as it was, when the node is not linked or not missing, or when there is no such
-    /// file; false, with `eAlreadyExists`, for the marker file of another open node.
+    /// (relative to the working directory), and rewrites its link.
+    /// Returns: false, with nothing changed and the status as it was, when the node is not linked
+    /// or not missing, or when there is no such file. Status: `eAlreadyExists` for the marker file
+    /// of another open node. Disk: the link file, and the property "backlink" in the marker file.
     virtual bool changeMarkerFilePath(const char* newMarker) = 0;
-    /// The base name of the marker file; for a project whose marker is named "config", that of its
-    /// directory. Null when the node is missing.
+    /// Returns: the base name of the marker file; for a project whose marker is named "config",
+    /// that of its directory; null when the node is missing.
     virtual const char* getUserVisibleName() = 0;
-    /// Renames the marker file; the directory keeps its name. False, with nothing changed, when the
-    /// directory or the node's group has another marker of that name (`eAlreadyExists`). When the
-    /// marker was renamed but the link could not be written, false, and the link file that was
-    /// stays: the node is still found through it.
+    /// Renames the marker file; the directory keeps its name.
+    /// Returns: false, with nothing changed, for a name that `validateFileName` refuses, and when
+    /// the name is taken; false also when the marker was renamed but the link could not be written:
+    /// then the link file that was stays, and the node is still found through it. Status:
+    /// `eAlreadyExists` when the directory or the node's group has another marker of that name,
+    /// `eUnknown` when that could not be looked at. Disk: an exclusive rename, and the link file.
     virtual bool changeUserVisibleName(const char* name) = 0;
-    /// The project or experiment that holds this node; empty when none does.
+    /// Returns: the project or experiment that holds this node; empty when none does, or when that
+    /// could not be found out (`Node::isParentKnown`).
     virtual basekit2::sptr_t<INode> getParent() = 0;
     /// Binds the node to the group in the directory `parentDir`, and writes, moves or removes its
-    /// link file as that needs. False, with the node where it was, when the link cannot be written,
-    /// when the group has another node of that name (`eAlreadyExists`), or when the group cannot be
-    /// looked at.
+    /// link file as that needs.
+    /// Returns: false, with the node where it was, when the link cannot be written, when the name
+    /// is taken, or when the group cannot be looked at. Status: `eAlreadyExists` when the group has
+    /// another node of that name.
     virtual bool setParent(const char* parentDir) = 0;
-    /// The nearest project above this node; never the node itself.
+    /// Returns: the nearest project above this node, never the node itself; empty without one.
     virtual basekit2::sptr_t<IProject> getProject() = 0;
-    /// The group of nodes that a project or experiment holds; empty for a result.
+    /// Returns: the group of nodes that a project or experiment holds; empty for a result.
     virtual basekit2::sptr_t<INodeGroup> getNodeGroup() = 0;
-    /// The properties; the library's own are under "vesta/". What is changed is on disk after
-    /// `save`.
+    /// Returns: the properties; the library's own are under "vesta/". What is changed is on disk
+    /// after `save`. Lifetime: the handle may outlive the node, and is then empty.
     virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getPropertyStorage() = 0;
-    /// Writes the properties to the marker file: atomically, and so that they outlive a power cut.
-    /// Also takes back `setRemoveOnClose`. Writes nothing, with the status `eNotOwner`, when
-    /// another process has the flag "project_read_only" on the node; nor, with `eUnknown`, when the
-    /// marker file could not be read (`Node::markerState`). Deliberate: returns true when
-    /// the write FAILED and false when it succeeded; ask `ResultDirectoryManager::getLastError`
-    /// instead.
+    /// Writes the properties to the marker file. Also takes back `setRemoveOnClose`.
+    /// Returns: Deliberate: true when the write FAILED and false when it succeeded; ask
+    /// `ResultDirectoryManager::getLastError` instead.
+    /// Status: `eNotOwner`, and nothing is written, when another process has the flag
+    /// "project_read_only" on the node; `eUnknown`, and nothing is written, when the marker file
+    /// could not be read (`Node::markerState`); `eNotFound` after `remove`; `eUnknown` when the
+    /// write failed: the node is then still modified.
+    /// Disk: replaces the file in one step, and flushes it: it outlives a power cut.
     virtual bool save() = 0;
-    /// Whether a property was changed through the storage since the last save.
+    /// Returns: whether a property was changed through the storage since the last save.
     virtual bool isModified() = 0;
-    /// 0 when the marker file does not tell.
+    /// Returns: when the node was made; 0 when the marker file does not tell.
     virtual long getCreationTime() = 0;
-    /// Properties that are never saved.
+    /// Returns: properties of this object that are never saved.
     virtual basekit2::sptr_t<optstore2::IBagPropertyStorage> getTransientStorage() = 0;
-    /// Whether the node is reached through a link file.
+    /// Returns: whether a link file stands for the node in its group.
     virtual bool isLinked() = 0;
-    /// Whether the marker file is gone, and no renamed one is in the directory.
+    /// Returns: whether the marker file is gone, and no renamed one is in the directory; also when
+    /// that cannot be looked at.
     virtual bool isMissing() = 0;
-    /// Whether the link file no longer tells the truth about the marker file.
+    /// Returns: whether the link file no longer tells the truth about the marker file, and could
+    /// not be rewritten.
     virtual bool isLinkStale() = 0;
     /// A mark for the caller's own use; it stops nothing.
     virtual bool isReadOnly() = 0;
@@ -88,9 +99,11 @@ public:
     virtual void setRemoveOnClose(bool removeOnClose) = 0;
     /// Deletes the node from disk: the nodes of its group first, where they are stored, then its
     /// directory, then its link file. Symbolic links are deleted, never followed; a node that holds
-    /// the group in which it is linked stays. False at the first node that cannot be deleted: the
-    /// group around it is kept. Afterwards the handles are valid, but what is made in the place of
-    /// the node is another one: this one saves and deletes nothing any more (`eNotFound`).
+    /// the group in which it is linked stays.
+    /// Returns: false at the first node that cannot be deleted: the group around it is kept.
+    /// Status: why; `eInvalidPath` for what lies outside of the group that is being deleted.
+    /// Lifetime: the handles stay valid, but what is made in the place of the node is another one:
+    /// this one saves and deletes nothing any more (`eNotFound`).
     virtual bool remove() = 0;
 
     // Claims between processes. A flag belongs to the process that sets it, until it is cleared,
@@ -99,22 +112,23 @@ public:
     // is `util::lookAtFlag`. The codes do not become the status; a file that cannot be deleted
     // is returned as `eUnknown`, and its code is the status.
 
-    /// Whether this process has the flag now, and had it not before.
+    /// Returns: whether this process has the flag now, and had it not before.
     virtual bool setFlag(const char* name) = 0;
     /// As `util::FlagManager::writeFlag`. `out` becomes a handle on the record as it now stands,
     /// ours or that of who has the flag; on an empty record when none could be read.
     virtual error_t addFlag(const char* name, basekit2::sptr_t<IFlagData>& out, bool force) = 0;
     virtual error_t addFlag(const char* name, bool force) = 0;
-    /// Whether `removeFlag` gave `eOK`.
+    /// Returns: whether `removeFlag` gave `eOK`.
     virtual bool clearFlag(const char* name, bool forceErase) = 0;
-    /// Gives the flag up. `eNotFound` when there is none, `eNotOwner` when this process has it not;
+    /// Gives the flag up.
+    /// Returns: `eNotFound` when there is none, `eNotOwner` when this process has it not;
     /// `forceErase` deletes it then, unless a living process holds its lock (`eFileLocked`).
     virtual error_t removeFlag(const char* name, bool forceErase) = 0;
-    /// `eOK` when this process has the flag, `eNotOwner` when another has it, `eNotFound` when
-    /// nobody has. Deliberate: a flag whose owner has ended is deleted by the question.
+    /// Returns: `eOK` when this process has the flag, `eNotOwner` when another has it, `eNotFound`
+    /// when nobody has. Deliberate: a flag whose owner has ended is deleted by the question.
     virtual error_t ownFlag(const char* name) = 0;
 
-    /// The link file; empty when the node is not linked.
+    /// Returns: the link file; "" when the node is not linked.
     virtual const char* getLinkFilePath() = 0;
 
     // Copies of the node's directory. They leave out symbolic links and the files of flags.

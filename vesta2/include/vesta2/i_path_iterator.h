@@ -1,4 +1,7 @@
 #pragma once
+/// A walk over paths that were found before it began.
+///
+/// References may be dropped on any thread; walking is for one thread at a time.
 
 #include <cstdint>
 
@@ -7,13 +10,14 @@
 
 namespace vesta2 {
 
-/// Walks a fixed list of paths. References may be dropped on any thread; walking is for one thread
-/// at a time.
+/// Given out by groups and results.
 class VESTA2_API IPathIterator : public basekit2::object_interface_t {
 public:
+    /// Returns: how many paths there are in all.
     virtual std::uint32_t getSize() = 0;
-    /// The current path, and on to the next; null at the end. The text is valid as long as the
-    /// iterator lives, unless the class says less.
+    /// Moves on to the next path.
+    /// Returns: the path that was the current one; null at the end.
+    /// Lifetime: as long as the iterator, unless the class says less.
     virtual const char* next() = 0;
 };
 

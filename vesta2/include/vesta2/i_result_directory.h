@@ -19,54 +19,63 @@ enum standard_dir_t : int {
 
 class VESTA2_API IResultDirectory : public INode {
 public:
-    /// Whether post-processing has ended.
+    /// Returns: whether post-processing has ended, as it was when the node was opened or last set
+    /// here.
     virtual bool isFinalized() = 0;
-    /// Marks the result finalized, or no longer so, by the file ".norun" in its directory, and
-    /// flushes that. What has this name and is no regular file (`eUnknown`) is no place for a mark.
-    /// Deliberate: always true; a failure shows in the thread's status alone. What is already so in
-    /// memory is not written again.
+    /// Marks the result finalized, or no longer so.
+    /// Returns: Deliberate: always true; a failure shows in the thread's status alone.
+    /// Status: why the mark could not be made; `eUnknown` also for what has its name and is no
+    /// regular file.
+    /// Disk: the file ".norun" in the node's directory, flushed. What is already so in memory is
+    /// not written again.
     virtual bool setFinalized(bool finalized) = 0;
+    /// Returns: whether the result was not marked invalid.
     virtual bool isValid() = 0;
-    /// Marks the result invalid for good, by the file ".bad" in its directory, and moves it out of
-    /// the way, to its path with "-bad" appended. Where that is not possible (something of that
-    /// name is there) the mark alone tells, and the status why.
+    /// Marks the result invalid for good, and moves it out of the way of patterns, to its path with
+    /// "-bad" appended.
+    /// Status: why it could not be marked, or else not be moved (something of that name is there):
+    /// then the mark alone tells.
+    /// Disk: the file ".bad" in the node's directory, flushed, and a move as `INode::move`.
     virtual void setInvalid() = 0;
-    /// Makes the first of data.0, data.1, ... that is free and returns its full path, or null.
-    /// Valid until the next call.
+    /// Makes the first of data.0, data.1, ... that is free, by an exclusive mkdir.
+    /// Returns: its full path; null, with the status, when it cannot be made.
+    /// Lifetime: until the next call.
     virtual const char* createCollectorDataDir() = 0;
-    /// The data directories, as full paths in byte order; empty when the directory cannot be
-    /// listed.
+    /// Returns: the data directories, as full paths in byte order; an empty handle when the
+    /// directory cannot be listed.
     virtual basekit2::sptr_t<IPathIterator> getCollectorDataDirectories() = 0;
-    /// The files in the data directories whose names match `mask`, as full paths; with null, every
-    /// entry, directories too.
-    /// Throws `boost::filesystem::filesystem_error` when a data directory cannot be listed.
+    /// Returns: the files in the data directories whose names match `mask`, as full paths; with
+    /// null, every entry, directories too. Throws `boost::filesystem::filesystem_error` when a data
+    /// directory cannot be listed.
     virtual basekit2::sptr_t<IPathIterator> getResultFiles(const char* mask) = 0;
-    /// The full path of the subdirectory `name`, which is made when it is missing; null on failure,
-    /// and with `eParameterError` for null.
-    /// Valid until the next call.
+    /// Makes the subdirectory `name` when it is missing, with all directories on the way.
+    /// Returns: its full path; null, with the status, on failure, and with `eParameterError` for
+    /// null.
+    /// Lifetime: until the next call.
     virtual const char* getSubdir(const char* name) = 0;
-    /// Null, with the status as it was, for an unknown directory.
+    /// The same, of a directory with an agreed name.
+    /// Returns: null, with the status as it was, for an unknown one.
     virtual const char* getSubdir(standard_dir_t directory) = 0;
     /// Copies the result, but for its marker file, symbolic links, and entries whose names match
     /// one of `exclusions` (one a line, see `basekit2::path_t::match`; null for none), to a new
     /// directory with a marker file of its own that has the same properties. `destination` is made
     /// as by `ResultDirectoryManager::create`, so it may be a pattern. Flags are files like others
-    /// here: exclude them with `flagFilePatterns`. The export is
-    /// no more open than its source. Returns the new result, or empty with the status: what was
-    /// made is then deleted again. Deliberate: a failed step (a file that cannot be read) shows in
-    /// the status alone.
+    /// here: exclude them with `flagFilePatterns`. The export is no more open than its source.
+    /// Returns: the new result; empty on failure: what was made is then deleted again.
+    /// Status: Deliberate: a failed step (a file that cannot be read) shows here alone.
     virtual basekit2::sptr_t<IResultDirectory> exportTo(const char* destination,
                                                         const char* exclusions) = 0;
 
     // Setters mark the node modified; a null text is refused with `eParameterError`.
 
-    /// "unknown" when the marker file does not tell; so for the operating system.
+    /// Returns: the host on which it was made; "unknown" when the marker file does not tell.
     virtual const char* getCreationHostName() = 0;
-    /// As stored ("linux"), or as people read it ("Linux*").
+    /// Returns: the operating system, as stored ("linux") or, when `pretty`, as people read it
+    /// ("Linux*"); "unknown" when the marker file does not tell.
     virtual const char* getCreationOs(bool pretty) = 0;
-    /// -1 when the collection did not run under MPI.
+    /// Returns: the rank; -1 when the collection did not run under MPI.
     virtual int getMpiRank() = 0;
-    /// Null when it was never set.
+    /// Returns: the command line of the program; null when it was never set.
     virtual const char* getCollectorCommand() = 0;
     virtual void setCollectorCommand(const char* command) = 0;
     /// Times are 0 when they were never set.
@@ -78,8 +87,9 @@ public:
     virtual void setFinalizationTimeBegin(long time) = 0;
     virtual long getFinalizationTimeEnd() = 0;
     virtual void setFinalizationTimeEnd(long time) = 0;
+    /// Returns: how many processors the host had configured; 0 when unknown.
     virtual int getLogicalCPUCount() = 0;
-    /// In Hz.
+    /// Returns: their frequency in Hz; 0 when unknown.
     virtual long long getCPUFrequency() = 0;
     /// Full paths; a name that was never set gives the usual one ("application.log",
     /// "collector.log", "command.log") in the result's directory.
@@ -90,12 +100,13 @@ public:
     virtual std::string getCommandLog() = 0;
     virtual void setCommandLog(const char* name) = 0;
 
-    /// Whether `path` denotes a result: its directory, its marker file, or a link file to it.
-    /// Patterns are not expanded. Nothing is opened.
+    /// Returns: whether `path` denotes a result: its directory, its marker file, or a link file to
+    /// it. Patterns are not expanded. Nothing is opened.
     static bool probe(const char* path);
-    /// The same node as a result; empty when it is none.
+    /// Returns: the same node as a result; empty when it is none.
     static basekit2::sptr_t<IResultDirectory> cast(const basekit2::sptr_t<INode>& node);
-    /// The first of the names data.0, data.1, ... that is free in `directory`.
+    /// Returns: the first of the names data.0, data.1, ... that is free in `directory`. Another
+    /// process may take it before it is made: see `createCollectorDataDir`.
     static std::string generateCollectorDataDirName(const std::string& directory);
 };
 

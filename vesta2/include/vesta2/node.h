@@ -24,13 +24,17 @@ namespace vesta2 {
 class NodeGroup;
 struct NodeState;
 
+/// The operations that `INode` has do what it tells. An object is made by `lookup` alone, and
+/// deleted by the release of its last handle. Layout: a virtual table and one pointer.
 class VESTA2_API Node {
 public:
-    /// Gives up the flags of the node that this process still has.
+    /// Gives up the flags of the node that this process still has; after `setRemoveOnClose` also
+    /// deletes the node from disk.
     virtual ~Node() noexcept;
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
 
+    /// Returns: a handle on this object.
     virtual basekit2::sptr_t<INode> asINode() = 0;
     virtual unsigned add_ref() const;
     virtual unsigned release() const;
@@ -68,67 +72,82 @@ public:
     bool copy(const char* destination, bool rename, notify2::IProgress* progress);
     bool move(const char* destination, bool rename, notify2::IProgress* progress);
 
-    // --- the registry -------------------------------------------------------------------------
+    // --- the registry: any thread may call these ----------------------------------------------
 
-    /// The node of the marker or link file `path` (relative to `groupPath`, which also becomes its
-    /// parent group): the one that is open already, or a new object. Empty when there is no such
-    /// file.
+    /// Opens the node of the marker or link file `path`, which is relative to `groupPath`; that
+    /// also becomes its parent group. Returns: the object that is open on it, or a new one; empty
+    /// when there is no such file, and for a node that is being made or removed on this thread (a
+    /// re-entrant look-up). Status: `eNotFound` for an empty handle, else that of reading the
+    /// marker file. Disk: the marker file is read; a link file that is no longer right is
+    /// rewritten.
     static basekit2::sptr_t<INode> lookup(std::string path, const char* groupPath);
-    /// Number of the node among all that were made since the last `reset`; 0 for an empty handle.
+    /// Returns: the number of the node among all that were made since the last `reset`; 0 for an
+    /// empty handle.
     static unsigned uid(const basekit2::sptr_t<INode>& node);
-    /// How reading its marker file went when the node was last bound to it; `absent` for an empty
-    /// handle.
+    /// Returns: how reading its marker file went when the node was last bound to it; `absent` for
+    /// an empty handle.
     static marker_state_t markerState(const basekit2::sptr_t<INode>& node);
-    /// Whether `INode::getParent` and `getLinkFilePath` can be believed: false when the group that
-    /// may hold the node, or the link that leads to it, could not be looked at. Such a node is
-    /// neither renamed nor copied nor moved (`eUnknown`). True for an empty handle.
+    /// Returns: whether `INode::getParent` and `getLinkFilePath` can be believed: false when the
+    /// group that may hold the node, or the link that leads to it, could not be looked at. Such a
+    /// node is neither renamed nor copied nor moved (`eUnknown`). True for an empty handle.
     static bool isParentKnown(const basekit2::sptr_t<INode>& node);
-    /// The number (see `uid`) of the node that is open on the marker file; 0 when none is.
+    /// Returns: the number (see `uid`) of the node that is open on the marker file; 0 when none is.
     static unsigned openOn(const std::string& markerFilePath);
     /// Takes the node that is open on the marker file out of the registry, if it has this number:
     /// its directory was deleted, and another node has come into its place. Its handles stay valid,
     /// but it is as after `remove`: it saves and deletes nothing any more.
     static void retire(const std::string& markerFilePath, unsigned number);
-    /// How many nodes were made since the last `reset`. Deliberate: not how many are alive.
+    /// Returns: how many nodes were made since the last `reset`.
+    /// Deliberate: not how many are alive.
     static unsigned nodeCount();
-    /// Registered paths: one for an open node, two for a linked one.
+    /// Returns: the number of registered paths, one for an open node, two for a linked one.
     static unsigned handleCount();
     /// Forgets all open nodes, which live on by their handles, and counts from 0 again. For tests
     /// and for the end of a process.
     static void reset();
-    /// Whether `key` was registered, and is no longer.
+    /// Takes the path `key` out of the registry. For tests.
+    /// Returns: whether it was registered.
     static bool eraseFromMap(std::string& key);
 
-    // --- properties in the marker file's section "vesta", for the node classes
-    // --------------------
+    // --- properties in the section "vesta", for the node classes: one thread at a time --------
 
-    /// The section; an empty one is added first when there is none. Valid until the node is
-    /// re-bound.
+    /// Returns: the section; an empty one is added first when there is none.
+    /// Lifetime: until the node is bound to another marker file.
     basekit2::variant_bag_t* getVestaBag();
-    /// Setters write to the bag alone: they neither save nor count as a modification.
+    /// Puts the property `name`, in the place of an earlier one of whatever kind: as int32, int64,
+    /// string and uint64.
+    /// Disk: nothing is written until `save`; nor does this count as a modification.
     void setRdPropInt(const char* name, int value);
     void setRdPropLong(const char* name, long long value);
     void setRdPropStr(const char* name, const char* value);
     void setRdPropTime(const char* name, long value);
+    /// Returns: the number `name`; `def` without such a property. What is no number gives 0.
     [[nodiscard]] int getRdPropInt(const char* name, int def) const;
     [[nodiscard]] long long getRdPropLong(const char* name, long long def) const;
-    /// `def` also when the value is no string. Valid until the property changes.
+    /// Returns: the text `name`; `def` without such a property, and when it is no string.
+    /// Lifetime: until the property changes.
     [[nodiscard]] const char* getRdPropStr(const char* name, const char* def) const;
+    /// Returns: as `getRdPropLong`, in seconds since the Epoch.
     [[nodiscard]] long getRdPropTime(const char* name, long def) const;
 
-    /// Where new nodes of this node's group are made; the node's path unless it was set. This and
-    /// `currentPath` are safe while another thread re-binds the node.
+    // --- any thread, also while another one re-binds the node ---------------------------------
+
+    /// Returns: where new nodes of this node's group are made; the node's path unless it was set.
     std::string getOutputDirectory();
-    /// As `getPath`, by value.
+    /// Returns: as `getPath`, by value.
     [[nodiscard]] std::string currentPath() const;
-    /// Sets it, and saves it at once in a marker file that has a section "vesta".
+    /// Sets where new nodes of this node's group are made; null takes that back.
+    /// Status: as after a save.
+    /// Disk: a marker file that has a section "vesta" is saved at once.
     void setOutputDirectory(const char* directory);
 
-    /// Binds the node to another marker file, reads its properties (unsaved changes are lost) and
-    /// finds its parent. A marker file that cannot be read leaves the properties empty and the
-    /// status `eUnknown`; the node is bound all the same. True when the status is `eOK` at the end;
-    /// false, with `eOK`, for an empty path; false, with `eAlreadyExists` and nothing changed, for
-    /// the marker file of another open node.
+    /// Binds the node to another marker file, reads its properties (unsaved changes are lost),
+    /// finds its parent, and sees to its link file. Returns: true when the status is `eOK` at the
+    /// end; false for an empty path. Status: `eUnknown` for a marker file that cannot be read: the
+    /// properties are empty then, and the node is bound all the same; `eAlreadyExists`, with
+    /// nothing changed, for the marker file of another open node; `eNotFound` after `remove`; else
+    /// why the link could not be written. Disk: a link file may be written, moved or deleted, and
+    /// then the marker file is saved.
     bool setMarkerFilePath(std::string markerFilePath, const char* parentGroupPath);
 
 protected:
@@ -137,15 +156,16 @@ protected:
     /// The node's directory. A link that does not tell where its node is stands for no directory:
     /// then this is the path of the link file, so that what is done below it fails.
     [[nodiscard]] const boost::filesystem::path& directory() const;
-    /// The name of the marker file in the directory.
+    /// Returns: the name of the marker file in the directory.
     [[nodiscard]] std::string markerFileName() const;
     [[nodiscard]] const basekit2::variant_bag_t& properties() const;
     [[nodiscard]] marker_state_t markerState() const;
-    /// Properties were changed past the storage.
+    /// Makes `isModified` true: properties were changed past the storage.
     void markModified();
     /// Takes over the group of the nodes in this node's directory.
     void setOwnGroup(std::unique_ptr<NodeGroup> group);
-    /// The group given to `setOwnGroup`, with a reference added.
+    /// Returns: the group given to `setOwnGroup`, with a reference added; empty for a node without
+    /// a directory.
     [[nodiscard]] basekit2::sptr_t<INodeGroup> ownGroup() const;
 
 private:

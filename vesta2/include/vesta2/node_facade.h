@@ -1,5 +1,7 @@
 #pragma once
 /// Forwards the operations of a node interface to `Node`, once for all node classes.
+///
+/// Adds nothing: each operation does what `INode` tells, and its threading rule is that of `Node`.
 
 #include <string>
 #include <utility>
@@ -9,6 +11,7 @@
 
 namespace vesta2 {
 
+/// `Interface` is `IResultDirectory`, `IExperiment` or `IProject`.
 template <class Interface>
 class NodeFacade : public Node, public Interface {
 public:

@@ -1,4 +1,8 @@
 #pragma once
+/// The object behind `INodeGroup`, which tells what its operations do.
+///
+/// The group of a project or experiment may be counted on any thread, as its owner; one that stands
+/// alone counts without a lock and is for one thread.
 
 #include <cstdint>
 #include <string>
@@ -10,10 +14,11 @@ namespace vesta2 {
 
 class Node;
 
-/// The nodes of one directory. The group of a project or experiment is counted by its owner, which
-/// also deletes it; one that stands alone counts and deletes itself, without a lock.
+/// The group of a project or experiment is counted by its owner, which also deletes it: a handle on
+/// the group keeps the owner alive. One that stands alone counts and deletes itself.
 class VESTA2_API NodeGroup : public INodeGroup {
 public:
+    /// `owner` is the node whose group this is, and outlives it; null for one that stands alone.
     NodeGroup(std::string path, Node* owner);
 
     unsigned add_ref() const override;
@@ -36,7 +41,7 @@ public:
     void setOutputDirectory(const char* directory) override;
     const char* getOutputDirectory() override;
 
-    /// Follows the owner to another directory.
+    /// Follows the owner to another directory. Disk: nothing is read or written.
     void setPath(const std::string& path);
 
 private:

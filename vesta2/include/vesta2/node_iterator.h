@@ -1,4 +1,7 @@
 #pragma once
+/// The nodes of a directory, one after the other.
+///
+/// For one thread at a time. Clones share what was found, and may be used on different threads.
 
 #include <cstddef>
 #include <memory>
@@ -11,23 +14,31 @@
 
 namespace vesta2 {
 
-/// The nodes of a directory that match a mask, as they are when the iterator is made; each is
-/// opened when it is asked for. Clones share what was found. The search leaves the thread's status
-/// as `findPatternedMarkerFileOrLink` says.
+/// The handler behind `INodeGroup::getNodes`. The directory is searched once, when the iterator is
+/// made; what comes later is not seen. A node is opened when it is asked for.
 class VESTA2_API NodeIterator final : public basekit2::iterator_handler_t<basekit2::sptr_t<INode>> {
 public:
+    /// Searches `directory` for the nodes that match `mask` (a name, a pattern or "*"; empty for
+    /// all), in file-name order; only the `maxCount` greatest, all when it is 0.
+    /// Status: that of `findPatternedMarkerFileOrLink`, whose exceptions pass through.
     NodeIterator(const std::string& mask, const std::string& directory, int maxCount);
     ~NodeIterator() override;
 
+    /// Returns: whether the cursor is behind the last node.
     [[nodiscard]] bool at_end() const override;
-    /// Empty for a node that was removed since.
+    /// Opens the node at the cursor, or finds the object that is open on it.
+    /// Returns: the node; empty for one that was removed since, and at the end.
+    /// Status: that of `Node::lookup`.
     [[nodiscard]] basekit2::sptr_t<INode> current() const override;
     void next() override;
+    /// Returns: a second iterator at the same place, which moves on its own. Ends with `destroy`.
     [[nodiscard]] NodeIterator* clone() const override;
     void destroy() override;
 
+    /// Returns: how many nodes were found.
     [[nodiscard]] std::size_t size() const;
-    /// The path of the current node.
+    /// Returns: the marker or link file of the node at the cursor; not to be called at the end.
+    /// Lifetime: as long as the iterator or one of its clones.
     [[nodiscard]] const std::string& path() const;
 
 private:

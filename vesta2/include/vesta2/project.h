@@ -1,4 +1,9 @@
 #pragma once
+/// The object behind `IProject`, which tells what its operations do.
+///
+/// Made by the library alone: to get one, use the operations of `IProject` and
+/// `ResultDirectoryManager`. For one thread at a time, as every node; handles may be dropped on
+/// any.
 
 #include <string>
 
@@ -8,7 +13,7 @@
 
 namespace vesta2 {
 
-/// The object behind `IProject`. It owns the group of the nodes in its directory.
+/// A node by its base `Node`. It owns the group of the nodes in its directory.
 class VESTA2_API Project : public NodeFacade<IProject> {
 public:
     Project(std::string path, const char* parentGroupPath);

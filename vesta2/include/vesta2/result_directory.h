@@ -1,4 +1,9 @@
 #pragma once
+/// The object behind `IResultDirectory`, which tells what its operations do.
+///
+/// Made by the library alone: to get one, use the operations of `IResultDirectory` and
+/// `ResultDirectoryManager`. For one thread at a time, as every node; handles may be dropped on
+/// any.
 
 #include <string>
 
@@ -8,7 +13,7 @@
 
 namespace vesta2 {
 
-/// The object behind `IResultDirectory`.
+/// A node by its base `Node`; its state is told by marks in its directory.
 class VESTA2_API ResultDirectory : public NodeFacade<IResultDirectory> {
 public:
     ResultDirectory(std::string path, const char* parentGroupPath);

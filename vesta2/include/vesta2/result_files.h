@@ -1,4 +1,7 @@
 #pragma once
+/// The list behind the file queries of a result.
+///
+/// For one thread; references may be dropped on any.
 
 #include <memory>
 #include <string>
@@ -9,7 +12,7 @@
 
 namespace vesta2 {
 
-/// Paths in byte order, each once.
+/// Paths in byte order, each once. Lifetime: a text is valid as long as the object.
 class VESTA2_API ResultFiles final
     : public basekit2::ref_counted_t<IPathIterator, basekit2::mt_ref_count_impl_t> {
 public:
@@ -19,8 +22,9 @@ public:
     std::uint32_t getSize() override;
     const char* next() override;
 
+    /// Adds a path; one that is there already is not added again.
     void append(const std::string& path);
-    /// Back to the first path; needed after the last `append`.
+    /// Goes back to the first path; needed after the last `append`.
     void rewind();
 
 private:

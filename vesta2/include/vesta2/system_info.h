@@ -1,8 +1,8 @@
 #pragma once
 /// The host's processors: how many, how fast, and their vector instructions.
 ///
-/// The facts are gathered once per process, by the first object made, and every query takes a lock:
-/// any thread may use any object.
+/// Any thread may use any object: the facts are gathered once per process, by the first object that
+/// is made, and every query takes a lock.
 
 #include <cstdint>
 
@@ -10,6 +10,7 @@
 
 namespace vesta2 {
 
+/// Has no data of its own: an object costs nothing, and a new fact changes no caller.
 class VESTA2_API SystemInfo {
 public:
     /// Instruction-set extensions, oldest first within a family.
@@ -47,26 +48,32 @@ public:
     /// Gathers the facts, unless they are known already.
     SystemInfo();
 
-    /// Logical processors that are configured.
+    /// Returns: how many logical processors are configured, also those that are not online.
     std::uint32_t cpuCount();
-    /// In Hz; 0 when unknown.
+    /// Returns: the frequency in Hz; 0 when unknown.
     std::uint64_t cpuFrequency();
+    /// Returns: the newest extension of the family that the operating system reports; `isaNone`
+    /// without one.
     IsaExtensions mmxMax();
     IsaExtensions sseMax();
     IsaExtensions avxMax();
+    /// Returns: the three together.
     IsaInfo getIsa();
-    /// The widest vector, in bits.
+    /// Returns: the width of the widest vector in bits; 0 without any.
     int get_max_vector_length();
 
-    /// The extension that the kernel abbreviates as `name`, and its vector width; both 0 when
-    /// `name` is null or unknown.
+    /// Looks up the extension that the kernel abbreviates as `name`, such as "avx2".
+    /// Returns: in `id` the extension, in `vectorBits` the width of its vectors; both 0 when `name`
+    /// is null or unknown.
     static void getInfoFromAbbreviation(const char* name, IsaExtensions& id, int& vectorBits);
+    /// Returns: as `getInfoFromAbbreviation`, the extension alone.
     static IsaExtensions getIsaType(const char* name);
 
     /// Asks the processor itself.
     /// Deliberate: always false; what the operating system reports decides.
     bool init_from_cpuid();
-    /// Reads /proc/cpuinfo into the facts of the process; false when it cannot be read.
+    /// Gathers the facts of the process anew, from /proc/cpuinfo.
+    /// Returns: false when it cannot be read; the facts then stay as they were.
     bool init_from_os();
 };
 

@@ -1,5 +1,14 @@
 #pragma once
-/// Everything that the library offers.
+/// Everything that the library offers. No header needs those of Boost: who calls an operation that
+/// takes one of Boost's types includes its header himself.
+///
+/// What each header tells of threads holds for it; in short: searches, names and the status may be
+/// used on any thread, handles may be copied and dropped on any thread, and one node, iterator or
+/// bag is for one thread at a time.
+///
+/// To begin with: result_directory_manager.h makes, opens and finds results; i_result_directory.h,
+/// i_experiment.h and i_project.h are what is found, i_node.h what they have in common;
+/// i_node_group.h lists and groups them; flag_look.h looks at the claims of others.
 
 #include "vesta2/discovery.h"
 #include "vesta2/error.h"

@@ -26,7 +26,7 @@ std::optional<std::istringstream> openCpuInfo() {
                : std::nullopt;
 }
 
-/// For whoever holds the mutex.
+/// To be called with the mutex held.
 bool gatherFromOs() {
     std::optional<std::istringstream> text = openCpuInfo();
     if (text) {

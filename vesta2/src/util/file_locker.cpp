@@ -158,7 +158,7 @@ FileLocker::attempt_t FileLocker::lockOpened() {
     if (::fstat(m_descriptor, &file) != 0) {
         return errno == ESTALE ? attempt_t::again : fail(eFileError);
     }
-    // A file with a second name was put here by somebody who wants that one written to.
+    // A hard link: writing here would change the file under its other name.
     if (!S_ISREG(file.st_mode) || file.st_nlink > 1) {
         return fail(eFileError);
     }

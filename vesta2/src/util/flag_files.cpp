@@ -8,7 +8,7 @@
 #include <initializer_list>
 #include <thread>
 
-#include "../vesta/foundation/file_error.h"
+#include "basekit2/file_error.h"
 #include "flag_record.h"
 #include "glance.h"
 #include "vesta2/names.h"
@@ -40,11 +40,11 @@ void removeFiles(std::initializer_list<const std::string*> paths) {
         }
     }
     if (failed) {
-        throwFileError("cannot delete", *failed, error);
+        basekit2::throw_file_error("cannot delete", *failed, error);
     }
 }
 
-/// Whether somebody has a file locked, perhaps only for a moment.
+/// Whether the file is locked by another process or thread, perhaps only for a moment.
 bool isBusy(const FileLocker& locker) {
     return locker.status() == eFileLocked || locker.status() == eAlreadyExists;
 }
@@ -82,8 +82,8 @@ error_t FlagFiles::writeInfo(variant_bag_t& record) const {
     return info.writeData(record);
 }
 
-/// Who has the lock file may wait for the information file: others lock that only while they read
-/// it, or delete it. A claim that gave up at once would leave the flag to nobody.
+/// Waiting is safe with the lock file locked: others hold the information file only while they read
+/// or delete it. Two claims that both gave up at once would leave the flag without an owner.
 bool FlagFiles::lockInfo(FileLocker& info, bool make) const {
     constexpr int mostTries = 500;
     for (int attempt = 0; attempt < mostTries; ++attempt) {
@@ -105,8 +105,8 @@ error_t FlagFiles::judge(const FileLocker& locker, FileLocker& info, variant_bag
         return isReclaimable(record) ? eOK : eFileLocked;
     }
     record.clear();
-    // A record that was written in part, by one who was killed or had no space: were he alive, he
-    // would have the lock that we have. Where there are no locks that is not known.
+    // A torn record: its writer was killed or had no space. A living writer would hold the lock
+    // that we hold; without record locks that is not known.
     return code == eSerializationError && locker.isGuarded() ? eNotFound : code;
 }
 
@@ -185,20 +185,20 @@ void FlagFiles::giveUp(const FileLocker& locker) const {
     case eOK:
         break;
     case eNotFound:
-        // What has taken its place belongs to somebody else.
+        // The file at the path is another owner's.
         return;
     default:
-        throwFileError("cannot look at", m_lockPath);
+        basekit2::throw_file_error("cannot look at", m_lockPath);
     }
     FileLocker info;
     if (lockInfo(info, false)) {
         removeFiles({&m_lockPath, &m_infoPath});
     } else if (info.status() == eNotFound) {
-        // As soon as the lock file is gone there may be a new one, of somebody else.
+        // Once the lock file is unlinked another process may create the next one.
         removeFiles({&m_lockPath});
     } else {
-        // Somebody reads it without an end, or it cannot be opened. It goes first then: as long as
-        // the lock file is there and locked, nobody else can make a new one.
+        // A reader keeps it locked, or it cannot be opened. It is unlinked first then: while the
+        // lock file is there and locked, no other process can create a new pair.
         removeFiles({&m_infoPath, &m_lockPath});
     }
 }

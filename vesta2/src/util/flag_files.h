@@ -1,11 +1,11 @@
 #pragma once
 /// The two files of one flag, and the rules that give it to one owner at a time.
 ///
-/// Whoever changes or deletes either file has the lock file locked, and found it to be the one at
-/// its path after that. So he is alone, but for two: those who read the information file, which
-/// they lock meanwhile, and one who has already deleted the lock file from under himself and is
-/// about to delete the information file, which he has locked too. Waiting for the lock on the
-/// information file waits for both.
+/// A process changes or deletes either file only while it holds the record lock on the lock file,
+/// and after it has checked that the locked inode is still the one at the path. Two others can then
+/// still be at work: a reader, which holds the lock on the information file; and a former owner
+/// that has unlinked the lock file and is about to unlink the information file, whose lock it
+/// holds. Waiting for the lock on the information file waits for both.
 ///
 ///     no files  -- claim -->  held  -- give up -->  no files
 ///                              |
@@ -31,7 +31,7 @@ public:
     [[nodiscard]] bool hasNoLockFile() const;
     /// Certainly nothing is at the path of the information file.
     [[nodiscard]] bool hasNoInfoFile() const;
-    /// The record as it can be read by the way; `record` is empty when it cannot.
+    /// Reads the record without a lock; `record` is empty when that fails.
     void peek(basekit2::variant_bag_t& record) const;
 
     /// Locks the lock file, making it or not.
@@ -49,7 +49,7 @@ public:
     // To be called with the lock file locked.
 
     /// Records a claim of this process, unless the record tells that its owner lives, and `force`
-    /// is not given: then `eFileLocked`. `record` is then that of who has the flag, or empty.
+    /// is not given: then `eFileLocked`. `record` is then the owner's, or empty.
     error_t claim(const FileLocker& locker, bool force, basekit2::variant_bag_t& record) const;
     /// Records a claim by the record that it had elsewhere.
     error_t restore(basekit2::variant_bag_t& record) const;

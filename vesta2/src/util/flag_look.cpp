@@ -1,11 +1,11 @@
 #include "vesta2/flag_look.h"
 
-#include <boost/filesystem/operations.hpp>
 #include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "basekit2/directory_listing.h"
 #include "basekit2/path.h"
 #include "flag_record.h"
 #include "glance.h"
@@ -13,14 +13,11 @@
 
 namespace vesta2::util {
 
-namespace fs = boost::filesystem;
-
 namespace {
 
 /// `name` without `extension`; empty when it has another.
 std::string stripped(const std::string& name, std::string_view extension) {
-    const bool hasIt = name.size() > extension.size() &&
-                       std::string_view(name).substr(name.size() - extension.size()) == extension;
+    const bool hasIt = name.size() > extension.size() && name.ends_with(extension);
     return hasIt ? name.substr(0, name.size() - extension.size()) : "";
 }
 
@@ -78,8 +75,9 @@ FlagLook lookAtFlag(const std::string& directory, const std::string& name) {
 
 FlagLooks lookAtFlags(const std::string& directory) {
     std::set<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-        const std::string file = entry.path().filename().native();
+    basekit2::directory_listing_t listing(directory);
+    while (listing.next()) {
+        const std::string file(listing.name());
         names.insert(stripped(file, getFlagLockExtension()));
         names.insert(stripped(file, getFlagInfoExtension()));
     }

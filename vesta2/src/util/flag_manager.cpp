@@ -1,6 +1,8 @@
 #include "vesta2/flag_manager.h"
 
 #include <atomic>
+#include <unistd.h>
+
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/mutex.hpp>
@@ -12,7 +14,6 @@
 #include "flag_files.h"
 #include "vesta2/flag_look.h"
 #include "vesta2/names.h"
-#include "vesta2/process_ids.h"
 
 namespace vesta2::util {
 
@@ -92,9 +93,9 @@ void FlagManager::setDirectory(const std::string& directory) {
 }
 
 void FlagManager::Held::forgetInherited() {
-    if (const int current = getPid(); process != current) {
+    if (const int now = ::getpid(); process != now) {
         flags.clear();
-        process = current;
+        process = now;
     }
 }
 
@@ -145,7 +146,7 @@ error_t FlagManager::writeFlag(const char* name, bool force, variant_bag_t* info
     return code;
 }
 
-/// On return `record` is that of who has the flag now, or empty.
+/// On return `record` is the present owner's, or empty.
 error_t FlagManager::Held::claim(const char* name, const FlagFiles& files, bool force,
                                  variant_bag_t& record) {
     auto locker = boost::make_shared<FileLocker>();
@@ -245,7 +246,7 @@ void FlagManager::preserveFlags() {
 void FlagManager::restoreFlags(const char* directory) {
     std::map<std::string, Flag> restored;
     for (auto& [name, flag] : m_held->flags) {
-        // One that preserving did not come to: its lock would go with its locker later.
+        // If preserving failed before it: closing the locker later would drop the new lock.
         flag.locker.reset();
         const std::string bare = bareName(name);
         const std::string path = pathIn(directory, bare);
@@ -261,7 +262,7 @@ void FlagManager::restoreFlags(const char* directory) {
 }
 
 void FlagManager::eraseAll() {
-    if (m_held->process != getPid()) {
+    if (m_held->process != ::getpid()) {
         // Another thread of the parent may have had the mutex.
         return;
     }

@@ -22,14 +22,14 @@ namespace vesta2::util {
 namespace {
 
 /// No record that this library writes comes near it.
-constexpr std::size_t greatestRecord = 64 * 1024;
+constexpr std::size_t greatestRecord = std::size_t{64} * 1024;
 
 std::string askUserName() {
     std::array<char, 256> login{};
     if (::getlogin_r(login.data(), login.size()) == 0) {
         return login.data();
     }
-    std::vector<char> buffer(16 * 1024);
+    std::vector<char> buffer(std::size_t{16} * 1024);
     struct passwd entry {};
     struct passwd* found = nullptr;
     const int error = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);

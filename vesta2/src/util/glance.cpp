@@ -62,7 +62,7 @@ bool Glance::isLocked() const {
     if (result == 0) {
         return request.l_type != F_UNLCK;
     }
-    // Where there are no record locks at all, nobody has one.
+    // On a file system without record locks the file is not locked.
     constexpr std::array noLocks{ENOLCK, ENOSYS, EOPNOTSUPP, EINVAL};
     return std::find(noLocks.begin(), noLocks.end(), errno) == noLocks.end();
 }

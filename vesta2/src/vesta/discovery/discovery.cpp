@@ -1,7 +1,7 @@
 #include "vesta2/discovery.h"
 
-#include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
+#include "basekit2/directory_listing.h"
 #include "entry_search.h"
 #include "extensions.h"
 #include "vesta2/error.h"
@@ -30,7 +30,7 @@ void insertHit(FileSet& found, std::string path) {
 /// Adds the hits of every entry of `directory` that `pattern`, if any, matches.
 void searchEntries(const fs::path& directory, const Pattern* pattern, const FileSet& extensions,
                    FileSet& found) {
-    DirectoryListing listing(directory);
+    basekit2::directory_listing_t listing(directory);
     while (listing.next()) {
         int number = 0;
         if (!pattern || pattern->match(std::string(listing.name()), &number)) {
@@ -88,9 +88,9 @@ bool isLink(const std::string& path) {
 
 std::string findMarkerFileInDir(const fs::path& directory, const FileSet& extensions) {
     setStatus(eOK);
-    DirectoryListing listing(directory);
+    basekit2::directory_listing_t listing(directory);
     while (listing.next()) {
-        if (isOneOf(extensionOf(listing.name()), extensions) && listing.isRegularFile()) {
+        if (isOneOf(extensionOf(listing.name()), extensions) && listing.is_regular_file()) {
             return listing.path();
         }
     }

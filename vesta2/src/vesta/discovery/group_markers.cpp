@@ -9,7 +9,7 @@
 #include <optional>
 #include <utility>
 
-#include "../foundation/directory_listing.h"
+#include "basekit2/directory_listing.h"
 #include "extensions.h"
 
 namespace vesta2 {
@@ -114,11 +114,11 @@ std::string MarkerMemory::find(const std::string& directory) {
     const long long begun = now();
     // Where a symbolic link leads can change without the directory changing.
     bool lasting = true;
-    DirectoryListing listing(directory);
+    basekit2::directory_listing_t listing(directory);
     while (marker.empty() && listing.next()) {
         if (isOneOf(extensionOf(listing.name()), m_extensions)) {
-            lasting = lasting && listing.isPlainFile();
-            marker = listing.isRegularFile() ? listing.path() : std::string();
+            lasting = lasting && listing.is_plain_file();
+            marker = listing.is_regular_file() ? listing.path() : std::string();
         }
     }
     if (before && lasting && haveSettled(*before, begun, resolutionOf(directory)) &&

@@ -43,7 +43,7 @@ ProjectPathIterator::ProjectPathIterator(const char* directory) : m_walk(std::ma
     }
     const FileSet extensions(projectMarkerFileExt());
     try {
-        DirectoryListing listing(directory);
+        basekit2::directory_listing_t listing(directory);
         while (listing.next()) {
             std::string found = findInEntry(listing, extensions, true);
             if (!found.empty()) {

@@ -10,15 +10,9 @@
 #include <cerrno>
 #include <optional>
 
-#include "file_error.h"
+#include "basekit2/file_error.h"
 
 namespace vesta2 {
-
-/// Whether a failed look at a path tells for certain that nothing is there: no entry, no directory
-/// that could have one, symbolic links that lead round, or a name that no entry can have.
-inline bool meansAbsent(int error) {
-    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
-}
 
 inline boost::filesystem::file_status statusOf(const boost::filesystem::path& path) {
     boost::system::error_code ignored;
@@ -48,7 +42,7 @@ inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
     struct stat first {};
     struct stat second {};
     if (::stat(a.c_str(), &first) != 0 || ::stat(b.c_str(), &second) != 0) {
-        return meansAbsent(errno) ? std::optional<bool>(false) : std::nullopt;
+        return basekit2::means_absent(errno) ? std::optional<bool>(false) : std::nullopt;
     }
     return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
@@ -62,8 +56,8 @@ inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path
     if (status.type() != fs::status_error) {
         return status;
     }
-    if (!meansAbsent(error.value())) {
-        throwFileError("cannot look at", path, error.value());
+    if (!basekit2::means_absent(error.value())) {
+        basekit2::throw_file_error("cannot look at", path, error.value());
     }
     return fs::file_status(fs::file_not_found);
 }

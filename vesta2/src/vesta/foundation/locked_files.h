@@ -1,6 +1,6 @@
 #pragma once
 /// The files that this process has locked. A record lock is lost, without a word, when ANY
-/// descriptor of its file is closed by the process that has it. So whoever opens files that may
+/// descriptor of its file is closed by the process that has it. So code that opens files which may
 /// belong to a flag asks here first, and closes them here. Safe from any thread.
 
 #include <sys/stat.h>
@@ -57,8 +57,8 @@ private:
 /// Whether to open and close the file would lose a lock of this process.
 bool isLockedByThisProcess(dev_t device, ino_t inode);
 
-/// `LockedFiles::close` for those who have opened a file by the way: another thread may have locked
-/// it meanwhile.
+/// `LockedFiles::close` for code that opened a file for another purpose: another thread may have
+/// locked it meanwhile.
 void closeBesideLocks(int descriptor);
 
 }  // namespace vesta2

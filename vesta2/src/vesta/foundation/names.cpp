@@ -40,7 +40,7 @@ bool isReservedBaseName(const std::string& upperCaseName) {
     if (isReservedDeviceName(upperCaseName)) {
         return true;
     }
-    // A pattern such as COM@ can come to name a device.
+    // An instance of a pattern such as COM@ would name a device.
     if (upperCaseName.size() > 1 && upperCaseName.back() == '@') {
         std::string first = upperCaseName;
         first.back() = '1';

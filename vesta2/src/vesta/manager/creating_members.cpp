@@ -1,5 +1,5 @@
-// Members of nodes and groups that create and open nodes. They are declared in model/ and stand here
-// because they call the manager.
+// Members of nodes and groups that create and open nodes. They are declared in model/ and stand
+// here because they call the manager.
 
 #include <unistd.h>
 

@@ -1,5 +1,6 @@
-// Members of nodes that make a second node of the first: duplicates, and exports, which are duplicates
-// with something left out. They are declared in model/ and stand here because they call the manager.
+// Members of nodes that make a second node of the first: duplicates, and exports, which are
+// duplicates with something left out. They are declared in model/ and stand here because they call
+// the manager.
 
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"

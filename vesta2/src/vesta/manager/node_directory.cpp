@@ -5,13 +5,13 @@
 
 #include "../discovery/extensions.h"
 #include "../discovery/group_markers.h"
-#include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
-#include "../foundation/file_error.h"
 #include "../foundation/log.h"
 #include "../model/node_registry.h"
 #include "../tree/new_directory.h"
 #include "../tree/remove_tree.h"
+#include "basekit2/directory_listing.h"
+#include "basekit2/file_error.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -78,12 +78,12 @@ error_t makeParent(const fs::path& parent) {
 
 /// Whether the entry takes the number that it has: a link file does, and a directory. So does what
 /// this process may not look at.
-bool takesNumber(const DirectoryListing& listing) {
+bool takesNumber(const basekit2::directory_listing_t& listing) {
     if (isAnyLink(extensionOf(listing.name()))) {
         return true;
     }
     try {
-        return listing.isDirectory();
+        return listing.is_directory();
     } catch (const fs::filesystem_error& e) {
         if (e.code() != boost::system::errc::permission_denied) {
             throw;
@@ -97,14 +97,14 @@ bool takesNumber(const DirectoryListing& listing) {
 int greatestNumber(const fs::path& directory, const Pattern& pattern) {
     int greatest = -1;
     std::string groupMarker;
-    DirectoryListing listing(directory);
+    basekit2::directory_listing_t listing(directory);
     while (listing.next()) {
         int number = 0;
         if (pattern.match(std::string(listing.name()), &number) && number > greatest &&
             takesNumber(listing)) {
             greatest = number;
         }
-        if (groupMarker.empty() && isGroupMarkerName(listing.name()) && listing.isRegularFile()) {
+        if (groupMarker.empty() && isGroupMarkerName(listing.name()) && listing.is_regular_file()) {
             groupMarker = listing.path();
         }
     }
@@ -157,8 +157,8 @@ error_t clear(const fs::path& path) {
     if (::lstat(path.c_str(), &info) == 0) {
         return removeTree(path, FileId(info)) == 0 ? eUnknown : eOK;
     }
-    if (!meansAbsent(errno)) {
-        throwFileError("cannot look at", path);
+    if (!basekit2::means_absent(errno)) {
+        basekit2::throw_file_error("cannot look at", path);
     }
     return eOK;
 }

@@ -10,9 +10,10 @@
 #include "../foundation/reserved_names.h"
 #include "../model/creation_record.h"
 #include "../model/marker_io.h"
-#include "../naming/mpi_rank.h"
+#include "basekit2/host.h"
 #include "node_directory.h"
 #include "opening.h"
+#include "platkit/strings.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/path_completion.h"
@@ -82,9 +83,9 @@ sptr_t<IResultDirectory> openMade(error_t code, const char* path, const NewResul
     return openFound<IResultDirectory>(made.marker, baseDir);
 }
 
-/// The marker file of a directory that somebody else has made. Between the directory and its marker
-/// file a creator needs a moment, and what is opened in it has no creation record: a directory that
-/// is new gets some time.
+/// The marker file of a directory that another process has made. A creator makes the directory
+/// first and the marker file a moment later; a repair in between would cost the result its creation
+/// record. So a new directory gets some time.
 std::string awaitMarker(const std::string& directory) {
     using namespace std::chrono;
     constexpr std::time_t isNew = 1;
@@ -138,7 +139,16 @@ bool ResultDirectoryManager::isReservedDirectoryName(const char* upperCaseName) 
     return upperCaseName && isReservedDeviceName(upperCaseName);
 }
 
-int ResultDirectoryManager::getCurrentMpiRank() { return currentMpiRank(); }
+int ResultDirectoryManager::getCurrentMpiRank() {
+    // What the launchers set; the first that is there decides.
+    for (const char* name : {"PMI_RANK", "PMI_ID", "OMPI_COMM_WORLD_RANK"}) {
+        const std::string value = basekit2::get_environ_value(name);
+        if (!value.empty()) {
+            return platkit::generic_convert(value);
+        }
+    }
+    return -1;
+}
 
 error_t ResultDirectoryManager::getLastError() { return getStatus(); }
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
-#include "../foundation/file_error.h"
+#include "basekit2/file_error.h"
 
 namespace vesta2 {
 
@@ -18,7 +18,7 @@ thread_local const GroupBeingEmptied* t_innermostGroup = nullptr;
 std::pair<dev_t, ino_t> identityOf(const fs::path& directory) {
     struct stat info {};
     if (::stat(directory.c_str(), &info) != 0) {
-        throwFileError("cannot look at", directory);
+        basekit2::throw_file_error("cannot look at", directory);
     }
     return {info.st_dev, info.st_ino};
 }

@@ -54,7 +54,7 @@ error_t saveLinkFile(const std::string& path, const std::string& target,
 LinkFile readLinkFile(const std::string& path) {
     basekit2::variant_bag_t bag;
     LinkFile file;
-    // Whoever may write to a group could lead a link out of it by a symbolic link.
+    // A symbolic link could redirect a write to a file outside the group.
     boost::system::error_code ignored;
     const fs::file_status entry = fs::symlink_status(path, ignored);
     if (entry.type() == fs::symlink_file) {

@@ -34,8 +34,7 @@ namespace {
 /// What looking for the group that a node belongs to came to.
 enum class Membership { member, none, unknown };
 
-/// Groups are opened while a node is made, and their own groups in turn: a chain on disk may be
-/// longer than the stack.
+/// Making a node opens its group, which opens its own: the recursion needs a bound.
 constexpr int mostParents = 64;
 
 thread_local int t_groupDepth = 0;
@@ -54,7 +53,9 @@ NamedMarkers markersOf(const NodeState& node) {
     return {node.markerFilePath, node.formerMarkerFilePath};
 }
 
-bool isNotThere(const boost::system::system_error& e) { return meansAbsent(e.code().value()); }
+bool isNotThere(const boost::system::system_error& e) {
+    return basekit2::means_absent(e.code().value());
+}
 
 /// The link file that the marker names; empty when it names none.
 std::string backLinkOf(const NodeState& node) {

@@ -22,7 +22,8 @@ struct NodeIterator::Position {
 NodeIterator::NodeIterator(const std::string& mask, const std::string& directory, int maxCount)
     : m_position(std::make_unique<Position>()) {
     FileSet& found = *m_position->found;
-    findPatternedMarkerFileOrLink(mask, directory.c_str(), nodeMarkerExtensions(), found, maxCount, false);
+    findPatternedMarkerFileOrLink(mask, directory.c_str(), nodeMarkerExtensions(), found, maxCount,
+                                  false);
     m_position->cursor = found.begin();
 }
 

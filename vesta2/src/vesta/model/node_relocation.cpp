@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "../foundation/file_checks.h"
-#include "../foundation/file_error.h"
 #include "../foundation/log.h"
 #include "../tree/flush.h"
 #include "../tree/made_directory.h"
 #include "../tree/new_directory.h"
 #include "../tree/remove_tree.h"
 #include "../tree/tree_copier.h"
+#include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "link_file.h"
 #include "node_state.h"
@@ -278,7 +278,7 @@ bool Node::changeUserVisibleName(const char* name) {
                 return false;
             }
             if (!basekit2::rename_exclusively(AT_FDCWD, marker.c_str(), renamed.c_str())) {
-                throwFileError("cannot rename", marker);
+                basekit2::throw_file_error("cannot rename", marker);
             }
         }
         return m_state->bind(renamed.native(), m_state->pathOfParent());

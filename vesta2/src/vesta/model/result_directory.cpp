@@ -2,10 +2,10 @@
 
 #include <string_view>
 
-#include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../tree/new_directory.h"
+#include "basekit2/directory_listing.h"
 #include "basekit2/files.h"
 #include "state_marks.h"
 #include "vesta2/names.h"
@@ -38,7 +38,7 @@ void appendFiles(ResultFiles& found, const std::string& directory, const std::st
 }
 
 void appendEntries(ResultFiles& found, const std::string& directory) {
-    DirectoryListing entries(directory);
+    basekit2::directory_listing_t entries(directory);
     while (entries.next()) {
         found.append(entries.path());
     }
@@ -123,9 +123,9 @@ sptr_t<IPathIterator> ResultDirectory::getCollectorDataDirectories() {
     const std::string_view prefix = getCollectorDataDirectoryPrefix();
     try {
         const sptr_t<ResultFiles> found(new ResultFiles());
-        DirectoryListing entries(directory());
+        basekit2::directory_listing_t entries(directory());
         while (entries.next()) {
-            if (entries.name().starts_with(prefix) && entries.isDirectory()) {
+            if (entries.name().starts_with(prefix) && entries.is_directory()) {
                 found->append(entries.path());
             }
         }

@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "../foundation/file_error.h"
 #include "../tree/flush.h"
 #include "basekit2/descriptor.h"
+#include "basekit2/file_error.h"
 
 namespace vesta2 {
 
@@ -18,7 +18,7 @@ namespace {
 descriptor_t open(const fs::path& directory) {
     descriptor_t opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened) {
-        throwFileError("cannot open the directory", directory);
+        basekit2::throw_file_error("cannot open the directory", directory);
     }
     return opened;
 }
@@ -34,11 +34,11 @@ void makeMark(const fs::path& directory, const char* mark) {
                  O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
     struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0) {
-        throwFileError("cannot make", path);
+        basekit2::throw_file_error("cannot make", path);
     }
     if (!S_ISREG(info.st_mode)) {
         errno = EINVAL;
-        throwFileError("is no regular file", path);
+        basekit2::throw_file_error("is no regular file", path);
     }
     flush(file.get(), path);
     flush(place.get(), directory);
@@ -49,7 +49,7 @@ void removeMark(const fs::path& directory, const char* mark) {
     // A directory of that name is a mark as well.
     if (::unlinkat(place.get(), mark, 0) != 0 && errno != ENOENT &&
         (errno != EISDIR || ::unlinkat(place.get(), mark, AT_REMOVEDIR) != 0)) {
-        throwFileError("cannot delete", directory / mark);
+        basekit2::throw_file_error("cannot delete", directory / mark);
     }
     flush(place.get(), directory);
 }

@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "../foundation/file_error.h"
+#include "basekit2/file_error.h"
 
 namespace vesta2 {
 
@@ -18,7 +18,7 @@ constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_C
 FileId idOf(const descriptor_t& directory, const std::string& path) {
     struct stat info {};
     if (::fstat(directory.get(), &info) != 0) {
-        throwFileError("cannot look at", path);
+        basekit2::throw_file_error("cannot look at", path);
     }
     return FileId(info);
 }
@@ -66,11 +66,11 @@ void DirectoryChain::leave() {
     }
     descriptor_t above(::openat(left.get(), "..", openFlags));
     if (!above) {
-        throwFileError("cannot go back to", m_path);
+        basekit2::throw_file_error("cannot go back to", m_path);
     }
     if (idOf(above, m_path) != step.id) {
         errno = ESTALE;
-        throwFileError("moved away from", m_path);
+        basekit2::throw_file_error("moved away from", m_path);
     }
     step.directory = std::move(above);
 }

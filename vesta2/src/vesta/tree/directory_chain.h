@@ -13,7 +13,7 @@ namespace vesta2 {
 /// The directories on the way from the top of a tree down to one of them. However many there are,
 /// few are open: the top and those next to the end. One that was closed on the way down is opened
 /// again by ".." on the way up, and must be the same then: a directory that was moved meanwhile
-/// leads nobody out of the tree. For one thread.
+/// cannot redirect the walk out of the tree. For one thread.
 class DirectoryChain {
 public:
     /// `path` is how the top is named in messages.

@@ -11,9 +11,9 @@
 #include <limits>
 
 #include "../discovery/extensions.h"
-#include "../foundation/file_error.h"
 #include "../foundation/locked_files.h"
 #include "basekit2/descriptor.h"
+#include "basekit2/file_error.h"
 #include "vesta2/names.h"
 
 namespace vesta2 {
@@ -23,10 +23,10 @@ using basekit2::descriptor_t;
 namespace {
 
 /// Up to here one read and one write cost less than asking the kernel for anything cleverer.
-constexpr std::uint64_t smallFile = 64 * 1024;
+constexpr std::uint64_t smallFile = std::uint64_t{64} * 1024;
 /// Between two looks at whether to go on.
-constexpr std::uint64_t chunkSize = 8 * 1024 * 1024;
-constexpr std::size_t bufferSize = 256 * 1024;
+constexpr std::uint64_t chunkSize = std::uint64_t{8} * 1024 * 1024;
+constexpr std::size_t bufferSize = std::size_t{256} * 1024;
 constexpr std::uint64_t toTheEnd = std::numeric_limits<std::uint64_t>::max();
 constexpr unsigned blockSize = 512;  ///< the unit of `st_blocks`, whatever the file system's is
 
@@ -95,11 +95,11 @@ bool isOwnFlagFile(int directory, const std::string& name) {
 }  // namespace
 
 void FileCopier::Names::failAtSource(const char* what) const {
-    throwFileError(what, from.pathOf(name.c_str()));
+    basekit2::throw_file_error(what, from.pathOf(name.c_str()));
 }
 
 void FileCopier::Names::failAtTarget(const char* what) const {
-    throwFileError(what, to.pathOf(copiedName.c_str()));
+    basekit2::throw_file_error(what, to.pathOf(copiedName.c_str()));
 }
 
 FileCopier::Copied FileCopier::copy(const DirectoryChain& from, const std::string& name,
@@ -116,7 +116,7 @@ FileCopier::Copied FileCopier::copy(const DirectoryChain& from, const std::strin
     if (!S_ISREG(info.st_mode)) {
         return Copied::leftOut;
     }
-    // For nobody else, until it has the permissions of the source.
+    // Private until the copy gets the permissions of the source.
     descriptor_t target(::openat(to.descriptor(), copiedName.c_str(),
                                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                  S_IRUSR | S_IWUSR));

@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "../foundation/file_error.h"
 #include "basekit2/descriptor.h"
+#include "basekit2/file_error.h"
 
 namespace vesta2 {
 
@@ -14,7 +14,7 @@ using basekit2::descriptor_t;
 void flush(int file, const fs::path& path) {
     // Some file systems have nothing to flush for a directory, and say so.
     if (::fsync(file) != 0 && errno != EINVAL) {
-        throwFileError("cannot flush", path);
+        basekit2::throw_file_error("cannot flush", path);
     }
 }
 
@@ -24,13 +24,13 @@ void flushDirectory(const fs::path& directory) {
     if (open) {
         flush(open.get(), directory);
     } else if (errno != EACCES) {
-        throwFileError("cannot flush", directory);
+        basekit2::throw_file_error("cannot flush", directory);
     }
 }
 
 void flushFileSystem(int file, const fs::path& path) {
     if (::syncfs(file) != 0) {
-        throwFileError("cannot flush the file system of", path);
+        basekit2::throw_file_error("cannot flush the file system of", path);
     }
 }
 

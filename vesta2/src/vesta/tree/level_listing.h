@@ -2,8 +2,8 @@
 
 #include <fcntl.h>
 
-#include "../foundation/directory_listing.h"
-#include "../foundation/file_error.h"
+#include "basekit2/directory_listing.h"
+#include "basekit2/file_error.h"
 #include "directory_chain.h"
 
 namespace vesta2 {
@@ -15,11 +15,11 @@ void forEachEntry(const DirectoryChain& chain, const Visit& visit) {
     // A listing closes what it lists.
     basekit2::descriptor_t own(::fcntl(chain.descriptor(), F_DUPFD_CLOEXEC, 0));
     if (!own) {
-        throwFileError("cannot list the directory", chain.path());
+        basekit2::throw_file_error("cannot list the directory", chain.path());
     }
-    DirectoryListing listing(chain.path(), std::move(own));
+    basekit2::directory_listing_t listing(chain.path(), std::move(own));
     while (listing.next()) {
-        visit(static_cast<const DirectoryListing&>(listing));
+        visit(static_cast<const basekit2::directory_listing_t&>(listing));
     }
 }
 

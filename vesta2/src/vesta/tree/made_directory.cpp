@@ -4,11 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "../foundation/directory_listing.h"
 #include "../foundation/file_checks.h"
-#include "../foundation/file_error.h"
 #include "../foundation/log.h"
 #include "basekit2/bag_io.h"
+#include "basekit2/directory_listing.h"
+#include "basekit2/file_error.h"
 #include "remove_tree.h"
 
 namespace vesta2 {
@@ -20,13 +20,13 @@ namespace {
 
 [[noreturn]] void failAsTaken(const fs::path& path) {
     errno = EEXIST;
-    throwFileError("is not what was made", path);
+    basekit2::throw_file_error("is not what was made", path);
 }
 
 struct stat statOf(const descriptor_t& file, const fs::path& path) {
     struct stat info {};
     if (::fstat(file.get(), &info) != 0) {
-        throwFileError("cannot look at", path);
+        basekit2::throw_file_error("cannot look at", path);
     }
     return info;
 }
@@ -38,7 +38,7 @@ uid_t ownerOfNewFiles(const descriptor_t& directory, const fs::path& path) {
     const descriptor_t file(::openat(directory.get(), name.c_str(),
                                      O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) {
-        throwFileError("cannot write to", path);
+        basekit2::throw_file_error("cannot write to", path);
     }
     ::unlinkat(directory.get(), name.c_str(), 0);
     return statOf(file, path).st_uid;
@@ -77,7 +77,7 @@ fs::path MadeDirectory::certainPath() const {
 descriptor_t MadeDirectory::duplicate() const {
     descriptor_t other(::fcntl(m_directory.get(), F_DUPFD_CLOEXEC, 0));
     if (!other) {
-        throwFileError("cannot open the directory", m_path);
+        basekit2::throw_file_error("cannot open the directory", m_path);
     }
     return other;
 }
@@ -86,7 +86,7 @@ void MadeDirectory::open(const fs::path& model) {
     m_directory =
         descriptor_t(::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!m_directory) {
-        throwFileError("cannot open the directory", m_path);
+        basekit2::throw_file_error("cannot open the directory", m_path);
     }
     requireOwn();
     requireEmpty();
@@ -106,9 +106,9 @@ void MadeDirectory::requireOwn() {
 void MadeDirectory::requireEmpty() const {
     descriptor_t listed(::openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!listed) {
-        throwFileError("cannot list the directory", m_path);
+        basekit2::throw_file_error("cannot list the directory", m_path);
     }
-    if (DirectoryListing(m_path, std::move(listed)).next()) {
+    if (basekit2::directory_listing_t(m_path, std::move(listed)).next()) {
         failAsTaken(m_path);
     }
 }
@@ -118,12 +118,12 @@ void MadeDirectory::restrictLike(const fs::path& model) const {
     constexpr mode_t permissions = S_IRWXU | others;
     struct stat wanted {};
     if (::stat(model.c_str(), &wanted) != 0) {
-        throwFileError("cannot look at", model);
+        basekit2::throw_file_error("cannot look at", model);
     }
     const mode_t present = statOf(m_directory, m_path).st_mode & permissions;
     const mode_t restricted = present & ~(others & ~wanted.st_mode);
     if (restricted != present && ::fchmod(m_directory.get(), restricted) != 0) {
-        throwFileError("cannot restrict", m_path);
+        basekit2::throw_file_error("cannot restrict", m_path);
     }
 }
 

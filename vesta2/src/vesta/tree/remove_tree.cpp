@@ -5,7 +5,7 @@
 
 #include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
-#include "../foundation/file_error.h"
+#include "basekit2/file_error.h"
 #include "directory_chain.h"
 #include "level_listing.h"
 #include "tree_walk.h"
@@ -39,7 +39,7 @@ public:
             return {m_name};
         }
         std::vector<std::string> subdirectories;
-        forEachEntry(m_chain, [&](const DirectoryListing& entry) {
+        forEachEntry(m_chain, [&](const basekit2::directory_listing_t& entry) {
             std::string name(entry.name());
             const bool isDirectory = entry.kind() == DT_DIR;
             if (!isDirectory && m_misses.size() == 2 &&
@@ -97,14 +97,14 @@ private:
         const int error = errno;
         const fs::path path = m_chain.pathOf(name.c_str());
         errno = error;
-        throwFileError("cannot delete", path);
+        basekit2::throw_file_error("cannot delete", path);
     }
 
     [[nodiscard]] bool isWanted(const std::string& name, int flags) {
         struct stat info {};
         if (::fstatat(m_chain.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW | flags) !=
             0) {
-            if (meansAbsent(errno)) {
+            if (basekit2::means_absent(errno)) {
                 return false;
             }
             fail(name);
@@ -112,7 +112,7 @@ private:
         return FileId(info) == *m_only;
     }
 
-    /// True when the entry is gone, by us or by somebody else.
+    /// True when the entry is gone, also when another process deleted it.
     bool unlink(const std::string& name, int flags) {
         if (::unlinkat(m_chain.descriptor(), name.c_str(), flags) == 0) {
             ++m_count;
@@ -159,7 +159,7 @@ descriptor_t openInside(const fs::path& inside, const fs::path& path) {
 std::uintmax_t removeEntry(descriptor_t parent, const fs::path& parentPath, const std::string& name,
                            const FileId* only) {
     if (!parent) {
-        throwFileError("cannot delete", name);
+        basekit2::throw_file_error("cannot delete", name);
     }
     return Remover(DirectoryChain(std::move(parent), parentPath.native()), name, only).run();
 }

@@ -7,9 +7,9 @@
 #include <algorithm>
 
 #include "../discovery/extensions.h"
-#include "../foundation/file_error.h"
 #include "../foundation/log.h"
 #include "basekit2/bag_io.h"
+#include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "directory_chain.h"
 #include "file_copier.h"
@@ -70,7 +70,7 @@ public:
         std::vector<std::string> subdirectories;
         m_open.emplace_back();
         try {
-            forEachEntry(m_source, [&](const DirectoryListing& entry) {
+            forEachEntry(m_source, [&](const basekit2::directory_listing_t& entry) {
                 goOnUnlessCancelled();
                 std::string name(entry.name());
                 if (basekit2::is_bag_temporary(name) || skipOnExport(name, m_request.exclusions)) {
@@ -135,7 +135,7 @@ private:
     void noteDestination() {
         struct stat info {};
         if (::fstat(m_target.descriptor(), &info) != 0) {
-            throwFileError("cannot look at", m_target.path());
+            basekit2::throw_file_error("cannot look at", m_target.path());
         }
         m_destination = FileId(info);
     }
@@ -144,7 +144,7 @@ private:
     void refuseDestination() {
         struct stat info {};
         if (::fstat(m_source.descriptor(), &info) != 0) {
-            throwFileError("cannot look at", m_source.path());
+            basekit2::throw_file_error("cannot look at", m_source.path());
         }
         if (FileId(info) == m_destination) {
             logError(eInvalidPath, m_source.path().c_str());
@@ -199,7 +199,7 @@ private:
             if (!basekit2::rename_exclusively(m_target.descriptor(), temporary.c_str(),
                                               wanted.c_str())) {
                 deleteFromTarget(temporary);
-                throwFileError("cannot make", m_target.pathOf(wanted.c_str()));
+                basekit2::throw_file_error("cannot make", m_target.pathOf(wanted.c_str()));
             }
         }
     }
@@ -211,7 +211,7 @@ private:
     }
 
     void deleteFromTarget(const std::string& name) {
-        const KeptErrno kept;
+        const basekit2::kept_errno_t kept;
         ::unlinkat(m_target.descriptor(), name.c_str(), 0);
     }
 
@@ -219,7 +219,7 @@ private:
     void makeLike(const std::string& name) {
         struct stat info {};
         if (::fstatat(m_source.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            throwFileError("cannot look at", m_source.pathOf(name.c_str()));
+            basekit2::throw_file_error("cannot look at", m_source.pathOf(name.c_str()));
         }
         // Its owner must be able to fill it, and to delete it again.
         constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
@@ -228,12 +228,12 @@ private:
             if (errno == EEXIST && isDirectoryInTarget(name)) {
                 throw CopyEnded();
             }
-            throwFileError("cannot make", m_target.pathOf(name.c_str()));
+            basekit2::throw_file_error("cannot make", m_target.pathOf(name.c_str()));
         }
     }
 
     [[nodiscard]] bool isDirectoryInTarget(const std::string& name) const {
-        const KeptErrno kept;
+        const basekit2::kept_errno_t kept;
         struct stat info {};
         const bool found = ::fstatat(m_target.descriptor(), name.c_str(), &info, 0) == 0;
         return found && S_ISDIR(info.st_mode);
@@ -242,11 +242,13 @@ private:
     bool enterBoth(const std::string& name) {
         try {
             if (!m_target.enter(name.c_str())) {
-                throwFileError("cannot open the directory", m_target.pathOf(name.c_str()));
+                basekit2::throw_file_error("cannot open the directory",
+                                           m_target.pathOf(name.c_str()));
             }
             if (!m_source.enter(name.c_str())) {
                 leaveTarget();
-                throwFileError("cannot list the directory", m_source.pathOf(name.c_str()));
+                basekit2::throw_file_error("cannot list the directory",
+                                           m_source.pathOf(name.c_str()));
             }
         } catch (const boost::system::system_error& e) {
             failWith(e);
@@ -257,7 +259,7 @@ private:
     }
 
     void leaveTarget() {
-        const KeptErrno kept;
+        const basekit2::kept_errno_t kept;
         m_target.leave();
     }
 
@@ -281,7 +283,7 @@ void requireFreeMarkerName(const TreeCopyRequest& request) {
         errno = EEXIST;
     }
     if (errno != ENOENT) {
-        throwFileError("the marker file cannot be called like", taken);
+        basekit2::throw_file_error("the marker file cannot be called like", taken);
     }
 }
 
@@ -290,7 +292,7 @@ bool copyTree(const TreeCopyRequest& request, descriptor_t destination) {
     descriptor_t source(
         ::open(request.source.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
     if (!source) {
-        throwFileError("cannot list the directory", request.source);
+        basekit2::throw_file_error("cannot list the directory", request.source);
     }
     return TreeCopier(request, std::move(source), std::move(destination)).run();
 }

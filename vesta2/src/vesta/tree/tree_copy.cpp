@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "../foundation/file_error.h"
 #include "../foundation/log.h"
 #include "basekit2/descriptor.h"
+#include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "tree_copier.h"
 #include "vesta2/names.h"
@@ -26,7 +26,7 @@ bool copyDirectoryWithExlusionPattern(fs::path source, fs::path destination,
         descriptor_t target(
             ::open(destination.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
         if (!target) {
-            throwFileError("cannot open the directory", destination);
+            basekit2::throw_file_error("cannot open the directory", destination);
         }
         return copyTree({source, destination, patterns, progress}, std::move(target));
     } catch (const boost::system::system_error& e) {
@@ -49,7 +49,7 @@ bool removeFiles(const basekit2::path_t& directory, const std::string& suffix) {
     try {
         for (const basekit2::path_t& file : basekit2::find_files(directory, "*" + suffix, true)) {
             if (!basekit2::remove_file(file)) {
-                throwFileError("cannot delete", file.text());
+                basekit2::throw_file_error("cannot delete", file.text());
             }
         }
         return true;

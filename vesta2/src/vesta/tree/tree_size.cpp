@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "../foundation/file_error.h"
+#include "basekit2/file_error.h"
 #include "directory_chain.h"
 #include "level_listing.h"
 #include "tree_walk.h"
@@ -35,7 +35,7 @@ public:
     std::vector<std::string> list() {
         std::vector<std::string> subdirectories;
         try {
-            forEachEntry(m_chain, [&](const DirectoryListing& entry) {
+            forEachEntry(m_chain, [&](const basekit2::directory_listing_t& entry) {
                 const unsigned char kind = entry.kind();
                 if (kind == DT_DIR) {
                     subdirectories.emplace_back(entry.name());
@@ -74,7 +74,7 @@ std::uint64_t sumOverFiles(const fs::path& directory, const Measure& measure) {
 std::uint64_t sizeOf(int directory, const char* name) {
     struct stat info {};
     if (::fstatat(directory, name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-        throwFileError("cannot look at", name);
+        basekit2::throw_file_error("cannot look at", name);
     }
     return static_cast<std::uint64_t>(info.st_size);
 }

@@ -12,14 +12,14 @@
 
 #include "basekit2/descriptor.h"
 
-namespace vesta2 {
+namespace basekit2 {
 
-class DirectoryListing {
+class directory_listing_t {
 public:
     /// Throws `boost::filesystem::filesystem_error` when the directory cannot be opened.
-    explicit DirectoryListing(boost::filesystem::path directory);
+    explicit directory_listing_t(boost::filesystem::path directory);
     /// Of a directory that is open already; `directory` is how its entries are named.
-    DirectoryListing(boost::filesystem::path directory, basekit2::descriptor_t descriptor);
+    directory_listing_t(boost::filesystem::path directory, descriptor_t descriptor);
 
     /// On to the next entry ("." and ".." are left out); false at the end. Throws as the
     /// constructor.
@@ -35,25 +35,25 @@ public:
     /// cannot be told.
     [[nodiscard]] unsigned char kind() const;
     /// What the entry is; of a symbolic link, what it leads to. Throws when that cannot be told.
-    [[nodiscard]] bool isDirectory() const { return targetKind() == DT_DIR; }
-    [[nodiscard]] bool isRegularFile() const { return targetKind() == DT_REG; }
+    [[nodiscard]] bool is_directory() const { return target_kind() == DT_DIR; }
+    [[nodiscard]] bool is_regular_file() const { return target_kind() == DT_REG; }
     /// Whether the entry itself is a regular file, and no link to one.
-    [[nodiscard]] bool isPlainFile() const { return m_entry->d_type == DT_REG; }
+    [[nodiscard]] bool is_plain_file() const { return m_entry->d_type == DT_REG; }
     /// Whether `error`, raised by a look at this entry or into it, says nothing of the others: it
     /// has just gone, or this process may not look at it, while it may look at the rest.
-    [[nodiscard]] bool concernsEntryAlone(const boost::filesystem::filesystem_error& error) const;
+    [[nodiscard]] bool concerns_entry_alone(const boost::filesystem::filesystem_error& error) const;
 
 private:
-    [[nodiscard]] unsigned char lookUp(int flags) const;
-    [[nodiscard]] unsigned char targetKind() const;
+    [[nodiscard]] unsigned char look_up(int flags) const;
+    [[nodiscard]] unsigned char target_kind() const;
 
-    struct Closer {
+    struct closer_t {
         void operator()(DIR* stream) const { ::closedir(stream); }
     };
 
     boost::filesystem::path m_directory;
-    std::unique_ptr<DIR, Closer> m_stream;
+    std::unique_ptr<DIR, closer_t> m_stream;
     const dirent* m_entry = nullptr;
 };
 
-}  // namespace vesta2
+}  // namespace basekit2

@@ -1,24 +1,23 @@
-#include "directory_listing.h"
+#include "basekit2/directory_listing.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
-#include "file_checks.h"
-#include "file_error.h"
+#include "basekit2/file_error.h"
 
-namespace vesta2 {
+namespace basekit2 {
 
 namespace fs = boost::filesystem;
 
 namespace {
 
 [[noreturn]] void fail(const fs::path& directory) {
-    throwFileError("cannot list the directory", directory);
+    throw_file_error("cannot list the directory", directory);
 }
 
-DIR* openDirectory(const fs::path& directory) {
+DIR* open_directory(const fs::path& directory) {
     DIR* stream = nullptr;
     do {
         stream = ::opendir(directory.c_str());
@@ -28,14 +27,14 @@ DIR* openDirectory(const fs::path& directory) {
 
 }  // namespace
 
-DirectoryListing::DirectoryListing(fs::path directory)
-    : m_directory(std::move(directory)), m_stream(openDirectory(m_directory)) {
+directory_listing_t::directory_listing_t(fs::path directory)
+    : m_directory(std::move(directory)), m_stream(open_directory(m_directory)) {
     if (!m_stream) {
         fail(m_directory);
     }
 }
 
-DirectoryListing::DirectoryListing(fs::path directory, basekit2::descriptor_t descriptor)
+directory_listing_t::directory_listing_t(fs::path directory, descriptor_t descriptor)
     : m_directory(std::move(directory)), m_stream(::fdopendir(descriptor.get())) {
     if (!m_stream) {
         fail(m_directory);
@@ -43,7 +42,7 @@ DirectoryListing::DirectoryListing(fs::path directory, basekit2::descriptor_t de
     static_cast<void>(descriptor.release());
 }
 
-bool DirectoryListing::next() {
+bool directory_listing_t::next() {
     do {
         errno = 0;
         m_entry = ::readdir(m_stream.get());
@@ -54,7 +53,7 @@ bool DirectoryListing::next() {
     return m_entry != nullptr;
 }
 
-std::string DirectoryListing::path() const {
+std::string directory_listing_t::path() const {
     const std::string& directory = m_directory.native();
     std::string path;
     path.reserve(directory.size() + 1 + name().size());
@@ -65,30 +64,31 @@ std::string DirectoryListing::path() const {
     return path.append(name());
 }
 
-unsigned char DirectoryListing::lookUp(int flags) const {
+unsigned char directory_listing_t::look_up(int flags) const {
     struct stat info {};
     if (::fstatat(descriptor(), m_entry->d_name, &info, flags) == 0) {
         return static_cast<unsigned char>(IFTODT(info.st_mode));
     }
-    if (!meansAbsent(errno)) {
-        throwFileError("cannot look at", path());
+    if (!means_absent(errno)) {
+        throw_file_error("cannot look at", path());
     }
     return DT_UNKNOWN;
 }
 
-unsigned char DirectoryListing::kind() const {
-    return m_entry->d_type == DT_UNKNOWN ? lookUp(AT_SYMLINK_NOFOLLOW) : m_entry->d_type;
+unsigned char directory_listing_t::kind() const {
+    return m_entry->d_type == DT_UNKNOWN ? look_up(AT_SYMLINK_NOFOLLOW) : m_entry->d_type;
 }
 
-unsigned char DirectoryListing::targetKind() const {
-    return m_entry->d_type == DT_UNKNOWN || m_entry->d_type == DT_LNK ? lookUp(0) : m_entry->d_type;
+unsigned char directory_listing_t::target_kind() const {
+    return m_entry->d_type == DT_UNKNOWN || m_entry->d_type == DT_LNK ? look_up(0)
+                                                                      : m_entry->d_type;
 }
 
-bool DirectoryListing::concernsEntryAlone(const fs::filesystem_error& error) const {
+bool directory_listing_t::concerns_entry_alone(const fs::filesystem_error& error) const {
     struct stat info {};
-    return meansAbsent(error.code().value()) ||
+    return means_absent(error.code().value()) ||
            (error.code() == boost::system::errc::permission_denied &&
             ::fstatat(descriptor(), ".", &info, 0) == 0);
 }
 
-}  // namespace vesta2
+}  // namespace basekit2
