@@ -44,7 +44,9 @@ GroupLook lookAtGroup(const std::string& path) {
 }
 
 sptr_t<INodeGroup> INodeGroup::open(const char* path) {
-    if (!setStatus(path && *path ? eOK : eParameterError)) {
+    const bool isGiven = path && *path;
+    setStatus(isGiven ? eOK : eParameterError);
+    if (!isGiven) {
         return {};
     }
     const GroupLook look = lookAtGroup(path);
