@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "base/text.h"
@@ -25,7 +26,7 @@ void draw(const std::string& text) {
 }
 
 std::string duration(double time) {
-    const auto whole = static_cast<std::int64_t>(time + 0.5);
+    const std::int64_t whole = std::llround(time);
     return whole < 3600 ? fmt::format("{}:{:02}", whole / 60, whole % 60)
                         : fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
 }
