@@ -1,3 +1,5 @@
+#include <sys/utsname.h>
+
 #include <cerrno>
 
 #include "basekit2/bag_io.h"
@@ -68,6 +70,12 @@ TEST(Names, AreValidated) {
     }
     EXPECT_EQ(validateFileName(std::string(100'000, 'a').c_str()), eOK);
     EXPECT_EQ(getStatus(), eFileLocked);
+}
+
+TEST(Names, HostIsTheKernels) {
+    utsname kernel{};
+    ASSERT_EQ(::uname(&kernel), 0);
+    EXPECT_EQ(getFQDN(), kernel.nodename);
 }
 
 TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {
