@@ -41,6 +41,13 @@ TEST_F(FlagsTest, OneProcessClaimsAFlagOnceAndLeavesItsRecord) {
     EXPECT_EQ(first.back(), '\0');
     writeFile("r000/foreign.dflgzentor", "");
     EXPECT_EQ(m_result->removeFlag("foreign", false), eNotOwner);
+    writeFile("r000/unlocked.infozentor", "");
+    std::string names;
+    for (const util::FlagLook& look : util::lookAtFlags("r000")) {
+        names += look.name() + " ";
+    }
+    EXPECT_EQ(names, "busy foreign unlocked ");
+    EXPECT_TRUE(m_result->clearFlag("unlocked", true));
     EXPECT_TRUE(m_result->clearFlag("foreign", true));
     EXPECT_TRUE(m_result->clearFlag("busy", false));
     EXPECT_EQ(entries("r000"), "r000.zentor");

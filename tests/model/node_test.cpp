@@ -5,6 +5,7 @@
 #include <random>
 
 #include "script_test.h"
+#include "vesta/model/marker_io.h"
 
 namespace {
 
@@ -34,6 +35,12 @@ TEST_F(NodeTest, MarkersAreMadeUnderTheNameOfTheirDirectoryAndEditedOnDisk) {
     EXPECT_EQ(createDefaultMarkerFile(at("r000"), "own.zentor", edited), eOK);
     EXPECT_EQ(createDefaultMarkerFile(at("none"), ".zentor", bag), eUnknown);
     EXPECT_EQ(getStatus(), eFileLocked) << "it is told by the result alone";
+    // Somebody may have found, and repaired, the new directory before its marker file was there.
+    EXPECT_EQ(createDefaultMarkerFile(at("r000"), "first.zentor", {}), eOK);
+    for (const auto code : {eOK, eAlreadyExists}) {
+        EXPECT_EQ(writeFirstMarkerFile(at("r000/first.zentor"), code == eOK ? bag : edited), code);
+        EXPECT_EQ(load("r000/first.zentor"), bag);
+    }
     for (const char* marker : {"r000/own.zentor", "r000/r000.zentor"}) {
         const auto before = stampOf(marker);
         const bool isEdited = load(marker) == edited;
