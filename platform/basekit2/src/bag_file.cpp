@@ -118,13 +118,22 @@ private:
     bool m_exists;
 };
 
-/// The directory that holds, or will hold, the file at `path`.
-descriptor_t open_directory_of(const path_t& path) {
-    const path_t parent = path.parent();
-    const char* name = parent.text().empty() ? "." : parent.c_str();
+descriptor_t open_directory(const path_t& path) {
+    const char* name = path.text().empty() ? "." : path.c_str();
     return descriptor_t(
         uninterrupted([name] { return ::open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
 }
+
+/// Where a file is, or will be.
+struct place_t {
+    explicit place_t(const path_t& path)
+        : name(path.last_component()), directory(open_directory(path.parent())) {}
+
+    explicit operator bool() const { return directory && !name.empty(); }
+
+    const std::string name;
+    const descriptor_t directory;
+};
 
 bool flush_directory(int directory) {
     // Some file systems have nothing to flush for a directory, and say so.
@@ -134,13 +143,13 @@ bool flush_directory(int directory) {
 /// Replaces the file at `target`, or the one that a symbolic link there leads to after at most
 /// `links` others.
 bool replace_file(const path_t& target, std::string_view text, durability_t durability, int links) {
-    const std::string name(target.last_component());
-    const descriptor_t directory = open_directory_of(target);
-    if (!directory || name.empty()) {
+    const place_t place(target);
+    if (!place) {
         return false;
     }
+    const int directory = place.directory.get();
     struct stat old {};
-    const bool replaces = ::fstatat(directory.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool replaces = ::fstatat(directory, place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
     if (replaces && S_ISLNK(old.st_mode)) {
         return links > 0 &&
                replace_file(path_t(target_of(target.text())), text, durability, links - 1);
@@ -149,36 +158,34 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
         return false;
     }
     const bool lasting = replaces || durability == durability_t::lasting;
-    temporary_file_t file(directory.get());
+    temporary_file_t file(directory);
     return file.fill(text, replaces ? &old : nullptr) && (!lasting || file.flush()) &&
-           file.rename_to(name) && (!lasting || flush_directory(directory.get()));
+           file.rename_to(place.name) && (!lasting || flush_directory(directory));
 }
 
 /// Makes the file at `target`.
 int create_file(const path_t& target, std::string_view text, durability_t durability) {
-    const std::string name(target.last_component());
-    const descriptor_t directory = open_directory_of(target);
-    if (!directory || name.empty()) {
+    const place_t place(target);
+    if (!place) {
         return bag_unwritable;
     }
-    temporary_file_t file(directory.get());
+    temporary_file_t file(place.directory.get());
     const bool lasting = durability == durability_t::lasting;
     if (!file.fill(text, nullptr) || (lasting && !file.flush())) {
         return bag_unwritable;
     }
-    if (!file.rename_to_new(name)) {
+    if (!file.rename_to_new(place.name)) {
         return errno == EEXIST ? bag_exists : bag_unwritable;
     }
-    return !lasting || flush_directory(directory.get()) ? bag_ok : bag_unwritable;
+    return !lasting || flush_directory(place.directory.get()) ? bag_ok : bag_unwritable;
 }
 
 /// Puts `text`, that of `bag`, where an empty bag is. What comes out by the swap tells whether it
 /// was; else it goes back, and so does what another process saves before that.
 int fill_file(const path_t& target, const variant_bag_t& bag, std::string_view text) {
-    const std::string name(target.last_component());
-    const descriptor_t directory = open_directory_of(target);
-    temporary_file_t file(directory.get());
-    if (!file.fill(text, nullptr) || !file.swap_with(name)) {
+    const place_t place(target);
+    temporary_file_t file(place.directory.get());
+    if (!file.fill(text, nullptr) || !file.swap_with(place.name)) {
         return bag_unwritable;
     }
     const std::string out = target.parent().join(file.name()).text();
@@ -186,8 +193,9 @@ int fill_file(const path_t& target, const variant_bag_t& bag, std::string_view t
     if (load_variant_bag(found, out, "") == bag_ok && found.empty()) {
         return bag_ok;
     }
-    if (file.swap_with(name) && !(load_variant_bag(found, out, "") == bag_ok && found == bag)) {
-        file.swap_with(name);
+    if (file.swap_with(place.name) &&
+        !(load_variant_bag(found, out, "") == bag_ok && found == bag)) {
+        file.swap_with(place.name);
     }
     return bag_exists;
 }
@@ -203,10 +211,6 @@ int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const c
         return result;
     }
     return replace_file(path_t(path), text, durability, links) ? bag_ok : bag_unwritable;
-}
-
-int save_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {
-    return save_variant_bag2(bag, path, default_root, durability);
 }
 
 int create_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {
@@ -226,7 +230,7 @@ int fill_variant_bag(const variant_bag_t& bag, const std::string& path) {
 }
 
 int read_bag_text(const std::string& path, std::string& text) {
-    if (read_file(path, max_bytes, text)) {
+    if (read_file(path, max_bag_bytes, text)) {
         return bag_ok;
     }
     return errno == ENOENT || errno == ENOTDIR ? bag_absent
@@ -260,8 +264,6 @@ std::string make_bag_temporary() {
            std::to_string(random);
 }
 
-bool is_bag_temporary(std::string_view name) {
-    return name.substr(0, temporary_prefix.size()) == temporary_prefix;
-}
+bool is_bag_temporary(std::string_view name) { return name.starts_with(temporary_prefix); }
 
 }  // namespace basekit2

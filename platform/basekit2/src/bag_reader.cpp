@@ -23,12 +23,12 @@ bool append_reference(std::string& out, std::string_view name) {
             return true;
         }
     }
-    const bool hex = name.substr(0, 2) == "#x";
+    const bool hex = name.starts_with("#x");
     const std::string_view digits = name.substr(name.empty() ? 0 : hex ? 2 : 1);
     std::uint32_t character = 0;
     const auto [end, error] =
         std::from_chars(digits.data(), digits.data() + digits.size(), character, hex ? 16 : 10);
-    if (name.substr(0, 1) != "#" || error != std::errc() || end != digits.data() + digits.size() ||
+    if (!name.starts_with('#') || error != std::errc() || end != digits.data() + digits.size() ||
         character >= invalid_byte) {
         return false;
     }
@@ -60,7 +60,7 @@ template <class Integer>
 std::optional<variant_t> to_number(std::string_view text) {
     Integer value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    const std::size_t first_digit = text.substr(0, 1) == "-" ? 1 : 0;
+    const std::size_t first_digit = text.starts_with('-') ? 1 : 0;
     const bool leading_zero = text.substr(first_digit, 1) == "0" && text.size() > 1;
     if (error != std::errc() || end != text.data() + text.size() || leading_zero) {
         return std::nullopt;
@@ -96,12 +96,12 @@ public:
     }
 
     [[nodiscard]] int failure() const {
-        return m_values > max_values ? bag_too_large : bag_malformed;
+        return m_values > max_bag_values ? bag_too_large : bag_malformed;
     }
 
 private:
     bool take(std::string_view word) {
-        const bool found = m_rest.substr(0, word.size()) == word;
+        const bool found = m_rest.starts_with(word);
         m_rest.remove_prefix(found ? word.size() : 0);
         return found;
     }
@@ -188,13 +188,13 @@ private:
     }
 
     bool take_entries(const tag_t& parent, variant_bag_t& bag, std::size_t level) {
-        if (level > max_levels) {
+        if (level > max_bag_levels) {
             return false;
         }
         if (parent.ends_itself) {
             return true;
         }
-        for (take_white(); m_rest.substr(0, 2) != "</"; take_white()) {
+        for (take_white(); !m_rest.starts_with("</"); take_white()) {
             if (!take_entry(bag, level)) {
                 return false;
             }
@@ -204,7 +204,7 @@ private:
 
     bool take_entry(variant_bag_t& bag, std::size_t level) {
         std::optional<tag_t> tag = take_tag();
-        if (!tag || !tag->name || tag->version || ++m_values > max_values) {
+        if (!tag || !tag->name || tag->version || ++m_values > max_bag_values) {
             return false;
         }
         std::optional<std::string> name = unescape(std::move(tag->name), tag->escaped);
@@ -267,7 +267,7 @@ private:
 
 int load_variant_bag_from_string(variant_bag_t& bag, std::string_view text, const char* root) {
     bag.clear();
-    if (text.size() > max_bytes) {
+    if (text.size() > max_bag_bytes) {
         return bag_too_large;
     }
     reader_t reader(text);

@@ -12,11 +12,6 @@
 
 namespace basekit2 {
 
-inline constexpr std::size_t max_levels = 64;
-inline constexpr std::size_t max_bytes = std::size_t{16} << 20;
-/// A value takes more memory than its text, which may be as short as "<bag n='a'/>".
-inline constexpr std::size_t max_values = std::size_t{1} << 18;
-
 /// How many bytes at the front of `text` are the name of an element or an attribute.
 inline std::size_t name_length(std::string_view text) {
     std::size_t length = 0;

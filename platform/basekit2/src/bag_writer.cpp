@@ -34,10 +34,12 @@ class writer_t {
 public:
     explicit writer_t(std::string& out) : m_out(out) {}
 
-    [[nodiscard]] int result() const { return m_out.size() > max_bytes ? bag_too_large : m_result; }
+    [[nodiscard]] int result() const {
+        return m_out.size() > max_bag_bytes ? bag_too_large : m_result;
+    }
 
     void write_entries(const variant_bag_t& bag, std::size_t level) {
-        if (level > max_levels) {
+        if (level > max_bag_levels) {
             m_result = bag_malformed;
         }
         for (const variant_bag_t::entry_t& entry : bag) {
@@ -52,7 +54,7 @@ private:
     void write_entry(const variant_bag_t::entry_t& entry, std::size_t level) {
         const variant_t& value = entry.value;
         const char* element = element_name(value.kind());
-        if (!element || ++m_values > max_values) {
+        if (!element || ++m_values > max_bag_values) {
             m_result = element ? bag_too_large : bag_malformed;
             return;
         }
@@ -76,7 +78,7 @@ private:
     }
 
     void write_text(std::string_view text, bool escaped) {
-        if (text.size() > max_bytes) {
+        if (text.size() > max_bag_bytes) {
             m_result = bag_too_large;
         } else if (escaped) {
             write_escaped(text);
@@ -86,7 +88,7 @@ private:
     }
 
     void write_escaped(std::string_view text) {
-        while (!text.empty() && m_out.size() <= max_bytes) {
+        while (!text.empty() && m_out.size() <= max_bag_bytes) {
             const std::string_view before = text;
             const bool in_hex = needs_escape(next_character(text));
             const std::string_view character = before.substr(0, before.size() - text.size());
@@ -108,7 +110,7 @@ private:
     }
 
     void write_markup(std::string_view text) {
-        while (m_out.size() <= max_bytes) {
+        while (m_out.size() <= max_bag_bytes) {
             const std::size_t plain = std::min(text.find_first_of("&<>\""), text.size());
             m_out.append(text.substr(0, plain));
             if (plain == text.size()) {

@@ -15,7 +15,7 @@ std::string find() {
         return {};
     }
     const path_t directory = path_t(info.dli_fname).parent();
-    if (directory.text().substr(0, 1) == "/") {
+    if (directory.text().starts_with('/')) {
         return directory.text();
     }
     boost::system::error_code error;

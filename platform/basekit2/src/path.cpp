@@ -117,12 +117,7 @@ bool path_t::match(std::string_view pattern) const {
     if (pattern.find_first_of("*?[") != std::string_view::npos) {
         return match_wildcards(decode(pattern), decode(m_text));
     }
-    const std::string_view text = m_text;
-    if (!pattern.empty() && pattern.front() == '.') {
-        return text.size() >= pattern.size() &&
-               text.substr(text.size() - pattern.size()) == pattern;
-    }
-    return text == pattern;
+    return pattern.starts_with('.') ? m_text.ends_with(pattern) : m_text == pattern;
 }
 
 void path_t::readonly(const path_t& path, bool* isReadOnly, bool* failed, unsigned modeMask) {

@@ -1,7 +1,5 @@
 #pragma once
 /// Which names the shared library exports.
-///
-/// Macros: they say nothing about threads.
 
 /// Marks what is exported; everything else is hidden.
 #define VESTA2_API __attribute__((visibility("default")))

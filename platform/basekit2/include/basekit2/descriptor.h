@@ -1,4 +1,7 @@
 #pragma once
+/// An open file descriptor, owned.
+///
+/// For one thread at a time.
 
 #include <unistd.h>
 
@@ -6,9 +9,10 @@
 
 namespace basekit2 {
 
-/// Owns a file descriptor and closes it; -1 is none.
+/// Closes what it owns at its end; -1 is none. Layout: one number.
 class descriptor_t {
 public:
+    /// Takes `fd` over.
     explicit descriptor_t(int fd = -1) noexcept : m_fd(fd) {}
     descriptor_t(descriptor_t&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
     descriptor_t& operator=(descriptor_t&& other) noexcept {
@@ -17,11 +21,14 @@ public:
     }
     ~descriptor_t() { close(); }
 
+    /// Returns: the descriptor, which stays owned; -1 for none.
     [[nodiscard]] int get() const noexcept { return m_fd; }
     explicit operator bool() const noexcept { return m_fd >= 0; }
     /// Gives the descriptor up to the caller.
+    /// Returns: the descriptor; -1 for none.
     [[nodiscard]] int release() noexcept { return std::exchange(m_fd, -1); }
-    /// False when the kernel reports that something written before was lost.
+    /// Closes what is owned, if anything.
+    /// Returns: false, with `errno`, when the kernel reports that something written was lost.
     bool close() noexcept {
         const int fd = release();
         return fd < 0 || ::close(fd) == 0;

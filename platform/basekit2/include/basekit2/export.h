@@ -1,4 +1,5 @@
 #pragma once
+/// Which names the shared library exports.
 
-/// Marks what the shared library exports; everything else is hidden.
+/// Marks what is exported; everything else is hidden.
 #define BASEKIT2_API __attribute__((visibility("default")))

@@ -1,11 +1,14 @@
 #pragma once
 /// An iterator whose implementation is chosen at run time.
+///
+/// One iterator is for one thread at a time; clones may be used by different threads when the
+/// handler says so.
 
 #include "basekit2/export.h"
 
 namespace basekit2 {
 
-/// What an implementation of `generic_iterator_t` provides. `destroy` ends its life.
+/// What an implementation of `generic_iterator_t` provides.
 template <class T>
 class iterator_handler_t {
 public:
@@ -17,22 +20,29 @@ public:
     iterator_handler_t& operator=(const iterator_handler_t&) = delete;
     virtual ~iterator_handler_t() = default;
 
+    /// Returns: whether there is no current element.
     [[nodiscard]] virtual bool at_end() const = 0;
-    /// The element at the cursor; a default value at the end.
+    /// Returns: the element at the cursor; a default value at the end.
     [[nodiscard]] virtual T current() const = 0;
+    /// Moves on to the next element; does nothing at the end.
     virtual void next() = 0;
-    /// A second iterator at the same place, which moves on its own.
+    /// Makes a second iterator at the same place, which moves on its own.
+    /// Returns: a new handler. Lifetime: until its `destroy`.
     [[nodiscard]] virtual iterator_handler_t* clone() const = 0;
+    /// Ends the life of this handler.
     virtual void destroy() = 0;
 
-    /// Back to the first element; false when that is not supported.
+    /// Moves back to the first element.
+    /// Returns: false when that is not supported.
     virtual bool reset() { return false; }
+    /// Returns: a sum of `caps_t`.
     [[nodiscard]] virtual unsigned supported_caps() const { return cap_forward_only; }
-    /// One element back; false when that is not supported.
+    /// Moves one element back.
+    /// Returns: false when that is not supported.
     virtual bool prev() { return false; }
 };
 
-/// Owns a handler; copying clones it. For one thread at a time.
+/// Owns a handler; copying clones it. Layout: one pointer.
 template <class T>
 class generic_iterator_t {
 public:
@@ -54,6 +64,8 @@ public:
             m_handler->destroy();
         }
     }
+
+    // As of the handler; without one, at the end.
 
     [[nodiscard]] bool at_end() const { return !m_handler || m_handler->at_end(); }
     [[nodiscard]] T current() const { return m_handler ? m_handler->current() : T(); }

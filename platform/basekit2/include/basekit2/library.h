@@ -1,4 +1,7 @@
 #pragma once
+/// Where this library is.
+///
+/// Safe from any thread.
 
 #include <string>
 
@@ -6,10 +9,11 @@
 
 namespace basekit2 {
 
-/// The directory of the file that holds this code, as a full path: the shared library, once it is
-/// linked. Found when the library is loaded, since the loader may know it by a path that is
-/// relative to the directory in which the process was then. Empty when it cannot be told. Lives as
-/// long as the process.
+/// Tells the directory of the file that holds this code: the shared library. It is found when the
+/// library is loaded, since the loader may know it by a path that is relative to the working
+/// directory of that moment.
+/// Returns: a full path; empty when it cannot be told.
+/// Lifetime: the process.
 BASEKIT2_API const std::string& library_directory();
 
 }  // namespace basekit2

@@ -1,5 +1,7 @@
 #pragma once
-/// The MD5 digest, as a checksum that tells whether a file changed (not as protection).
+/// The MD5 digest, as a checksum that tells whether a file changed; it is no protection.
+///
+/// One object is for one thread at a time.
 
 #include <memory>
 #include <string>
@@ -9,7 +11,7 @@
 
 namespace basekit2 {
 
-/// Not safe for use by two threads at once.
+/// A digest that grows with what is added. Layout: one pointer.
 class BASEKIT2_API md5_t {
 public:
     md5_t();
@@ -17,8 +19,10 @@ public:
     md5_t(const md5_t&) = delete;
     md5_t& operator=(const md5_t&) = delete;
 
+    /// Adds `bytes`.
     void update(std::string_view bytes);
-    /// 32 lower-case hexadecimal digits. Ends the digest: nothing may be added afterwards.
+    /// Ends the digest: nothing may be added afterwards.
+    /// Returns: 32 lower-case hexadecimal digits.
     [[nodiscard]] std::string get_digest_base16();
 
 private:

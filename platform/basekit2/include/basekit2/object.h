@@ -3,6 +3,9 @@
 ///
 /// An object begins with a count of 0; the first handle makes it 1. The release that brings the
 /// count back to 0 destroys the object.
+///
+/// One handle is for one thread at a time. Two handles on one object may be used by two threads
+/// when the object's counter allows that.
 
 #include <atomic>
 #include <cstddef>
@@ -17,11 +20,13 @@ namespace basekit2 {
 /// Base of every reference-counted interface.
 class BASEKIT2_API object_interface_t {
 public:
-    /// Adds a reference; returns the new count.
+    /// Adds a reference.
+    /// Returns: the new count.
     virtual unsigned add_ref() const = 0;
-    /// Drops a reference; returns the new count, 0 when the object is gone.
+    /// Drops a reference.
+    /// Returns: the new count; 0 when the object is gone.
     virtual unsigned release() const = 0;
-    /// The concrete class of the object.
+    /// Returns: the concrete class of the object. Lifetime: the process.
     [[nodiscard]] virtual const std::type_info& get_type() const;
     virtual ~object_interface_t();
 
@@ -32,9 +37,10 @@ protected:
     object_interface_t() = default;
 };
 
-/// A counter that several threads may use at once.
+/// A counter that several threads may use at once. Layout: one number.
 class mt_ref_count_impl_t {
 public:
+    /// Returns: the new count; so does `decrement`.
     unsigned increment() const noexcept {
         return m_count.fetch_add(1, std::memory_order_relaxed) + 1;
     }
@@ -63,9 +69,7 @@ private:
     Count m_references;
 };
 
-/// Intrusive handle: copying it calls `add_ref`, destroying it `release`.
-/// One handle is not safe to use from two threads at once; two handles on one object are, when the
-/// object's counter is.
+/// Intrusive handle: copying it calls `add_ref`, destroying it `release`. Layout: one pointer.
 template <class T>
 class sptr_t {
 public:
@@ -75,7 +79,7 @@ public:
     explicit sptr_t(T* object) : m_object(object) { acquire(); }
     sptr_t(const sptr_t& other) : m_object(other.m_object) { acquire(); }
     sptr_t(sptr_t&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
-    /// From a handle on a derived class.
+    /// Takes a reference of its own through a handle on a derived class.
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     sptr_t(const sptr_t<U>& other) : m_object(other.get()) {
         acquire();
@@ -93,9 +97,10 @@ public:
 
     /// Drops the reference; the handle is empty afterwards.
     void reset() { sptr_t().swap(*this); }
+    /// Exchanges the objects; no count changes.
     void swap(sptr_t& other) noexcept { std::swap(m_object, other.m_object); }
 
-    /// The object, or null. It lives at least as long as this handle holds it.
+    /// Returns: the object, or null. Lifetime: at least as long as this handle holds it.
     [[nodiscard]] T* get() const noexcept { return m_object; }
     T* operator->() const noexcept { return m_object; }
     T& operator*() const noexcept { return *m_object; }

@@ -31,6 +31,8 @@ public:
     /// Returns: copies of the strings.
     operator std::vector<std::string>() const { return {begin(), end()}; }
 
+    // As of a constant vector. Lifetime: of the strings.
+
     [[nodiscard]] bool empty() const noexcept { return m_count == 0; }
     [[nodiscard]] std::size_t size() const noexcept { return m_count; }
     [[nodiscard]] const_iterator begin() const noexcept { return m_first; }

@@ -1,11 +1,15 @@
 #pragma once
+/// System calls that a signal may interrupt.
+///
+/// Safe from any thread.
 
 #include <cerrno>
 
 namespace basekit2 {
 
-/// The result of the system call that `call` makes; it is made again while a signal interrupts it.
-/// Not for `close`, which has let go of its descriptor all the same.
+/// Makes the system call that is in `call`, again while a signal interrupts it. Not for `close`:
+/// that has closed its descriptor even when it was interrupted.
+/// Returns: the result of the call, with its `errno`.
 template <class Call>
 auto uninterrupted(Call call) {
     auto result = call();

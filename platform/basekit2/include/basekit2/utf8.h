@@ -1,5 +1,7 @@
 #pragma once
 /// Byte strings taken as UTF-8 that may be damaged.
+///
+/// Any thread may call any function.
 
 #include <cstdint>
 #include <string_view>
@@ -12,10 +14,12 @@ namespace basekit2 {
 inline constexpr std::uint32_t invalid_byte = 0x110000;
 
 /// As `next_character`, for a first byte that is not ASCII.
+/// Returns: a code point, or the value of a byte that is part of none.
 BASEKIT2_API std::uint32_t next_multibyte_character(std::string_view& text);
 
 /// Decodes the first character of `text`, which must not be empty, and removes it from `text`.
-/// Damage costs one byte.
+/// Of damaged text one byte is removed.
+/// Returns: the code point, or `invalid_byte` plus the byte.
 inline std::uint32_t next_character(std::string_view& text) {
     const auto first = static_cast<unsigned char>(text.front());
     if (first >= 0x80) {
@@ -25,7 +29,7 @@ inline std::uint32_t next_character(std::string_view& text) {
     return first;
 }
 
-/// Whether `text` is UTF-8 from end to end.
+/// Returns: whether `text` is UTF-8 from end to end.
 BASEKIT2_API bool is_utf8(std::string_view text);
 
 }  // namespace basekit2

@@ -1,8 +1,12 @@
 #pragma once
 /// Typed values and ordered bags of them.
 ///
-/// Values and bags are plain data: copying copies everything, and one bag must not be changed by
-/// one thread while another uses it.
+/// Plain data: copying copies everything, and one value or bag must not be changed by one thread
+/// while another uses it.
+///
+/// Layout: programs see of a bag one pointer, of an iterator one pointer, of a value one
+/// `std::variant` of these alternatives, whose own layout is fixed by the standard library's binary
+/// interface and is the same with its debug containers. Nothing of that will change.
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +25,7 @@ class variant_bag_t;
 /// One value: nothing, a number of 32 or 64 bits, a byte string, or a bag.
 class BASEKIT2_API variant_t {
 public:
-    /// In the order of the alternatives that are stored.
+    /// In the order of the alternatives that are stored; new ones come last.
     enum class kind_t { empty, int32, uint32, int64, uint64, str, bag };
 
     variant_t() noexcept;
@@ -39,21 +43,24 @@ public:
     variant_t& operator=(variant_t&& other) noexcept;
     ~variant_t();
 
+    /// Returns: which alternative is stored.
     [[nodiscard]] kind_t kind() const noexcept { return static_cast<kind_t>(m_value.index()); }
+    /// Returns: whether there is no value.
     [[nodiscard]] bool empty() const noexcept { return kind() == kind_t::empty; }
     [[nodiscard]] bool is_number() const noexcept {
         return kind() >= kind_t::int32 && kind() <= kind_t::uint64;
     }
 
-    /// The number as a signed 64-bit integer (an unsigned one keeps its bits); 0 for no number.
+    /// Returns: the number as a signed 64-bit integer (an unsigned one keeps its bits); 0 for
+    /// another kind.
     [[nodiscard]] std::int64_t to_int64() const noexcept;
-    /// The string, or null for another kind. Valid until this value changes.
+    /// Returns: the string; null for another kind. Lifetime: until this value changes.
     [[nodiscard]] const std::string* as_string() const noexcept;
-    /// The bag, or null for another kind. Valid until this value changes.
+    /// Returns: the bag; null for another kind. Lifetime: until this value changes.
     [[nodiscard]] const variant_bag_t* as_bag() const noexcept;
     [[nodiscard]] variant_bag_t* as_bag() noexcept;
 
-    /// Same kind and same content.
+    /// Returns: whether kind and content are the same.
     BASEKIT2_API friend bool operator==(const variant_t& a, const variant_t& b);
     friend bool operator!=(const variant_t& a, const variant_t& b) { return !(a == b); }
 
@@ -67,7 +74,7 @@ private:
 ///
 /// Lifetime: a pointer to a value stays valid until that value is replaced or removed, whatever
 /// else is put, and also when the bag is moved. An iterator is valid as long as its entry.
-/// Layout: one pointer. An empty bag has allocated nothing.
+/// An empty bag has allocated nothing.
 class BASEKIT2_API variant_bag_t {
     struct contents_t;
     struct deleter_t {
@@ -75,13 +82,13 @@ class BASEKIT2_API variant_bag_t {
     };
 
 public:
-    /// Layout: these two members, and no more.
+    /// A value and its name; it will have no other member.
     struct entry_t {
         std::string name;
         variant_t value;
     };
 
-    /// Walks forward over the entries. Layout: one pointer.
+    /// Walks forward over the entries, in the order of putting.
     class BASEKIT2_API const_iterator {
     public:
         using iterator_category = std::forward_iterator_tag;
@@ -124,18 +131,21 @@ public:
     /// Stores `value` under `name`; an existing value is replaced in its place. An empty value is
     /// no value: it removes the name, so that every value of a bag can be saved.
     void put(std::string_view name, variant_t value);
+    /// Returns: whether there is a value under `name`.
     [[nodiscard]] bool has(std::string_view name) const;
-    /// The value under `name`, or null.
+    /// Returns: the value under `name`, or null.
     [[nodiscard]] const variant_t* find(std::string_view name) const;
-    /// The value under `name`, or `fallback`.
+    /// Returns: a copy of the value under `name`, or of `fallback`.
     [[nodiscard]] variant_t get_variant(std::string_view name,
                                         const variant_t& fallback = variant_t()) const;
-    /// The bag under `name`, or null when there is no value or one of another kind.
+    /// Returns: the bag under `name`; null when there is no value or one of another kind.
     [[nodiscard]] const variant_bag_t* get_bag(std::string_view name) const;
     [[nodiscard]] variant_bag_t* get_bag(std::string_view name);
-    /// The bag under `name`; an empty one is put first when there is none.
+    /// Puts an empty bag under `name`, unless there is a bag; a value of another kind is replaced.
+    /// Returns: the bag under `name`.
     variant_bag_t& put_bag(std::string_view name);
-    /// Whether there was such a value to remove.
+    /// Removes the value under `name`.
+    /// Returns: whether there was one.
     bool remove(std::string_view name);
     void clear() noexcept;
 
@@ -144,7 +154,7 @@ public:
     [[nodiscard]] const_iterator begin() const noexcept;
     [[nodiscard]] const_iterator end() const noexcept { return const_iterator(); }
 
-    /// Same names with equal values, in the same order.
+    /// Returns: whether the names are the same, with equal values, in the same order.
     BASEKIT2_API friend bool operator==(const variant_bag_t& a, const variant_bag_t& b);
     friend bool operator!=(const variant_bag_t& a, const variant_bag_t& b) { return !(a == b); }
 

@@ -1,22 +1,26 @@
 #pragma once
-/// Progress and cancellation of a long operation. The caller implements it and owns the object; the
-/// operation calls it on the thread that it runs on.
+/// Progress and cancellation of a long operation.
+///
+/// The operation calls the object on the thread that it runs on, and on no other.
 
 #include "basekit2/export.h"
 
 namespace notify2 {
 
+/// Implemented by the caller, who owns the object. Lifetime: it must outlive the operation.
 class BASEKIT2_API IProgress {
 public:
-    /// The operation begins; `total` is the work that is expected, in bytes for a copy.
+    /// The operation begins. Units: `total` is the work that is expected, in bytes for a copy.
+    /// Lifetime: `message` is valid during the call.
     virtual void start(const char* message, double total) = 0;
-    /// `amount` of work has been done since the last call.
+    /// Work has been done since the last call. Units: those of `total`.
     virtual void advance(double amount) = 0;
-    /// The full path of what is worked on next. Valid during the call.
+    /// `path` is worked on next, a full path. Lifetime: valid during the call.
     virtual void setCurrentItem(const char* path) = 0;
     /// Called once at the end, after success and after failure.
     virtual void finish() = 0;
-    /// True when the operation should stop as soon as it can.
+    /// Asked between steps, and within long ones.
+    /// Returns: true when the operation should stop as soon as it can.
     virtual bool isCancelled() = 0;
 
     virtual ~IProgress() = default;

@@ -1,5 +1,7 @@
 #pragma once
-/// What the running product is called, and where its data files are.
+/// What the running product is called.
+///
+/// Safe from any thread, also while libraries are still being loaded.
 
 #include <cstdint>
 #include <string>
@@ -8,7 +10,7 @@
 
 namespace optstore2 {
 
-/// Four parts, the fourth is the build number.
+/// The version of a product. Layout: these four numbers.
 struct version_t {
     std::uint32_t major_part = 0;
     std::uint32_t minor_part = 0;
@@ -16,10 +18,9 @@ struct version_t {
     std::uint32_t build_number = 0;
 };
 
-/// The product as its file `product.xml` describes it. Without the file, or where it does not tell,
-/// the built-in values serve; so they do for a short name that is not 1 to 32 letters, digits, "_"
-/// and "-". Read once, at the first use; safe from any thread, also while
-/// libraries are still being loaded.
+/// The product as its file `product.xml` describes it, which is read once, at the first use.
+/// Without the file, or where it does not tell, the built-in values serve; so they do for a short
+/// name that is not 1 to 32 letters, digits, "_" and "-".
 class BASEKIT2_API IProductLocations {
 public:
     /// What `query` can be asked.
@@ -28,11 +29,12 @@ public:
         short_name = 7,    ///< the word that file extensions derive from
     };
 
-    /// The one service of the process; it lives as long as the process.
+    /// Returns: the one service of the process. Lifetime: the process.
     static const IProductLocations& get();
 
-    /// The text for `selector`, empty for an unknown one. Valid for the life of the process.
+    /// Returns: the text for `selector`; empty for an unknown one. Lifetime: the process.
     [[nodiscard]] virtual const char* query(int selector) const = 0;
+    /// Returns: the version of the product.
     [[nodiscard]] virtual version_t getVersion() const = 0;
 
     virtual ~IProductLocations() = default;
