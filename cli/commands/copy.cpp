@@ -52,7 +52,7 @@ void requireDeletable(const std::string& directory) {
 }
 
 NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
-    const NewPlace place(arguments.destination, node, vesta2::flagFilePatterns());
+    NewPlace place(arguments.destination, node, vesta2::flagFilePatterns());
     requireLinkable(node, place.path());
     const std::string name = fs::path(place.path()).filename();
     if (const auto status =

@@ -123,7 +123,7 @@ basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
     constexpr int mostTries = 30;
     for (int attempt = 1;; ++attempt) {
         const bool mayBeWrong = askServerFor(place.marker);
-        const auto node = namedNode(place.marker);
+        auto node = namedNode(place.marker);
         const bool isRead = vesta2::Node::markerState(node) == vesta2::marker_state_t::read;
         if (isRead || !mayBeWrong || attempt == mostTries) {
             requireReadable(node);

@@ -97,7 +97,7 @@ const basekit2::variant_bag_t* vestaSection(vesta2::INode& node) {
 
 void requireReadable(const Description& description) {
     if (description.damage) {
-        throw *description.damage;
+        throw Failure(*description.damage);
     }
 }
 

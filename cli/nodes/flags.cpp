@@ -74,6 +74,7 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
     constexpr milliseconds longestPause(200);
     const Clock::time_point end = Clock::now() + patience;
     milliseconds next(5);
+    const std::string path = directory + "/" + name;
     m_manager.setDirectory(directory);
     for (;;) {
         basekit2::variant_bag_t record;
@@ -83,11 +84,11 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
         }
         if (status == vesta2::eSerializationError) {
             // Only without record locks does a damaged record prevent a claim.
-            throw Failure(exitFailure, directory + "/" + name, "the files of this flag are damaged",
+            throw Failure(exitFailure, path, "the files of this flag are damaged",
                           "delete them with 'vesta2 flag clear'");
         }
         if (status != vesta2::eFileLocked) {
-            throw Failure::fromWriting(status, directory + "/" + name, directory);
+            throw Failure::fromWriting(status, path, directory);
         }
         if (Clock::now() >= end) {
             throw heldFailure(directory, {name, flag_state_t::held, record});

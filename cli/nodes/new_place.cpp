@@ -117,7 +117,7 @@ Failure NewPlace::failure(vesta2::error_t status) const {
     if (m_storedBytes > freeBytes()) {
         return noSpace();
     }
-    const Failure cause = Failure::fromWriting(status, m_path, m_parent);
+    Failure cause = Failure::fromWriting(status, m_path, m_parent);
     if (cause.code() == exitUsage || cause.code() == exitExists) {
         return cause;  // about the new name
     }

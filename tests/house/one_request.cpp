@@ -1,5 +1,5 @@
-// Makes or opens one result, with the coverage counters set to zero before: what is counted then is the
-// way of that request through the sources. Built and run by scripts/hops.
+// Makes or opens one result, with the coverage counters set to zero before: what is counted then is
+// the way of that request through the sources. Built and run by scripts/hops.
 
 #include <cstdlib>
 #include <string>

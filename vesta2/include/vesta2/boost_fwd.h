@@ -5,9 +5,9 @@
 /// <boost/system/system_error.hpp>. All other programs need no Boost.
 
 namespace boost {
-class recursive_mutex;
+class recursive_mutex;  // NOLINT(bugprone-forward-declaration-namespace): Boost's own
 namespace filesystem {
-class path;
+class path;  // NOLINT(bugprone-forward-declaration-namespace)
 }
 namespace system {
 class system_error;

@@ -12,7 +12,8 @@
 
 namespace vesta2 {
 
-/// The values are stored and compared by callers: they never change. 19 and 20 stay free.
+/// How an operation ended. The values are stored and compared by callers: they never change. 19 and
+/// 20 stay free.
 enum error_t : std::int32_t {
     /// Success.
     eOK = 0,

@@ -37,29 +37,33 @@ public:
     /// not followed; what is no regular file, or has more names than this one, is refused. The file
     /// that is locked at the end is the one at `path`, also by the word of the server of a network
     /// file system: one that another process deletes meanwhile is let go again.
-    /// False, with `status`: `eFileAccessDenied` (EACCES, EROFS), `eTooManyOpenFiles` (EMFILE),
-    /// `eFileLocked` (another process has it), `eAlreadyExists` (this process has it),
-    /// `eFileError` (anything else).
-    /// Deliberate: true also when the file system cannot lock; the file then counts as locked, and
-    /// `isGuarded` is false.
+    /// Returns: whether the file is locked; if not, `status` is `eFileAccessDenied` (EACCES,
+    /// EROFS), `eTooManyOpenFiles` (EMFILE), `eFileLocked` (another process has it),
+    /// `eAlreadyExists` (this process has it), or `eFileError` (anything else). Deliberate: true
+    /// also when the file system cannot lock; the file then counts as locked, and `isGuarded` is
+    /// false.
     bool lock(const char* path);
-    /// As `lock`, of a file that must be there: else false, with `eNotFound`.
+    /// As `lock`, of a file that must be there.
+    /// Returns: as `lock`; `status` is `eNotFound` when there is no such file.
+    /// Disk: no file is made.
     bool lockExisting(const char* path);
 
-    /// Reads the record in the file into `out`. Returns `eNotFound` for an empty file, `eFileError`
-    /// when it cannot be read, `eSerializationError` when it is no record.
+    /// Reads the record in the file into `out`.
+    /// Returns: `eNotFound` for an empty file, `eFileError` when it cannot be read,
+    /// `eSerializationError` when it is no record.
     error_t readData(basekit2::variant_bag_t& out);
-    /// Writes `in` from the beginning of the file on, with a NUL behind it. Returns `eFileError` or
-    /// `eSerializationError` on failure.
+    /// Writes `in` from the beginning of the file on, with a NUL behind it.
+    /// Returns: `eFileError` or `eSerializationError` on failure.
+    /// Disk: written through (O_DSYNC).
     /// Deliberate: the file is never cut, so the tail of a longer record may follow the NUL.
     error_t writeData(basekit2::variant_bag_t& in);
 
-    /// Outcome of the last operation.
+    /// Returns: the outcome of the last operation.
     [[nodiscard]] error_t status() const { return m_status; }
-    /// Whether the file that was locked is still the one at `path`: `eOK`, or `eNotFound` when it
-    /// certainly is not, else `eFileError`, with the reason in `errno`.
+    /// Returns: whether the file that was locked is still the one at `path`: `eOK`, or `eNotFound`
+    /// when it certainly is not, else `eFileError`, with the reason in `errno`.
     [[nodiscard]] error_t checkAt(const char* path) const;
-    /// Whether the kernel keeps other processes from locking the file.
+    /// Returns: whether the kernel keeps other processes from locking the file.
     [[nodiscard]] bool isGuarded() const;
 
 private:

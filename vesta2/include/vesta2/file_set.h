@@ -15,6 +15,8 @@ namespace vesta2 {
 
 /// Orders by the last path component, byte by byte.
 struct VESTA2_API FileSetBaseFilenameCompare {
+    /// Returns: whether the last component of `a` is less than that of `b`. A path that ends with a
+    /// slash has the last component ".".
     bool operator()(const std::string& a, const std::string& b) const;
 };
 
@@ -42,8 +44,10 @@ public:
 
         const_iterator() noexcept = default;
 
+        /// Not to be called at the end of the set.
         reference operator*() const noexcept;
         pointer operator->() const noexcept { return &**this; }
+        /// On to the next element, or back to the one before.
         const_iterator& operator++() noexcept;
         const_iterator operator++(int) noexcept {
             const const_iterator before = *this;
@@ -91,6 +95,7 @@ public:
     /// Returns: where the element is, or the one of the same file name that is there already;
     /// whether it was added.
     std::pair<const_iterator, bool> insert(std::string element);
+    /// Inserts each of a range of strings.
     template <class Iterator>
     void insert(Iterator first, Iterator last) {
         for (; first != last; ++first) {
@@ -101,13 +106,17 @@ public:
     const_iterator erase(const_iterator at);
     /// Returns: how many elements of this file name there were, 0 or 1.
     size_type erase(const std::string& element);
+    /// Erases all elements.
     void clear() noexcept { m_contents.reset(); }
 
     /// Returns: the element of this file name, or the end.
     [[nodiscard]] const_iterator find(const std::string& element) const;
+    /// Returns: 1 when there is an element of this file name, else 0.
     [[nodiscard]] size_type count(const std::string& element) const {
         return find(element) == end() ? 0 : 1;
     }
+
+    // In file-name order, which is that of the bytes of the last path component.
 
     [[nodiscard]] bool empty() const noexcept { return size() == 0; }
     [[nodiscard]] size_type size() const noexcept;

@@ -16,6 +16,17 @@
 /// when they reach the directory by another name. Flags belong to the process that claimed them: a
 /// child of `fork` owns none and deletes none.
 ///
+/// A flag, as one manager sees it:
+///
+///     free ------- writeFlag ----------------------------------------> held
+///     held ------- removeFlag, eraseFlag, the manager's end ----------> free
+///     held ------- preserveFlags (its files are deleted) -------------> preserved
+///     preserved -- restoreFlags --------------------------------------> held
+///     preserved -- another process has claimed it meanwhile ----------> lost: it is that one's
+///     held ------- the process ends without giving it up -------------> stale
+///     stale ------ writeFlag of any process --------------------------> reclaimed: held by that
+///     one stale ------ isFlagOwner, removeFlag of any process ------------> free
+///
 /// Operations return the outcome (`eParameterError` for a name that is null or empty) and leave the
 /// thread's status alone. They throw
 /// `boost::filesystem::filesystem_error` when a file cannot be deleted.
@@ -45,12 +56,13 @@ public:
     /// up where they were, and what cannot be deleted stays behind.
     void setDirectory(const std::string& directory);
 
-    /// Claims the flag. `info`, which may be null, receives the record as it now stands: ours, or
-    /// that of who has it, if that can be read. Returns `eAlreadyExists` when this process has it
-    /// already: then `force` makes its record anew instead, if it is this manager's.
-    /// `eFileLocked`: another process has it. `eFileAccessDenied`, `eTooManyOpenFiles`,
-    /// `eFileError`, `eSerializationError`: it could not be claimed. With `force` the record of a
-    /// previous owner is not asked, a lock that is held is respected all the same.
+    /// Claims the flag, by a record lock and a record. `info`, which may be null, receives the
+    /// record as it now stands: ours, or that of who has it, if that can be read. Returns
+    /// `eAlreadyExists` when this process has it already: then `force` makes its record anew
+    /// instead, if it is this manager's. `eFileLocked`: another process has it.
+    /// `eFileAccessDenied`, `eTooManyOpenFiles`, `eFileError`, `eSerializationError`: it could not
+    /// be claimed. With `force` the record of a previous owner is not asked, a lock that is held is
+    /// respected all the same.
     error_t writeFlag(const char* name, bool force, basekit2::variant_bag_t* info);
 
     /// Gives the flag up (`mine`), or deletes it when its owner has ended (not `mine`).
@@ -61,16 +73,18 @@ public:
     /// held.
     error_t removeFlag(const char* name, bool mine, bool forceErase);
 
-    /// `eOK` when this manager has the flag, `eNotOwner` when somebody else has or it may not be
-    /// found out who has, `eNotFound` when nobody has; else the codes of `FileLocker`. Deliberate:
-    /// to ask deletes the flag of an owner that has ended; `lookAtFlag` does not.
+    /// Asks whose the flag is.
+    /// Returns: `eOK` when this manager has the flag, `eNotOwner` when somebody else has or it may
+    /// not be found out who has, `eNotFound` when nobody has; else the codes of `FileLocker`.
+    /// Deliberate: to ask deletes the flag of an owner that has ended; `lookAtFlag` does not.
     error_t isFlagOwner(const char* name);
 
     /// Gives the flag up, or deletes it whatever its record says, unless another process has its
     /// lock. To be called by who knows that no other thread uses this manager.
     error_t eraseFlag(const char* name);
 
-    /// Reads the record. `eNotFound` when there is none, `eFileLocked` while somebody else reads or
+    /// Reads the record.
+    /// Returns: `eNotFound` when there is none, `eFileLocked` while somebody else reads or
     /// writes it.
     error_t getFlagInfo(const char* name, basekit2::variant_bag_t& out);
     /// Writes a record of this process and moment, put on top of what `out` holds, and leaves it
@@ -87,8 +101,8 @@ public:
     /// Ends every flag. Goes on when a file cannot be deleted, and throws for the first at the end.
     void eraseAll();
 
-    /// Extension of a flag's lock file and of its information file, computed when the library is
-    /// loaded; valid for the life of the process.
+    /// Returns: the extension of a flag's lock file and of its information file.
+    /// Lifetime: the process.
     static const char* getFlagLockExtension();
     static const char* getFlagInfoExtension();
 
@@ -97,7 +111,7 @@ private:
     const std::unique_ptr<Held> m_held;
 };
 
-/// The name of the flag that guards the data called `name`.
+/// Returns: the name of the flag that guards the data called `name`.
 VESTA2_API std::string getDataFlagName(const std::string& name);
 
 }  // namespace vesta2::util

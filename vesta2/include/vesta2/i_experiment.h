@@ -13,6 +13,7 @@ public:
     /// Makes the experiment `name` (a name or pattern, or the marker file to write) in `parentDir`,
     /// or in the working directory when that is null, and opens it. Returns: the experiment; empty
     /// on failure. Status: as `ResultDirectoryManager::create`. Disk: as `IProject::create`.
+    /// Status: `eAlreadyExists` for a directory that is there.
     /// Deliberate: unlike a project, an experiment is not made in a directory that is already
     /// there.
     static basekit2::sptr_t<IExperiment> create(const char* name, const char* parentDir);

@@ -92,10 +92,11 @@ public:
     /// Returns: whether the link file no longer tells the truth about the marker file, and could
     /// not be rewritten.
     virtual bool isLinkStale() = 0;
-    /// A mark for the caller's own use; it stops nothing.
+    /// Returns: a mark of this object for the caller's own use, false at first. It stops nothing,
+    /// and nothing of it is on disk.
     virtual bool isReadOnly() = 0;
     virtual void setReadOnly(bool readOnly) = 0;
-    /// Deletes the node from disk when its last handle goes.
+    /// Deletes the node from disk when its last handle goes, as `remove`; `save` takes that back.
     virtual void setRemoveOnClose(bool removeOnClose) = 0;
     /// Deletes the node from disk: the nodes of its group first, where they are stored, then its
     /// directory, then its link file. Symbolic links are deleted, never followed; a node that holds

@@ -4,6 +4,13 @@
 /// For one thread at a time. Handles on a node's group may be dropped on any thread; one on a group
 /// that stands alone must not be shared between threads without a lock.
 ///
+///     const auto group = vesta2::INodeGroup::open("/runs");
+///     for (auto nodes = group->getNodes("r@@@", 10); !nodes.at_end(); nodes.next()) {
+///         if (const auto node = nodes.current()) {
+///             std::cout << node->getUserVisibleName() << '\n';
+///         }
+///     }
+///
 /// A group is a project's, an experiment's, or stands alone on a plain directory. A handle on a
 /// node's group keeps that node alive.
 

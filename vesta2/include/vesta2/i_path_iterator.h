@@ -10,7 +10,7 @@
 
 namespace vesta2 {
 
-/// Given out by groups and results.
+/// Given out by groups and results, which tell what the paths are and in which order they come.
 class VESTA2_API IPathIterator : public basekit2::object_interface_t {
 public:
     /// Returns: how many paths there are in all.

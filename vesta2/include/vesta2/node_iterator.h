@@ -30,9 +30,11 @@ public:
     /// Returns: the node; empty for one that was removed since, and at the end.
     /// Status: that of `Node::lookup`.
     [[nodiscard]] basekit2::sptr_t<INode> current() const override;
+    /// On to the next node; at the end, nothing.
     void next() override;
     /// Returns: a second iterator at the same place, which moves on its own. Ends with `destroy`.
     [[nodiscard]] NodeIterator* clone() const override;
+    /// Ends the life of the iterator.
     void destroy() override;
 
     /// Returns: how many nodes were found.

@@ -26,24 +26,26 @@ public:
     ~Pattern();
 
     /// Parses `pattern`; with a bag (a "vesta" section) the variables of the part before the
-    /// placeholders are substituted. Returns `eOK`, `eTooManyPlaceholderGroups`, or
-    /// `eTooLongPlaceholder` for more than 8 placeholders. After a failure the object is partly
-    /// changed: discard it.
+    /// placeholders are substituted.
+    /// Returns: `eOK`; `eTooManyPlaceholderGroups`; `eTooLongPlaceholder` for more than 8
+    /// placeholders. After a failure the object is partly changed: discard it.
+    /// Status: stays as it is, as with all operations of this class.
     /// Deliberate: a pattern with nothing behind its placeholders, or without any, keeps the suffix
     /// of the pattern before.
     error_t set(const std::string& pattern, const basekit2::variant_bag_t* bag);
 
-    /// `text` with each "{name}" replaced by the string variable of that name; one that is unknown
-    /// or no string stays. `bag` is a "vesta" section, whose member "variables" holds them; null
-    /// leaves the text as it is. What a variable brings in is not substituted again.
+    /// Returns: `text` with each "{name}" replaced by the string variable of that name; one that is
+    /// unknown or no string stays. `bag` is a "vesta" section, whose member "variables" holds them;
+    /// null leaves the text as it is. What a variable brings in is not substituted again.
     static std::string subst(const std::string& text, const basekit2::variant_bag_t* bag);
 
-    /// Whether `name` is an instance of the pattern; if so, `*number`, unless null, is its number.
+    /// Returns: whether `name` is an instance of the pattern; if so, `*number`, unless null, is its
+    /// number.
     /// Deliberate: the text of the suffix, the width of the number and whatever follows it are not
     /// looked at: "r@@@" matches r7 and r001.old.
     bool match(const std::string& name, int* number) const;
 
-    /// The name for `number`: padded with zeros to the width, never cut.
+    /// Returns: the name for `number`: padded with zeros to the width, never cut.
     /// Deliberate: a negative number is padded before its sign ("0-5").
     std::string generateFileName(int number, const basekit2::variant_bag_t* bag) const;
 

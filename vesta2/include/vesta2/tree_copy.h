@@ -1,6 +1,7 @@
 #pragma once
-/// Copies of directory trees, and the deletion of files by their names. For one thread at a time on
-/// one tree.
+/// Copies of directory trees, and the deletion of files by their names.
+///
+/// Any thread may call any function, but only one at a time may change a tree.
 
 #include <string>
 
@@ -28,22 +29,24 @@ namespace vesta2 {
 /// it was, or in steps when that is more than 8 MiB. Cancelling takes effect between entries and
 /// within large files.
 ///
-/// False when it was cancelled, when a directory to be made is there already, or when `destination`
-/// lies below `source`. What was copied until then stays. False with `eParameterError` for an empty
-/// path.
+/// Returns: false when it was cancelled, when a directory to be made is there already, when
+/// `destination` lies below `source`, or for an empty path. What was copied until then stays.
 /// Deliberate: returns true when a step FAILED (a file that is there already, that cannot be read
 /// or written): the rest of that directory is left out, its parent goes on, and the status tells
-/// the last such failure. The status stays as it is when none fails: set it to `eOK` first.
+/// the last such failure.
+/// Status: `eParameterError` for an empty path, `eInvalidPath` for a copy into itself, else that of
+/// the last step that failed. It stays as it is when none fails: set it to `eOK` first. Disk:
+/// nothing is written outside of `destination`, and nothing in `source` but times of access.
 VESTA2_API bool copyDirectoryWithExlusionPattern(boost::filesystem::path source,
                                                  boost::filesystem::path destination,
                                                  basekit2::string_span_t patterns,
                                                  notify2::IProgress* progress);
 
-/// The same without the files of flags.
+/// The same without the files of flags, and without progress.
 VESTA2_API bool copyWithExcludingFlags(boost::filesystem::path source,
                                        boost::filesystem::path destination);
 
-/// Whether `fileName` matches one of `patterns`.
+/// Returns: whether `fileName` matches one of `patterns`. Nothing is looked at on disk.
 VESTA2_API bool skipOnExport(const std::string& fileName, basekit2::string_span_t patterns);
 
 /// Deletes all files below `directory` whose names end with `suffix` (which may hold wildcards), in

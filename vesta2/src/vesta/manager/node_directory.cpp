@@ -22,7 +22,6 @@
 namespace vesta2 {
 
 namespace fs = boost::filesystem;
-using basekit2::sptr_t;
 using basekit2::variant_bag_t;
 
 namespace {

@@ -28,7 +28,9 @@ std::string normalized(const std::string& path) {
 }  // namespace
 
 sptr_t<INodeGroup> INodeGroup::open(const char* path) {
-    if (!setStatus(path && *path ? eOK : eParameterError)) {
+    const bool isGiven = path && *path;
+    setStatus(isGiven ? eOK : eParameterError);
+    if (!isGiven) {
         return {};
     }
     const GroupLook look = lookAtGroup(path);

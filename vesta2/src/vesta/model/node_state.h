@@ -1,7 +1,7 @@
 #pragma once
-/// What a node object holds, and what the sources of `Node` ask of each other: node.cpp (properties,
-/// flags, saving), node_binding.cpp (marker file, parent, link), node_registry.cpp (which objects
-/// there are) and node_relocation.cpp (copies, moves, renames). Known to them alone.
+/// What a node object holds, and what the sources of `Node` ask of each other: node.cpp
+/// (properties, flags, saving), node_binding.cpp (marker file, parent, link), node_registry.cpp
+/// (which objects there are) and node_relocation.cpp (copies, moves, renames). Known to them alone.
 ///
 ///     (none) ---- lookup of a marker or link file -------------------> bound, or linked
 ///     bound ----- setParent: a group that it does not lie in --------> linked
@@ -12,8 +12,8 @@
 ///     missing --- it is there again, or changeMarkerFilePath --------> bound, linked or stale
 ///     any ------- remove, or the directory was overwritten ----------> removed
 ///
-/// A node that is bound lies in its parent's directory, or has no parent. One that was removed saves
-/// and deletes nothing any more; its handles stay valid.
+/// A node that is bound lies in its parent's directory, or has no parent. One that was removed
+/// saves and deletes nothing any more; its handles stay valid.
 
 #include <atomic>
 #include <boost/filesystem/path.hpp>
