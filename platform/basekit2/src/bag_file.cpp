@@ -166,9 +166,12 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
 /// Makes the file at `target`.
 int create_file(const path_t& target, std::string_view text, durability_t durability) {
     const place_t place(target);
+    if (!place) {
+        return bag_unwritable;
+    }
     temporary_file_t file(place.directory.get());
     const bool lasting = durability == durability_t::lasting;
-    if (!place || !file.fill(text, nullptr) || (lasting && !file.flush())) {
+    if (!file.fill(text, nullptr) || (lasting && !file.flush())) {
         return bag_unwritable;
     }
     if (!file.rename_to_new(place.name)) {
@@ -182,7 +185,7 @@ int create_file(const path_t& target, std::string_view text, durability_t durabi
 int fill_file(const path_t& target, const variant_bag_t& bag, std::string_view text) {
     const place_t place(target);
     temporary_file_t file(place.directory.get());
-    if (!place || !file.fill(text, nullptr) || !file.swap_with(place.name)) {
+    if (!file.fill(text, nullptr) || !file.swap_with(place.name)) {
         return bag_unwritable;
     }
     const std::string out = target.parent().join(file.name()).text();

@@ -28,7 +28,7 @@ bool append_reference(std::string& out, std::string_view name) {
     std::uint32_t character = 0;
     const auto [end, error] =
         std::from_chars(digits.data(), digits.data() + digits.size(), character, hex ? 16 : 10);
-    if (name.substr(0, 1) != "#" || error != std::errc() || end != digits.data() + digits.size() ||
+    if (!name.starts_with('#') || error != std::errc() || end != digits.data() + digits.size() ||
         character >= invalid_byte) {
         return false;
     }
@@ -194,7 +194,7 @@ private:
         if (parent.ends_itself) {
             return true;
         }
-        for (take_white(); m_rest.substr(0, 2) != "</"; take_white()) {
+        for (take_white(); !m_rest.starts_with("</"); take_white()) {
             if (!take_entry(bag, level)) {
                 return false;
             }
