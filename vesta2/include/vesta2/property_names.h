@@ -45,6 +45,7 @@ inline constexpr const char* outputDirectory = "outputDirectory";
 inline constexpr const char* collectionCommand = "collectionCommand";
 /// Times, uint64: of the collection, and of the post-processing.
 inline constexpr const char* collectionTimeBegin = "collectionTimeBegin";
+/// The end is later, or missing while the collection lasts.
 inline constexpr const char* collectionTimeEnd = "collectionTimeEnd";
 inline constexpr const char* finalizationTimeBegin = "finalizationTimeBegin";
 inline constexpr const char* finalizationTimeEnd = "finalizationTimeEnd";
@@ -77,7 +78,9 @@ inline constexpr const char* os = "os";
 
 /// What "os" says, in marker files and in the records of flags.
 namespace os_name {
+/// Of every node that this library makes.
 inline constexpr const char* ofLinux = "linux";
+/// Of nodes that the same product made elsewhere.
 inline constexpr const char* ofWindows = "windows";
 }  // namespace os_name
 

@@ -36,7 +36,6 @@ enum class Membership { member, none, unknown };
 
 /// Making a node opens its group, which opens its own: the recursion needs a bound.
 constexpr int mostParents = 64;
-
 thread_local int t_groupDepth = 0;
 
 class Descent {
@@ -65,7 +64,6 @@ std::string backLinkOf(const NodeState& node) {
 }
 
 // --- the marker file
-// -------------------------------------------------------------------------------
 
 void takeName(NodeState& node) {
     const fs::path marker = node.markerFilePath;
@@ -103,7 +101,6 @@ void readProperties(NodeState& node) {
 }
 
 // --- the link file
-// ---------------------------------------------------------------------------------
 
 /// Makes `path` the node's link file and returns the one that it was.
 std::string exchangeLinkPath(NodeState& node, std::string path) {
@@ -232,7 +229,6 @@ void leaveGroupThatIsNone(NodeState& node) {
 }
 
 // --- the parent
-// ------------------------------------------------------------------------------------
 
 /// Whether the chain of parents stays short and free of circles, which links and groups on disk
 /// need not be.
@@ -361,11 +357,8 @@ bool NodeState::bind(std::string marker, const char* groupPath) {
 
 bool NodeState::setLinkPath(std::string linkPath, std::string& target) {
     setStatus(eOK);
-    if (linkPath.empty()) {
-        return false;
-    }
-    if (linkPath == linkFilePath) {
-        return true;
+    if (linkPath.empty() || linkPath == linkFilePath) {
+        return !linkPath.empty();
     }
     const Lock lock(mutex());
     exchangeLinkPath(*this, std::move(linkPath));
