@@ -1,44 +1,43 @@
-#include "vesta/discovery/group_markers.h"
+#include "vesta/discovery/directory_memory.h"
 
 #include <unistd.h>
 
 #include <cstdlib>
 
 #include "support/test.h"
+#include "vesta/discovery/group_markers.h"
 
 namespace {
 
-using vesta2::FileSet;
-using vesta2::MarkerMemory;
+using vesta2::findGroupMarkerInDir;
 
 /// Asks after each of many changes that follow at once.
-void expectEveryChangeSeen(const std::string& path, MarkerMemory& memory) {
+void expectEveryChangeSeen(const std::string& path) {
     const std::string first = path + "/first.zentorproj";
     const std::string second = path + "/second.zentorproj";
     fs::create_directory(path);
     for (int round = 0; round < 300; ++round) {
-        ASSERT_EQ(memory.find(path), "") << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), "") << round;
         support::writeFile(first, "");
-        ASSERT_EQ(memory.find(path), first) << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), first) << round;
         fs::rename(first, second);
-        ASSERT_EQ(memory.find(path), second) << round;
-        ASSERT_EQ(memory.find(path), second) << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), second) << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), second) << round;
         // No look at the file first: in memory the time stamp then stays what it was.
         ::unlink(second.c_str());
-        ASSERT_EQ(memory.find(path), "") << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), "") << round;
         if (round % 10 == 0) {
             fs::remove(path);
-            ASSERT_THROW(memory.find(path), fs::filesystem_error);
+            ASSERT_FALSE(findGroupMarkerInDir(path));
             fs::create_directory(path);
         }
     }
 }
 
-TEST(MarkerMemory, NeverMissesAChange) {
+TEST(DirectoryMemory, NeverMissesAChange) {
     const support::TempDirectory directory;
-    MarkerMemory memory(FileSet(".zentorproj"));
-    std::jthread other([&] { expectEveryChangeSeen(directory / "other", memory); });
-    expectEveryChangeSeen(directory / "project", memory);
+    std::jthread other([&] { expectEveryChangeSeen(directory / "other"); });
+    expectEveryChangeSeen(directory / "project");
     other.join();
     // Here a removal can share the time stamp of the change before it, whatever the kernel does
     // elsewhere.
@@ -46,18 +45,19 @@ TEST(MarkerMemory, NeverMissesAChange) {
     if (!::mkdtemp(coarse.data())) {
         GTEST_SKIP() << "no file system in memory";
     }
-    expectEveryChangeSeen(coarse + "/project", memory);
+    expectEveryChangeSeen(coarse + "/project");
     fs::remove_all(coarse);
 }
 
-TEST(MarkerMemory, DistrustsWholeSeconds) {
+TEST(DirectoryMemory, DistrustsWholeSeconds) {
     constexpr long long tick = 20'000'000;
     constexpr long long second = 1'000'000'000;
     for (const auto& [stamp, age, isOver] : {std::tuple{7 * second + 1, tick, false},
                                              {7 * second + 1, tick + 1, true},
                                              {7 * second, 2 * second, false},
                                              {7 * second, 2 * second + 1, true}}) {
-        EXPECT_EQ(MarkerMemory::isOver(stamp, stamp + age, tick), isOver) << stamp << " " << age;
+        EXPECT_EQ(vesta2::DirectoryLook::isOver(stamp, stamp + age, tick), isOver)
+            << stamp << " " << age;
     }
     const support::TempDirectory directory;
     const auto run = [](const std::string& command) {
@@ -73,37 +73,38 @@ TEST(MarkerMemory, DistrustsWholeSeconds) {
         !run("mount -o loop '" + image + "' '" + path + "'")) {
         GTEST_SKIP() << "cannot mount a file system of whole seconds";
     }
-    MarkerMemory memory(FileSet(".zentorproj"));
-    expectEveryChangeSeen(path + "/project", memory);
+    expectEveryChangeSeen(path + "/project");
     EXPECT_TRUE(run("umount '" + path + "'"));
 }
 
-TEST(MarkerMemory, SeesWhereALinkLeadsNow) {
+TEST(DirectoryMemory, SeesWhereALinkLeadsNow) {
     const support::TempDirectory directory;
     const std::string path = directory / "project";
     fs::create_directory(path);
     fs::create_symlink("../target", path + "/a.zentorproj");
     fs::create_directory(path + "/b.zentorproj");
-    MarkerMemory memory(FileSet(".zentorproj"));
     // Enough rounds for the directory to grow old meanwhile.
     for (int round = 0; round < 1000; ++round) {
-        ASSERT_EQ(memory.find(path), "") << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), "") << round;
         support::writeFile(directory / "target", "");
-        ASSERT_EQ(memory.find(path), path + "/a.zentorproj") << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), path + "/a.zentorproj") << round;
         fs::remove(directory / "target");
     }
 }
 
-TEST(MarkerMemory, ListsAnOldDirectoryOnce) {
-    // Old enough on any file system, and it holds headers wherever this was compiled.
-    const std::string path = "/usr/include";
-    MarkerMemory memory(FileSet(".h"));
-    const std::string found = memory.find(path);
-    EXPECT_NE(found, "");
+TEST(DirectoryMemory, ListsAnOldDirectoryOnce) {
+    const support::TempDirectory directory;
+    const std::string path = directory / "project";
+    const std::string marker = path + "/first.zentorproj";
+    support::writeFile(marker, "");
+    fs::create_directory(directory / "new");
+    // Older than the ticks of the clock that time stamps follow.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(findGroupMarkerInDir(path), marker);
     const support::NoDescriptors none;
-    EXPECT_EQ(memory.find(path), found);
+    EXPECT_EQ(findGroupMarkerInDir(path), marker);
 #ifndef __SANITIZE_ADDRESS__  // which needs descriptors itself to look at what is thrown
-    EXPECT_THROW(MarkerMemory(FileSet(".h")).find(path), fs::filesystem_error);
+    EXPECT_THROW(findGroupMarkerInDir(directory / "new"), fs::filesystem_error);
 #endif
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -200,6 +201,21 @@ int fill_file(const path_t& target, const variant_bag_t& bag, std::string_view t
     return bag_exists;
 }
 
+std::string host_in_names() {
+    std::string host = get_fq_host_name().substr(0, 24);
+    std::replace_if(
+        host.begin(), host.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
+    return host;
+}
+
+/// Where the names of a process begin: another one may have had its number before.
+std::uint64_t random_number() {
+    std::uint64_t random = 0;
+    // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
+    static_cast<void>(::getrandom(&random, sizeof random, 0));
+    return random;
+}
+
 }  // namespace
 
 int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const char* root,
@@ -216,7 +232,11 @@ int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const c
 int create_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {
     std::string text;
     const int result = save_variant_bag_to_string(bag, text);
-    return bag_failed(result) ? result : create_file(path_t(path), text, durability);
+    return bag_failed(result) ? result : create_bag_file(text, path, durability);
+}
+
+int create_bag_file(std::string_view text, const std::string& path, durability_t durability) {
+    return create_file(path_t(path), text, durability);
 }
 
 int fill_variant_bag(const variant_bag_t& bag, const std::string& path) {
@@ -230,7 +250,11 @@ int fill_variant_bag(const variant_bag_t& bag, const std::string& path) {
 }
 
 int read_bag_text(const std::string& path, std::string& text) {
-    if (read_file(path, max_bag_bytes, text)) {
+    return read_bag_text(path, text, nullptr);
+}
+
+int read_bag_text(const std::string& path, std::string& text, struct stat* file) {
+    if (read_file(path, max_bag_bytes, text, file)) {
         return bag_ok;
     }
     return errno == ENOENT || errno == ENOTDIR ? bag_absent
@@ -254,14 +278,10 @@ int load_variant_bag2(variant_bag_t& bag, const std::string& path, const char* r
 }
 
 std::string make_bag_temporary() {
-    std::string host = get_fq_host_name().substr(0, 24);
-    std::replace_if(
-        host.begin(), host.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '-');
-    std::uint64_t random = 0;
-    // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
-    static_cast<void>(::getrandom(&random, sizeof random, 0));
+    static const std::string host = host_in_names();
+    static std::atomic<std::uint64_t> next = random_number();
     return std::string(temporary_prefix) + host + '-' + std::to_string(::getpid()) + '-' +
-           std::to_string(random);
+           std::to_string(next++);
 }
 
 bool is_bag_temporary(std::string_view name) { return name.starts_with(temporary_prefix); }

@@ -2,10 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <utility>
 
 #include "basekit2/file_error.h"
+#include "basekit2/uninterrupted.h"
 
 namespace basekit2 {
 
@@ -17,40 +21,75 @@ namespace {
     throw_file_error("cannot list the directory", directory);
 }
 
-DIR* open_directory(const fs::path& directory) {
-    DIR* stream = nullptr;
-    do {
-        stream = ::opendir(directory.c_str());
-    } while (!stream && errno == EINTR);
-    return stream;
+/// A thousand entries or so.
+constexpr std::size_t buffer_size = 32 * 1024;
+
+/// Freed memory of this size would go back to the kernel, and come again for the next listing.
+std::atomic<std::byte*> spare_buffer = nullptr;
+
+descriptor_t open_directory(const fs::path& directory) {
+    return descriptor_t(uninterrupted([&] {
+        return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
+    }));
 }
+
+bool is_dot_or_dots(std::string_view name) { return name == "." || name == ".."; }
 
 }  // namespace
 
 directory_listing_t::directory_listing_t(fs::path directory)
-    : m_directory(std::move(directory)), m_stream(open_directory(m_directory)) {
-    if (!m_stream) {
+    : m_directory(std::move(directory)), m_descriptor(open_directory(m_directory)) {
+    if (!m_descriptor) {
         fail(m_directory);
     }
 }
 
 directory_listing_t::directory_listing_t(fs::path directory, descriptor_t descriptor)
-    : m_directory(std::move(directory)), m_stream(::fdopendir(descriptor.get())) {
-    if (!m_stream) {
-        fail(m_directory);
+    : m_directory(std::move(directory)), m_descriptor(std::move(descriptor)) {}
+
+std::optional<directory_listing_t> directory_listing_t::if_directory(fs::path path) {
+    descriptor_t descriptor = open_directory(path);
+    if (!descriptor && !means_absent(errno)) {
+        fail(path);
     }
-    static_cast<void>(descriptor.release());
+    return descriptor ? std::optional<directory_listing_t>(std::in_place, std::move(path),
+                                                           std::move(descriptor))
+                      : std::nullopt;
+}
+
+void directory_listing_t::recycler_t::operator()(std::byte* buffer) const noexcept {
+    delete[] spare_buffer.exchange(buffer);
+}
+
+bool directory_listing_t::advance() {
+    if (!m_buffer) {
+        std::byte* const spare = spare_buffer.exchange(nullptr);
+        m_buffer.reset(spare ? spare : new std::byte[buffer_size]);
+    }
+    if (m_next == m_filled) {
+        const ssize_t got = ::getdents64(descriptor(), m_buffer.get(), buffer_size);
+        // A directory that was deleted meanwhile has no entries any more.
+        if (got < 0 && errno != ENOENT) {
+            fail(m_directory);
+        }
+        m_filled = got > 0 ? static_cast<std::size_t>(got) : 0;
+        m_next = 0;
+    }
+    if (m_next == m_filled) {
+        return false;
+    }
+    m_entry = reinterpret_cast<const dirent64*>(m_buffer.get() + m_next);
+    m_next += m_entry->d_reclen;
+    return true;
 }
 
 bool directory_listing_t::next() {
-    do {
-        errno = 0;
-        m_entry = ::readdir(m_stream.get());
-        if (!m_entry && errno != 0) {
-            fail(m_directory);
+    while (advance()) {
+        if (!is_dot_or_dots(name())) {
+            return true;
         }
-    } while (m_entry && (name() == "." || name() == ".."));
-    return m_entry != nullptr;
+    }
+    return false;
 }
 
 std::string directory_listing_t::path() const {

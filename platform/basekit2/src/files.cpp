@@ -46,8 +46,7 @@ bool fail(int error) {
 }
 
 /// The size of a regular file tells how much to read at once; it may hold more, and less.
-bool read_regular(int file, std::size_t limit, std::string& text) {
-    struct stat info {};
+bool read_regular(int file, std::size_t limit, std::string& text, struct stat& info) {
     if (::fstat(file, &info) != 0) {
         return false;
     }
@@ -59,11 +58,15 @@ bool read_regular(int file, std::size_t limit, std::string& text) {
     for (std::size_t length = 0; length <= limit;) {
         const ssize_t got =
             uninterrupted([&] { return ::read(file, text.data() + length, text.size() - length); });
-        if (got <= 0) {
-            text.resize(length);
-            return got == 0;
+        if (got < 0) {
+            return false;
         }
         length += static_cast<std::size_t>(got);
+        // As long as the file says that it is, it ends here; one that says nothing is read on.
+        if (got == 0 || (length == size && length <= limit)) {
+            text.resize(length);
+            return true;
+        }
         if (length == text.size()) {
             text.resize(std::min(length * 2, limit + 1));
         }
@@ -74,10 +77,18 @@ bool read_regular(int file, std::size_t limit, std::string& text) {
 }  // namespace
 
 bool read_file(const std::string& path, std::size_t limit, std::string& text) {
+    return read_file(path, limit, text, nullptr);
+}
+
+bool read_file(const std::string& path, std::size_t limit, std::string& text, struct stat* file) {
     text.clear();
-    const descriptor_t file(uninterrupted(
+    struct stat info {};
+    const descriptor_t descriptor(uninterrupted(
         [&path] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
-    if (file && read_regular(file.get(), limit, text)) {
+    if (descriptor && read_regular(descriptor.get(), limit, text, info)) {
+        if (file) {
+            *file = info;
+        }
         return true;
     }
     text.clear();

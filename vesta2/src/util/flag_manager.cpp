@@ -45,7 +45,7 @@ struct FlagManager::Held {
     std::string directory;
     std::map<std::string, Flag> flags;  ///< by name
     boost::unique_lock<boost::mutex> preserveLock;
-    std::atomic<int> process{0};  ///< the one that claimed the flags
+    std::atomic<int> process{0};  ///< the one that claimed the flags; 0 before the first
 
     void forgetInherited();
     [[nodiscard]] std::string pathOf(const std::string& name) const;
@@ -93,9 +93,8 @@ void FlagManager::setDirectory(const std::string& directory) {
 }
 
 void FlagManager::Held::forgetInherited() {
-    if (const int now = ::getpid(); process != now) {
+    if (!flags.empty() && process != ::getpid()) {
         flags.clear();
-        process = now;
     }
 }
 
@@ -156,6 +155,7 @@ error_t FlagManager::Held::claim(const char* name, const FlagFiles& files, bool 
     const error_t code = files.claim(*locker, force, record);
     if (code == eOK) {
         flags[name] = Flag{std::move(locker), record};
+        process = ::getpid();
     }
     return code;
 }
@@ -262,7 +262,7 @@ void FlagManager::restoreFlags(const char* directory) {
 }
 
 void FlagManager::eraseAll() {
-    if (m_held->process != ::getpid()) {
+    if (m_held->process == 0 || m_held->process != ::getpid()) {
         // Another thread of the parent may have had the mutex.
         return;
     }

@@ -20,6 +20,8 @@
 #include "basekit2/export.h"
 #include "basekit2/variant.h"
 
+struct stat;
+
 namespace basekit2 {
 
 /// What a bag's text may hold at most.
@@ -94,6 +96,10 @@ inline int save_variant_bag(const variant_bag_t& bag, const std::string& path,
 [[nodiscard]] BASEKIT2_API int create_variant_bag(const variant_bag_t& bag, const std::string& path,
                                                   durability_t durability = durability_t::whenever);
 
+/// The same with the text of a bag, for a caller that needs that as well.
+[[nodiscard]] int create_bag_file(std::string_view text, const std::string& path,
+                                  durability_t durability = durability_t::whenever);
+
 /// Writes `bag` to a file that holds an empty one.
 /// Returns: as `save_variant_bag2`, with `bag_unwritable` also on a file system that cannot make
 /// two files change places; `bag_exists`, and nothing changed, when the file holds anything else,
@@ -113,6 +119,8 @@ BASEKIT2_API int load_variant_bag2(variant_bag_t& bag, const std::string& path, 
 /// Returns: `bag_ok`; `bag_absent`; `bag_too_large`; `bag_unreadable`. `text` is empty after a
 /// failure.
 BASEKIT2_API int read_bag_text(const std::string& path, std::string& text);
+/// The same; `file`, which may be null, gets what the system tells of what was read.
+int read_bag_text(const std::string& path, std::string& text, struct stat* file);
 
 /// Names a file that will get its own name by a rename.
 /// Returns: a name that is unique among all hosts and processes that write to one directory, and

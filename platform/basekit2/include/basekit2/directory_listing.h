@@ -6,7 +6,9 @@
 
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/path.hpp>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +22,9 @@ public:
     explicit directory_listing_t(boost::filesystem::path directory);
     /// Of a directory that is open already; `directory` is how its entries are named.
     directory_listing_t(boost::filesystem::path directory, descriptor_t descriptor);
+    /// Of `path`; nothing when there is no directory. Throws as the constructor for any other
+    /// error.
+    static std::optional<directory_listing_t> if_directory(boost::filesystem::path path);
 
     /// On to the next entry ("." and ".." are left out); false at the end. Throws as the
     /// constructor.
@@ -30,7 +35,7 @@ public:
     [[nodiscard]] std::string path() const;
     [[nodiscard]] const boost::filesystem::path& directory() const { return m_directory; }
     /// Of the directory; open as long as this object lives.
-    [[nodiscard]] int descriptor() const { return ::dirfd(m_stream.get()); }
+    [[nodiscard]] int descriptor() const { return m_descriptor.get(); }
     /// What the entry itself is, as a DT_ value; DT_UNKNOWN when it has just gone. Throws when that
     /// cannot be told.
     [[nodiscard]] unsigned char kind() const;
@@ -47,13 +52,21 @@ private:
     [[nodiscard]] unsigned char look_up(int flags) const;
     [[nodiscard]] unsigned char target_kind() const;
 
-    struct closer_t {
-        void operator()(DIR* stream) const { ::closedir(stream); }
+    /// Keeps one buffer for the next listing.
+    struct recycler_t {
+        void operator()(std::byte* buffer) const noexcept;
     };
 
+    /// On to the next entry, whatever it is; false at the end.
+    bool advance();
+
     boost::filesystem::path m_directory;
-    std::unique_ptr<DIR, closer_t> m_stream;
-    const dirent* m_entry = nullptr;
+    descriptor_t m_descriptor;
+    /// What one call of the kernel brings: entries of different lengths, one behind the other.
+    std::unique_ptr<std::byte[], recycler_t> m_buffer;
+    std::size_t m_filled = 0;
+    std::size_t m_next = 0;  ///< where the next entry begins
+    const dirent64* m_entry = nullptr;
 };
 
 }  // namespace basekit2

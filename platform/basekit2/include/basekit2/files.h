@@ -11,6 +11,8 @@
 #include "basekit2/export.h"
 #include "basekit2/path.h"
 
+struct stat;
+
 namespace basekit2 {
 
 /// Calls `found` with `context` for the entries of `directory`, of any kind but directories, whose
@@ -39,6 +41,8 @@ inline std::vector<path_t> find_files(const path_t& directory, std::string_view 
 /// Returns: false, with an empty `text`, when that failed: EINVAL for what is no regular file,
 /// EFBIG for more than `limit` bytes.
 BASEKIT2_API bool read_file(const std::string& path, std::size_t limit, std::string& text);
+/// The same; `file`, which may be null, gets what the system tells of what was read.
+bool read_file(const std::string& path, std::size_t limit, std::string& text, struct stat* file);
 
 /// Deletes a file or a symbolic link.
 /// Returns: false when that failed, as for a directory.

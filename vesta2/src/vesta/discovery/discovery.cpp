@@ -1,5 +1,7 @@
 #include "vesta2/discovery.h"
 
+#include <utility>
+
 #include "../foundation/file_checks.h"
 #include "basekit2/directory_listing.h"
 #include "entry_search.h"
@@ -39,22 +41,30 @@ void searchEntries(const fs::path& directory, const Pattern* pattern, const File
     }
 }
 
-/// Searches for a leaf that is not "*"; false when it is no name or pattern, with the status set.
-bool searchLeaf(const fs::path& path, const FileSet& extensions, FileSet& found, bool literal) {
-    const std::string leaf = path.filename().native();
+/// What the last component of a path to search for is.
+enum class Leaf { all, name, pattern, none };
+
+Leaf parseLeaf(const std::string& leaf, bool literal, Pattern& pattern) {
+    if (leaf == "*") {
+        return Leaf::all;
+    }
     if (!setStatus(validateFileName(leaf.c_str()))) {
-        return false;
+        return Leaf::none;
     }
-    Pattern pattern;
     if (pattern.set(leaf, nullptr) != eOK) {
-        return setStatus(eParameterError);
+        setStatus(eParameterError);
+        return Leaf::none;
     }
-    if (pattern.width() == 0 || literal) {
-        insertHit(found, findMarkerFileOrLink(path.native(), extensions, true));
-    } else {
-        searchEntries(path.parent_path(), &pattern, extensions, found);
+    return pattern.width() == 0 || literal ? Leaf::name : Leaf::pattern;
+}
+
+std::string findMarkerFile(basekit2::directory_listing_t& listing, const FileSet& extensions) {
+    while (listing.next()) {
+        if (isOneOf(extensionOf(listing.name()), extensions) && listing.is_regular_file()) {
+            return listing.path();
+        }
     }
-    return true;
+    return {};
 }
 
 }  // namespace
@@ -89,24 +99,20 @@ bool isLink(const std::string& path) {
 std::string findMarkerFileInDir(const fs::path& directory, const FileSet& extensions) {
     setStatus(eOK);
     basekit2::directory_listing_t listing(directory);
-    while (listing.next()) {
-        if (isOneOf(extensionOf(listing.name()), extensions) && listing.is_regular_file()) {
-            return listing.path();
-        }
-    }
-    return {};
+    return findMarkerFile(listing, extensions);
 }
 
 std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensions,
                                  bool acceptMarkerFile) {
     setStatus(eOK);
     const fs::path asPath = path;
-    const fs::file_status status = lookAt(asPath);
-    if (fs::is_directory(status)) {
-        fs::path directory = asPath;
-        removeEndingSlash(directory);
-        return findMarkerFileInDir(directory.empty() ? asPath : directory, extensions);
+    fs::path directory = asPath;
+    removeEndingSlash(directory);
+    if (auto listing = basekit2::directory_listing_t::if_directory(
+            directory.empty() ? asPath : std::move(directory))) {
+        return findMarkerFile(*listing, extensions);
     }
+    const fs::file_status status = lookAt(asPath);
     if (fs::is_regular_file(status) && ((acceptMarkerFile && hasExtension(asPath, extensions)) ||
                                         hasLinkExtension(asPath, extensions))) {
         return path;
@@ -133,14 +139,23 @@ void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
         return;
     }
     const fs::path directory = completed.parent_path();
-    if (!fs::exists(lookAt(directory))) {
+    Pattern pattern;
+    const Leaf leaf = parseLeaf(completed.filename().native(), literal, pattern);
+    // Where a name is searched for, what is found tells of the directory as well.
+    if (leaf != Leaf::name && !fs::exists(lookAt(directory))) {
         setStatus(eNotFound);
         return;
     }
-    if (completed.filename() == "*") {
-        searchEntries(directory, nullptr, extensions, found);
-    } else if (!searchLeaf(completed, extensions, found, literal)) {
+    switch (leaf) {
+    case Leaf::none:
         return;
+    case Leaf::name:
+        insertHit(found, findMarkerFileOrLink(completed.native(), extensions, true));
+        break;
+    case Leaf::all:
+    case Leaf::pattern:
+        searchEntries(directory, leaf == Leaf::all ? nullptr : &pattern, extensions, found);
+        break;
     }
     while (maxCount > 0 && found.size() > static_cast<std::size_t>(maxCount)) {
         found.erase(found.begin());

@@ -3,10 +3,12 @@
 
 #include <unistd.h>
 
+#include <optional>
+
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../model/creation_record.h"
-#include "../model/marker_io.h"
+#include "../model/marker_in_hand.h"
 #include "node_directory.h"
 #include "opening.h"
 #include "vesta2/discovery.h"
@@ -27,6 +29,7 @@ enum class Existing { refuse, reuse };
 struct Made {
     std::string marker;
     bool isNew = true;  ///< false when there was such a node already
+    std::optional<MarkerInHand> inHand{};
 };
 
 /// Makes the directory and the marker file of a node whose markers have `extension`.
@@ -48,7 +51,11 @@ error_t makeOnDisk(const char* name, const char* parentDir, const std::string& e
     error_t written = eAlreadyExists;
     if (made.marker.empty()) {
         made.marker = markerFileIn(directory, markerName).native();
-        written = writeFirstMarkerFile(made.marker, bag);
+        std::string checksum;
+        written = writeFirstMarkerFile(made.marker, bag, &checksum);
+        if (code == eOK && written == eOK) {
+            made.inHand.emplace(made.marker, std::move(checksum), std::move(bag));
+        }
     }
     if (code == eOK && written != eOK && written != eAlreadyExists) {
         // An empty directory would only be in the way of the next try.

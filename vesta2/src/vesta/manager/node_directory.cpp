@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
+#include <utility>
 
+#include "../discovery/directory_memory.h"
 #include "../discovery/extensions.h"
 #include "../discovery/group_markers.h"
 #include "../foundation/file_checks.h"
@@ -91,33 +94,52 @@ bool takesNumber(const basekit2::directory_listing_t& listing) {
     }
 }
 
-/// The greatest number that an entry of `directory` takes under `pattern`; -1 without any. The same
-/// listing answers whether the directory is a project, which the new node will want to know.
-int greatestNumber(const fs::path& directory, const Pattern& pattern) {
+/// The names that a pattern makes, and how they are known again.
+struct Series {
+    const Pattern& pattern;
+    std::string key;
+};
+
+/// What `directory` holds, as far as a new node asks: what is known of it by the look, or else all
+/// from one listing. A series without an entry has the number -1.
+DirectoryContents contentsOf(const fs::path& directory, DirectoryLook& look, const Series* series) {
+    const DirectoryContents* const known = look.contents();
+    if (known && (!series || known->greatest.count(series->key) != 0)) {
+        GroupMarkerScope::note(directory.native(), known->groupMarker);
+        return *known;
+    }
+    DirectoryContents contents;
     int greatest = -1;
-    std::string groupMarker;
+    bool isLasting = true;
+    look.beginListing();
     basekit2::directory_listing_t listing(directory);
     while (listing.next()) {
         int number = 0;
-        if (pattern.match(std::string(listing.name()), &number) && number > greatest &&
+        if (series && listing.name().starts_with(series->pattern.prefix()) &&
+            series->pattern.match(std::string(listing.name()), &number) && number > greatest &&
             takesNumber(listing)) {
             greatest = number;
         }
-        if (groupMarker.empty() && isGroupMarkerName(listing.name()) && listing.is_regular_file()) {
-            groupMarker = listing.path();
+        if (contents.groupMarker.empty() && isGroupMarker(listing, isLasting)) {
+            contents.groupMarker = listing.path();
         }
     }
-    GroupMarkerScope::note(directory.native(), groupMarker);
-    return greatest;
+    if (series) {
+        contents.greatest[series->key] = greatest;
+    }
+    look.listed(contents, isLasting);
+    GroupMarkerScope::note(directory.native(), contents.groupMarker);
+    return contents;
 }
 
-/// The number from which on to try. In a group that has its nodes made elsewhere, the names that it
-/// holds itself are taken as well: the new node gets a link file there.
-int lastNumber(const fs::path& parent, const std::string& group, const Pattern& pattern) {
-    const int inParent = greatestNumber(parent, pattern);
-    return group.empty() || parent.native() == group
-               ? inParent
-               : std::max(inParent, greatestNumber(group, pattern));
+/// In a group that has its nodes made elsewhere, the names that it holds itself are taken as well:
+/// the new node gets a link file there.
+int greatestInGroup(const fs::path& parent, const std::string& group, const Series& series) {
+    if (group.empty() || parent.native() == group) {
+        return -1;
+    }
+    DirectoryLook look(group);
+    return contentsOf(group, look, &series).greatest.at(series.key);
 }
 
 /// Makes the directory of `number`.
@@ -131,7 +153,8 @@ error_t makeNumbered(const fs::path& parent, const Pattern& pattern, int number,
     return result;
 }
 
-error_t makeNext(const fs::path& parent, const Pattern& pattern, int number,
+/// Makes the directory of the number that follows `number`, which becomes that.
+error_t makeNext(const fs::path& parent, const Pattern& pattern, int& number,
                  const variant_bag_t* variables, std::string& createdDir) {
     constexpr int last = std::numeric_limits<int>::max();
     error_t result = eAlreadyExists;
@@ -146,7 +169,7 @@ error_t makeNext(const fs::path& parent, const Pattern& pattern, int number,
     const bool isFinal = result == eOK || result == eInsufficientPermissions;
     return isFinal || number == last
                ? result
-               : makeNumbered(parent, pattern, number + 1, variables, createdDir);
+               : makeNumbered(parent, pattern, ++number, variables, createdDir);
 }
 
 /// Deletes what has the name of the new node, a symbolic link itself and not what it leads to; but
@@ -199,12 +222,26 @@ error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool ove
     if (const error_t code = validateExpanded(expanded)) {
         return code;
     }
-    if (const error_t code = makeParent(parent)) {
-        return code;
+    std::optional<DirectoryLook> look(std::in_place, parent.native());
+    if (!look->isDirectory()) {
+        if (const error_t code = makeParent(parent)) {
+            return code;
+        }
+        look.emplace(parent.native());
     }
-    return isNumbered ? makeNext(parent, pattern, lastNumber(parent, place.group, pattern),
-                                 variables, createdDir)
-                      : makeNamed(parent / expanded, overwrite, createdDir);
+    const Series series{pattern, pattern.prefix() + '@' + expanded};
+    const DirectoryContents contents = contentsOf(parent, *look, isNumbered ? &series : nullptr);
+    int number = isNumbered ? std::max(contents.greatest.at(series.key),
+                                       greatestInGroup(parent, place.group, series))
+                            : 0;
+    const error_t code = isNumbered ? makeNext(parent, pattern, number, variables, createdDir)
+                                    : makeNamed(parent / expanded, overwrite, createdDir);
+    if (code == eOK) {
+        // Of other series no more is known: the new name may belong to them, too.
+        look->keepThroughOwnChange(1, isNumbered ? std::map<std::string, int>{{series.key, number}}
+                                                 : std::map<std::string, int>());
+    }
+    return code;
 }
 
 error_t createDirectoryInternal(const std::string& path, const char* baseDir, bool overwrite,

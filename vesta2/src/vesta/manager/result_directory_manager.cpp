@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <ctime>
+#include <optional>
 #include <thread>
 
 #include "../discovery/group_markers.h"
@@ -9,7 +10,7 @@
 #include "../foundation/log.h"
 #include "../foundation/reserved_names.h"
 #include "../model/creation_record.h"
-#include "../model/marker_io.h"
+#include "../model/marker_in_hand.h"
 #include "basekit2/host.h"
 #include "node_directory.h"
 #include "opening.h"
@@ -39,17 +40,16 @@ std::string secondGreatest(const FileSet& found) {
     return found.size() == 2 ? *found.begin() : std::string();
 }
 
-/// Writes the first marker file of a result; one that another process has written serves as well.
-error_t writeMarker(const std::string& marker, const variant_bag_t& bag) {
-    const error_t code = writeFirstMarkerFile(marker, bag);
-    return code == eAlreadyExists ? eOK : code;
-}
-
 struct NewResult {
     std::string directory;
     std::string markerName;
     std::string marker{};
+    std::optional<MarkerInHand> inHand{};
 };
+
+/// The outcome of writing the first marker file of a result; one that another process has written
+/// serves as well.
+error_t orPresent(error_t written) { return written == eAlreadyExists ? eOK : written; }
 
 /// Makes the directory of a result and its marker file. Of a name that is taken (`eAlreadyExists`)
 /// the directory and the marker file's name are told all the same.
@@ -69,7 +69,12 @@ error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variab
         return code;
     }
     made.marker = markerFileIn(made.directory, made.markerName).native();
-    return writeMarker(made.marker, bag);
+    std::string checksum;
+    const error_t written = writeFirstMarkerFile(made.marker, bag, &checksum);
+    if (written == eOK) {
+        made.inHand.emplace(made.marker, std::move(checksum), std::move(bag));
+    }
+    return orPresent(written);
 }
 
 /// Opens what was made, or tells why nothing was. It is opened by its marker file: its name is no
@@ -110,7 +115,7 @@ sptr_t<IResultDirectory> openOrRepair(const NewResult& present) {
     std::string marker = awaitMarker(present.directory);
     if (marker.empty()) {
         marker = markerFileIn(present.directory, present.markerName).native();
-        if (!setStatus(writeMarker(marker, variant_bag_t()))) {
+        if (!setStatus(orPresent(writeFirstMarkerFile(marker, variant_bag_t())))) {
             return {};
         }
     } else if (present.markerName != resultMarkerFileExt()) {

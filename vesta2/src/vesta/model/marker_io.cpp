@@ -9,6 +9,16 @@ namespace vesta2 {
 
 namespace fs = boost::filesystem;
 
+namespace {
+
+std::string checksumOf(std::string_view text) {
+    basekit2::md5_t md5;
+    md5.update(text);
+    return md5.get_digest_base16();
+}
+
+}  // namespace
+
 marker_state_t stateOfLoad(int result) {
     switch (result) {
     case basekit2::bag_ok:
@@ -23,17 +33,16 @@ marker_state_t stateOfLoad(int result) {
     }
 }
 
-MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& properties) {
+MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& properties,
+                          struct stat* file) {
     std::string text;
-    const int read = basekit2::read_bag_text(path, text);
+    const int read = basekit2::read_bag_text(path, text, file);
     if (basekit2::bag_failed(read)) {
         properties.clear();
         return {stateOfLoad(read), {}};
     }
-    basekit2::md5_t md5;
-    md5.update(text);
     return {stateOfLoad(basekit2::load_variant_bag_from_string(properties, text)),
-            md5.get_digest_base16()};
+            checksumOf(text)};
 }
 
 error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path) {
@@ -48,11 +57,20 @@ fs::path markerFileIn(fs::path directory, std::string name) {
     return directory / name;
 }
 
-error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag_t& bag) {
+error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag_t& bag,
+                             std::string* checksum) {
+    std::string text;
+    if (const int written = basekit2::save_variant_bag_to_string(bag, text);
+        basekit2::bag_failed(written)) {
+        return errorFromObxError(written);
+    }
+    if (checksum) {
+        *checksum = checksumOf(text);
+    }
     // What is open on a file that is not there yet was so on one that has gone. What is opened from
     // now on is not touched: another thread may have been quicker.
     const unsigned open = Node::openOn(marker.native());
-    const int result = basekit2::create_variant_bag(bag, marker.native());
+    const int result = basekit2::create_bag_file(text, marker.native());
     if (result == basekit2::bag_exists) {
         // An object that is open on the empty bag would save that again.
         const bool isRepair = Node::openOn(marker.native()) == 0 &&

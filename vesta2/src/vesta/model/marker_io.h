@@ -8,6 +8,8 @@
 #include "vesta2/error.h"
 #include "vesta2/marker_file.h"
 
+struct stat;
+
 namespace vesta2 {
 
 /// What reading a bag file came to, from the result of the load.
@@ -20,8 +22,10 @@ struct MarkerFile {
 };
 
 /// Reads the file into `properties`, which is empty when that fails. One read serves the checksum
-/// and the properties.
-MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& properties);
+/// and the properties. `file` gets what the system tells of what was read; zeros when it could not
+/// be opened.
+MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& properties,
+                          struct stat* file = nullptr);
 
 /// Replaces the marker file in one step, and flushes it.
 error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path);
@@ -33,8 +37,8 @@ boost::filesystem::path markerFileIn(boost::filesystem::path directory, std::str
 /// Writes the marker file that makes a directory a node, by an exclusive create: another process
 /// may have found the directory first, and what it has written there stays (`eAlreadyExists`). The
 /// only file that is replaced is the empty one of a repair. A node that is still open on a marker
-/// file which was there before is retired.
+/// file which was there before is retired. `checksum` gets that of what was written.
 error_t writeFirstMarkerFile(const boost::filesystem::path& marker,
-                             const basekit2::variant_bag_t& bag);
+                             const basekit2::variant_bag_t& bag, std::string* checksum = nullptr);
 
 }  // namespace vesta2

@@ -12,10 +12,11 @@
 
 #include <string_view>
 
+#include "../discovery/group_markers.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "link_file.h"
-#include "marker_io.h"
+#include "marker_in_hand.h"
 #include "node_registry.h"
 #include "node_state.h"
 #include "vesta2/discovery.h"
@@ -84,7 +85,9 @@ void takeName(NodeState& node) {
 }
 
 void readProperties(NodeState& node) {
-    MarkerFile marker = readMarkerFile(node.markerFilePath, node.properties);
+    MarkerInHand* const inHand = MarkerInHand::of(node.markerFilePath);
+    MarkerFile marker = inHand ? inHand->take(node.properties)
+                               : readMarkerFile(node.markerFilePath, node.properties);
     if (!node.linkFilePath.empty() && marker.checksum != node.checksum) {
         node.isLinkStale = true;
     }
@@ -268,12 +271,25 @@ Membership adoptParent(NodeState& node, const std::string& groupPath) {
     }
 }
 
+/// Whether a listing of `directory`, made now, tells that it is neither a project nor an
+/// experiment.
+bool isCertainlyNoGroup(const std::string& directory) {
+    try {
+        return listForGroupMarker(directory).value_or(std::string()).empty();
+    } catch (const boost::system::system_error& e) {
+        logFailure(e);
+        return isNotThere(e);
+    }
+}
+
 /// The group that holds the node's link, else the one that it is stored in.
 Membership adoptOwnParent(NodeState& node) {
     Membership found = Membership::none;
     if (!node.linkFilePath.empty() && !isAbsent(node.linkFilePath)) {
-        found = adoptParent(node, fs::path(node.linkFilePath).parent_path().native());
-        if (found == Membership::none) {
+        const std::string group = fs::path(node.linkFilePath).parent_path().native();
+        found = adoptParent(node, group);
+        // What is remembered is not enough to delete a link.
+        if (found == Membership::none && isCertainlyNoGroup(group)) {
             leaveGroupThatIsNone(node);
         }
     }

@@ -3,13 +3,20 @@
 
 #include "node_registry.h"
 
+#include <sys/stat.h>
+
+#include <optional>
+
+#include "../discovery/directory_memory.h"
 #include "../discovery/extensions.h"
 #include "../discovery/group_markers.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../tree/remove_tree.h"
+#include "basekit2/file_error.h"
 #include "group_being_emptied.h"
 #include "link_file.h"
+#include "marker_in_hand.h"
 #include "node_state.h"
 #include "vesta2/discovery.h"
 #include "vesta2/experiment.h"
@@ -118,14 +125,46 @@ sptr_t<INode> Node::lookup(std::string path, const char* groupPath) {
     }
 }
 
+namespace {
+
+bool isRegistered(const std::string& key) {
+    const Lock lock(NodeState::mutex());
+    return NodeState::registered(key) != nullptr;
+}
+
+/// Whether there is anything at `place`, and what. Throws when that cannot be told.
+bool findFile(const fs::path& place, struct stat& file) {
+    // Twice: a save replaces the file, and some network file systems show a gap.
+    if (::stat(place.c_str(), &file) == 0 || ::stat(place.c_str(), &file) == 0) {
+        return true;
+    }
+    if (!basekit2::means_absent(errno)) {
+        basekit2::throw_file_error("cannot look at", place);
+    }
+    return false;
+}
+
+}  // namespace
+
 sptr_t<INode> NodeState::find(const std::string& path, const char* groupPath) {
     const fs::path place = normalPath(completePath(path, groupPath));
     const std::string& key = place.native();
-    // From the first look at the disk on: a marker that is deleted meanwhile must not give an empty
-    // node.
+    // Reading takes longest, and needs no lock: it is believed if the file is the same afterwards.
+    std::optional<MarkerInHand> read;
+    if (!MarkerInHand::of(key) && !isLink(key) && !isRegistered(key)) {
+        read.emplace(key);
+    }
+    // From the look on that counts: a marker that is deleted meanwhile must not give an empty node.
     const Lock lock(mutex());
-    // Twice: a save replaces the file, and some network file systems show a gap.
-    if ((!isThere(place) && !fs::exists(lookAt(place))) || NodeBeingRemoved::contains(key)) {
+    struct stat file {};
+    const MarkerInHand* const inHand = MarkerInHand::of(key);
+    if (!(inHand && inHand->isNew()) && !findFile(place, file)) {
+        return {};
+    }
+    if (inHand && !inHand->isOf(file)) {
+        read.reset();
+    }
+    if (NodeBeingRemoved::contains(key)) {
         return {};
     }
     NodeState* node = registered(key);
@@ -152,13 +191,15 @@ sptr_t<INode> NodeState::find(const std::string& path, const char* groupPath) {
 
 GroupLook lookAtGroup(const std::string& path) {
     GroupLook look;
-    // Results have no group.
-    look.isDirectory = fs::is_directory(lookAt(path));
-    if (look.isDirectory) {
-        fs::path directory = path;
-        removeEndingSlash(directory);
-        look.marker = findGroupMarkerInDir(directory.empty() ? path : directory.native());
+    fs::path directory = path;
+    removeEndingSlash(directory);
+    std::optional<std::string> marker =
+        findGroupMarkerInDir(directory.empty() ? path : directory.native());
+    look.isDirectory = marker.has_value();
+    if (marker) {
+        look.marker = std::move(*marker);
     } else {
+        // Results have no group.
         look.marker = findMarkerFileOrLink(path, groupMarkerExtensions(), true);
     }
     if (!look.marker.empty()) {
@@ -298,7 +339,10 @@ bool removeDirectory(NodeState& node, const fs::path& group) {
     if (node.ownGroup && !fs::is_symlink(node.directory) && !removeChildren(node.directory)) {
         return false;
     }
+    DirectoryLook around(node.directory.parent_path().native());
     removeTree(node.directory, group);
+    // The number that has become free may be the next one: no numbers are known any more.
+    around.keepThroughOwnChange(-1, {});
     // What comes into this place later is another node.
     node.isRemoved = true;
     node.unregister();

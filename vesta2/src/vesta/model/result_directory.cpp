@@ -7,6 +7,7 @@
 #include "../tree/new_directory.h"
 #include "basekit2/directory_listing.h"
 #include "basekit2/files.h"
+#include "marker_in_hand.h"
 #include "state_marks.h"
 #include "vesta2/names.h"
 #include "vesta2/result_files.h"
@@ -18,8 +19,11 @@ using basekit2::sptr_t;
 
 namespace {
 
-/// Whether anything of that name is there; what cannot be told counts as absent.
-bool hasMark(const fs::path& directory, const char* mark) { return isThere(directory / mark); }
+/// Whether anything of that name is there; what cannot be told counts as absent, and a directory
+/// that has just been made holds none.
+bool hasMark(const fs::path& directory, const char* mark) {
+    return !MarkerInHand::hasMade(directory) && isThere(directory / mark);
+}
 
 /// A mask or directory that is not given as people write it.
 std::string searchText(const char* text) {

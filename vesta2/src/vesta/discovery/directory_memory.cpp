@@ -1,0 +1,163 @@
+#include "directory_memory.h"
+
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <mutex>
+#include <unordered_map>
+#include <utility>
+
+#include "basekit2/file_error.h"
+
+namespace vesta2 {
+namespace {
+
+constexpr long long second = 1'000'000'000;
+/// Time stamps of a local file system follow the kernel's tick, 10 ms at the most.
+constexpr long long localResolution = second / 50;
+/// Elsewhere another host's clock sets them.
+constexpr long long remoteResolution = 10 * second;
+/// Of stamps that have no fraction of a second: FAT counts in twos, others in ones.
+constexpr long long coarseResolution = 2 * second;
+constexpr std::size_t mostDirectories = 4096;
+constexpr long xfsMagic = 0x58465342;
+/// How many times as long as it took to list a directory that is believed which a change of our own
+/// went through: listing it again then costs a twentieth of the work.
+constexpr int trust = 20;
+
+long long toNanoseconds(const timespec& time) { return time.tv_sec * second + time.tv_nsec; }
+
+long long now() {
+    timespec time{};
+    ::clock_gettime(CLOCK_REALTIME, &time);
+    return toNanoseconds(time);
+}
+
+bool isOnLocalDisk(const std::string& directory) {
+    struct statfs info {};
+    if (::statfs(directory.c_str(), &info) != 0) {
+        return false;
+    }
+    switch (info.f_type) {
+    case EXT4_SUPER_MAGIC:
+    case BTRFS_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+    case xfsMagic:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// Nothing, with `errno`, when there is no directory or it cannot be told.
+std::optional<DirectoryStamp> stampOf(const std::string& directory) {
+    struct stat info {};
+    if (::stat(directory.c_str(), &info) != 0) {
+        return std::nullopt;
+    }
+    errno = ENOTDIR;
+    return S_ISDIR(info.st_mode) ? std::optional(DirectoryStamp(info)) : std::nullopt;
+}
+
+}  // namespace
+
+DirectoryStamp::DirectoryStamp(const struct stat& info)
+    : device(info.st_dev),
+      inode(info.st_ino),
+      links(info.st_nlink),
+      modified(toNanoseconds(info.st_mtim)),
+      changed(toNanoseconds(info.st_ctim)) {}
+
+class DirectoryLook::Memory {
+public:
+    std::optional<Known> recall(const std::string& directory, const DirectoryStamp& stamp) {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_known.find(directory);
+        const bool isOfNow = found != m_known.end() && found->second.stamp == stamp &&
+                             found->second.end > Clock::now();
+        return isOfNow ? std::optional(found->second) : std::nullopt;
+    }
+
+    void remember(const std::string& directory, Known known) {
+        const std::lock_guard lock(m_mutex);
+        if (m_known.size() >= mostDirectories) {
+            m_known.clear();
+        }
+        m_known.insert_or_assign(directory, std::move(known));
+    }
+
+private:
+    std::mutex m_mutex;
+    std::unordered_map<std::string, Known> m_known;
+};
+
+DirectoryLook::Memory& DirectoryLook::memory() {
+    static auto& memory = *new Memory;
+    return memory;
+}
+
+DirectoryLook::DirectoryLook(std::string directory)
+    : m_directory(std::move(directory)), m_stamp(stampOf(m_directory)) {
+    if (m_stamp) {
+        m_known = memory().recall(m_directory, *m_stamp);
+    } else if (!basekit2::means_absent(errno)) {
+        basekit2::throw_file_error("cannot look at", m_directory);
+    }
+}
+
+const DirectoryContents* DirectoryLook::contents() const {
+    return m_known && m_known->isSure ? &m_known->contents : nullptr;
+}
+
+bool DirectoryLook::isOver(long long stamp, long long now, long long resolution) {
+    return stamp <
+           now - (stamp % second == 0 ? std::max(resolution, coarseResolution) : resolution);
+}
+
+void DirectoryLook::beginListing() {
+    m_begun = now();
+    m_clockBegun = Clock::now();
+}
+
+void DirectoryLook::listed(DirectoryContents contents, bool isLasting) {
+    m_known.reset();
+    if (!m_stamp || !isLasting) {
+        return;
+    }
+    const bool isLocal = isOnLocalDisk(m_directory);
+    const long long resolution = isLocal ? localResolution : remoteResolution;
+    const Clock::duration cost = Clock::now() - m_clockBegun;
+    const bool isSure = isOver(m_stamp->modified, m_begun, resolution) &&
+                        isOver(m_stamp->changed, m_begun, resolution) &&
+                        stampOf(m_directory) == m_stamp;
+    m_known = Known{*m_stamp, std::move(contents),
+                    cost,     isSure ? Clock::time_point::max() : m_clockBegun + trust * cost,
+                    isSure,   isLocal};
+    memory().remember(m_directory, *m_known);
+}
+
+void DirectoryLook::keepThroughOwnChange(int subdirectories, std::map<std::string, int> greatest) {
+    if (!m_known || !m_known->isLocal || m_known->end < Clock::now()) {
+        return;
+    }
+    // What cannot be looked at now is only not remembered.
+    const std::optional<DirectoryStamp> after = stampOf(m_directory);
+    // Some file systems do not count: each of their directories has one link.
+    const bool isOwn =
+        after && after->device == m_stamp->device && after->inode == m_stamp->inode &&
+        std::min(after->links, m_stamp->links) > 1 &&
+        after->links == m_stamp->links + static_cast<unsigned long long>(subdirectories);
+    if (isOwn) {
+        m_known->stamp = *after;
+        m_known->contents.greatest = std::move(greatest);
+        m_known->isSure = true;
+        m_known->end = std::min(m_known->end, Clock::now() + trust * m_known->cost);
+        memory().remember(m_directory, *m_known);
+    }
+}
+
+}  // namespace vesta2
