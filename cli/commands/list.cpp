@@ -75,7 +75,8 @@ public:
     Listing(const Arguments& arguments, Session& session)
         : m_arguments(arguments),
           m_session(session),
-          m_table(session.out, arguments.details ? longColumns() : shortColumns()) {}
+          m_table(session.out, arguments.details ? longColumns() : shortColumns()),
+          m_json(session.out, "nodes") {}
 
     /// Lists the nodes of `group` that match `mask`, and with recursion all below them.
     void add(vesta2::INodeGroup& group, const std::string& mask, const GroupNames& groups) {
@@ -113,7 +114,7 @@ public:
 
     void finish() {
         if (m_session.json) {
-            m_session.out.writeJson({{"nodes", std::move(m_json)}});
+            m_json.finish();
         }
         m_table.finish();
     }
@@ -187,17 +188,18 @@ private:
     }
 
     void writeJson(const Row& row, const GroupNames& groups) {
-        m_json.push_back(toJson(row.node));
+        Json object = toJson(row.node);
         if (needsSize()) {
-            m_json.back()["size"] = row.size ? Json(std::to_string(*row.size)) : Json();
+            object["size"] = row.size ? Json(std::to_string(*row.size)) : Json();
         }
         if (m_arguments.recursive) {
             Json names = Json::array();
             for (const std::string& name : groups) {
                 names.push_back(jsonText(name));
             }
-            m_json.back()["groups"] = std::move(names);
+            object["groups"] = std::move(names);
         }
+        m_json.add(object);
     }
 
     /// For people a tree; for programs the way to the node.
@@ -237,7 +239,7 @@ private:
     const Arguments& m_arguments;
     Session& m_session;
     Table m_table;
-    Json m_json = Json::array();
+    JsonArrayOutput m_json;
     std::set<std::string> m_visited;  ///< groups: links can lead back to one
     int m_shown = 0;
 };

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t flushSize = 65536;
 constexpr int usualWidth = 80;
+constexpr std::size_t indent = 2;
 
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
@@ -53,9 +54,45 @@ void Output::write(std::string_view text) {
     }
 }
 
-void Output::writeJson(const Json& members) {
+void Output::writeJson(const Json& members) { write(jsonText(withSchema(members)) + "\n"); }
+
+std::string Output::jsonText(const Json& value) const {
     // Controls beyond ASCII drive a terminal, too.
-    write(withSchema(members).dump(m_isTerminal ? 2 : -1, ' ', m_isTerminal) + "\n");
+    return value.dump(m_isTerminal ? static_cast<int>(indent) : -1, ' ', m_isTerminal);
+}
+
+std::string JsonArrayOutput::newLine(std::size_t level) const {
+    return m_out.isTerminal() ? "\n" + std::string(level * indent, ' ') : std::string();
+}
+
+void JsonArrayOutput::begin() {
+    // The object without its end, and with the array's beginning.
+    std::string head = m_out.jsonText(withSchema(Json::object()));
+    head.resize(head.find_last_of("0123456789") + 1);
+    m_out.write(head + "," + newLine(1) + "\"" + m_member +
+                (m_out.isTerminal() ? "\": [" : "\":["));
+    m_hasBegun = true;
+}
+
+void JsonArrayOutput::add(const Json& element) {
+    const bool isFirst = !m_hasBegun;
+    if (isFirst) {
+        begin();
+    }
+    std::string text = m_out.jsonText(element);
+    for (std::size_t end = text.find('\n'); end != std::string::npos;
+         end = text.find('\n', end + 1)) {
+        text.replace(end, 1, newLine(2));  // one within a text is escaped
+    }
+    m_out.write((isFirst ? "" : ",") + newLine(2) + text);
+}
+
+void JsonArrayOutput::finish() {
+    const bool isEmpty = !m_hasBegun;
+    if (isEmpty) {
+        begin();
+    }
+    m_out.write((isEmpty ? "" : newLine(1)) + "]" + newLine(0) + "}\n");
 }
 
 void Output::writeText(std::string_view text) {

@@ -25,6 +25,8 @@ public:
     void write(std::string_view text);
     /// One object on its own, with the schema number in front; indented on a terminal.
     void writeJson(const Json& members);
+    /// As it stands in the output.
+    [[nodiscard]] std::string jsonText(const Json& value) const;
     /// One line of text; escaped when it goes to a terminal.
     void writeText(std::string_view text);
     void flush();
@@ -33,6 +35,25 @@ private:
     std::string m_pending;
     bool m_isTerminal;
     bool m_color = false;
+};
+
+/// What `Output::writeJson` prints of an object with one array in it, whose elements are printed as
+/// they come: a hundred thousand need the memory of one.
+class JsonArrayOutput {
+public:
+    JsonArrayOutput(Output& out, std::string member) : m_out(out), m_member(std::move(member)) {}
+
+    void add(const Json& element);
+    void finish();
+
+private:
+    /// The end of a line, and the beginning of the next one at that level.
+    [[nodiscard]] std::string newLine(std::size_t level) const;
+    void begin();
+
+    Output& m_out;
+    const std::string m_member;
+    bool m_hasBegun = false;
 };
 
 /// The error for a failed write to an output stream; `error` is an `errno` value.

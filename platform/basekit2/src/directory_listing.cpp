@@ -27,9 +27,9 @@ constexpr std::size_t buffer_size = 32 * 1024;
 /// Freed memory of this size would go back to the kernel, and come again for the next listing.
 std::atomic<std::byte*> spare_buffer = nullptr;
 
-descriptor_t open_directory(const fs::path& directory) {
+descriptor_t open_directory(const char* path, int base = AT_FDCWD) {
     return descriptor_t(uninterrupted([&] {
-        return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
+        return ::openat(base, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
     }));
 }
 
@@ -38,7 +38,7 @@ bool is_dot_or_dots(std::string_view name) { return name == "." || name == "..";
 }  // namespace
 
 directory_listing_t::directory_listing_t(fs::path directory)
-    : m_directory(std::move(directory)), m_descriptor(open_directory(m_directory)) {
+    : m_directory(std::move(directory)), m_descriptor(open_directory(m_directory.c_str())) {
     if (!m_descriptor) {
         fail(m_directory);
     }
@@ -48,13 +48,21 @@ directory_listing_t::directory_listing_t(fs::path directory, descriptor_t descri
     : m_directory(std::move(directory)), m_descriptor(std::move(descriptor)) {}
 
 std::optional<directory_listing_t> directory_listing_t::if_directory(fs::path path) {
-    descriptor_t descriptor = open_directory(path);
+    descriptor_t descriptor = open_directory(path.c_str());
     if (!descriptor && !means_absent(errno)) {
         fail(path);
     }
     return descriptor ? std::optional<directory_listing_t>(std::in_place, std::move(path),
                                                            std::move(descriptor))
                       : std::nullopt;
+}
+
+directory_listing_t directory_listing_t::of_entry() const {
+    descriptor_t opened = open_directory(m_entry->d_name, descriptor());
+    if (!opened) {
+        fail(path());
+    }
+    return {path(), std::move(opened)};
 }
 
 void directory_listing_t::recycler_t::operator()(std::byte* buffer) const noexcept {

@@ -26,6 +26,9 @@ public:
     /// error.
     static std::optional<directory_listing_t> if_directory(boost::filesystem::path path);
 
+    /// Of the directory that is the current entry, or that it leads to. Throws as the constructor.
+    [[nodiscard]] directory_listing_t of_entry() const;
+
     /// On to the next entry ("." and ".." are left out); false at the end. Throws as the
     /// constructor.
     bool next();

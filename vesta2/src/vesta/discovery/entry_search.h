@@ -9,12 +9,24 @@
 
 namespace vesta2 {
 
+/// The next file of the directory that has one of the extensions; empty when there is none left.
+inline std::string findMarkerFile(basekit2::directory_listing_t& listing,
+                                  const FileSet& extensions) {
+    while (listing.next()) {
+        if (isOneOf(extensionOf(listing.name()), extensions) && listing.is_regular_file()) {
+            return listing.path();
+        }
+    }
+    return {};
+}
+
 /// A name without extension needs no probe for the link file beside it: that is an entry too, and
 /// whatever matches the name matches the link's.
 inline std::string lookIntoEntry(const basekit2::directory_listing_t& listing,
                                  const FileSet& extensions, bool acceptMarkerFile) {
     if (listing.is_directory()) {
-        return findMarkerFileInDir(listing.path(), extensions);
+        basekit2::directory_listing_t inner = listing.of_entry();
+        return findMarkerFile(inner, extensions);
     }
     const std::string_view extension = extensionOf(listing.name());
     const bool isNamedLikeOne = isLinkOfOneOf(extension, extensions) ||

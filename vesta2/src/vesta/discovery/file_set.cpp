@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <boost/filesystem/path.hpp>
+#include <cstring>
 #include <set>
 #include <string_view>
 
@@ -11,7 +12,10 @@ namespace {
 bool endsWithName(const std::string& path) { return !path.empty() && path.back() != '/'; }
 
 std::string_view lastComponent(const std::string& path) {
-    return std::string_view(path).substr(path.rfind('/') + 1);
+    // The library's own search backwards goes byte by byte.
+    const void* const slash = ::memrchr(path.data(), '/', path.size());
+    const char* const name = slash ? static_cast<const char*>(slash) + 1 : path.data();
+    return {name, path.size() - static_cast<std::size_t>(name - path.data())};
 }
 
 }  // namespace
@@ -76,8 +80,10 @@ std::pair<FileSet::const_iterator, bool> FileSet::insert(std::string element) {
     if (!m_contents) {
         m_contents.reset(new Contents);
     }
-    const auto [at, added] = m_contents->tree.insert(std::move(element));
-    return {const_iterator(positionOf(at)), added};
+    // Most elements come in order.
+    const size_type before = size();
+    const auto at = m_contents->tree.insert(m_contents->tree.end(), std::move(element));
+    return {const_iterator(positionOf(at)), size() != before};
 }
 
 FileSet::const_iterator FileSet::erase(const_iterator at) {
