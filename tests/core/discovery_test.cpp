@@ -10,14 +10,11 @@ using namespace vesta2;
 using support::words;
 
 TEST(FileSet, IsOrderedByFileName) {
-    EXPECT_THAT(FileSet(".c", "", ".a"), ElementsAre(".a", ".c"));
-    FileSet set;
-    for (const char* path : {"/z/r1000.z", "/a/r999.z", "/b/r010.z", "/c/r999.z", "r01.z"}) {
+    FileSet set(".c", "", ".a");
+    for (const char* path : {"/z/r1000.z", "/a/r999.z", "/b/r010.z", "/c/r999.z", "/x/\xFFz"}) {
         set.insert(path);
     }
-    EXPECT_THAT(set, ElementsAre("r01.z", "/b/r010.z", "/z/r1000.z", "/a/r999.z"));
-    set.insert("/x/\xFFz");
-    EXPECT_EQ(*set.rbegin(), "/x/\xFFz");
+    EXPECT_THAT(set, ElementsAre(".a", ".c", "/b/r010.z", "/z/r1000.z", "/a/r999.z", "/x/\xFFz"));
 }
 
 TEST(Extensions, CompareExactly) {
@@ -32,8 +29,7 @@ TEST(Extensions, CompareExactly) {
         EXPECT_EQ(hasLinkExtension(path, markers), isLinkToOne == "1") << path;
         EXPECT_EQ(hasLinkExtension(path), isAnyLink == "1") << path;
     }
-    EXPECT_FALSE(hasExtension("a.zentorexp", ".zentor"));
-    EXPECT_TRUE(isLink("a.ZENTORLink"));
+    EXPECT_TRUE(isLink("a.ZENTORLink") && !hasExtension("a.zentorexp", ".zentor"));
 }
 
 /// A directory with results and links in it.
@@ -75,16 +71,12 @@ TEST_F(Search, DirectoryGivesTheFirstListedMarkerFile) {
         first = first.empty() && hasExtension(entry.path(), m_extensions) ? entry.path().native()
                                                                           : first;
     }
-    setStatus(eUnknown);
     EXPECT_EQ(findMarkerFileInDir(m_directory / "r", m_extensions), first);
-    EXPECT_EQ(getStatus(), eOK);
-
     fs::create_directories(m_directory / "s/x.zentor");
     fs::create_symlink("nowhere", m_directory / "s/y.zentor");
     EXPECT_EQ(findMarkerFileInDir(m_directory / "s", m_extensions), "");
     fs::create_symlink("../target", m_directory / "s/z.zentor");
     EXPECT_EQ(findMarkerFileInDir(m_directory / "s", m_extensions), m_directory / "s/z.zentor");
-    EXPECT_THROW(findMarkerFileInDir(m_directory / "missing", m_extensions), fs::filesystem_error);
 }
 
 TEST_F(Search, PathGivesMarkerFileOrLink) {
@@ -109,26 +101,28 @@ TEST_F(Search, PathGivesMarkerFileOrLink) {
 TEST_F(Search, PatternGivesTheGreatestOfItsMatches) {
     make("r001/r001.zentor r002/r002.zentor r010/r010.zentor r011/text s1/s1.zentor r012 "
          "r003.zentorlink r004.zentor r005.zentorprojlink rx/rx.zentor");
-    EXPECT_EQ(found("r@@@", eOK, 1), "r010/r010.zentor");
-    EXPECT_EQ(found("r@@@", eOK, 2), "r003.zentorlink r010/r010.zentor");
     const std::string all = "r001/r001.zentor r002/r002.zentor r003.zentorlink r010/r010.zentor";
-    EXPECT_EQ(found("r@@@"), all);
-    EXPECT_EQ(found("r@", eOK, 99), all);
-    EXPECT_EQ(found("r@@@/"), all);
-    EXPECT_EQ(found("r01@"), "r010/r010.zentor");
+    for (const auto& [pattern, most, hits] : std::vector<std::tuple<std::string, int, std::string>>{
+             {"r@@@", 1, "r010/r010.zentor"},
+             {"r@@@", 2, "r003.zentorlink r010/r010.zentor"},
+             {"r@@@/", 0, all},
+             {"r@", 99, all},
+             {"r01@", 0, "r010/r010.zentor"},
+             {"r002", 0, "r002/r002.zentor"},
+             {"r004.zentor", 0, "r004.zentor"}}) {
+        EXPECT_EQ(found(pattern, eOK, most), hits) << pattern;
+    }
     EXPECT_EQ(found("q@", eNotFound), "");
-    // A plain name, and a pattern taken as one.
-    EXPECT_EQ(found("r002"), "r002/r002.zentor");
-    EXPECT_EQ(found("r004.zentor"), "r004.zentor");
-    EXPECT_EQ(found("r@@@", eNotFound, 0, true), "");
+    EXPECT_EQ(found("r@@@", eNotFound, 0, true), "") << "taken as a plain name";
     make("r@@@/odd.zentor r999/r999.zentor r1000/r1000.zentor");
     EXPECT_EQ(found("r@@@", eOK, 0, true), "r@@@/odd.zentor");
 
-    EXPECT_EQ(findLastMatching("r@@@", m_path.c_str(), ".zentor", false),
-              m_directory / "r999/r999.zentor");
-    EXPECT_EQ(findLastMatching(m_directory / "*", "/nowhere", ".zentor", false),
-              m_directory / "s1/s1.zentor");
-    EXPECT_EQ(findLastMatching("r@@@", m_path.c_str(), "", false), "");
+    const auto last = [this](const std::string& pattern, const char* extension) {
+        return relative(findLastMatching(pattern, m_path.c_str(), extension, false));
+    };
+    EXPECT_EQ(last("r@@@", ".zentor"), "r999/r999.zentor");
+    EXPECT_EQ(last(m_directory / "*", ".zentor"), "s1/s1.zentor");
+    EXPECT_EQ(last("r@@@", ""), "");
     EXPECT_EQ(getStatus(), eNotFound);
 }
 

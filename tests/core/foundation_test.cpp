@@ -1,5 +1,3 @@
-#include <sys/utsname.h>
-
 #include <cerrno>
 
 #include "basekit2/bag_io.h"
@@ -17,14 +15,12 @@ using vesta2::error_t;  // the C library has one too
 
 TEST(Status, IsEachThreadsOwn) {
     EXPECT_FALSE(setStatus(eFileError));
-    std::thread([] {
+    std::jthread([] {
         EXPECT_EQ(ResultDirectoryManager::getLastError(), eOK);
         EXPECT_FALSE(setStatus(eNotFound));
-        EXPECT_EQ(ResultDirectoryManager::getLastError(), eNotFound);
     }).join();
     EXPECT_EQ(ResultDirectoryManager::getLastError(), eFileError);
     EXPECT_TRUE(setStatus(eOK));
-    EXPECT_EQ(getStatus(), eOK);
 }
 
 /// Errors with numbers of their own, which are those of the system plus 100.
@@ -49,9 +45,7 @@ TEST(Status, ForeignErrorsAreMapped) {
         EXPECT_EQ(errorFromBoostError({number + 100, foreign}), code) << number;
     }
     EXPECT_EQ(errorFromObxError(basekit2::bag_ok), eOK);
-    for (const int result : {0, 2, -1, static_cast<int>(basekit2::bag_unreadable)}) {
-        EXPECT_EQ(errorFromObxError(result), eUnknown) << result;
-    }
+    EXPECT_EQ(errorFromObxError(0), eUnknown);
 }
 
 TEST(Names, AreValidated) {
@@ -72,12 +66,6 @@ TEST(Names, AreValidated) {
     EXPECT_EQ(getStatus(), eFileLocked);
 }
 
-TEST(Names, HostIsTheKernels) {
-    utsname kernel{};
-    ASSERT_EQ(::uname(&kernel), 0);
-    EXPECT_EQ(getFQDN(), kernel.nodename);
-}
-
 TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {
     // The path, what it is folded to, and what it is under /base.
     for (const auto& [text, folded, completed] : support::rows<3>(
@@ -93,12 +81,14 @@ TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {
         EXPECT_EQ(completePath(text, "/base"), completed) << text;
     }
     const std::string here = fs::current_path().native();
-    EXPECT_EQ(completePath("r000/", "/base/./x/"), "/base/./x/r000");
-    EXPECT_EQ(completePath("r000", nullptr), here + "/r000");
-    EXPECT_EQ(completePath("r000", ""), here + "/r000");
-    EXPECT_EQ(completePath("r000", "sub"), here + "/sub/r000");
-    EXPECT_EQ(completePath("r000", "//base"), "/base/r000");
-    EXPECT_EQ(completePath("r000", "/"), "/r000");
+    for (const auto& [base, completed] : {std::pair<const char*, std::string>{nullptr, here + "/r"},
+                                          {"", here + "/r"},
+                                          {"sub", here + "/sub/r"},
+                                          {"/base/./x/", "/base/./x/r"},
+                                          {"//base", "/base/r"},
+                                          {"/", "/r"}}) {
+        EXPECT_EQ(completePath("r/", base), completed);
+    }
 }
 
 }  // namespace

@@ -36,7 +36,6 @@ TEST(Pattern, GeneratesNames) {
         EXPECT_EQ(pattern.generateFileName(1000, section), of1000);
         EXPECT_EQ(pattern.generateFileName(-5, section), ofMinus5);
     }
-    EXPECT_EQ(Pattern::subst("{user}", nullptr), "{user}");
     // Without a suffix of its own a pattern keeps that of the one before.
     Pattern pattern;
     pattern.set("a@.2x", nullptr);
@@ -64,13 +63,15 @@ TEST(Pattern, IsRecognisedInPathsAndNames) {
     for (const std::string& path : words("/x@@/r a@b@ r@@@/y r /x/@@@@@@@@@")) {
         EXPECT_FALSE(ResultDirectoryManager::isPathPatterned(path.c_str())) << path;
     }
-    const auto validate = ResultDirectoryManager::validateResultDirectoryPattern;
-    EXPECT_EQ(validate("r@@@"), eOK);
-    EXPECT_EQ(validate(nullptr), eEmptyPattern);
-    EXPECT_EQ(validate("@@@@@@@@@x@"), eTooManyPlaceholderGroups);
-    EXPECT_EQ(validate("@@@@@@@@@.x"), eTooLongPlaceholder);
-    EXPECT_EQ(validate("a@b@*"), eReservedCharacters);
-    EXPECT_EQ(validate("a@b@."), eInvalidLastCharacter);
+    // What is said of a name with several faults.
+    for (const auto& [name, code] : {std::pair<const char*, vesta2::error_t>{"r@@@", eOK},
+                                     {nullptr, eEmptyPattern},
+                                     {"@@@@@@@@@x@", eTooManyPlaceholderGroups},
+                                     {"@@@@@@@@@.x", eTooLongPlaceholder},
+                                     {"a@b@*", eReservedCharacters},
+                                     {"a@b@.", eInvalidLastCharacter}}) {
+        EXPECT_EQ(ResultDirectoryManager::validateResultDirectoryPattern(name), code);
+    }
 }
 
 TEST(ResultVariableBag, KeepsVariablesInTheirSection) {
@@ -95,14 +96,6 @@ TEST(MpiRank, IsThatOfTheFirstVariableThatIsSet) {
                       : ::setenv("OMPI_COMM_WORLD_RANK", third.c_str(), 1);
         EXPECT_EQ(ResultDirectoryManager::getCurrentMpiRank(), std::stoi(rank)) << first;
     }
-}
-
-TEST(Names, DataDirectoriesAreNumbered) {
-    EXPECT_EQ(makeDataFolderName(12), "data.12");
-    const support::TempDirectory directory;
-    fs::create_directory(directory / "data.0");
-    writeFile(directory / "data.2", "");
-    EXPECT_EQ(IResultDirectory::generateCollectorDataDirName(directory.path().native()), "data.1");
 }
 
 TEST(Split, TakesTheMarkerFileOff) {
