@@ -31,16 +31,13 @@ protected:
     std::string probe(const std::string& arguments) {
         return output(words(CORE_PROBE " " + arguments));
     }
-    /// Makes that the library's product description.
-    void describe(const std::string& content) {
-        writeFile(m_directory / "product.xml", "<bag v=\"1\">" + content + "</bag>");
+    /// Makes that a data file of the library's.
+    void provide(const std::string& file, const std::string& content) {
+        writeFile(m_directory / file, "<bag v=\"1\">" + content + "</bag>");
         m_environment = {"VESTA2_DATA_DIR=" + m_directory.path().native()};
     }
-    /// Makes these the library's messages.
-    void translate(const std::string& content) {
-        writeFile(m_directory / "vesta2.catalog.xml", content);
-        m_environment = {"VESTA2_DATA_DIR=" + m_directory.path().native()};
-    }
+    void describe(const std::string& product) { provide("product.xml", product); }
+    void translate(const std::string& messages) { provide("vesta2.catalog.xml", messages); }
     void log() { m_environment.push_back("VESTA_LOG=warn:" + m_log); }
 
     [[nodiscard]] std::size_t linesWith(const std::string& text) const {
@@ -77,9 +74,9 @@ TEST_F(Library, AllNamesFollowTheShortNameOfTheProduct) {
 }
 
 TEST_F(Library, MessagesAreTheCatalogsOrTheirKeys) {
-    translate("<bag v=\"1\">");
+    translate("");
     EXPECT_EQ(probe("message 4"), "%NotFound\n");
-    translate("<bag v=\"1\"><str n=\"%NotFound\">Nichts da {0}</str></bag>");
+    translate("<str n=\"%NotFound\">Nichts da {0}</str>");
     EXPECT_EQ(probe("message 3"), "%AlreadyExists\n");
     EXPECT_EQ(probe("later 4"), "%NotFound\nNichts da {0}\n") << "none could be opened";
 
@@ -101,7 +98,7 @@ TEST_F(Library, MessagesAreTheCatalogsOrTheirKeys) {
 
 TEST_F(Library, FailedNamesAreLogged) {
     const Words names{CORE_PROBE, "check", "", "good", "a:b", "end ", ".", "end.", "a|."};
-    translate("broken");
+    translate("<broken");
     EXPECT_EQ(output(names), "");
     log();
     EXPECT_EQ(output(names), "");
@@ -170,14 +167,14 @@ TEST_F(Library, FailsInOrderWhileThreadAndProcessEnd) {
 TEST_F(Library, KnowsWhereItIsAfterAChangeOfDirectory) {
     // Installed in a directory of its architecture, and found by a relative path.
     for (const std::string place : {"lib", "lib/x86_64-linux-gnu"}) {
-        const fs::path root = m_directory.path() / "root";
-        fs::create_directories(root / place);
-        fs::copy_file(VESTA2_LIBRARY, root / place / fs::path(VESTA2_LIBRARY).filename());
-        writeFile(root / "share/vesta2/vesta2.catalog.xml",
-                  "<bag v=\"1\"><str n=\"%NotFound\">Nichts</str></bag>");
-        m_environment = {"LD_LIBRARY_PATH=root/" + place};
+        const std::string in = "root/" + place;
+        fs::create_directories(m_directory / in);
+        fs::copy_file(VESTA2_LIBRARY,
+                      m_directory.path() / in / fs::path(VESTA2_LIBRARY).filename());
+        provide("root/share/vesta2/vesta2.catalog.xml", "<str n=\"%NotFound\">Nichts</str>");
+        m_environment = {"LD_LIBRARY_PATH=" + in};
         EXPECT_EQ(probe("elsewhere 4"), "Nichts\n");
-        fs::remove_all(root);
+        fs::remove_all(m_directory / in);
     }
 }
 

@@ -59,17 +59,6 @@ TEST(MarkerMemory, NeverMissesAChange) {
     EXPECT_EQ(std::system((go + "umount mounted").c_str()), 0);
 }
 
-TEST(MarkerMemory, DistrustsWholeSeconds) {
-    constexpr long long tick = 20'000'000;
-    constexpr long long second = 1'000'000'000;
-    for (const auto& [stamp, age, isOver] : {std::tuple{7 * second + 1, tick, false},
-                                             {7 * second + 1, tick + 1, true},
-                                             {7 * second, 2 * second, false},
-                                             {7 * second, 2 * second + 1, true}}) {
-        EXPECT_EQ(MarkerMemory::isOver(stamp, stamp + age, tick), isOver) << stamp << " " << age;
-    }
-}
-
 TEST(MarkerMemory, SeesWhereALinkLeadsNow) {
     const support::TempDirectory directory;
     const std::string path = directory / "project";

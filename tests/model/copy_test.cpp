@@ -129,7 +129,7 @@ TEST_F(CopyTest, WhatIsThereAlreadyIsKept) {
 }
 
 TEST_F(CopyTest, LargeAndManyFilesComeOverWhole) {
-    constexpr off_t size = 100'000'000;
+    constexpr off_t size = 30'000'000;
     play("result r000; hold r r000; write r000/empty r000/hole");
     for (int i = 0; i < 10'000; ++i) {
         writeFile("r000/data.0/" + std::to_string(i), std::to_string(i));

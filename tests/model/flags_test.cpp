@@ -110,42 +110,6 @@ TEST_F(FlagsTest, SetByThreadsDuringAMoveAreWhereTheNodeIs) {
     EXPECT_EQ(namesIn(".").size(), 1U);
 }
 
-TEST_F(FlagsTest, FollowTheirDirectoryOrAreGivenUp) {
-    fs::create_directory("other");
-    util::FlagManager flags;
-    flags.setDirectory(at("other"));
-    ASSERT_EQ(flags.writeFlag("kept", false, nullptr), eOK);
-    fs::rename("other", "renamed");
-    flags.setDirectory(at("renamed"));
-    EXPECT_EQ(flags.isFlagOwner("kept"), eOK);
-    EXPECT_EQ(util::lookAtFlag("renamed", "kept").state(), util::flag_state_t::held);
-    flags.setDirectory(at("r000"));
-    EXPECT_TRUE(fs::is_empty("renamed"));
-    EXPECT_EQ(flags.isFlagOwner("kept"), eNotFound);
-    EXPECT_EQ(flags.writeFlag("kept", false, nullptr), eOK);
-    play("tree r000 -> kept.dflgzentor kept.infozentor r000.zentor");
-}
-
-TEST_F(FlagsTest, ThatMayNotBeReadAreHeldBySomebody) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs a second user";
-    }
-    play("flag r secret; chmod 600 r000/secret.dflgzentor; chmod 600 r000/secret.infozentor");
-    play("chmod 777 r000");
-    asOrdinaryUser([this] {
-        const auto found = util::lookAtFlags("r000");
-        ASSERT_EQ(found.size(), 1U);
-        EXPECT_EQ(found[0].state(), util::flag_state_t::held);
-        EXPECT_TRUE(found[0].record().empty());
-        util::FlagManager flags;
-        flags.setDirectory(at("r000"));
-        EXPECT_EQ(flags.isFlagOwner("secret"), eNotOwner);
-        EXPECT_EQ(flags.writeFlag("secret", true, nullptr), eFileAccessDenied);
-        EXPECT_EQ(flags.removeFlag("secret", true, true), eFileAccessDenied);
-    });
-    play("tree r000 -> r000.zentor secret.dflgzentor secret.infozentor");
-}
-
 TEST_F(FlagsTest, NothingIsSavedWhileAnotherProcessKeepsTheNode) {
     static int asserted = 0;
     const auto old =
