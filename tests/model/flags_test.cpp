@@ -110,6 +110,39 @@ TEST_F(FlagsTest, SetByThreadsDuringAMoveAreWhereTheNodeIs) {
     EXPECT_EQ(namesIn(".").size(), 1U);
 }
 
+TEST_F(FlagsTest, ThreadsShareANode) {
+    std::atomic<int> owners{0};
+    runThreads(4, [&](unsigned) {
+        for (int round = 0; round < 200; ++round) {
+            const auto code = object(m_held["r"]).addFlag("busy", false);
+            if (code == eOK) {
+                EXPECT_EQ(++owners, 1);
+                --owners;
+                EXPECT_EQ(object(m_held["r"]).removeFlag("busy", false), eOK);
+            } else {
+                EXPECT_EQ(code, eAlreadyExists);
+            }
+        }
+    });
+    play("tree r000 -> r000.zentor");
+}
+
+TEST_F(FlagsTest, FollowTheirDirectoryOrAreGivenUp) {
+    fs::create_directory("other");
+    util::FlagManager flags;
+    flags.setDirectory(at("other"));
+    ASSERT_EQ(flags.writeFlag("kept", false, nullptr), eOK);
+    fs::rename("other", "renamed");
+    flags.setDirectory(at("renamed"));
+    EXPECT_EQ(flags.isFlagOwner("kept"), eOK);
+    EXPECT_EQ(util::lookAtFlag("renamed", "kept").state(), util::flag_state_t::held);
+    flags.setDirectory(at("r000"));
+    EXPECT_TRUE(fs::is_empty("renamed"));
+    EXPECT_EQ(flags.isFlagOwner("kept"), eNotFound);
+    EXPECT_EQ(flags.writeFlag("kept", false, nullptr), eOK);
+    play("tree r000 -> kept.dflgzentor kept.infozentor r000.zentor");
+}
+
 TEST_F(FlagsTest, NothingIsSavedWhileAnotherProcessKeepsTheNode) {
     static int asserted = 0;
     const auto old =
