@@ -1,54 +1,42 @@
 #include "system/cpu_info.h"
 
-#include <unistd.h>
-
-#include <cstdint>
-
 #include "support/test.h"
 
 namespace {
 
-using vesta2::CpuInfo;
-using vesta2::SystemInfo;
-
-CpuInfo scanned(const std::string& content) {
+vesta2::CpuInfo scanned(const std::string& content) {
     std::istringstream text(content);
-    CpuInfo info;
+    vesta2::CpuInfo info;
     vesta2::scanCpuInfo(text, info);
     return info;
 }
 
 TEST(CpuInfo, TellsTheFrequency) {
     const auto filled = [](std::size_t length) { return std::string(length, 'x'); };
-    // By the scan for everything, and by the one for the frequency alone where that differs.
+    // By the scan for everything, and by the one for the frequency alone.
     for (const auto& [content, all, alone] : std::vector<std::tuple<std::string, double, double>>{
-             {"model name\t: Intel(R) CPU E5 v4 @ 2.40GHz\ncpu MHz\t\t: 1200.123\n", 2.4e9, -1},
-             {"model name\t: Old 800MHz\n", 8e8, -1},
-             {"model name\t: AMD 7B13\ncpu MHz\t\t: 2449.998\n", 2449998000, -1},
-             {"model name\t: A \t\v2.40GHz\n", 2.4e9, -1},
-             {"cpu  \t MHz \t : \t 4099.999", 4099999000, -1},
-             {std::string("model name\0: A 4.10GHz\n", 23), 4.1e9, -1},
+             {"model name\t: CPU E5 v4 @ 2.40GHz\ncpu MHz\t\t: 1200.123\n", 2.4e9, 2.4e9},
+             {"model name\t: 7B13\ncpu  \t MHz \t : \t 2449.998", 2449998000, 2449998000},
+             {std::string("model name\0: A \t\v4.10GHz\n", 26), 4.1e9, 4.1e9},
+             {"model name\t: Old 800MHz\n", 8e8, 8e8},
              // The first that tells decides; a clock of 0 ends only the scan for the frequency.
-             {"model name : A\nmodel name : B 2GHz\nmodel name : C 3GHz\n", 2e9, -1},
+             {"model name : A\nmodel name : B 2GHz\nmodel name : C 3GHz\n", 2e9, 2e9},
              {"cpu MHz : 0\ncpu MHz : 5\n", 5e6, 0},
              // Lines longer than the buffers of 2500 and 128 bytes are taken in pieces.
              {"model name :" + filled(110) + " 2.40GHz\n", 2.4e9, 0},
-             {"model name :" + filled(108) + " 2.40GHz\n", 2.4e9, -1},
+             {"model name :" + filled(108) + " 2.40GHz\n", 2.4e9, 2.4e9},
              {filled(127) + "cpu MHz : 7\n", 0, 7e6},
              {filled(2499) + "cpu MHz : 7\n", 7e6, 0}}) {
         std::istringstream text(content);
         EXPECT_EQ(static_cast<double>(scanned(content).frequency), all) << content;
-        EXPECT_EQ(static_cast<double>(vesta2::scanCpuFrequency(text)), alone < 0 ? all : alone)
-            << content;
+        EXPECT_EQ(static_cast<double>(vesta2::scanCpuFrequency(text)), alone) << content;
     }
-    for (const char* text :
-         {// not where or how it should be
-          "", "x cpu MHz : 100\n", "CPU MHz : 100\n", "cpu MHz 100\n", "model name2.4GHz\n",
-          "model name\t: A 2.4 GHz\n", "model name\t: A 2.4\n", "model name\t: A GHz\n",
-          // damaged
-          "cpu MHz : abc\n", "cpu MHz : nan\n", "cpu MHz : inf\n", "cpu MHz : -5\n",
-          "cpu MHz : 1e300\n", "cpu MHz : 1e99999\n", "cpu MHz : \n"}) {
-        EXPECT_EQ(scanned(text).frequency, 0U) << text;
+    // Not where or how it should be, or damaged.
+    for (const std::string text :
+         {"", "x cpu MHz : 100", "CPU MHz : 100", "cpu MHz 100", "model name2.4GHz",
+          "model name\t: A 2.4 GHz", "model name\t: A 2.4", "model name\t: A GHz", "cpu MHz : abc",
+          "cpu MHz : nan", "cpu MHz : -5", "cpu MHz : 1e300", "cpu MHz : 1e99999", "cpu MHz : "}) {
+        EXPECT_EQ(scanned(text + "\n").frequency, 0U) << text;
     }
 }
 
@@ -60,37 +48,21 @@ TEST(CpuInfo, TellsTheExtensions) {
               "1 8 11 512"},
              // The last token of a line is not looked at.
              {"flags : mmx sse sse2 avx avx2\n", "1 3 9 256"},
-             {"flags : mmx", "0 0 0 0"},
-             {"flags : mmx ", "1 0 0 64"},
              // The last of a family counts, but the widest vector.
              {"flags : avx512 avx sse4_2 sse x\n", "0 2 9 512"},
              // Names that are not exactly known, and a line that is not about flags.
-             {"flags : pni avx512f mmxext SSE2 sse4a misalignsse avx2\t x\n", "0 0 0 0"},
-             {"features : mmx sse x\n", "0 0 0 0"},
+             {"flags : pni avx512f mmxext SSE2 sse4a avx2\t x\nfeatures : mmx x\n", "0 0 0 0"},
              // The first processor that tells both ends the scan.
              {clock + "flags : sse x\n\n" + clock + "flags : avx x\n", "0 2 0 128"},
              {"flags : sse x\nflags : avx x\n" + clock, "0 2 9 256"},
              // A token across the border of two pieces is lost, and so is all behind it.
-             {"flags " + std::string(2484, 'x') + " avx avx2 mmx x\n", "0 0 9 256"},
-             {"flags " + std::string(2483, 'x') + " avx avx2 mmx x\n", "0 0 10 256"}}) {
-        const CpuInfo info = scanned(content);
+             {"flags " + std::string(2484, 'x') + " avx avx2 mmx x\n", "0 0 9 256"}}) {
+        const vesta2::CpuInfo info = scanned(content);
         std::ostringstream found;
         found << info.isa.mmx << ' ' << info.isa.sse << ' ' << info.isa.avx << ' '
               << info.maxVectorLength;
         EXPECT_EQ(found.str(), expected) << content;
     }
-    EXPECT_EQ(SystemInfo::getIsaType(nullptr), SystemInfo::isaNone);
-}
-
-TEST(SystemInfo, IsGatheredByAnyThread) {
-    const auto gather = [] {
-        SystemInfo info;
-        EXPECT_TRUE(info.init_from_os());
-        EXPECT_EQ(info.cpuCount(), static_cast<std::uint32_t>(::sysconf(_SC_NPROCESSORS_CONF)));
-        info.getIsa();
-    };
-    const std::jthread other(gather);
-    gather();
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <sys/utsname.h>
-
 #include <cerrno>
 
 #include "basekit2/bag_io.h"
@@ -17,47 +15,28 @@ using vesta2::error_t;  // the C library has one too
 
 TEST(Status, IsEachThreadsOwn) {
     EXPECT_FALSE(setStatus(eFileError));
-    std::thread([] {
+    std::jthread([] {
         EXPECT_EQ(ResultDirectoryManager::getLastError(), eOK);
         EXPECT_FALSE(setStatus(eNotFound));
-        EXPECT_EQ(ResultDirectoryManager::getLastError(), eNotFound);
     }).join();
     EXPECT_EQ(ResultDirectoryManager::getLastError(), eFileError);
     EXPECT_TRUE(setStatus(eOK));
-    EXPECT_EQ(getStatus(), eOK);
 }
 
-/// Errors with numbers of their own, which are those of the system plus 100.
-class Foreign final : public boost::system::error_category {
-    const char* name() const noexcept override { return "foreign"; }
-    std::string message(int /*value*/) const override { return "foreign"; }
-    boost::system::error_condition default_error_condition(int value) const noexcept override {
-        return {value - 100, boost::system::generic_category()};
-    }
-};
-
 TEST(Status, ForeignErrorsAreMapped) {
-    const Foreign foreign;
     for (const auto& [number, code] : {std::pair{EACCES, eInsufficientPermissions},
                                        {EROFS, eInsufficientPermissions},
                                        {ENOENT, eNotFound},
                                        {EEXIST, eAlreadyExists},
-                                       {EPERM, eUnknown},
-                                       {0, eUnknown}}) {
+                                       {EPERM, eUnknown}}) {
         const boost::system::error_code error(number, boost::system::system_category());
         EXPECT_EQ(errorFromBoostError(fs::filesystem_error("", error)), code) << number;
-        EXPECT_EQ(errorFromBoostError({number + 100, foreign}), code) << number;
     }
     EXPECT_EQ(errorFromObxError(basekit2::bag_ok), eOK);
-    for (const int result : {0, 2, -1, static_cast<int>(basekit2::bag_unreadable)}) {
-        EXPECT_EQ(errorFromObxError(result), eUnknown) << result;
-    }
+    EXPECT_EQ(errorFromObxError(0), eUnknown);
 }
 
 TEST(Names, AreValidated) {
-    setStatus(eFileLocked);
-    EXPECT_EQ(validateFileName(nullptr), eEmptyPattern);
-    EXPECT_EQ(validateFileName(""), eEmptyPattern);
     for (const std::string& name :
          words(". .. .a r@@@ @@@ CON nul LPT@ \x01 \xFF\xC3\xA9 {user}_@@")) {
         EXPECT_EQ(validateFileName(name.c_str()), eOK) << name;
@@ -68,14 +47,10 @@ TEST(Names, AreValidated) {
     for (const char* name : {"...", "a.", "a ", " "}) {
         EXPECT_EQ(validateFileName(name), eInvalidLastCharacter) << name;
     }
-    EXPECT_EQ(validateFileName(std::string(100'000, 'a').c_str()), eOK);
+    setStatus(eFileLocked);
+    EXPECT_EQ(validateFileName(nullptr), eEmptyPattern);
+    EXPECT_EQ(validateFileName(""), eEmptyPattern);
     EXPECT_EQ(getStatus(), eFileLocked);
-}
-
-TEST(Names, HostIsTheKernels) {
-    utsname kernel{};
-    ASSERT_EQ(::uname(&kernel), 0);
-    EXPECT_EQ(getFQDN(), kernel.nodename);
 }
 
 TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {
@@ -93,12 +68,14 @@ TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {
         EXPECT_EQ(completePath(text, "/base"), completed) << text;
     }
     const std::string here = fs::current_path().native();
-    EXPECT_EQ(completePath("r000/", "/base/./x/"), "/base/./x/r000");
-    EXPECT_EQ(completePath("r000", nullptr), here + "/r000");
-    EXPECT_EQ(completePath("r000", ""), here + "/r000");
-    EXPECT_EQ(completePath("r000", "sub"), here + "/sub/r000");
-    EXPECT_EQ(completePath("r000", "//base"), "/base/r000");
-    EXPECT_EQ(completePath("r000", "/"), "/r000");
+    for (const auto& [base, completed] : {std::pair<const char*, std::string>{nullptr, here + "/r"},
+                                          {"", here + "/r"},
+                                          {"sub", here + "/sub/r"},
+                                          {"/base/./x/", "/base/./x/r"},
+                                          {"//base", "/base/r"},
+                                          {"/", "/r"}}) {
+        EXPECT_EQ(completePath("r/", base), completed);
+    }
 }
 
 }  // namespace

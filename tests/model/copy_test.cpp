@@ -1,17 +1,94 @@
-// Trees that are copied and removed.
+// Trees that are copied and removed, and nodes that are copied, moved, duplicated and exported.
+// What becomes of copies on a full disk, and when the process is killed, is tortured.
 
-#include "copy_test.h"
-
+#include <fcntl.h>
 #include <sys/resource.h>
 
-#include <array>
-#include <atomic>
+#include <fstream>
+#include <random>
 
+#include "basekit2/descriptor.h"
+#include "model_test.h"
 #include "vesta/tree/remove_tree.h"
 
 namespace {
 
 using Outcome = std::pair<bool, vesta2::error_t>;
+
+/// Notes what it is told, and cancels at the question number `cancelAt`.
+struct Progress : notify2::IProgress {
+    explicit Progress(int at = -1) : cancelAt(at) {}
+
+    void start(const char* message, double expected) override {
+        EXPECT_STREQ(message, "");
+        total += expected;
+        ++starts;
+    }
+    void advance(double amount) override {
+        done += amount;
+        steps[item].push_back(amount);
+    }
+    void setCurrentItem(const char* path) override {
+        item = path;
+        steps[item];
+        atItem();
+    }
+    void finish() override {
+        ++finishes;
+        atEnd();
+    }
+    bool isCancelled() override { return questions++ == cancelAt; }
+
+    int cancelAt;
+    double total = 0;
+    double done = 0;
+    int starts = 0;
+    int finishes = 0;
+    int questions = 0;
+    std::string item;
+    std::map<std::string, std::vector<double>> steps;  ///< by file
+    std::function<void()> atItem = [] {};
+    std::function<void()> atEnd = [] {};
+};
+
+class CopyTest : public ModelTest {
+protected:
+    /// What a copy of the tree has come to: its answer, and the status.
+    static Outcome copyTree(const std::string& from, const std::string& to,
+                            const std::vector<std::string>& patterns = {},
+                            Progress* progress = nullptr) {
+        setStatus(eOK);
+        const bool isDone = copyDirectoryWithExlusionPattern(from, to, patterns, progress);
+        return {isDone, getStatus()};
+    }
+    /// All that a copy preserves of a tree.
+    static std::vector<std::string> contents(const std::string& directory) {
+        std::vector<std::string> all;
+        for (const std::string& name : support::pathsBelow(directory)) {
+            const std::string path = directory + "/" + name;
+            struct stat info {};
+            EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
+            all.push_back(name + " " + std::to_string(info.st_mode));
+            if (S_ISREG(info.st_mode)) {
+                all.back() += " " + std::to_string(info.st_mtim.tv_sec) + "." +
+                              std::to_string(info.st_mtim.tv_nsec) + " " + readFile(path);
+            }
+        }
+        return all;
+    }
+    /// What a file has between its holes, by offset.
+    static std::map<off_t, std::string> dataIn(const char* name) {
+        std::map<off_t, std::string> found;
+        const basekit2::descriptor_t file(::open(name, O_RDONLY | O_CLOEXEC));
+        const std::string all = readFile(name);
+        for (off_t end = 0, begin = 0; (begin = ::lseek(file.get(), end, SEEK_DATA)) >= 0;) {
+            end = ::lseek(file.get(), begin, SEEK_HOLE);
+            found[begin] =
+                all.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
+        }
+        return found;
+    }
+};
 
 TEST_F(CopyTest, TreeIsCopiedWithoutLinksAndWhatIsExcluded) {
     for (const char* name :
@@ -20,36 +97,25 @@ TEST_F(CopyTest, TreeIsCopiedWithoutLinksAndWhatIsExcluded) {
         writeFile(name, name);
     }
     writeFile("from/private/b", std::string(70'000, 'b'));
-    fs::create_symlink(at("outside"), "from/link");
-    fs::create_symlink(at("from/private"), "from/private/loop");
+    play("symlink outside from/link; symlink from/private from/private/loop; mkdir to limits");
     ASSERT_EQ(::mkfifo("from/fifo", 0600), 0);
-    ::chmod("from/a.csv", 0400);
-    ::chmod("from/private", 0700);
+    play("chmod 400 from/a.csv; chmod 700 from/private");
     const std::array<timespec, 2> old{timespec{1, 0}, timespec{1'000'000'000, 123'456'789}};
     ASSERT_EQ(::utimensat(AT_FDCWD, "from/private/b", old.data(), 0), 0);
-    fs::create_directory("to");
     EXPECT_EQ(copyTree("from", "to", {".zentor", "skip*"}), Outcome(true, eOK));
     EXPECT_EQ(entries("to"), "a.csv line\nbreak \xff private private/b zentor");
-    for (const char* name : {"link", "private/loop", "fifo", "skipped", "x.zentor",
-                             ".bagtmp-host-1-2", "private/.bagtmp-host-1-2"}) {
-        removeTree("from/" + std::string(name));
-    }
-    expectSame("from", "to");
+    play(R"(rm from/link from/private/loop from/fifo from/skipped from/x.zentor
+            rm from/.bagtmp-host-1-2 from/private/.bagtmp-host-1-2)");
+    EXPECT_EQ(contents("from"), contents("to"));
     // What makes its content while it is read has no size.
-    fs::create_directory("limits");
     EXPECT_EQ(copyTree("/proc/self/net", "limits", {"[!d]*", "d[!e]*"}), Outcome(true, eOK));
     EXPECT_GT(readFile("limits/dev").size(), 10U);
 }
 
 TEST_F(CopyTest, WhatIsThereAlreadyIsKept) {
-    for (const char* name : {"from/1", "from/a/2", "from/a/3", "from/b/4"}) {
-        writeFile(name, "new");
-    }
-    writeFile("to/1", "old");
+    play("write from/1 from/a/2 from/a/3 from/b/4 to/1");
     EXPECT_EQ(copyTree("from", "to"), Outcome(true, eAlreadyExists)) << "ends one directory";
-    EXPECT_EQ(readFile("to/1"), "old");
-    fs::remove_all("to");
-    fs::create_directories("to/a");
+    play("read to/1 -> to/1; rm to; mkdir to/a");
     EXPECT_EQ(copyTree("from", "to"), Outcome(false, eOK)) << "a directory ends the whole";
     EXPECT_TRUE(fs::is_empty("to/a"));
     fs::create_directories("from/a/copy");
@@ -60,74 +126,50 @@ TEST_F(CopyTest, WhatIsThereAlreadyIsKept) {
                                                  {"from", "", {false, eParameterError}}}) {
         EXPECT_EQ(copyTree(from, to), outcome) << from << " to " << to;
     }
-    EXPECT_TRUE(skipOnExport("a.log", {"*.txt", "a*"}));
-    EXPECT_FALSE(skipOnExport("a.log", {}));
-}
-
-/// What a file has between its holes, by offset.
-std::map<off_t, std::string> dataIn(const char* name) {
-    std::map<off_t, std::string> found;
-    const basekit2::descriptor_t file(::open(name, O_RDONLY | O_CLOEXEC));
-    for (off_t end = 0, begin = 0; (begin = ::lseek(file.get(), end, SEEK_DATA)) >= 0;) {
-        end = ::lseek(file.get(), begin, SEEK_HOLE);
-        std::string& data = found[begin];
-        data.resize(static_cast<std::size_t>(end - begin));
-        EXPECT_EQ(::pread(file.get(), data.data(), data.size(), begin), end - begin);
-    }
-    return found;
 }
 
 TEST_F(CopyTest, LargeAndManyFilesComeOverWhole) {
-    constexpr off_t gigabyte = 1 << 30;
-    const ResultHandle result = openResult(makeResult("r000"));
+    constexpr off_t size = 30'000'000;
+    play("result r000; hold r r000; write r000/empty r000/hole");
     for (int i = 0; i < 10'000; ++i) {
         writeFile("r000/data.0/" + std::to_string(i), std::to_string(i));
     }
     // Data at the beginning, in the middle and far from the end.
     writeFile("r000/sparse", std::string(5000, 'a'));
-    const int file = ::open("r000/sparse", O_WRONLY | O_CLOEXEC);
-    const std::string middle(1'000'000, 'm');
-    ASSERT_EQ(::pwrite(file, middle.data(), middle.size(), gigabyte / 2 + 1),
-              static_cast<ssize_t>(middle.size()));
-    ASSERT_EQ(::ftruncate(file, gigabyte), 0);
-    ::close(file);
-    writeFile("r000/empty", "");
-    writeFile("r000/hole", "");
+    fs::resize_file("r000/sparse", size / 2 + 1);
+    std::ofstream("r000/sparse", std::ios::app) << std::string(1'000'000, 'm');
+    fs::resize_file("r000/sparse", size);
+    fs::resize_file("r000/empty", 0);
+    fs::resize_file("r000/hole", 0);
     fs::resize_file("r000/hole", 3'000'000);
 
     Progress progress;
-    ASSERT_TRUE(result->copy("copy", false, &progress));
+    ASSERT_TRUE(result("r")->copy("copy", false, &progress));
     EXPECT_EQ(progress.done, progress.total);
     EXPECT_EQ(progress.steps.size(), 10'004U);
     EXPECT_EQ(progress.steps[at("r000/empty")], std::vector<double>{0});
     EXPECT_EQ(progress.steps[at("r000/hole")], std::vector<double>{3'000'000});
     EXPECT_GT(progress.steps[at("r000/sparse")].size(), 1U);
-    EXPECT_EQ(progress.starts, 1);
-    EXPECT_EQ(progress.finishes, 1);
+    EXPECT_EQ(progress.starts * progress.finishes, 1);
     ASSERT_EQ(dataIn("r000/sparse").size(), 2U) << "this file system has no holes";
     EXPECT_TRUE(dataIn("r000/sparse") == dataIn("copy/sparse"));
     EXPECT_TRUE(dataIn("copy/hole").empty());
-    EXPECT_EQ(fs::file_size("copy/sparse"), static_cast<std::uintmax_t>(gigabyte));
-    fs::remove("r000/sparse");
-    fs::remove("copy/sparse");
-    expectSame("r000", "copy");
+    EXPECT_TRUE(contents("r000") == contents("copy"));
 }
 
 TEST_F(CopyTest, ADeepTreeNeedsNeitherStackNorDescriptorsNorPaths) {
-    constexpr int levels = 5000;
-    constexpr int sidewaysEach = 20;
-    constexpr int sideways = levels / sidewaysEach;
+    constexpr unsigned levels = 5000;
+    constexpr unsigned sideways = levels / 20;
     fs::create_directories("from");
     basekit2::descriptor_t level(::open("from", O_RDONLY | O_CLOEXEC));
-    for (int i = 0; i < levels; ++i) {
+    for (unsigned i = 0; i < levels; ++i) {
         ASSERT_EQ(::mkdirat(level.get(), "way-down", 0755), 0);
         // What is beside the way down is found again on the way up.
-        for (const char* name : {"a", "z"}) {
-            if (i % sidewaysEach == 0) {
-                ASSERT_EQ(::mkdirat(level.get(), name, 0755), 0);
-                const std::string path = std::string(name) + "/file";
-                const basekit2::descriptor_t file(
-                    ::openat(level.get(), path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+        for (const std::string name : {"a", "z"}) {
+            if (i % 20 == 0) {
+                ASSERT_EQ(::mkdirat(level.get(), name.c_str(), 0755), 0);
+                const basekit2::descriptor_t file(::openat(level.get(), (name + "/file").c_str(),
+                                                           O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
                 ASSERT_EQ(::write(file.get(), "12", 2), 2);
             }
         }
@@ -140,9 +182,9 @@ TEST_F(CopyTest, ADeepTreeNeedsNeitherStackNorDescriptorsNorPaths) {
             fs::create_directory("to");
             EXPECT_EQ(copyTree("from", "to"), Outcome(true, eOK));
             for (const char* name : {"from", "to"}) {
-                EXPECT_EQ(calcDirectoryFilesCount(name), std::uint64_t{2 * sideways});
-                EXPECT_EQ(calcDirectoryFilesSize(name), std::uint64_t{4 * sideways});
-                EXPECT_EQ(removeTree(name), std::uintmax_t{1 + levels + 4 * sideways});
+                EXPECT_EQ(calcDirectoryFilesCount(name), 2 * sideways);
+                EXPECT_EQ(calcDirectoryFilesSize(name), 4 * sideways);
+                EXPECT_EQ(removeTree(name), 1 + levels + 4 * sideways);
             }
         });
     });
@@ -156,85 +198,78 @@ TEST_F(CopyTest, ADirectoryThatIsMovedLeadsNobodyOutOfItsTree) {
         deep += "/d";
     }
     writeFile(deep + "/file", "");
-    writeFile("outside/d/kept", "kept");
+    play("write outside/d/kept; mkdir to");
     Progress mover;
     mover.atItem = [] { fs::rename("tree/d/d/d/d", "outside/d/moved"); };
-    fs::create_directory("to");
     const auto [isDone, status] = copyTree("tree", "to", {}, &mover);
     EXPECT_TRUE(isDone && status != eOK) << "the way back up is lost";
     EXPECT_FALSE(fs::exists("to/kept"));
 }
 
-TEST_F(CopyTest, WhatThisProcessHasLockedIsNotOpened) {
-    makeResult("r000");
-    const ResultHandle result = openResult("r000");
-    ASSERT_TRUE(result->setFlag("mine"));
-    writeFile("r000/old.dflgzentor", "of an owner that has ended");
-    ASSERT_TRUE(result->exportTo("export", nullptr));
-    EXPECT_EQ(entries("export"), "export.zentor mine.infozentor old.dflgzentor");
-    EXPECT_EQ(checkInChild([this] {
-                  util::FlagManager other;
-                  EXPECT_EQ(other.writeFlag(at("r000/mine").c_str(), true, nullptr), eFileLocked);
-              }),
-              0)
-        << "another process gets the flag";
-}
-
-TEST_F(CopyTest, RemovalCountsWhatItDeletesAndLeavesWhatLinksLeadTo) {
-    writeFile("outside/kept", "kept");
-    writeFile("tree/a/b/file", "");
-    writeFile("tree/file", "");
-    fs::create_symlink(at("outside"), "tree/a/to-directory");
-    fs::create_symlink(at("outside/kept"), "tree/to-file");
-    fs::create_symlink(at("nowhere"), "tree/dangling");
-    ASSERT_EQ(::mkfifo("tree/fifo", 0600), 0);
-    fs::create_symlink(at("outside"), "link");
-    EXPECT_EQ(calcDirectoryFilesCount("tree"), 2U);
-    for (const auto& [name, count] : Rows<Text, unsigned>{{"tree", 9}, {"tree", 0}, {"link", 1}}) {
-        EXPECT_EQ(removeTree(name), count) << name;
-    }
-    EXPECT_EQ(entries("."), "outside outside/kept");
-}
-
 TEST_F(CopyTest, RemovalIsNotLedOutsideByADirectoryThatTurnsIntoALink) {
-    constexpr int rounds = 100;
-    constexpr int directories = 12;
-    std::vector<std::string> places;
-    for (int i = 0; i < directories; ++i) {
-        places.push_back("tree/" + std::to_string(i));
-        writeFile("outside/" + std::to_string(i), "kept");
-    }
-    const std::string before = entries("outside");
-    std::atomic<bool> done{false};
-    std::thread swapper([&] {
-        // A step that comes too late for its round fails, and the next ones undo what came of it.
-        while (!done) {
-            boost::system::error_code ignored;
-            fs::create_symlink(at("outside"), "link", ignored);
-            for (const std::string& place : places) {
-                if (std::rename(place.c_str(), "aside") == 0) {
-                    std::rename("link", place.c_str());
-                    std::rename(place.c_str(), "link");
-                    std::rename("aside", place.c_str());
-                }
-            }
-            fs::remove_all("aside", ignored);
+    play("write outside/1/kept");
+    std::jthread swapper([](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            ::renameat2(AT_FDCWD, "tree/1", AT_FDCWD, "link", RENAME_EXCHANGE);
         }
     });
-    for (int round = 0; round < rounds && !HasFailure(); ++round) {
-        for (const std::string& place : places) {
-            boost::system::error_code ignored;
-            fs::create_directories(place, ignored);
-        }
+    boost::system::error_code ignored;
+    for (int round = 0; round < 3000 && fs::exists("outside/1/kept"); ++round) {
+        ::unlink("link");
+        ::rmdir("link");
+        fs::create_symlink(at("outside/1"), "link", ignored);
+        fs::create_directories("tree/1", ignored);
         try {
             removeTree("tree");
         } catch (const fs::filesystem_error&) {
             // Somebody puts back what was deleted: to give up is fine.
         }
-        EXPECT_EQ(entries("outside"), before) << "round " << round;
     }
-    done = true;
+    swapper.request_stop();
     swapper.join();
+    play("rm link; symlink outside link");
+    EXPECT_EQ(removeTree("link") + removeTree("link"), 1U);
+    play("tree outside -> 1 1/kept");
+}
+
+TEST_F(CopyTest, CancelledCopyLeavesNothing) {
+    play("result r000; hold r r000; flag r mine");
+    for (int i = 0; i < 60; ++i) {
+        writeFile("r000/data." + std::to_string(i % 7) + "/" + std::to_string(i),
+                  std::string(i % 5 * 1000U, 'x'));
+    }
+    writeFile("r000/large", std::string(20'000'000, 'y'));
+    const ResultHandle result = this->result("r");
+    Progress whole;
+    ASSERT_TRUE(result->copy("first", false, &whole));
+    ASSERT_TRUE(result->move("again", false, nullptr));
+    const std::string before = entries("again");
+    play("note again/mine.infozentor");
+    std::mt19937 random(1);
+    for (int round = 0; round < 50; ++round) {
+        Progress progress(round == 0 ? 0 : static_cast<int>(random() % whole.questions));
+        progress.atEnd = [] {
+            EXPECT_FALSE(fs::exists("to"));
+            EXPECT_EQ(util::lookAtFlag("again", "mine").state(), util::flag_state_t::held);
+        };
+        EXPECT_FALSE(round % 2 == 0 ? result->copy("to", true, &progress)
+                                    : result->move("to", true, &progress));
+        EXPECT_EQ(getStatus(), eFileError);
+        EXPECT_EQ(progress.finishes, progress.starts);
+        EXPECT_EQ(progress.starts == 0, progress.cancelAt == 0);
+        ASSERT_FALSE(fs::exists("to"));
+        ASSERT_EQ(entries("again"), before);
+        play("own r mine; unchanged");
+    }
+    // Within the large file as well, of which no part stays.
+    play("mkdir large part; mv again/large large/file");
+    for (int question = 0; question < 6; ++question) {
+        Progress progress(question);
+        copyTree("large", "part", {}, &progress);
+        EXPECT_EQ(fs::exists("part/file"), progress.done == 20'000'000);
+        fs::remove("part/file");
+        EXPECT_TRUE(progress.done == 0 || progress.done >= 8 * 1024 * 1024) << progress.done;
+    }
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // Nodes that are copied, moved, duplicated and exported.
 
-#include "copy_test.h"
+#include "model_test.h"
 
 namespace {
 
-TEST_F(CopyTest, NodeLivesOnInItsCopy) {
+using NodeCopyTest = ModelTest;
+
+TEST_F(NodeCopyTest, NodeLivesOnInItsCopy) {
     play(R"(project p; result p/r000; hold r p/r000; flag r mine; flag r other
             write p/r000/foreign.dflgzentor; chmod 700 p/r000)");
     const ResultHandle result = openResult("p/r000");
@@ -12,11 +14,10 @@ TEST_F(CopyTest, NodeLivesOnInItsCopy) {
     play(R"(copy r far rename -> ok
             node r            -> far by p/far.zentorlink in p
             tree p/r000       -> foreign.dflgzentor r000.zentor
-            tree far          -> far.zentor mine.dflgzentor mine.infozentor other.dflgzentor other.infozentor)");
+            tree far          -> far.zentor mine.dflgzentor mine.infozentor other.dflgzentor other.infozentor
+            own r mine; own r other)");
     EXPECT_EQ(fs::status("far").permissions(), fs::owner_all) << "no more open than the source";
     EXPECT_EQ(readFile("far/mine.infozentor"), record);
-    EXPECT_EQ(result->ownFlag("mine"), eOK);
-    EXPECT_EQ(result->ownFlag("other"), eOK);
     EXPECT_EQ(openResult("far").get(), result.get());
     play(R"(move r p/back -> ok
             node r        -> p/back in p
@@ -32,18 +33,9 @@ TEST_F(CopyTest, NodeLivesOnInItsCopy) {
     const auto project = IProject::cast(m_held["p"]);
     EXPECT_EQ(text(project->getNodeGroup()->getPath()), at("q"));
     EXPECT_EQ(text(project->getNodeGroup()->getOutputDirectory()), at("q"));
-    for (const char* nothing : {static_cast<Text>(nullptr), ""}) {
-        EXPECT_EQ(said(project->move(nothing, true, nullptr)), eParameterError);
-        EXPECT_EQ(said(project->duplicate(nothing)), eParameterError);
-        EXPECT_EQ(said(result->exportTo(nothing, nullptr)), eParameterError);
-    }
-    Progress cancelled(0);
-    EXPECT_FALSE(project->copy("new", true, &cancelled));
-    EXPECT_EQ(cancelled.starts, 0);
-    EXPECT_FALSE(fs::exists("new"));
 }
 
-TEST_F(CopyTest, ANameThatTheTreeHoldsOtherwiseIsRefusedBeforeCopying) {
+TEST_F(NodeCopyTest, ANameThatTheTreeHoldsOtherwiseIsRefusedBeforeCopying) {
     play(R"(result r000; write r000/file.zentor; mkdir r000/directory.zentor
             symlink nowhere r000/link.zentor; hold r r000/r000.zentor)");
     const std::string before = entries(".");
@@ -53,28 +45,39 @@ TEST_F(CopyTest, ANameThatTheTreeHoldsOtherwiseIsRefusedBeforeCopying) {
     }
     EXPECT_EQ(entries("."), before);
     // It follows the directory's unchecked.
-    play("move r a:b rename -> ok; rm a:b/file.zentor; rm a:b/directory.zentor");
-    play("rm a:b/link.zentor; tree . -> a:b a:b/a:b.zentor");
+    play("move r a:b rename -> ok; rm a:b/file.zentor a:b/directory.zentor a:b/link.zentor");
+    play("tree . -> a:b a:b/a:b.zentor");
 }
 
-TEST_F(CopyTest, DuplicateIsANodeOfItsOwn) {
-    play("project p; result r000; add p r000; hold r r000; write r000/data.0/1 1");
-    const ResultHandle result = openResult("r000");
+TEST_F(NodeCopyTest, DuplicatesAndExportsAreNodesOfTheirOwn) {
+    play(R"(project p; result r000; add p r000; hold r r000; flag r mine; write r000/a.csv
+            write r000/data.0/b.csv r000/data.0/c.txt r000/old.dflgzentor r000/old.zentor
+            symlink p r000/link; chmod 700 r000)");
+    const ResultHandle result = this->result("r");
+    result->setFinalized(true);
     result->setCollectorCommand("run");
     result->save();
-    result->setFinalized(true);
-    ASSERT_TRUE(result->setFlag("mine"));
     const auto copy = IResultDirectory::cast(result->duplicate("r@@@"));
-    ASSERT_TRUE(copy);
-    EXPECT_STREQ(copy->getCollectorCommand(), "run");
+    result->setCollectorCommand("again");
+    const ResultHandle exported = result->exportTo("x@@@", "\n\n*.csv\n");
+    ASSERT_TRUE(copy && exported);
+    EXPECT_EQ(fs::status("x000").permissions(), fs::owner_all) << "no more open than the source";
+    EXPECT_STREQ(exported->getCollectorCommand(), "again") << "as it is in memory";
+    EXPECT_STREQ(copy->getCollectorCommand(), "run") << "as it is on disk";
     EXPECT_TRUE(copy->isFinalized());
-    EXPECT_FALSE(load("r001/r001.zentor").get_bag("vesta")->has("backlink"));
-    EXPECT_EQ(result->ownFlag("mine"), eOK);
-    // What is there already is nobody's copy.
-    play(R"(node r001        -> r001
-            tree r001        -> .norun data.0 data.0/1 r001.zentor
+    for (const char* marker : {"r001/r001.zentor", "x000/x000.zentor"}) {
+        EXPECT_FALSE(load(marker).get_bag("vesta")->has("backlink")) << marker;
+    }
+    const auto& flags = flagFilePatterns();
+    ASSERT_TRUE(result->exportTo("y", (flags[0] + "\n" + flags[1]).c_str()));
+    // What is there already is nobody's copy. A lock file of our own is not even opened.
+    play(R"(node r001/r001.zentor -> r001
+            tree r001        -> .norun a.csv data.0 data.0/b.csv data.0/c.txt old.zentor r001.zentor
+            node x000        -> x000
+            tree x000        -> .norun data.0 data.0/c.txt mine.infozentor old.dflgzentor x000.zentor
+            tree y           -> .norun a.csv data.0 data.0/b.csv data.0/c.txt y.zentor
             node r           -> r000 by p/r000.zentorlink in p
-            write full/notes; experiment p/e
+            own r mine; write full/notes; experiment p/e
             duplicate p q    -> q
             duplicate p/e f  -> f
             tree f           -> e.zentorexp
@@ -83,31 +86,98 @@ TEST_F(CopyTest, DuplicateIsANodeOfItsOwn) {
             duplicate f full -> no exists
             duplicate r r000/inside -> no path
             duplicate p p/inside    -> no path
+            export r full -> no exists
+            export r a<b  -> no chars
+            export r r000/inside -> no path
             tree full        -> notes
             tree p           -> e e/e.zentorexp p.zentorproj r000.zentorlink)");
+    EXPECT_FALSE(fs::exists("r000/inside"));
+    EXPECT_EQ(checkInChild([this] {
+                  util::FlagManager other;
+                  EXPECT_EQ(other.writeFlag(at("r000/mine").c_str(), true, nullptr), eFileLocked);
+              }),
+              0)
+        << "another process gets the flag";
 }
 
-TEST_F(CopyTest, ExportIsAResultWithAMarkerOfItsOwn) {
-    play(R"(project p; result r000; add p r000; hold r r000; write r000/a.csv
-            write r000/data.0/b.csv r000/data.0/c.txt r000/x.dflgzentor r000/old.zentor
-            symlink p r000/link; chmod 700 r000)");
-    const ResultHandle result = IResultDirectory::cast(m_held["r"]);
-    result->setCollectorCommand("run");
-    const ResultHandle exported = result->exportTo("x@@@", "\n\n*.csv\n");
-    ASSERT_TRUE(exported);
-    EXPECT_EQ(fs::status("x000").permissions(), fs::owner_all) << "no more open than the source";
-    EXPECT_STREQ(exported->getCollectorCommand(), "run") << "as it is in memory";
-    EXPECT_FALSE(load("x000/x000.zentor").get_bag("vesta")->has("backlink"));
-    ASSERT_TRUE(
-        result->exportTo("y", (flagFilePatterns()[0] + "\n" + flagFilePatterns()[1]).c_str()));
-    play(R"(node x000    -> x000
-            node r       -> r000 by p/r000.zentorlink in p
-            tree x000    -> data.0 data.0/c.txt x.dflgzentor x000.zentor
-            tree y       -> a.csv data.0 data.0/b.csv data.0/c.txt y.zentor
-            export r y   -> no exists
-            export r a<b -> no chars
-            export r r000/inside -> no path)");
-    EXPECT_FALSE(fs::exists("r000/inside"));
+TEST_F(NodeCopyTest, FailedStepIsToldByTheStatusAndLosesNothing) {
+    asOrdinaryUser([this] {
+        play(
+            R"(result r000; hold r r000; flag r mine; write r000/data.0/0 r000/data.1/1 r000/data.2/2
+                write r000/closed/file; chmod 0 r000/data.1/1; chmod 0 r000/closed
+                move r moved rename -> no permission
+                duplicate r moved   -> no permission
+                node r              -> r000
+                export r export     -> export permission
+                copy r copy         -> ok permission
+                node r              -> copy
+                tree copy           -> closed data.0 data.0/0 data.1 data.2 data.2/2 mine.dflgzentor mine.infozentor r000.zentor
+                chmod 600 r000/data.1/1; chmod 700 r000/closed)");
+        EXPECT_FALSE(fs::exists("moved"));
+        // The old directory cannot be deleted: the node lives in the new one.
+        play(R"(result locked/r000; hold kept locked/r000; chmod 500 locked
+                move kept free        -> no error
+                node kept             -> free
+                copy kept locked/copy -> no error
+                chmod 700 locked; write tree/1.tmp tree/2/2.tmp tree/3.tmp tree/3.txt
+                chmod 500 tree/2)");
+        for (const bool isDone : {false, true, true}) {
+            EXPECT_EQ(removeFiles(basekit2::path_t("tree"), ".tmp"), isDone);
+            EXPECT_EQ(entries("tree"), isDone ? "2 3.txt" : "2 2/2.tmp 3.tmp 3.txt");
+            ::chmod("tree/2", 0700);
+        }
+    });
+}
+
+TEST_F(NodeCopyTest, WhoMayWriteInTheParentOfADestinationCannotRedirectCopies) {
+    constexpr unsigned attacker = 65533;
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root";
+    }
+    play("mkdir shared; chmod 777 shared; chmod 755 .");
+    const support::ChildProcess swapper([]() -> int {
+        fs::current_path("shared");
+        if (::setgroups(0, nullptr) + ::setgid(attacker) + ::setuid(attacker) != 0) {
+            return 1;
+        }
+        for (unsigned i = 0;; ++i) {
+            const char* const bait = i % 2 == 0 ? "bait" : "private";
+            // An empty directory may be taken for the other's when that clears up.
+            ::mkdir("bait", 0777);
+            if (::rename("copy", ("aside" + std::to_string(i)).c_str()) == 0) {
+                ::rename(bait, "copy");
+                ::usleep(200);
+                ::rename("copy", bait);
+            }
+        }
+    });
+    asOrdinaryUser([this] {
+        play("write shared/private/file; result r000; chmod 700 r000");
+        for (int i = 0; i < 100; ++i) {
+            writeFile("r000/data.0/" + std::to_string(i), "secret");
+        }
+        // The name is taken as long as the other one has something there.
+        for (int round = 0, tries = 0; round < 120 && tries < 20'000; ++tries) {
+            const ResultHandle result = openResult("r000");
+            const bool isMade = round % 3 == 0 ? result->copy("shared/copy", false, nullptr)
+                                : round % 3 == 1
+                                    ? static_cast<bool>(result->duplicate("shared/copy"))
+                                    : static_cast<bool>(result->exportTo("shared/copy", nullptr));
+            round += isMade || getStatus() != eAlreadyExists ? 1 : 0;
+        }
+    });
+    bool isKept = false;
+    for (const fs::directory_entry& entry : fs::directory_iterator("shared")) {
+        struct stat info {};
+        ASSERT_EQ(::stat(entry.path().c_str(), &info), 0);
+        if (info.st_uid == attacker) {
+            EXPECT_TRUE(fs::is_empty(entry.path())) << entry.path();
+        } else if (fs::exists(entry.path() / "file")) {
+            isKept = true;
+            EXPECT_EQ(info.st_mode & 0777U, 0755U) << "of the victim, and none of the copy's";
+        }
+    }
+    EXPECT_TRUE(isKept && swapper.isRunning());
 }
 
 }  // namespace

@@ -4,18 +4,18 @@
 #include <mutex>
 #include <random>
 
-#include "script_test.h"
+#include "model_test.h"
 #include "vesta/model/marker_io.h"
 
 namespace {
 
-class NodeTest : public ScriptTest {};
+using NodeTest = ModelTest;
 
 TEST_F(NodeTest, IsNamedByItsMarkerButAProjectWithTheFixedMarkerByItsDirectory) {
-    for (const auto& [marker, name, none] :
-         rows("alpha/config.zentorproj alpha; beta.v2/config.zentorproj beta; "
-              "gamma/other.zentorproj other; delta/config.zentorexp config; r001/r001ab.zentor "
-              "r001ab; r003/a.b\xff.zentor a.b\xff")) {
+    for (const auto& [marker, name] :
+         rows<2>("alpha/config.zentorproj alpha; beta.v2/config.zentorproj beta; "
+                 "gamma/other.zentorproj other; delta/config.zentorexp config; r001/r001ab.zentor "
+                 "r001ab; r003/a.b\xff.zentor a.b\xff")) {
         writeFile(marker, "<bag v=\"1\"/>");
         const NodeHandle node = lookup(marker);
         ASSERT_TRUE(node) << marker;
@@ -37,11 +37,9 @@ TEST_F(NodeTest, MarkersAreMadeUnderTheNameOfTheirDirectoryAndEditedOnDisk) {
     EXPECT_EQ(getStatus(), eFileLocked) << "it is told by the result alone";
     // Somebody may have found, and repaired, the new directory before its marker file was there.
     EXPECT_EQ(createDefaultMarkerFile(at("r000"), "first.zentor", {}), eOK);
-    for (const auto code : {eOK, eAlreadyExists}) {
-        EXPECT_EQ(writeFirstMarkerFile(at("r000/first.zentor"), code == eOK ? bag : edited), code);
-        EXPECT_EQ(load("r000/first.zentor"), bag);
-    }
-    for (const char* marker : {"r000/own.zentor", "r000/r000.zentor"}) {
+    EXPECT_EQ(writeFirstMarkerFile(at("r000/first.zentor"), bag), eOK);
+    EXPECT_EQ(writeFirstMarkerFile(at("r000/first.zentor"), edited), eAlreadyExists);
+    for (const char* marker : {"r000/own.zentor", "r000/r000.zentor", "r000/first.zentor"}) {
         const auto before = stampOf(marker);
         const bool isEdited = load(marker) == edited;
         removeVestaVariableFromMarkerFile(marker, "mine");
@@ -54,9 +52,8 @@ TEST_F(NodeTest, MarkersAreMadeUnderTheNameOfTheirDirectoryAndEditedOnDisk) {
 }
 
 TEST_F(NodeTest, IsModifiedByItsStorageUntilSavedAndReadAgainOnlyWhenBoundAnew) {
-    const std::string first = makeResult("r000");
-    const std::string second = makeResult("r001");
-    ResultHandle result = openResult(first);
+    const std::string marker = makeResult("r000");
+    ResultHandle result = openResult(marker);
     Node& node = object(result);
     const auto properties = result->getPropertyStorage();
     const auto transient = result->getTransientStorage();
@@ -72,14 +69,13 @@ TEST_F(NodeTest, IsModifiedByItsStorageUntilSavedAndReadAgainOnlyWhenBoundAnew) 
     EXPECT_FALSE(result->save()) << "true means that it failed";
     EXPECT_FALSE(result->isModified());
     properties->setProperty("vesta/x", 2);
-    EXPECT_TRUE(result->isModified());
     EXPECT_FALSE(node.setMarkerFilePath("", nullptr));
-    EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
+    EXPECT_TRUE(node.setMarkerFilePath(marker, nullptr));
     EXPECT_EQ(node.getRdPropInt("x", 0), 2) << "it was bound to that already";
-    EXPECT_TRUE(node.setMarkerFilePath(second, nullptr));
-    EXPECT_NE(openResult(first).get(), result.get()) << "the old path no longer leads here";
-    EXPECT_TRUE(node.setMarkerFilePath(first, nullptr));
-    EXPECT_EQ(openResult(first).get(), result.get());
+    EXPECT_TRUE(node.setMarkerFilePath(makeResult("r001"), nullptr));
+    EXPECT_NE(openResult(marker).get(), result.get()) << "the old path no longer leads here";
+    EXPECT_TRUE(node.setMarkerFilePath(marker, nullptr));
+    EXPECT_EQ(openResult(marker).get(), result.get());
     EXPECT_EQ(node.getRdPropInt("x", 0), 0) << "it was read again";
     EXPECT_EQ(node.getRdPropInt("int", 0), -5);
     EXPECT_EQ(node.getRdPropLong("long", 0), -(1LL << 40));
@@ -117,38 +113,32 @@ TEST_F(NodeTest, BadMarkerIsOpenedWithoutPropertiesAndSaysSo) {
 }
 
 TEST_F(NodeTest, RegistryCountsWhatIsMadeAndForgetsWhenTold) {
-    const std::string marker = makeResult("r000");
     Node::reset();
-    const NodeHandle node = lookup(marker);
-    const NodeHandle second = lookup(makeResult("r001"));
-    EXPECT_EQ(node->add_ref() + node->release(), 3U);
+    play("result r000 r001; hold first r000; hold second r001");
+    const NodeHandle node = m_held["first"];
+    EXPECT_EQ(node->add_ref() + node->release(), 5U);
     EXPECT_FALSE(lookup("r002/r002.zentor") || lookup(""));
-    EXPECT_EQ(Node::uid(node), 1U);
-    EXPECT_EQ(Node::uid(second), Node::nodeCount()) << "counts what was made, not what is alive";
+    EXPECT_EQ(Node::uid(m_held["second"]), Node::nodeCount()) << "of all made, not those alive";
     EXPECT_EQ(Node::handleCount(), 2U);
     Node::reset();
     EXPECT_EQ(Node::nodeCount() + Node::handleCount() + Node::uid({}), 0U);
-    const NodeHandle fresh = lookup(marker);
-    EXPECT_NE(fresh.get(), node.get());
-    std::string key = marker;
+    EXPECT_NE(lookup("r000/r000.zentor"), node);
+    std::string key = at("r001/r001.zentor");
+    const NodeHandle fresh = lookup(key);
     EXPECT_TRUE(Node::eraseFromMap(key));
     EXPECT_FALSE(Node::eraseFromMap(key));
 }
 
 TEST_F(NodeTest, RemoveOnCloseActsAtTheLastReleaseUnlessTakenBack) {
-    const Rows<Text, std::function<void(INode&)>, bool> cases = {
-        {"set", [](INode& node) { node.setRemoveOnClose(true); }, false},
-        {"saved", [](INode& node) { node.setRemoveOnClose(true), node.save(); }, true},
-        {"unset", [](INode& node) { node.setRemoveOnClose(true), node.setRemoveOnClose(false); },
-         true}};
-    for (const auto& [name, prepare, stays] : cases) {
-        NodeHandle node = lookup(makeResult(name));
+    for (const std::string way : {"set", "saved", "unset"}) {
+        NodeHandle node = lookup(makeResult(way));
         NodeHandle copy = node;
-        prepare(*node);
+        node->setRemoveOnClose(true);
+        way == "saved" ? void(node->save()) : node->setRemoveOnClose(way == "set");
         node.reset();
-        EXPECT_TRUE(fs::exists(name)) << name;
+        EXPECT_TRUE(fs::exists(way)) << way;
         copy.reset();
-        EXPECT_EQ(fs::exists(name), stays) << name;
+        EXPECT_EQ(fs::exists(way), way != "set") << way;
     }
 }
 
@@ -171,7 +161,7 @@ TEST_F(NodeTest, ProjectRemovedOnCloseTakesItsNodesWithItAndIsNotFoundMeanwhile)
 TEST_F(NodeTest, ThreadsShareNodesThatTheyOpenAndDrop) {
     constexpr std::size_t nodes = 100;
     std::vector<std::string> markers;
-    makeProject("p");
+    play("project p q");
     for (std::size_t i = 0; i < nodes; ++i) {
         // A quarter of them is linked.
         const std::string place = (i % 4 == 0 ? "far/r" : "p/r") + std::to_string(i);
@@ -198,7 +188,10 @@ TEST_F(NodeTest, ThreadsShareNodesThatTheyOpenAndDrop) {
             const NodeHandle node = lookup(markers[i]);
             faults += node && hold(i, node.get(), 1) ? 0 : 1;
             NodeHandle copy = node;
-            faults += lookup(markers[i]) == copy ? 0 : 1;
+            faults += lookup(markers[i]) == copy && node->getProject() ? 0 : 1;
+            if (i % 4 == 0 && round % 20 == 0) {
+                node->setParent(at(round % 40 == 0 ? "p" : "q").c_str());
+            }
             kept[random() % kept.size()] = std::move(copy);
             hold(i, node.get(), -1);
         }

@@ -2,83 +2,55 @@
 
 #include <array>
 #include <atomic>
-#include <mutex>
+#include <set>
 
 #include "model/model_test.h"
+#include "support/child_process.h"
 
 namespace {
 
-class CreationTest : public ModelTest {
-protected:
-    static void runProcesses(int count, const std::function<bool()>& work) {
-        std::vector<support::ChildProcess> children;
-        for (int i = 0; i < count; ++i) {
-            children.emplace_back([&] { return work() ? 0 : 1; });
-        }
-        for (support::ChildProcess& child : children) {
-            EXPECT_EQ(child.wait(), 0);
-        }
-    }
-    /// The names of results in "made", each of which must have its creation record.
-    static std::set<std::string> madeResults() {
-        std::set<std::string> names = namesIn("made");
-        for (const std::string& name : names) {
-            const std::string marker = "made/" + name + "/" + name + ".zentor";
-            EXPECT_TRUE(load(marker).put_bag("vesta").has("timestamp")) << name;
-        }
-        return names;
-    }
-    static std::set<std::string> numbered(int count) {
-        std::set<std::string> names;
-        for (int number = 0; number < count; ++number) {
-            const std::string digits = std::to_string(number);
-            names.insert("r" + std::string(digits.size() < 3 ? 3 - digits.size() : 0, '0') +
-                         digits);
-        }
-        return names;
-    }
-};
+using CreationTest = ModelTest;
 
-TEST_F(CreationTest, ProcessesMakeConsecutiveResultsFromOnePattern) {
-    constexpr int processes = 8;
-    constexpr int each = 250;
-    runProcesses(processes, [] {
-        int made = 0;
-        while (made < each && Results::create("made/r@@@", false, nullptr, false, nullptr)) {
-            ++made;
-        }
-        return made == each;
-    });
-    EXPECT_EQ(madeResults(), numbered(processes * each));
-}
-
-TEST_F(CreationTest, ProcessesGetOneNameWithItsCreationRecord) {
-    constexpr int names = 400;
-    runProcesses(4, [] {
-        int name = 0;
-        while (name < names &&
-               Results::get(("made/x" + std::to_string(name)).c_str(), nullptr, false)) {
-            ++name;
-        }
-        return name == names;
-    });
-    EXPECT_EQ(madeResults().size(), std::size_t{names});
-}
-
-TEST_F(CreationTest, ThreadsMakeResultsInOneProject) {
-    constexpr int each = 100;
+TEST_F(CreationTest, ProcessesAndThreadsMakeConsecutiveResultsAndShareNamedOnes) {
+    constexpr int processes = 4;
+    constexpr int threads = 2;
+    constexpr int each = 200;
     makeProject("made");
-    std::mutex mutex;
-    std::multiset<std::string> made;
-    runThreads(4, [&](unsigned) {
-        for (int i = 0; i < each; ++i) {
-            const auto result = Results::create("r@@@", false, nullptr, false, "made");
-            const std::lock_guard lock(mutex);
-            made.insert(result ? fs::path(result->getPath()).filename().native() : "none");
-        }
-    });
-    const std::set<std::string> expected = numbered(4 * each);
-    EXPECT_EQ(made, std::multiset<std::string>(expected.begin(), expected.end()));
+    std::vector<support::ChildProcess> children;
+    for (int i = 0; i < processes; ++i) {
+        children.emplace_back([] {
+            std::atomic<int> made{0};
+            runThreads(threads, [&](unsigned) {
+                for (int n = 0; n < each; ++n) {
+                    const auto next = Results::create("r@@@", false, nullptr, false, "made");
+                    const std::string name = "shared/x" + std::to_string(n);
+                    made += next && Results::get(name.c_str(), nullptr, false) ? 1 : 0;
+                }
+            });
+            return made == threads * each ? 0 : 1;
+        });
+    }
+    for (support::ChildProcess& child : children) {
+        EXPECT_EQ(child.wait(), 0);
+    }
+    // All have the record of their creation, whoever found them meanwhile.
+    std::set<std::string> expected{"made.zentorproj"};
+    for (int number = 0; number < processes * threads * each; ++number) {
+        const std::string digits = std::to_string(number);
+        expected.insert("r" + std::string(3 - std::min<std::size_t>(digits.size(), 3), '0') +
+                        digits);
+    }
+    EXPECT_EQ(namesIn("made"), expected);
+    expected.erase("made.zentorproj");
+    for (const std::string& name : expected) {
+        EXPECT_TRUE(
+            load("made/" + name + "/" + name + ".zentor").put_bag("vesta").has("timestamp"));
+    }
+    EXPECT_EQ(namesIn("shared").size(), std::size_t{each});
+    for (const std::string& name : namesIn("shared")) {
+        EXPECT_TRUE(
+            load("shared/" + name + "/" + name + ".zentor").put_bag("vesta").has("timestamp"));
+    }
 }
 
 /// Each round one thread makes the project; the other finds it, made in part or whole.

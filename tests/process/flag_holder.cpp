@@ -48,8 +48,6 @@ int main() {
         {"remove", [](auto flag) { std::cout << flags.removeFlag(flag, true, false); }},
         {"erase", [](auto flag) { std::cout << flags.removeFlag(flag, true, true); }},
         {"probe", [](auto flag) { std::cout << flags.removeFlag(flag, false, false); }},
-        {"preserve", [](auto) { flags.preserveFlags(); }},
-        {"restore", [](auto directory) { flags.restoreFlags(directory); }},
         {"hold",
          [](auto file) {
              locker.emplace();

@@ -1,4 +1,4 @@
-// Processes claim one flag, ask for it, force it, give it up and are killed, all at once. Pauses
+// Processes claim one flag, ask for it, force it, give it up and end anywhere, all at once. Pauses
 // between their system calls, which a seed decides, bring about what is rare otherwise.
 // VESTA2_STRESS_SEED and VESTA2_STRESS_SECONDS make a run another or a longer one;
 // VESTA2_STRESS_MOUNTS names the places, parted by ":", where one network file system is mounted.
@@ -23,13 +23,14 @@ namespace {
 std::mt19937 chance;
 /// In a worker: how many system calls in a hundred are followed by a pause.
 unsigned pausesInHundred = 0;
-/// In a worker that ends by itself: ends it, as if it were killed between two system calls.
+/// In a worker: ends it, as if it were killed between two system calls. It is not killed in one: a
+/// client of a network file system in user space may never answer a lock that is interrupted.
 std::function<void()> end;
 
 unsigned below(std::size_t limit) { return static_cast<unsigned>(chance() % limit); }
 
 void perhapsPause() {
-    if (end && below(400) == 0) {
+    if (end && below(1000) == 0) {
         end();
     }
     if (below(100) < pausesInHundred) {
@@ -80,7 +81,6 @@ using Clock = std::chrono::steady_clock;
 /// process tables.
 struct Board {
     std::atomic<int> owner{0};
-    std::atomic<int> doomed{0};  ///< is about to be killed: what it had may be another's already
     std::atomic<int> claims{0};
     std::atomic<int> doubleOwners{0};
     std::atomic<int> lostRecords{0};
@@ -98,22 +98,16 @@ public:
     }
 
     [[noreturn]] void run(Clock::duration time) {
-        for (const auto until = Clock::now() + time; Clock::now() < until;) {
-            act();
-        }
-        leave();
-        end = nullptr;
-        m_flags.eraseAll();
-        ::_exit(0);
-    }
-
-    /// As a kill does, but never in a system call: a client of a network file system in user space
-    /// may never answer a lock that is interrupted.
-    void endByItself() {
         end = [this] {
             leave();
             ::_exit(0);
         };
+        for (const auto until = Clock::now() + time; Clock::now() < until;) {
+            act();
+        }
+        end = nullptr;
+        m_flags.eraseAll();
+        ::_exit(0);
     }
 
 private:
@@ -164,12 +158,7 @@ private:
                       : void(expect(m_flags.removeFlag("flag", true, false), {eOK}));
     }
 
-    void enter() {
-        const int before = m_board.owner.exchange(m_number);
-        if (before != 0 && before != m_board.doomed) {
-            ++m_board.doubleOwners;
-        }
-    }
+    void enter() { m_board.doubleOwners += m_board.owner.exchange(m_number) != 0; }
     void leave() {
         int self = m_number;
         m_board.owner.compare_exchange_strong(self, 0);
@@ -192,31 +181,29 @@ private:
     variant_bag_t m_record;
 };
 
+unsigned fromEnvironment(const char* name, unsigned otherwise) {
+    const char* text = std::getenv(name);
+    return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
+}
+
+std::vector<std::string> split(std::string places) {
+    std::replace(places.begin(), places.end(), ':', ' ');
+    return support::words(places);
+}
+
 class FlagStress : public ModelTest {
 protected:
-    static unsigned fromEnvironment(const char* name, unsigned otherwise) {
-        const char* text = std::getenv(name);
-        return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
-    }
-
-    struct Child {
-        support::ChildProcess process{-1};
-        int number = 0;
-    };
-
     /// Works on one of the mounts, if there are any, as a host of its own.
-    Child start(Clock::duration time) {
+    support::ChildProcess start(Clock::duration time) {
         const int number = ++m_lastNumber;
         const unsigned seed = below(1U << 30);
         const std::string& directory = m_directories[below(m_directories.size())];
         const auto work = [&]() -> int {
             chance.seed(seed);
             pausesInHundred = below(3) * 15;
-            Worker worker(*m_board, number, directory);
-            areMounts() ? worker.endByItself() : void();
-            worker.run(time);
+            Worker(*m_board, number, directory).run(time);
         };
-        return {support::ChildProcess(work, areMounts() ? forkAsHost : ::fork), number};
+        return support::ChildProcess(work, areMounts() ? forkAsHost : ::fork);
     }
 
     static pid_t forkAsHost() {
@@ -228,31 +215,22 @@ protected:
         return static_cast<pid_t>(child);
     }
 
-    void kill(Child& worker) {
-        m_board->doomed = worker.number;
-        worker.process.kill();
-        int owner = worker.number;
-        m_board->owner.compare_exchange_strong(owner, 0);
-    }
-
-    /// Some claim until the time is over, others until they are killed or end by themselves.
+    /// Workers that end before the time is over are replaced.
     void round(Clock::duration time) {
-        std::vector<Child> workers(2 + below(5));
-        for (Child& worker : workers) {
-            worker = start(time);
+        std::vector<support::ChildProcess> workers;
+        for (unsigned count = 2 + below(5); count > 0; --count) {
+            workers.push_back(start(time));
         }
-        const auto until = Clock::now() + time;
-        while (Clock::now() < until) {
-            ::usleep(below(20000));
-            Child& victim = workers[below(workers.size())];
-            if (areMounts() && victim.process.isRunning()) {
-                continue;
+        for (const auto until = Clock::now() + time; Clock::now() < until;) {
+            ::usleep(below(2000));
+            support::ChildProcess& worker = workers[below(workers.size())];
+            if (!worker.isRunning()) {
+                EXPECT_EQ(worker.wait(), 0);
+                worker = start(until - Clock::now());
             }
-            areMounts() ? void() : kill(victim);
-            victim = start(until - Clock::now());
         }
-        for (Child& worker : workers) {
-            EXPECT_EQ(worker.process.wait(), 0);
+        for (support::ChildProcess& worker : workers) {
+            EXPECT_EQ(worker.wait(), 0);
         }
     }
 
@@ -276,17 +254,8 @@ protected:
         EXPECT_EQ(child.wait(), 0);
     }
 
-    static std::vector<std::string> places(const std::string& text) {
-        std::vector<std::string> found;
-        std::istringstream in(text);
-        for (std::string place; std::getline(in, place, ':');) {
-            found.push_back(place);
-        }
-        return found;
-    }
-
     const std::vector<std::string> m_directories =
-        places(areMounts() ? mounts() : m_temp.path().native());
+        split(areMounts() ? mounts() : m_temp.path().native());
     int m_lastNumber = 0;
     Board* m_board = new (::mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE,
                                  MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Board;

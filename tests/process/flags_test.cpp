@@ -2,7 +2,6 @@
 #include <sys/socket.h>
 
 #include <array>
-#include <ctime>
 #include <iterator>
 #include <map>
 
@@ -38,10 +37,6 @@ public:
         return outcome + ' ' + std::to_string(process()) + ' ' + basekit2::get_fq_host_name();
     }
 
-    void tell(const std::string& command) const {
-        const std::string line = command + '\n';
-        EXPECT_GT(::send(m_end.get(), line.data(), line.size(), MSG_NOSIGNAL), 0);
-    }
     [[nodiscard]] std::string answer() const {
         std::string line;
         char next = 0;
@@ -51,7 +46,8 @@ public:
         return next == '\n' ? line : "(no answer)";
     }
     [[nodiscard]] std::string ask(const std::string& command) const {
-        tell(command);
+        const std::string line = command + '\n';
+        EXPECT_GT(::send(m_end.get(), line.data(), line.size(), MSG_NOSIGNAL), 0);
         return answer();
     }
     /// Lets it end as programs do.
@@ -102,9 +98,9 @@ TEST_F(Flags, OfALiveProcessStandAgainstAllOthers) {
     const auto before = stampsIn(m_directory);
     // What might cost the holder its lock comes before a claim with force, which asks nothing else.
     for (const auto& [asked, command, outcome] :
-         rows("other look held; other write 15; other force 15; other own 18; other probe 15;"
-              "other remove 18; other erase 15; holder own 0; holder write 3; other force 15;"
-              "holder look held; other force 15; holder fork; other force 15")) {
+         rows<3>("other look held; other write 15; other force 15; other own 18; other probe 15;"
+                 "other remove 18; other erase 15; holder own 0; holder write 3; other force 15;"
+                 "holder look held; other force 15; holder fork; other force 15")) {
         EXPECT_THAT((asked == "holder" ? m_holder : m_other).ask(command + ' ' + m_flag),
                     AnyOf(outcome, m_holder.found(outcome)))
             << asked << ' ' << command;
@@ -119,7 +115,7 @@ TEST_F(Flags, OfALiveProcessStandAgainstAllOthers) {
 
 TEST_F(Flags, OfADeadProcessGoToWhoAsks) {
     for (const auto& [command, outcome, rest] :
-         rows("write 0 stays; force 0 stays; own 4; probe 0; erase 0; remove 18 stays")) {
+         rows<3>("write 0 stays; force 0 stays; own 4; probe 0; erase 0; remove 18 stays")) {
         const std::string flag = at(command);
         Holder holder;
         ASSERT_EQ(holder.ask("write " + flag), holder.found("0"));
@@ -170,7 +166,7 @@ TEST_F(Flags, LeftBehindAreJudgedByTheirRecord) {
 
 TEST_F(Flags, AreGivenUpWhileSomebodyReadsTheirRecord) {
     const Holder reader;
-    for (const std::string command : {"remove", "preserve", "end"}) {
+    for (const std::string command : {"remove", "end"}) {
         ASSERT_EQ(m_holder.ask("write " + m_flag), m_holder.found("0"));
         ASSERT_EQ(reader.ask("hold " + infoOf(m_flag)), "0");
         EXPECT_EQ(m_other.ask("write " + m_flag), m_holder.found("15")) << "told who has it";
@@ -178,28 +174,7 @@ TEST_F(Flags, AreGivenUpWhileSomebodyReadsTheirRecord) {
         EXPECT_TRUE(fs::is_empty(m_directory)) << command;
         EXPECT_EQ(m_other.ask("write " + m_flag), m_other.found("0")) << command;
         EXPECT_EQ(m_other.ask("remove " + m_flag), "0");
-        command == "preserve" ? void(m_holder.ask("restore " + at("none"))) : void();
     }
-}
-
-TEST_F(Flags, PreservedAreFreeUntilTheyAreRestored) {
-    ASSERT_EQ(m_holder.ask("write " + m_flag), m_holder.found("0"));
-    ASSERT_EQ(m_holder.ask("preserve ."), "");
-    EXPECT_TRUE(fs::is_empty(m_directory));
-    EXPECT_EQ(m_other.ask("write " + m_flag), m_other.found("0"));
-    ASSERT_EQ(m_holder.ask("restore " + m_directory), "");
-    EXPECT_EQ(m_holder.ask("own " + m_flag), "18");
-    const std::string record = readFile(infoOf(m_flag));
-    ASSERT_EQ(m_other.ask("preserve ."), "");
-    fs::create_directory(at("to"));
-    // A record made anew would tell of another second.
-    for (const std::time_t begun = std::time(nullptr); std::time(nullptr) == begun;) {
-    }
-    ASSERT_EQ(m_other.ask("restore " + at("to")), "");
-    EXPECT_EQ(m_other.ask("own " + at("to/flag")), "0");
-    EXPECT_FALSE(fs::exists(lockOf(m_flag)) || fs::exists(infoOf(m_flag)));
-    EXPECT_EQ(readFile(infoOf(at("to/flag"))), record);
-    EXPECT_EQ(m_holder.ask("force " + at("to/flag")), m_other.found("15"));
 }
 
 TEST_F(Flags, LeadNobodyToWhatOthersPlanted) {

@@ -1,0 +1,146 @@
+#include "vesta/discovery/directory_memory.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "support/test.h"
+#include "vesta/discovery/group_markers.h"
+
+namespace {
+
+using vesta2::DirectoryLook;
+using vesta2::findGroupMarkerInDir;
+
+/// Asks after each of many changes that follow at once.
+void expectEveryChangeSeen(const std::string& path) {
+    const std::string first = path + "/first.zentorproj";
+    const std::string second = path + "/second.zentorproj";
+    fs::create_directory(path);
+    for (int round = 0; round < 300; ++round) {
+        ASSERT_EQ(findGroupMarkerInDir(path), "") << round;
+        support::writeFile(first, "");
+        ASSERT_EQ(findGroupMarkerInDir(path), first) << round;
+        fs::rename(first, second);
+        ASSERT_EQ(findGroupMarkerInDir(path), second) << round;
+        ASSERT_EQ(findGroupMarkerInDir(path), second) << round;
+        // No look at the file first: in memory the time stamp then stays what it was.
+        ::unlink(second.c_str());
+        ASSERT_EQ(findGroupMarkerInDir(path), "") << round;
+        if (round % 10 == 0) {
+            fs::remove(path);
+            ASSERT_FALSE(findGroupMarkerInDir(path));
+            fs::create_directory(path);
+        }
+    }
+}
+
+TEST(DirectoryMemory, NeverMissesAChange) {
+    const support::TempDirectory directory;
+    std::jthread other([&] { expectEveryChangeSeen(directory / "other"); });
+    expectEveryChangeSeen(directory / "project");
+    other.join();
+    // In memory a removal can share the time stamp of the change before it, whatever the kernel
+    // does elsewhere.
+    std::string coarse = "/dev/shm/vesta2-test-XXXXXX";
+    if (::mkdtemp(coarse.data())) {
+        expectEveryChangeSeen(coarse + "/project");
+        fs::remove_all(coarse);
+    }
+    // Small inodes have no room for fractions of a second.
+    const std::string go = "cd '" + directory.path().native() + "' && ";
+    fs::create_directory(directory / "mounted");
+    if (::geteuid() != 0 || std::system((go + "mkfs.ext2 -q -I 128 image 1m >log 2>&1 && "
+                                              "mount -o loop image mounted 2>log")
+                                            .c_str()) != 0) {
+        GTEST_SKIP() << "cannot mount a file system of whole seconds";
+    }
+    expectEveryChangeSeen(directory / "mounted/project");
+    EXPECT_EQ(std::system((go + "umount mounted").c_str()), 0);
+}
+
+TEST(DirectoryMemory, SeesWhereALinkLeadsNow) {
+    const support::TempDirectory directory;
+    const std::string path = directory / "project";
+    fs::create_directory(path);
+    fs::create_symlink("../target", path + "/a.zentorproj");
+    fs::create_directory(path + "/b.zentorproj");
+    // Enough rounds for the directory to grow old meanwhile.
+    for (int round = 0; round < 1000; ++round) {
+        ASSERT_EQ(findGroupMarkerInDir(path), "") << round;
+        support::writeFile(directory / "target", "");
+        ASSERT_EQ(findGroupMarkerInDir(path), path + "/a.zentorproj") << round;
+        fs::remove(directory / "target");
+    }
+}
+
+TEST(DirectoryMemory, ListsAnOldDirectoryOnce) {
+    const support::TempDirectory directory;
+    const std::string marker = directory / "project/first.zentorproj";
+    support::writeFile(marker, "");
+    fs::create_directory(directory / "never-listed");
+    // Older than the ticks of the clock that time stamps follow.
+    ::usleep(50'000);
+    EXPECT_EQ(findGroupMarkerInDir(directory / "project"), marker);
+    const support::NoDescriptors none;
+    EXPECT_EQ(findGroupMarkerInDir(directory / "project"), marker);
+#ifndef __SANITIZE_ADDRESS__  // which needs descriptors itself to look at what is thrown
+    EXPECT_THROW(findGroupMarkerInDir(directory / "never-listed"), fs::filesystem_error);
+#endif
+}
+
+/// Lists the directory, as if that took `cost`, makes "own" in it and tells the look so.
+void makeOwn(const std::string& path, int cost, const std::function<void()>& meanwhile) {
+    DirectoryLook look(path);
+    look.beginListing();
+    ::usleep(static_cast<unsigned>(cost));
+    look.listed({"", {}}, true);
+    meanwhile();
+    fs::create_directory(path + "/own");
+    look.keepThroughOwnChange(1, {{"r@", 7}});
+}
+
+TEST(DirectoryMemory, KeepsWhatItKnewThroughItsOwnChangeAlone) {
+    const support::TempDirectory directory;
+    const std::string path = directory / "group";
+    struct Case {
+        const char* name;
+        std::function<void()> meanwhile, afterwards;
+        bool isKnown;
+    };
+    const auto nothing = [] {};
+    for (const Case& each :
+         {Case{"alone", nothing, nothing, true},
+          {"a directory before", [&] { fs::create_directory(path + "/x"); }, nothing, false},
+          {"a directory exchanged before", [&] { fs::remove(path + "/old"); }, nothing, false},
+          {"a file afterwards", nothing, [&] { writeFile(path + "/x", ""); }, false},
+          {"a directory afterwards", nothing, [&] { fs::remove(path + "/old"); }, false},
+          {"long afterwards", nothing, [] { ::usleep(450'000); }, false},
+          {"another directory",
+           [&] {
+               fs::rename(path, directory / "moved");
+               fs::create_directories(path + "/old");
+           },
+           nothing, false}}) {
+        fs::remove_all(directory / "moved");
+        fs::remove_all(path);
+        fs::create_directories(path + "/old");
+        makeOwn(path, 20'000, each.meanwhile);
+        each.afterwards();
+        const DirectoryLook look(path);
+        ASSERT_EQ(look.contents() != nullptr, each.isKnown) << each.name;
+        if (each.isKnown) {
+            EXPECT_EQ(look.contents()->greatest.at("r@"), 7);
+        }
+    }
+    // A removal counts down.
+    DirectoryLook look(path);
+    look.beginListing();
+    ::usleep(20'000);
+    look.listed({"", {}}, true);
+    fs::remove(path + "/own");
+    look.keepThroughOwnChange(-1, {});
+    EXPECT_TRUE(DirectoryLook(path).contents());
+}
+
+}  // namespace
