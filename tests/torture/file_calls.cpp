@@ -3,30 +3,16 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/syscall.h>
-#include <sys/uio.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
-#include <cstring>
 #include <filesystem>
+#include <fstream>
 
 namespace torture {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// How a call names a file: a path in this argument, a directory's descriptor in it and a path in
-/// the next, or a descriptor in it.
-struct Place {
-    enum class By { nothing, path, pathAt, descriptor } by = By::nothing;
-    unsigned argument = 0;
-};
-constexpr Place path(unsigned argument) { return {Place::By::path, argument}; }
-constexpr Place pathAt(unsigned argument) { return {Place::By::pathAt, argument}; }
-constexpr Place descriptor(unsigned argument) { return {Place::By::descriptor, argument}; }
 
 struct Number {
     long value;
@@ -35,141 +21,85 @@ struct Number {
 #define CALL(name)                                                                                 \
     Number { SYS_##name, #name }
 
-/// Calls that name their files in the same places and can fail with the same errors.
+/// Calls that name their files in the same places and can fail with the same errors. A place is the
+/// number of an argument that is a path ("p"), or the descriptor of a directory before a path
+/// ("a"), or a descriptor ("d").
 struct Group {
     unsigned traits;
-    std::array<Place, 2> places;
+    std::string_view places;
     std::vector<Number> calls;
 };
 
 const std::vector<Group>& groups() {
-    constexpr unsigned none = 0;
     constexpr unsigned written = changes | writes | noSpace;
     constexpr unsigned named = changes | names | noSpace;
     static const std::vector<Group> all{
-        {tooMany | interrupted, {path(0)}, {CALL(open)}},
-        {tooMany | interrupted, {pathAt(0)}, {CALL(openat), CALL(openat2)}},
-        {interrupted,
-         {descriptor(0)},
-         {CALL(read), CALL(readv), CALL(pread64), CALL(fcntl), CALL(flock)}},
-        {written | interrupted,
-         {descriptor(0)},
-         {CALL(write), CALL(writev), CALL(pwrite64), CALL(fallocate)}},
-        {written, {descriptor(2), descriptor(0)}, {CALL(copy_file_range)}},
-        {written, {descriptor(0), descriptor(1)}, {CALL(sendfile)}},
-        {written, {descriptor(0)}, {CALL(ioctl)}},
-        {changes | interrupted, {path(0)}, {CALL(truncate)}},
-        {changes | interrupted, {descriptor(0)}, {CALL(ftruncate)}},
-        {flushes | noSpace | interrupted, {descriptor(0)}, {CALL(fsync), CALL(fdatasync)}},
-        {flushes | noSpace, {descriptor(0)}, {CALL(syncfs)}},
-        {none,
-         {path(0)},
+        {tooMany | interrupted, "p0", {CALL(open)}},
+        {tooMany | interrupted, "a0", {CALL(openat), CALL(openat2)}},
+        {interrupted, "d0", {CALL(read), CALL(readv), CALL(pread64), CALL(fcntl), CALL(flock)}},
+        {written | interrupted, "d0", {CALL(write), CALL(writev), CALL(pwrite64), CALL(fallocate)}},
+        {written, "d2d0", {CALL(copy_file_range)}},
+        {written, "d0d1", {CALL(sendfile)}},
+        {written, "d0", {CALL(ioctl)}},
+        {changes | interrupted, "p0", {CALL(truncate)}},
+        {changes | interrupted, "d0", {CALL(ftruncate)}},
+        {flushes | noSpace | interrupted, "d0", {CALL(fsync), CALL(fdatasync)}},
+        {flushes | noSpace, "d0", {CALL(syncfs)}},
+        {0,
+         "p0",
          {CALL(stat), CALL(lstat), CALL(statfs), CALL(access), CALL(readlink), CALL(chdir)}},
-        {none, {descriptor(0)}, {CALL(fstat), CALL(fstatfs), CALL(getdents64)}},
-        {none,
-         {pathAt(0)},
+        {0, "d0", {CALL(fstat), CALL(fstatfs), CALL(getdents64)}},
+        {0,
+         "a0",
          {CALL(newfstatat), CALL(statx), CALL(faccessat), CALL(faccessat2), CALL(readlinkat)}},
-        {named, {path(0)}, {CALL(mkdir)}},
-        {named, {pathAt(0)}, {CALL(mkdirat)}},
-        {named, {path(0), path(1)}, {CALL(rename), CALL(link)}},
-        {named, {pathAt(0), pathAt(2)}, {CALL(renameat), CALL(renameat2), CALL(linkat)}},
-        {named, {path(1)}, {CALL(symlink)}},
-        {named, {pathAt(1)}, {CALL(symlinkat)}},
-        {changes | names, {path(0)}, {CALL(unlink), CALL(rmdir)}},
-        {changes | names, {pathAt(0)}, {CALL(unlinkat)}},
-        {changes, {path(0)}, {CALL(chmod), CALL(chown)}},
-        {changes, {descriptor(0)}, {CALL(fchmod), CALL(fchown)}},
-        {changes, {pathAt(0)}, {CALL(fchmodat), CALL(fchownat), CALL(utimensat)}},
+        {named, "p0", {CALL(mkdir)}},
+        {named, "a0", {CALL(mkdirat)}},
+        {named, "p0p1", {CALL(rename), CALL(link)}},
+        {named, "a0a2", {CALL(renameat), CALL(renameat2), CALL(linkat)}},
+        {named, "p1", {CALL(symlink)}},
+        {named, "a1", {CALL(symlinkat)}},
+        {changes | names, "p0", {CALL(unlink), CALL(rmdir)}},
+        {changes | names, "a0", {CALL(unlinkat)}},
+        {changes, "p0", {CALL(chmod), CALL(chown)}},
+        {changes, "d0", {CALL(fchmod), CALL(fchown)}},
+        {changes, "a0", {CALL(fchmodat), CALL(fchownat), CALL(utimensat)}},
     };
     return all;
 }
 #undef CALL
 
-class Caller {
-public:
-    Caller(pid_t thread, const user_regs_struct& registers)
-        : m_directory("/proc/" + std::to_string(thread) + "/"),
-          m_thread(thread),
-          m_arguments{registers.rdi, registers.rsi, registers.rdx, registers.r10} {}
-
-    [[nodiscard]] unsigned long long argument(unsigned index) const {
-        return m_arguments.at(index);
-    }
-
-    /// Absolute and without "." and ".."; empty when nobody can tell.
-    [[nodiscard]] std::string resolve(const Place& place) const {
-        const auto start = static_cast<int>(argument(place.argument));
-        switch (place.by) {
-        case Place::By::path:
-            return below(file(AT_FDCWD), textAt(argument(place.argument)));
-        case Place::By::pathAt:
-            return below(file(start), textAt(argument(place.argument + 1)));
-        case Place::By::descriptor:
-            return file(start);
-        case Place::By::nothing:
-            break;
-        }
-        return {};
-    }
-
-private:
-    [[nodiscard]] std::string target(const std::string& link) const {
-        std::error_code failed;
-        return fs::read_symlink(m_directory + link, failed).native();
-    }
-
-    [[nodiscard]] std::string file(int descriptor) const {
-        return target(descriptor == AT_FDCWD ? "cwd" : "fd/" + std::to_string(descriptor));
-    }
-
-    [[nodiscard]] std::string below(const std::string& start, const std::string& text) const {
-        constexpr std::string_view own = "/proc/self/fd/";
-        if (text.rfind(own, 0) == 0) {
-            const std::size_t end = std::min(text.find('/', own.size()), text.size());
-            const std::string opened = target("fd/" + text.substr(own.size(), end - own.size()));
-            return opened + fs::path(text.substr(end)).lexically_normal().native();
-        }
-        return text.empty() ? start : (fs::path(start) / text).lexically_normal().native();
-    }
-
-    [[nodiscard]] std::string textAt(unsigned long long address) const {
-        std::string text;
-        std::array<char, 256> piece{};
-        while (address != 0 && text.size() < PATH_MAX) {
-            // Not across the border of a page, behind which there may be nothing.
-            const std::size_t size = piece.size() - address % piece.size();
-            iovec here{piece.data(), size};
-            iovec there{reinterpret_cast<void*>(address), size};  // NOLINT: an address elsewhere
-            if (::process_vm_readv(m_thread, &here, 1, &there, 1, 0) <= 0) {
-                break;
-            }
-            const std::size_t length = ::strnlen(piece.data(), size);
-            text.append(piece.data(), length);
-            if (length < size) {
-                break;
-            }
-            address += size;
-        }
-        return text;
-    }
-
-    std::string m_directory;
-    pid_t m_thread;
-    std::array<unsigned long long, 4> m_arguments;
-};
-
-/// Of the calls that do many things, those that lock, or clone a file.
-bool isMeant(long number, const Caller& caller) {
-    const auto command = static_cast<int>(caller.argument(1));
-    return number == SYS_fcntl   ? command == F_SETLK || command == F_SETLKW || command == F_GETLK
-           : number == SYS_ioctl ? caller.argument(1) == FICLONE
-                                 : true;
+/// Of a process, by its directory in /proc.
+std::string target(const std::string& process, const std::string& link) {
+    std::error_code failed;
+    return fs::read_symlink(process + link, failed).native();
 }
 
-unsigned traitsOf(long number, const Group& group, const Caller& caller) {
-    const bool isOpen = number == SYS_open || number == SYS_openat;
-    const auto flags = isOpen ? caller.argument(number == SYS_open ? 1 : 2) : 0;
-    return group.traits | ((flags & (O_CREAT | O_TRUNC)) != 0 ? changes | names | noSpace : 0U);
+/// Absolute and without "." and ".."; empty when nobody can tell.
+std::string resolve(const std::string& process, char kind, const unsigned long long* argument) {
+    const int start = kind == 'p' ? AT_FDCWD : static_cast<int>(*argument);
+    const std::string from =
+        target(process, start == AT_FDCWD ? "cwd" : "fd/" + std::to_string(start));
+    if (kind == 'd') {
+        return from;
+    }
+    std::string text;
+    std::ifstream memory(process + "mem", std::ios::binary);
+    memory.seekg(static_cast<std::streamoff>(argument[kind == 'a' ? 1 : 0]));
+    std::getline(memory, text, '\0');
+    constexpr std::string_view own = "/proc/self/fd/";
+    if (text.rfind(own, 0) == 0) {
+        const std::size_t end = std::min(text.find('/', own.size()), text.size());
+        const std::string opened = target(process, text.substr(11, end - 11));
+        return opened + fs::path(text.substr(end)).lexically_normal().native();
+    }
+    return text.empty() ? from : (fs::path(from) / text).lexically_normal().native();
+}
+
+/// Of the calls that do many things, those that lock, or clone a file.
+bool isMeant(long number, unsigned long long command) {
+    return number == SYS_fcntl   ? command == F_SETLK || command == F_SETLKW || command == F_GETLK
+           : number == SYS_ioctl ? command == FICLONE
+                                 : true;
 }
 
 }  // namespace
@@ -198,15 +128,20 @@ std::vector<unsigned> fileCallNumbers() {
 std::optional<FileCall> fileCall(pid_t thread, const user_regs_struct& registers,
                                  const std::string& root) {
     const auto wanted = static_cast<long>(registers.orig_rax);
-    const Caller caller(thread, registers);
+    const unsigned long long arguments[] = {registers.rdi, registers.rsi, registers.rdx,
+                                            registers.r10};
+    const bool isOpen = wanted == SYS_open || wanted == SYS_openat;
+    const auto flags = isOpen ? arguments[wanted == SYS_open ? 1 : 2] : 0;
+    const unsigned made = (flags & (O_CREAT | O_TRUNC)) != 0 ? changes | names | noSpace : 0U;
     for (const Group& group : groups()) {
-        for (const Number& number : group.calls) {
-            for (const Place& place : group.places) {
-                const std::string path = number.value == wanted ? caller.resolve(place) : "";
-                if ((path + "/").rfind(root + "/", 0) == 0 && isMeant(wanted, caller)) {
-                    const std::string inner = path == root ? "." : path.substr(root.size() + 1);
-                    return FileCall{number.name, inner, traitsOf(wanted, group, caller)};
-                }
+        const auto call = std::ranges::find(group.calls, wanted, &Number::value);
+        for (std::size_t i = 0; call != group.calls.end() && i < group.places.size(); i += 2) {
+            const std::string path =
+                resolve("/proc/" + std::to_string(thread) + "/", group.places[i],
+                        arguments + (group.places[i + 1] - '0'));
+            if ((path + "/").rfind(root + "/", 0) == 0 && isMeant(wanted, arguments[1])) {
+                const std::string inner = path == root ? "." : path.substr(root.size() + 1);
+                return FileCall{call->name, inner, group.traits | made};
             }
         }
     }

@@ -53,7 +53,16 @@ public:
         interrupt.sa_handler = [](int) {};
         ::sigaction(SIGALRM, &interrupt, nullptr);
         ::alarm(patienceSeconds);
-        while (step()) {
+        int status = 0;
+        for (pid_t thread = 0; (thread = ::waitpid(-1, &status, __WALL)) > 0 || errno == EINTR;) {
+            if (thread < 0) {
+                ::kill(m_process, SIGKILL);
+            } else if (WIFSTOPPED(status)) {
+                proceed(thread, status);
+            } else if (thread == m_process && ::alarm(0) > 0) {
+                // In time, or the code stays as it is.
+                m_result.code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+            }
         }
         ::alarm(0);
         m_result.out = contents(m_out.get());
@@ -94,50 +103,20 @@ private:
         ::ptrace(PTRACE_CONT, m_process, 0, 0);
     }
 
-    /// Takes what happens next; false when all have ended.
-    bool step() {
-        int status = 0;
-        const pid_t thread = ::waitpid(-1, &status, __WALL);
-        if (thread < 0) {
-            const bool isLate = errno == EINTR;
-            ::kill(m_process, SIGKILL);
-            return isLate;
-        }
-        m_threads.insert(thread);
-        if (!WIFSTOPPED(status)) {
-            end(thread, status);
-            return true;
-        }
+    /// Lets a thread go on from where it stopped.
+    void proceed(pid_t thread, int status) {
         const int event = status >> 16;
-        int signal = 0;
         if (event == PTRACE_EVENT_SECCOMP) {
-            judge(thread);
+            meet(thread);
         } else if (event == PTRACE_EVENT_EXEC && thread != m_process) {
             m_foreign.insert(thread);
-        } else if (event == 0 && WSTOPSIG(status) != SIGSTOP) {
-            signal = WSTOPSIG(status);
         }
-        ::ptrace(PTRACE_CONT, thread, 0, signal);
-        return true;
-    }
-
-    void end(pid_t thread, int status) {
-        m_threads.erase(thread);
-        if (thread != m_process) {
-            return;
-        }
-        const bool isTimely = ::alarm(0) > 0;
-        if (isTimely) {
-            m_result.code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-        }
-        // What it ran would outlive it when it was killed.
-        for (const pid_t left : m_threads) {
-            ::kill(left, SIGKILL);
-        }
+        const bool isSignal = event == 0 && WSTOPSIG(status) != SIGSTOP;
+        ::ptrace(PTRACE_CONT, thread, 0, isSignal ? WSTOPSIG(status) : 0);
     }
 
     /// Lets the call happen, or not. What a program that the command runs does is its own affair.
-    void judge(pid_t thread) {
+    void meet(pid_t thread) {
         user_regs_struct registers{};
         if (m_foreign.count(thread) != 0 || ::ptrace(PTRACE_GETREGS, thread, 0, &registers) != 0) {
             return;
@@ -170,7 +149,6 @@ private:
     basekit2::descriptor_t m_out{::memfd_create("out", MFD_CLOEXEC)};
     basekit2::descriptor_t m_err{::memfd_create("err", MFD_CLOEXEC)};
     pid_t m_process = -1;
-    std::set<pid_t> m_threads;
     std::set<pid_t> m_foreign;  ///< those that run another program
     TracedRun m_result;
 };
