@@ -11,6 +11,7 @@
 
 // NOLINTBEGIN: the linker gives these names.
 VESTA2_FAILING_CALL(int, fsync, (int fd), fd)
+VESTA2_FAILING_CALL(int, fchmod, (int fd, mode_t mode), fd, mode)
 VESTA2_FAILING_CALL(int, renameat2,
                     (int from, const char* name, int to, const char* target, unsigned flags), from,
                     name, to, target, flags)
@@ -171,6 +172,7 @@ TEST_F(BagFile, SavesOfSeveralThreadsDoNotMix) {
 TEST_F(BagFile, StandsOnFileSystemsThatCannotDoAll) {
     for (const auto& [given, result, entries] :
          {std::tuple{Fault{"close", EIO}, bag_unwritable, 1},
+          {Fault{"fchmod", EIO}, bag_unwritable, 1},
           // The new file stands, but the power may take it, or there is no such flush.
           {Fault{"fsync", EIO, 1}, bag_unwritable, 2},
           {Fault{"fsync", EINVAL, 1}, bag_ok, 2}}) {

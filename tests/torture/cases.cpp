@@ -1,7 +1,5 @@
 #include "cases.h"
 
-#include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 #include "support/command.h"
@@ -45,11 +43,6 @@ const std::vector<Case>& cases() {
         {"relink p/x0.zentorlink far/x9"},
     };
     return all;
-}
-
-std::vector<std::string> wordsOf(const std::string& line) {
-    std::istringstream words(line);
-    return {std::istream_iterator<std::string>(words), {}};
 }
 
 void makeSample(const std::string& root) {

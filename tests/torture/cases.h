@@ -33,9 +33,6 @@ struct Outcome {
 
 const std::vector<Case>& cases();
 
-/// The words of a line.
-std::vector<std::string> wordsOf(const std::string& line);
-
 /// Makes the sample in the empty directory `root`: a project "p" with results, an experiment, and a
 /// result that is stored elsewhere.
 void makeSample(const std::string& root);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <random>
 #include <sstream>
@@ -83,11 +84,8 @@ public:
             run(*jobs[i].first, jobs[i].second);
             ++done;
         }
-        std::ostringstream report;
-        report << "worker " << m_number << ": " << done << " of " << jobs.size()
-               << " runs, of which " << m_missed << " did not come as far as their fault, and "
-               << m_wrong << " went wrong\n";
-        std::cout << report.str() << std::flush;
+        std::cout << "worker " << m_number << ": " << done << " of " << jobs.size() << " runs, "
+                  << m_missed << " not as far as their fault, " << m_wrong << " wrong" << std::endl;
         return m_wrong == 0 && done > 0;
     }
 
@@ -130,7 +128,9 @@ private:
 
     Outcome run(const Case& each, const Fault& fault) {
         copyTree(m_template, m_root);
-        Outcome now{runTraced(wordsOf(each.command), m_root, fault), {}};
+        std::istringstream words(each.command);
+        const std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
+        Outcome now{runTraced(arguments, m_root, fault), {}};
         if (fault.kind != Kind::nothing && !now.run.isHit) {
             ++m_missed;
             return now;
@@ -159,12 +159,11 @@ private:
 int work(const Options& options, std::size_t number) {
     try {
         return Worker(options, number).run() ? 0 : 1;
-    } catch (const std::system_error& error) {
-        std::cerr << error.what() << std::endl;
-        return error.code().value() == EPERM || error.code().value() == ENOSYS ? exitSkipped : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << std::endl;
-        return 1;
+        const auto* failed = dynamic_cast<const std::system_error*>(&error);
+        const int reason = failed ? failed->code().value() : 0;
+        return reason == EPERM || reason == ENOSYS ? exitSkipped : 1;
     }
 }
 
