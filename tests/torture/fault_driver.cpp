@@ -39,10 +39,6 @@ struct Options {
     [[nodiscard]] bool isOver() const {
         return seconds > 0 && Clock::now() > begin + std::chrono::seconds(seconds);
     }
-    [[nodiscard]] bool isWanted(const Case& each) const {
-        const auto begins = [&](auto& word) { return each.command.rfind(word, 0) == 0; };
-        return wanted.empty() || std::ranges::any_of(wanted, begins);
-    }
 };
 
 using Job = std::pair<const Case*, Fault>;
@@ -95,7 +91,8 @@ private:
         unsigned turn = m_options.seed;
         std::ostringstream counts;
         for (const Case& each : cases()) {
-            if (!m_options.isWanted(each)) {
+            const auto begins = [&](auto& word) { return each.command.starts_with(word); };
+            if (!m_options.wanted.empty() && std::ranges::none_of(m_options.wanted, begins)) {
                 continue;
             }
             m_undisturbed[&each] = run(each, {});
