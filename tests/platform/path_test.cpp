@@ -75,6 +75,8 @@ TEST(Files, AreReadOnlyForThoseInTheMask) {
     bool failed = false;
     path_t::readonly(path_t(directory / "file"), &isReadOnly, &failed, 0022);
     EXPECT_TRUE(isReadOnly && !failed);
+    path_t::readonly(path_t(directory / "none"), &isReadOnly, &failed, 0222);
+    EXPECT_TRUE(failed);
     EXPECT_THROW(basekit2::find_files(path_t(directory / "none"), "*", false),
                  fs::filesystem_error);
 }
