@@ -14,27 +14,18 @@ protected:
         output("create result far/x");
         EXPECT_EQ(output("add far/x --to p"), directory / "p/x.zentorlink\n");
     }
-
-    /// What a listing prints in its first column.
-    std::string names(const std::string& options = "") {
-        std::string all;
-        std::istringstream lines(output("list p " + options));
-        for (std::string line; std::getline(lines, line);) {
-            all.append(all.empty() ? "" : " ").append(line, 0, line.find('\t'));
-        }
-        return all;
-    }
 };
 
 TEST_F(CliGroupsTest, ListShowsGroupsAsATree) {
     for (const auto& [options, expected] : {std::pair{"", "e r000 x"},
-                                            {"-r", "e e/r000 r000 x"},
-                                            {"-r --kind result", "e/r000 r000 x"},
-                                            {"-r --reverse", "x r000 e e/r000"},
-                                            {"-r --limit 2", "e e/r000"},
+                                            {"-r", "e r000 r000 x"},
+                                            {"-r --kind result", "r000 r000 x"},
+                                            {"-r --reverse", "x r000 e r000"},
+                                            {"-r --limit 2", "e r000"},
                                             {"--mask r@@@", "r000"}}) {
-        EXPECT_EQ(names(options), expected) << options;
+        EXPECT_EQ(listed(std::string("p ") + options), expected) << options;
     }
+    EXPECT_THAT(output("list -r p"), HasSubstr("\ne/r000\tresult\t"));
     const nlohmann::json nodes = json("list -r p")["nodes"];
     ASSERT_EQ(nodes.size(), 4U);
     EXPECT_EQ(nodes[1]["groups"], nlohmann::json({"e"}));
@@ -46,24 +37,20 @@ TEST_F(CliGroupsTest, ListShowsGroupsAsATree) {
     EXPECT_EQ(run("list -r p").code, 0);
 }
 
-TEST_F(CliGroupsTest, LinksAreRenamedAndRepaired) {
+TEST_F(CliGroupsTest, MembersAreRenamedRepairedAndFinalized) {
     EXPECT_EQ(output("rename p/x.zentorlink y"), directory / "far/x/y.zentor\n");
-    EXPECT_EQ(names(), "e r000 y");
+    EXPECT_EQ(listed("p"), "e r000 y");
     EXPECT_EQ(run("relink p/y.zentorlink far/x").code, 1) << "it is not missing";
     fs::rename(directory / "far/x", directory / "moved");
     EXPECT_EQ(json("list p")["nodes"][2]["state"], "missing");
     EXPECT_EQ(run("relink p/y.zentorlink p").code, 3) << "a project is no result";
     EXPECT_EQ(output("relink p/y.zentorlink moved"), directory / "moved/y.zentor\n");
     EXPECT_EQ(show("p/y.zentorlink path linkState"), directory / "moved\nfresh\n");
-}
-
-TEST_F(CliGroupsTest, StatesAndFiles) {
     write("p/r000/data.0/b.csv", "b");
     write("p/r000/data.0/a.txt", "a");
     EXPECT_EQ(output("files p/r000 *.csv"), directory / "p/r000/data.0/b.csv\n");
-    EXPECT_EQ(json("files p/r000")["files"].size(), 2U);
     output("finalize p/r000 p/e/r000");
-    EXPECT_EQ(show("p/e/r000 state"), "finalized\n");
+    EXPECT_EQ(listed("-r p --state finalized"), "r000 r000");
 }
 
 TEST_F(CliGroupsTest, RemovalDeletesWhatIsNamedAndAsksFirst) {
@@ -96,9 +83,9 @@ TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     }
     EXPECT_EQ(output("purge p --keep 3 --dry-run"), directory / "p/r000\n");
     output("purge p --keep 2 -y");
-    EXPECT_EQ(names(), "e r002 r003 x");
+    EXPECT_EQ(listed("p"), "e r002 r003 x");
     output("purge p --keep 0 --mask r@@@ -y");
-    EXPECT_EQ(names(), "e x");
+    EXPECT_EQ(listed("p"), "e x");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <sys/resource.h>
 
 #include <cstdint>
-#include <limits>
 
 #include "basekit2/bag_io.h"
 #include "support/test.h"
@@ -48,14 +47,15 @@ const char* const sampleText = R"(<?xml version="1.0" encoding="UTF-8"?>
  <bag n="vesta">
   <uint64 n="timestamp">1763712000</uint64>
   <str n="host">node17</str>
-  <int32 n="rank">-3</int32>
+  <int32 n="rank">-2147483648</int32>
   <bag n="variables">
    <str n="a&amp;b">&lt;é &quot;x&quot;&gt;</str>
   </bag>
   <str n="own\x0A" e="x">\\ \x1B\xFF</str>
  </bag>
- <uint32 n="count">7</uint32>
- <int64 n="offset">-8</int64>
+ <uint32 n="count">4294967295</uint32>
+ <int64 n="offset">-9223372036854775808</int64>
+ <uint64 n="most">18446744073709551615</uint64>
  <str n="nothing"></str>
 </bag>
 )";
@@ -87,17 +87,6 @@ TEST(BagText, BringsBackAnyValueAndAnyBytes) {
         bag.put_bag("bags").put_bag(text).put(text, 1);
         expectRoundTrip(bag);
     }
-    variant_bag_t bag;
-    const auto putEnds = [&bag](auto kind) {
-        using limits = std::numeric_limits<decltype(kind)>;
-        bag.put(std::to_string(bag.size()), limits::min());
-        bag.put(std::to_string(bag.size()), limits::max());
-    };
-    putEnds(std::uint64_t{});
-    putEnds(std::int64_t{});
-    putEnds(std::uint32_t{});
-    putEnds(std::int32_t{});
-    expectRoundTrip(bag);
 }
 
 TEST(BagText, HoldsSoMuchAndNoMore) {

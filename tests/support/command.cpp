@@ -3,13 +3,12 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
 #include <stdexcept>
-#include <tuple>
-#include <utility>
 
 namespace support {
 namespace {
@@ -21,14 +20,6 @@ void closeEnd(int& end) {
         ::close(end);
     }
     end = -1;
-}
-
-std::pair<int, int> makePipe() {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::runtime_error("cannot make a pipe");
-    }
-    return {ends[0], ends[1]};
 }
 
 int openTerminal(int width) {
@@ -67,24 +58,25 @@ int become(std::vector<std::string> words, std::vector<std::string> environment)
 Command::Command(const std::vector<std::string>& arguments, const Setting& setting) {
     std::vector<std::string> words{setting.program.empty() ? VESTA2_COMMAND : setting.program};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::array<int, 2> streams{-1, -1};
-    if (setting.terminalWidth > 0) {
-        m_out = openTerminal(setting.terminalWidth);
-    } else {
-        std::tie(m_out, streams[0]) = makePipe();
-        std::tie(m_err, streams[1]) = makePipe();
+    std::array<int, 2> ends{-1, -1};
+    const bool isAlone = setting.terminalWidth > 0;
+    if (!isAlone && ::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("cannot make a pipe");
     }
+    m_out = isAlone ? openTerminal(setting.terminalWidth) : ends[0];
+    m_err = ::memfd_create("err", MFD_CLOEXEC);
     m_process = ChildProcess([&] {
         // The first terminal that the leader of a new session opens becomes its own.
-        const bool isAlone = setting.terminalWidth > 0 && ::setsid() > 0;
+        if (isAlone) {
+            ::setsid();
+        }
         const int in = ::open(isAlone ? ::ptsname(m_out) : "/dev/null", O_RDWR | O_CLOEXEC);
         ::dup2(in, 0);
-        ::dup2(isAlone ? in : streams[0], 1);
-        ::dup2(isAlone ? in : streams[1], 2);
+        ::dup2(isAlone ? in : ends[1], 1);
+        ::dup2(isAlone ? in : m_err, 2);
         return ::chdir(setting.directory.c_str()) == 0 ? become(words, setting.environment) : 127;
     });
-    closeEnd(streams[0]);
-    closeEnd(streams[1]);
+    closeEnd(ends[1]);
 }
 
 Command::~Command() {
@@ -93,23 +85,14 @@ Command::~Command() {
 }
 
 bool Command::readSome() {
-    std::array<pollfd, 2> streams{pollfd{m_out, POLLIN, 0}, pollfd{m_err, POLLIN, 0}};
-    if ((m_out < 0 && m_err < 0) ||
-        ::poll(streams.data(), streams.size(), patienceMilliseconds) <= 0) {
+    pollfd stream{m_out, POLLIN, 0};
+    if (m_out < 0 || ::poll(&stream, 1, patienceMilliseconds) <= 0) {
         return false;
     }
-    const auto take = [](const pollfd& stream, int& end, std::string& text) {
-        std::array<char, 4096> piece{};
-        const ssize_t size = stream.revents ? ::read(end, piece.data(), piece.size()) : 0;
-        if (size > 0) {
-            text.append(piece.data(), static_cast<std::size_t>(size));
-        } else if (stream.revents) {
-            closeEnd(end);
-        }
-    };
-    take(streams[0], m_out, m_result.out);
-    take(streams[1], m_err, m_result.err);
-    return true;
+    std::array<char, 4096> piece{};
+    const ssize_t size = ::read(m_out, piece.data(), piece.size());
+    m_result.out.append(piece.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+    return size > 0;
 }
 
 bool Command::awaitOutput(const std::string& text) {
@@ -131,6 +114,9 @@ CommandResult Command::finish() {
     while (readSome()) {
     }
     m_result.code = m_process.wait();
+    m_result.err.resize(static_cast<std::size_t>(::lseek(m_err, 0, SEEK_END)));
+    [[maybe_unused]] const ssize_t got =
+        ::pread(m_err, m_result.err.data(), m_result.err.size(), 0);
     if (m_result.code < 0) {
         m_result.err += "(does not end)";
     }

@@ -41,7 +41,7 @@ public:
     void send(int signal) const { m_process.send(signal); }
     /// Nobody reads the standard output stream any more.
     void closeOutput();
-    /// Waits for the end of both streams and of the command.
+    /// Waits for the end of the standard output stream and of the command.
     CommandResult finish();
 
 private:

@@ -1,5 +1,5 @@
 #pragma once
-/// What is tortured: the commands, and what their success means.
+/// What is tortured, and what must hold afterwards.
 
 #include <string>
 #include <vector>
@@ -9,40 +9,36 @@
 
 namespace torture {
 
-/// What a run found and left.
-struct Scene {
-    const std::string& root;
-    const Survey& before;
-    const Survey& after;
-    const TracedRun& run;
-    const TracedRun& undisturbed;  ///< the same command without a fault
+struct Case {
+    std::string command;
+    /// What sets it apart: "partly" prints that it could not read a part, "elsewhere" makes up in
+    /// another place for what fails, and "unflushed" for what could not be flushed, "repairable"
+    /// may leave a directory that `get` repairs.
+    std::string remarks{};
+    /// All that is made and written below `place` is on the disk when the first file at `mark` is
+    /// made or deleted.
+    std::string place{};
+    std::string mark{};
+
+    [[nodiscard]] bool is(const char* remark) const {
+        return remarks.find(remark) != std::string::npos;
+    }
 };
 
-using Words = std::vector<std::string>;
-
-struct Case {
-    std::string name;
-    Words arguments;
-    /// What must hold when the command says that it has done its work, and what it may do: each is
-    /// a word that `isKept` knows, and what it is about.
-    std::vector<Words> expectations;
-
-    /// What the expectation `word` is about; nothing when there is none.
-    [[nodiscard]] Words about(const std::string& word) const;
-    [[nodiscard]] bool says(const std::string& word, const std::string& what = {}) const;
+/// A run of the command, and what it left.
+struct Outcome {
+    TracedRun run;
+    Survey after;
 };
 
 const std::vector<Case>& cases();
-
-/// Whether what the command promises has come true; what it may do is no promise.
-bool isKept(const Words& promise, const Scene& scene);
 
 /// Makes the sample in the empty directory `root`: a project "p" with results, an experiment, and a
 /// result that is stored elsewhere.
 void makeSample(const std::string& root);
 
-/// Whatever the command was and however it ended: what is wrong now, a line each. Lists the nodes,
-/// as the next user would.
-std::vector<std::string> judge(const Case& each, const Scene& scene, const Fault& fault);
+/// However the command ended, `now`, on what was there `before`: what is wrong, a line each.
+std::vector<std::string> judge(const Case& each, const Survey& before, const Outcome& undisturbed,
+                               const Outcome& now, const Fault& fault);
 
 }  // namespace torture

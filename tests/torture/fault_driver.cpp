@@ -6,10 +6,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
-#include <list>
+#include <iterator>
 #include <map>
 #include <random>
 #include <sstream>
@@ -29,9 +30,9 @@ constexpr int workers = 2;
 constexpr int exitSkipped = 77;
 
 struct Options {
-    std::vector<std::string> wanted;  ///< beginnings of the names of cases; all when empty
-    bool isWholly = false;            ///< every error, not one a call
-    long seconds = 0;                 ///< at most; 0 is no limit
+    std::vector<std::string> wanted;  ///< beginnings of commands; all when empty
+    bool isWholly = false;            ///< every fault, not one a call
+    unsigned long seconds = 0;        ///< at most; 0 is no limit
     unsigned seed = std::random_device()();
     Clock::time_point begin = Clock::now();
 
@@ -40,43 +41,34 @@ struct Options {
     }
 };
 
-struct Job {
-    const Case* what;
-    Fault fault;
-    const TracedRun* undisturbed;
-};
+using Job = std::pair<const Case*, Fault>;
 
 std::string describe(const Fault& fault, const TracedRun& run) {
     const char* const kinds[] = {"undisturbed", "once", "from then on", "killed before"};
+    const FileCall call = fault.kind == Kind::nothing ? FileCall() : run.calls.at(fault.call);
     std::ostringstream line;
-    line << kinds[static_cast<int>(fault.kind)];
-    if (fault.kind != Kind::nothing) {
-        const FileCall& call = run.calls.at(fault.call);
-        line << ", call " << fault.call + 1 << ", " << call.name << " of " << call.path << ": "
-             << (fault.error != 0 ? ::strerrorname_np(fault.error) : "");
-    }
-    line << ", code " << run.code << ": " << run.err.substr(0, 1000);
+    line << kinds[static_cast<int>(fault.kind)] << ", call " << fault.call + 1 << ", " << call.name
+         << " of " << call.path << ": " << ::strerrorname_np(fault.error) << ", code " << run.code
+         << ": " << run.err.substr(0, 1000);
     return line.str();
 }
 
 /// With the times of everything: what was changed just now is looked at with other eyes.
-void copyTree(const fs::path& from, const fs::path& to) {
-    fs::remove_all(to);
-    fs::copy(from, to, fs::copy_options::recursive);
-    for (const auto& entry : fs::recursive_directory_iterator(from)) {
-        fs::last_write_time(to / entry.path().lexically_relative(from), entry.last_write_time());
+void copyTree(const std::string& from, const std::string& to) {
+    if (std::system(("rm -rf " + to + " && cp -a " + from + " " + to).c_str()) != 0) {
+        throw std::runtime_error("cannot copy " + from);
     }
-    fs::last_write_time(to, fs::last_write_time(from));
 }
 
 /// One process of several, each with its own tree and its part of the faults.
 class Worker {
 public:
-    Worker(const Options& options, int number)
-        : m_options(options), m_number(static_cast<std::size_t>(number)) {
+    Worker(const Options& options, std::size_t number) : m_options(options), m_number(number) {
         fs::create_directories(m_root);
         makeSample(m_root);
         fs::rename(m_root, m_template);
+        copyTree(m_template, m_root);
+        m_before = survey(m_root);
     }
 
     /// Whether nothing was wrong.
@@ -85,77 +77,69 @@ public:
         std::shuffle(jobs.begin(), jobs.end(), std::mt19937(m_options.seed));
         std::size_t done = 0;
         for (std::size_t i = m_number; i < jobs.size() && !m_options.isOver(); i += workers) {
-            run(*jobs[i].what, jobs[i].fault, jobs[i].undisturbed);
+            run(*jobs[i].first, jobs[i].second);
             ++done;
         }
-        std::ostringstream report;
-        report << "worker " << m_number << ": " << done << " of " << jobs.size()
-               << " runs, of which " << m_missed << " did not come as far as their fault\n";
-        for (const auto& [what, count] : m_wrong) {
-            report << count << "x " << what << "\n";
-        }
-        std::cout << report.str() << std::flush;
-        return m_wrong.empty() && done > 0;
+        std::cout << "worker " << m_number << ": " << done << " of " << jobs.size() << " runs, "
+                  << m_missed << " not as far as their fault, " << m_wrong << " wrong" << std::endl;
+        return m_wrong == 0 && done > 0;
     }
 
 private:
-    [[nodiscard]] bool isWanted(const Case& each) const {
-        const auto begins = [&](auto& name) { return each.name.rfind(name, 0) == 0; };
-        return m_options.wanted.empty() || std::ranges::any_of(m_options.wanted, begins);
-    }
-
     std::vector<Job> plan() {
         std::vector<Job> jobs;
         unsigned turn = m_options.seed;
         std::ostringstream counts;
         for (const Case& each : cases()) {
-            if (!isWanted(each)) {
+            const auto begins = [&](auto& word) { return each.command.starts_with(word); };
+            if (!m_options.wanted.empty() && std::ranges::none_of(m_options.wanted, begins)) {
                 continue;
             }
-            const TracedRun& run = m_undisturbed.emplace_back(this->run(each, {}, nullptr));
-            counts << " " << each.name << " " << run.calls.size();
-            for (std::size_t i = 0; i < run.calls.size(); ++i, ++turn) {
+            m_undisturbed[&each] = run(each, {});
+            const std::vector<FileCall>& calls = m_undisturbed[&each].run.calls;
+            counts << calls.size() << " in " << each.command << "\n";
+            for (std::size_t i = 0; i < calls.size(); ++i) {
                 // Between two changes it does not matter when.
-                if (i > 0 && run.calls[i - 1].is(changes)) {
-                    jobs.push_back({&each, {Kind::kill, i, 0}, &run});
+                if (i > 0 && calls[i - 1].is(changes)) {
+                    jobs.emplace_back(&each, Fault{Kind::kill, i, 0});
                 }
-                const std::vector<int> errors = run.calls[i].errors();
-                for (std::size_t e = 0; e < errors.size(); ++e) {
-                    const bool isChosen = m_options.isWholly || e == turn / 2 % errors.size();
-                    const bool isInterrupted = errors[e] == EINTR;
-                    if (isChosen && (m_options.isWholly || turn % 2 == 0 || isInterrupted)) {
-                        jobs.push_back({&each, {Kind::once, i, errors[e]}, &run});
-                    }
+                std::vector<Fault> faults;
+                for (const int error : calls[i].errors()) {
+                    faults.push_back({Kind::once, i, error});
                     // A call that is interrupted for ever is tried again for ever.
-                    if (isChosen && (m_options.isWholly || turn % 2 == 1) && !isInterrupted) {
-                        jobs.push_back({&each, {Kind::lasting, i, errors[e]}, &run});
+                    if (error != EINTR) {
+                        faults.push_back({Kind::lasting, i, error});
+                    }
+                }
+                ++turn;
+                for (std::size_t k = 0; k < faults.size(); ++k) {
+                    if (m_options.isWholly || k == turn % faults.size()) {
+                        jobs.emplace_back(&each, faults[k]);
                     }
                 }
             }
         }
-        std::cout << (m_number == 0 ? "calls:" + counts.str() + "\n" : "") << std::flush;
+        std::cout << (m_number == 0 ? "calls:\n" + counts.str() : "") << std::flush;
         return jobs;
     }
 
-    TracedRun run(const Case& each, const Fault& fault, const TracedRun* undisturbed) {
+    Outcome run(const Case& each, const Fault& fault) {
         copyTree(m_template, m_root);
-        if (const Words moved = each.about("moved"); !moved.empty()) {
-            fs::rename(m_root + "/" + moved[0], m_root + "/" + moved[1]);
-        }
-        const Survey before = survey(m_root);
-        TracedRun run = runTraced(each.arguments, m_root, fault);
-        if (fault.kind != Kind::nothing && !run.isHit) {
+        std::istringstream words(each.command);
+        const std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
+        Outcome now{runTraced(arguments, m_root, fault), {}};
+        if (fault.kind != Kind::nothing && !now.run.isHit) {
             ++m_missed;
-            return run;
+            return now;
         }
-        const Survey after = survey(m_root);
-        const Scene scene{m_root, before, after, run, undisturbed ? *undisturbed : run};
-        for (const std::string& what : judge(each, scene, fault)) {
-            std::cout << each.name + ": " + what + " (" + describe(fault, run) + ")\n"
+        now.after = survey(m_root);
+        const Outcome& undisturbed = fault.kind == Kind::nothing ? now : m_undisturbed.at(&each);
+        for (const std::string& what : judge(each, m_before, undisturbed, now, fault)) {
+            std::cout << each.command + ": " + what + " (" + describe(fault, now.run) + ")\n"
                       << std::flush;
-            ++m_wrong[each.name + ": " + what];
+            ++m_wrong;
         }
-        return run;
+        return now;
     }
 
     const Options& m_options;
@@ -163,26 +147,26 @@ private:
     const support::TempDirectory m_directory;
     const std::string m_root = m_directory / "tree";
     const std::string m_template = m_directory / "template";
-    std::list<TracedRun> m_undisturbed;
+    Survey m_before;
+    std::map<const Case*, Outcome> m_undisturbed;
     std::size_t m_missed = 0;
-    std::map<std::string, int> m_wrong;
+    std::size_t m_wrong = 0;
 };
 
-int work(const Options& options, int number) {
+int work(const Options& options, std::size_t number) {
     try {
         return Worker(options, number).run() ? 0 : 1;
-    } catch (const std::system_error& error) {
-        std::cerr << error.what() << std::endl;
-        return error.code().value() == EPERM || error.code().value() == ENOSYS ? exitSkipped : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << std::endl;
-        return 1;
+        const auto* failed = dynamic_cast<const std::system_error*>(&error);
+        const int reason = failed ? failed->code().value() : 0;
+        return reason == EPERM || reason == ENOSYS ? exitSkipped : 1;
     }
 }
 
 int torture(const Options& options) {
     std::cout << "seed " << options.seed << std::endl;
-    for (int i = 0; i < workers; ++i) {
+    for (std::size_t i = 0; i < workers; ++i) {
         if (::fork() == 0) {
             ::_exit(work(options, i));
         }
@@ -206,7 +190,7 @@ Options parse(int argc, char** argv) {
         if (word == "--seed") {
             options.seed = static_cast<unsigned>(number());
         } else if (word == "--seconds") {
-            options.seconds = static_cast<long>(number());
+            options.seconds = number();
         } else if (word == "--wholly") {
             options.isWholly = true;
         } else {
@@ -222,8 +206,5 @@ Options parse(int argc, char** argv) {
 int main(int argc, char** argv) {
     // In memory, where a flush costs nothing.
     ::setenv("TMPDIR", "/dev/shm", 0);
-    // A sanitizer that looks for leaks cannot do so in a process that is traced.
-    const char* given = ::getenv("ASAN_OPTIONS");
-    ::setenv("ASAN_OPTIONS", (std::string(given ? given : "") + ":detect_leaks=0").c_str(), 1);
     return torture::torture(torture::parse(argc, argv));
 }

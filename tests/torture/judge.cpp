@@ -1,102 +1,153 @@
 #include <algorithm>
 #include <cerrno>
-#include <nlohmann/json.hpp>
+#include <filesystem>
+#include <ranges>
+#include <string_view>
 
 #include "cases.h"
-#include "support/command.h"
 
 namespace torture {
 namespace {
 
 constexpr int greatestCode = 7;
 
-class Judge {
-public:
-    Judge(const Case& each, const Scene& scene, const Fault& fault)
-        : m_case(each),
-          m_scene(scene),
-          m_fault(fault),
-          m_wasKilled(fault.kind == Fault::Kind::kill),
-          m_isDone(scene.run.code == scene.undisturbed.code) {}
+/// The same rows, where those of a listing, and single cells, may tell that they could not be read,
+/// and a node may be shown without its group.
+bool isPartOf(std::string_view whole, std::string_view printed) {
+    const auto text = [](auto range) { return std::string_view(range.begin(), range.end()); };
+    const auto isSameCell = [&](auto wanted, auto now) {
+        return text(now) == text(wanted) || text(now) == "-" || text(now) == "unknown";
+    };
+    const auto isSameRow = [&](auto wanted, auto row) {
+        const auto name = text(wanted).substr(0, text(wanted).find('\t'));
+        return (text(row).starts_with(name) &&
+                text(row).find("\tunreadable\t") != text(row).npos) ||
+               std::ranges::equal(wanted | std::views::split('\t'), row | std::views::split('\t'),
+                                  isSameCell);
+    };
+    return printed.find("\nparent\tunknown\n") != printed.npos ||
+           std::ranges::equal(whole | std::views::split('\n'), printed | std::views::split('\n'),
+                              isSameRow);
+}
+
+struct Judge {
+    const Case& m_case;
+    const Survey& m_before;
+    const Outcome& m_undisturbed;
+    const Fault& m_fault;
+    const TracedRun& m_run;
+    const Survey& m_after;
+    const bool m_isDone = m_run.code == m_undisturbed.run.code;
+    std::vector<std::string> m_wrong{};
 
     std::vector<std::string> judge() {
-        judgeEnd();
-        for (const FoundNode& was : m_scene.before.nodes) {
-            judgeNode(was);
+        m_isDone ? judgeSuccess() : judgeFailure();
+        for (const auto& [directory, was] : m_before.nodes) {
+            judgeNode(directory, was);
         }
-        for (const std::string& marker : m_scene.after.damaged) {
+        for (const std::string& marker : m_after.damaged) {
             blame("torn marker: " + marker);
         }
-        judgeLinks();
+        if (!m_after.isListed) {
+            blame("the next list fails");
+        }
         judgeLeavings();
-        judgeListing();
         return std::move(m_wrong);
     }
 
-private:
     void blame(const std::string& what) { m_wrong.push_back(what); }
 
-    void judgeEnd() {
-        const TracedRun& run = m_scene.run;
-        const auto isKept = [&](auto& promise) { return torture::isKept(promise, m_scene); };
+    void judgeSuccess() {
         const auto isFailedFlush = [](auto& call) { return call.isFailed && call.is(flushes); };
-        if (run.code < 0) {
-            blame("does not end");
-        } else if (m_isDone && !std::ranges::all_of(m_case.expectations, isKept)) {
+        const std::string& expected = m_undisturbed.run.out;
+        if (m_case.is("partly") ? !isPartOf(expected, m_run.out)
+                                : m_run.out != expected && !m_case.is("elsewhere")) {
+            blame("prints something else: " + m_run.out);
+        } else if (!hasItsEffect()) {
             blame("success without its effect");
-        } else if (m_isDone && m_fault.error != EINTR && !m_case.says("falls-back") &&
-                   std::ranges::any_of(run.calls, isFailedFlush)) {
+        } else if (!isFlushed() || (m_fault.error != EINTR && !m_case.is("unflushed") &&
+                                    std::ranges::any_of(m_run.calls, isFailedFlush))) {
             blame("success, but perhaps not on the disk");
-        } else if (!m_isDone && run.code <= 1) {
+        }
+    }
+
+    [[nodiscard]] bool hasItsEffect() const {
+        const Survey& expected = m_undisturbed.after;
+        if (!m_case.is("elsewhere")) {
+            return m_after.nodes == expected.nodes && m_after.members == expected.members &&
+                   m_after.all == expected.all;
+        }
+        return std::ranges::all_of(std::views::values(expected.nodes), [&](auto& node) {
+            return std::ranges::count(std::views::values(m_after.nodes), node) != 0;
+        });
+    }
+
+    [[nodiscard]] bool isFlushed() const {
+        std::set<std::string> dirty;
+        for (const FileCall& call : m_run.calls) {
+            if (call.is(names) && call.path.rfind(m_case.mark, 0) == 0) {
+                break;
+            }
+            if (call.name == "syncfs") {
+                dirty.clear();
+            } else if (call.is(flushes)) {
+                dirty.erase(call.path);
+            } else if (call.is(changes) && !m_case.place.empty() &&
+                       call.path.rfind(m_case.place, 0) == 0) {
+                dirty.insert(call.is(writes)
+                                 ? call.path
+                                 : std::filesystem::path(call.path).parent_path().native());
+            }
+        }
+        // Temporary files have other names now, and flags are not for long.
+        return std::ranges::none_of(dirty,
+                                    [&](auto& path) { return m_after.all.count(path) != 0; });
+    }
+
+    void judgeFailure() {
+        const bool wasKilled = m_fault.kind == Fault::Kind::kill;
+        if (m_run.code < 0) {
+            blame("does not end");
+        } else if (m_run.code <= 1) {
             blame("wrong answer");
-        } else if (!m_isDone && !m_wasKilled && run.code > greatestCode) {
-            blame("ends with code " + std::to_string(run.code));
-        } else if (!m_isDone && !m_wasKilled && run.err.empty()) {
+        } else if (!wasKilled && m_run.code > greatestCode) {
+            blame("ends with code " + std::to_string(m_run.code));
+        } else if (!wasKilled && m_run.err.empty()) {
             blame("failure without a word");
         }
     }
 
-    /// Whether `now` is what the node was, or what the command was to make of it. A copy gets the
-    /// mark last: until then it is whole, and says that it is incomplete.
-    [[nodiscard]] bool isWhole(const FoundNode& was, const FoundNode& now) const {
-        FoundNode expected = was;
-        for (const std::string& name : m_case.about("leaves-out")) {
-            if (m_case.says("makes", now.directory)) {
-                std::erase_if(expected.files,
-                              [&](auto& file) { return file.first.ends_with(name); });
+    /// Each is somewhere as it was, or as the command was to make it. A copy gets the mark last:
+    /// until then it is whole, and says that it is incomplete.
+    void judgeNode(const std::string& directory, const FoundNode& was) {
+        const Survey& meant = m_undisturbed.after;
+        bool isFound = std::ranges::none_of(std::views::values(meant.nodes), [&](auto& node) {
+            return node.identity == was.identity;
+        });
+        const bool isDeleted = isFound;
+        for (const auto& [place, node] : m_after.nodes) {
+            if (node.identity != was.identity) {
+                continue;
+            }
+            const auto isNow = [&, &node = node, isElsewhere = place != directory](auto& wanted) {
+                return wanted.section == node.section && wanted.files == node.files &&
+                       (wanted.isFinalized == node.isFinalized ||
+                        (isElsewhere && !node.isFinalized));
+            };
+            const auto made = meant.nodes.find(place);
+            if (isNow(was) || (made != meant.nodes.end() && isNow(made->second))) {
+                isFound = true;
+            } else if (place != directory) {
+                blame("only a part, but looks like a node: " + place);
             }
         }
-        const std::string key = text(now, "key");
-        return isSameNode(expected, now, "key") && (key == text(was, "key") || key == "new") &&
-               (was.isFinalized == now.isFinalized ||
-                (was.isFinalized && now.directory != was.directory) ||
-                m_case.says("changes", was.identity));
-    }
-
-    void judgeNode(const FoundNode& was) {
-        const std::vector<const FoundNode*> now = m_scene.after.withIdentity(was.identity);
-        const auto whole = [&](const FoundNode* node) { return isWhole(was, *node); };
-        if (!m_case.says("deletes", was.identity) && std::none_of(now.begin(), now.end(), whole)) {
-            blame("lost: " + was.directory);
-        }
-        for (const FoundNode* node : now) {
-            if (node->directory != was.directory && !whole(node)) {
-                blame("only a part, but looks like a node: " + node->directory);
-            }
-        }
-    }
-
-    void judgeLinks() {
-        if (m_case.says("changes", "linked") || m_case.says("deletes", "linked")) {
-            return;
-        }
-        for (const auto& [name, bytes] : m_scene.before.links) {
-            const auto now = m_scene.after.links.find(name);
-            if (now == m_scene.after.links.end()) {
-                blame("link deleted: " + name);
-            } else if (now->second != bytes) {
-                blame("link changed: " + name);
-            }
+        const auto isMember = [&](const Survey& survey) {
+            return std::ranges::count(std::views::values(survey.members), was.identity) != 0;
+        };
+        if (!isFound) {
+            blame("lost: " + directory);
+        } else if (isMember(m_before) && !isMember(m_after) && !isDeleted) {
+            blame("no longer a member: " + directory);
         }
     }
 
@@ -106,57 +157,29 @@ private:
         if (!isOnce && (m_fault.kind != Fault::Kind::lasting || m_fault.error != ENOSPC)) {
             return;
         }
-        for (const std::string& name : m_scene.after.temporaries) {
+        for (const std::string& name : m_after.temporaries) {
             blame("temporary file left: " + name);
         }
-        for (const std::string& made : m_case.about("makes")) {
-            if (!m_isDone && !m_case.says("repairable") && m_scene.after.all.count(made) != 0 &&
-                !m_scene.after.at(made)) {
+        for (const auto& made : std::views::keys(m_undisturbed.after.nodes)) {
+            const auto node = m_after.nodes.find(made);
+            if (m_isDone || m_before.nodes.count(made) != 0 || m_after.all.count(made) == 0) {
+                continue;
+            }
+            if (node == m_after.nodes.end() && !m_case.is("repairable")) {
                 blame("left after failure: " + made);
-            }
-        }
-        const FoundNode* collected = m_scene.after.at("p/r002");
-        if (isOnce && !m_isDone && collected && collected->isFinalized) {
-            blame("finalized in spite of a failure: p/r002");
-        }
-    }
-
-    void judgeListing() {
-        const support::CommandResult result =
-            support::run(m_scene.root, {"--json", "list", "-r", "p"});
-        if (result.code != 0) {
-            blame("the next list ends with code " + std::to_string(result.code));
-            return;
-        }
-        const nlohmann::json listing = nlohmann::json::parse(result.out);
-        std::set<std::string> listed;
-        for (const auto& entry : listing["nodes"]) {
-            const std::string path = entry["path"];
-            const FoundNode* node = m_scene.after.at(path.substr(m_scene.root.size() + 1));
-            listed.insert(node ? node->identity : std::string());
-        }
-        for (const FoundNode& was : m_scene.before.nodes) {
-            const bool isMember = was.directory.rfind("p/", 0) == 0 ||
-                                  m_scene.before.isLinked(m_scene.root, "p", was.directory);
-            if (isMember && !m_case.says("deletes", was.identity) &&
-                listed.count(was.identity) == 0) {
-                blame("no longer a member: " + was.directory);
+            } else if (node != m_after.nodes.end() && node->second.identity.empty() &&
+                       node->second.isFinalized && isOnce) {
+                blame("finalized in spite of a failure: " + made);
             }
         }
     }
-
-    const Case& m_case;
-    const Scene& m_scene;
-    const Fault& m_fault;
-    bool m_wasKilled;
-    bool m_isDone;
-    std::vector<std::string> m_wrong;
 };
 
 }  // namespace
 
-std::vector<std::string> judge(const Case& each, const Scene& scene, const Fault& fault) {
-    return Judge(each, scene, fault).judge();
+std::vector<std::string> judge(const Case& each, const Survey& before, const Outcome& undisturbed,
+                               const Outcome& now, const Fault& fault) {
+    return Judge{each, before, undisturbed, fault, now.run, now.after}.judge();
 }
 
 }  // namespace torture
