@@ -12,7 +12,7 @@
 namespace basekit2 {
 namespace {
 
-constexpr std::string_view white = " \t\r\n";
+constexpr bool is_white(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 /// Appends the character that `name` stands for between "&" and ";".
 bool append_reference(std::string& out, std::string_view name) {
@@ -39,20 +39,24 @@ bool append_reference(std::string& out, std::string_view name) {
     return true;
 }
 
-/// What the text of an element or an attribute stands for; nothing when it holds what has to be
-/// escaped.
-std::optional<std::string> decode(std::string_view text) {
-    std::string out;
-    for (std::size_t at = text.find('&'); at != text.npos; at = text.find('&')) {
+/// What the text of an element or an attribute stands for: mostly itself, else it is put into
+/// `room`. Nothing when it holds what has to be escaped.
+std::optional<std::string_view> decode(std::string_view text, std::string& room) {
+    std::size_t at = text.find('&');
+    if (at == text.npos) {
+        return needs_escapes(text) ? std::nullopt : std::optional(text);
+    }
+    room.clear();
+    for (; at != text.npos; at = text.find('&')) {
         const std::size_t end = text.find(';', at);
-        out.append(text.substr(0, at));
-        if (end == text.npos || !append_reference(out, text.substr(at + 1, end - at - 1))) {
+        room.append(text.substr(0, at));
+        if (end == text.npos || !append_reference(room, text.substr(at + 1, end - at - 1))) {
             return std::nullopt;
         }
         text.remove_prefix(end + 1);
     }
-    out.append(text);
-    return needs_escapes(out) ? std::nullopt : std::optional(std::move(out));
+    room.append(text);
+    return needs_escapes(room) ? std::nullopt : std::optional<std::string_view>(room);
 }
 
 /// The number, as the writer writes it and no other way.
@@ -107,7 +111,10 @@ private:
     }
 
     bool take_white() {
-        const std::size_t length = std::min(m_rest.find_first_not_of(white), m_rest.size());
+        std::size_t length = 0;
+        while (length < m_rest.size() && is_white(m_rest[length])) {
+            ++length;
+        }
         m_rest.remove_prefix(length);
         return length > 0;
     }
@@ -123,7 +130,8 @@ private:
         return take("=") && (take_white(), true);
     }
 
-    std::optional<std::string> take_quoted() {
+    /// Valid until the next text is taken.
+    std::optional<std::string_view> take_quoted() {
         const std::string_view quote = take_front(1);
         const std::size_t end = quote == "'" || quote == "\"" ? m_rest.find(quote) : m_rest.npos;
         const std::string_view value = take_front(std::min(end, m_rest.size()));
@@ -131,7 +139,7 @@ private:
             return std::nullopt;
         }
         take_front(1);
-        return decode(value);
+        return decode(value, m_room);
     }
 
     /// What follows "<?xml".
@@ -142,7 +150,8 @@ private:
                 m_rest = before;
                 return std::optional<bool>();
             }
-            const std::optional<std::string> value = take_equals() ? take_quoted() : std::nullopt;
+            const std::optional<std::string_view> value =
+                take_equals() ? take_quoted() : std::nullopt;
             return std::optional((... || (value == values)));
         };
         return take_part("version", "1.0").value_or(false) &&
@@ -169,16 +178,19 @@ private:
 
     bool take_attribute(tag_t& tag) {
         const std::string_view key = take_front(name_length(m_rest));
-        std::optional<std::string> value = take_equals() ? take_quoted() : std::nullopt;
+        const std::optional<std::string_view> value = take_equals() ? take_quoted() : std::nullopt;
+        if (!value) {
+            return false;
+        }
         if (key == "n" && !tag.name) {
-            tag.name = std::move(value);
-            return tag.name.has_value();
+            tag.name.emplace(*value);
+            return true;
         }
         if (key == "v" && !tag.version) {
-            tag.version = std::move(value);
-            return tag.version.has_value();
+            tag.version.emplace(*value);
+            return true;
         }
-        const bool marks = key == "e" && !tag.escaped && value == "x";
+        const bool marks = key == "e" && !tag.escaped && *value == "x";
         tag.escaped = tag.escaped || marks;
         return marks;
     }
@@ -207,7 +219,7 @@ private:
         if (!tag || !tag->name || tag->version || ++m_values > max_bag_values) {
             return false;
         }
-        std::optional<std::string> name = unescape(std::move(tag->name), tag->escaped);
+        const std::optional<std::string> name = unescape(*tag->name, tag->escaped);
         if (!name || bag.has(*name)) {
             return false;
         }
@@ -225,13 +237,13 @@ private:
             return take_entries(tag, *value.as_bag(), level + 1) ? std::optional(std::move(value))
                                                                  : std::nullopt;
         }
-        std::optional<std::string> text = take_text(tag);
+        const std::optional<std::string_view> text = take_text(tag);
         if (!text) {
             return std::nullopt;
         }
         if (tag.element == "str") {
-            text = unescape(std::move(text), tag.escaped);
-            return text ? std::optional<variant_t>(std::move(*text)) : std::nullopt;
+            std::optional<std::string> value = unescape(*text, tag.escaped);
+            return value ? std::optional<variant_t>(std::move(*value)) : std::nullopt;
         }
         if (tag.element == "int32") {
             return to_number<std::int32_t>(*text);
@@ -245,21 +257,22 @@ private:
         return tag.element == "uint64" ? to_number<std::uint64_t>(*text) : std::nullopt;
     }
 
-    /// The text of an element that holds nothing but text, with its end.
-    std::optional<std::string> take_text(const tag_t& tag) {
+    /// The text of an element that holds nothing but text, with its end. Valid until the next.
+    std::optional<std::string_view> take_text(const tag_t& tag) {
         if (tag.ends_itself) {
             return "";
         }
         const std::string_view text = take_front(std::min(m_rest.find('<'), m_rest.size()));
         const bool is_text = text.find("]]>") == text.npos && take_end(tag);
-        return is_text ? decode(text) : std::nullopt;
+        return is_text ? decode(text, m_room) : std::nullopt;
     }
 
-    static std::optional<std::string> unescape(std::optional<std::string> text, bool escaped) {
-        return text && escaped ? remove_escapes(*text) : text;
+    static std::optional<std::string> unescape(std::string_view text, bool escaped) {
+        return escaped ? remove_escapes(text) : std::optional(std::string(text));
     }
 
     std::string_view m_rest;
+    std::string m_room;  ///< for a text that does not stand for itself
     std::size_t m_values = 0;
 };
 

@@ -33,6 +33,14 @@ inline bool needs_escape(std::uint32_t character) {
 }
 
 inline bool needs_escapes(std::string_view text) {
+    // Most texts are printable ASCII from end to end.
+    bool is_plain = true;
+    for (const char c : text) {
+        is_plain = is_plain && c >= 0x20 && c < 0x7F;
+    }
+    if (is_plain) {
+        return false;
+    }
     while (!text.empty()) {
         if (needs_escape(next_character(text))) {
             return true;

@@ -28,9 +28,8 @@ constexpr std::size_t buffer_size = 32 * 1024;
 std::atomic<std::byte*> spare_buffer = nullptr;
 
 descriptor_t open_directory(const char* path, int base = AT_FDCWD) {
-    return descriptor_t(uninterrupted([&] {
-        return ::openat(base, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
-    }));
+    return descriptor_t(uninterrupted(
+        [&] { return ::openat(base, path, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC); }));
 }
 
 bool is_dot_or_dots(std::string_view name) { return name == "." || name == ".."; }

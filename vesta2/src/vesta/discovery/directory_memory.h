@@ -40,8 +40,9 @@ struct DirectoryContents {
 ///
 /// A directory that this process itself makes or deletes a subdirectory in stays known through
 /// that, if its link count tells that nobody else did so: a series of creations would list it each
-/// time. A file that another process makes in the same instant could escape that, so such knowledge
-/// ends soon: after twenty times as long as the listing took. Nothing may be deleted on it.
+/// time. A file that another process makes in the same instant could escape that, and so could one
+/// directory that it makes while it deletes another, so such knowledge ends soon: after twenty
+/// times as long as the listing took. Nothing may be deleted on it.
 class DirectoryLook {
 public:
     /// Throws `boost::filesystem::filesystem_error` when it cannot be told whether there is such a
