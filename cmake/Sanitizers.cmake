@@ -1,6 +1,7 @@
 # For every target at once: an instrumented program needs an instrumented library.
 if(VESTA2_SANITIZER)
-  add_compile_options(-fsanitize=${VESTA2_SANITIZER} -fno-omit-frame-pointer)
+  # A report needs lines, and no more: the rest of the debug information takes long to write.
+  add_compile_options(-fsanitize=${VESTA2_SANITIZER} -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${VESTA2_SANITIZER})
   if(VESTA2_SANITIZER MATCHES "undefined")
     add_compile_options(-fno-sanitize-recover=undefined)

@@ -277,7 +277,12 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
     GlobalOptions globals;
     declareGlobals(app, options, globals, session);
     for (const CommandEntry& entry : commands) {
-        options.command(entry.name, entry.summary, *entry.declare);
+        // The others are not looked into: to declare them all costs more than most of them do.
+        if (std::find(argv + 1, argv + argc, std::string_view(entry.name)) != argv + argc) {
+            options.command(entry.name, entry.summary, *entry.declare);
+        } else {
+            app.add_subcommand(entry.name, entry.summary)->group("Commands");
+        }
     }
     try {
         Request request{parser.parse(argc, argv), {}};
