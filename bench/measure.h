@@ -48,6 +48,15 @@ double timed(const Work& work) {
     return secondsSince(begin);
 }
 
+/// Tells the sums of all iterations by item.
+inline void report(benchmark::State& state, std::size_t items, double librarySum, double rawSum) {
+    const double perItem =
+        1e6 / (static_cast<double>(items) * static_cast<double>(state.iterations()));
+    state.counters["us_per_item"] = librarySum * perItem;
+    state.counters["raw_us"] = rawSum * perItem;
+    state.counters["ratio"] = librarySum / rawSum;
+}
+
 /// Times `library` and `raw` in turn, once per iteration, and reports both per item.
 template <class Library, class Raw>
 void measure(benchmark::State& state, std::size_t items, const Library& library, const Raw& raw) {
@@ -59,11 +68,7 @@ void measure(benchmark::State& state, std::size_t items, const Library& library,
         librarySum += elapsed;
         state.SetIterationTime(elapsed);
     }
-    const double perItem =
-        1e6 / (static_cast<double>(items) * static_cast<double>(state.iterations()));
-    state.counters["us_per_item"] = librarySum * perItem;
-    state.counters["raw_us"] = rawSum * perItem;
-    state.counters["ratio"] = librarySum / rawSum;
+    report(state, items, librarySum, rawSum);
 }
 
 }  // namespace bench

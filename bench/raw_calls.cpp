@@ -5,12 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace bench {
 namespace {
@@ -55,32 +57,84 @@ std::size_t readFile(const std::string& path) {
     return static_cast<std::size_t>(got);
 }
 
-std::size_t openOne(const std::string& path) {
+/// The marker file in the directory `path`; empty without one.
+std::string findOne(const std::string& path) {
     const Stream stream = openStream(path);
     while (const dirent* entry = ::readdir(stream.get())) {
         const std::string_view name = entry->d_name;
-        if (name.size() > markerExtension.size() &&
-            name.substr(name.size() - markerExtension.size()) == markerExtension) {
-            return readFile(below(path, name));
+        if (name.ends_with(markerExtension)) {
+            return below(path, name);
         }
     }
-    return 0;
+    return {};
+}
+
+std::size_t openOne(const std::string& path) {
+    const std::string marker = findOne(path);
+    return marker.empty() ? 0 : readFile(marker);
+}
+
+/// Calls `visit` with the path of each directory in `directory`.
+template <class Visit>
+void forEachDirectory(const std::string& directory, const Visit& visit) {
+    const Stream stream = openStream(directory);
+    while (const dirent* entry = ::readdir(stream.get())) {
+        if (entry->d_type == DT_DIR && entry->d_name[0] != '.') {
+            visit(below(directory, entry->d_name));
+        }
+    }
+}
+
+void writeMarker(const std::string& path, const std::string& name, const std::string& text) {
+    const std::string temporary = below(path, ".new");
+    const int file =
+        check(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    check(static_cast<int>(::write(file, text.data(), text.size())));
+    check(::close(file));
+    check(::rename(temporary.c_str(), below(path, name).append(markerExtension).c_str()));
 }
 
 }  // namespace
 
 void createRaw(const std::string& directory, std::size_t count, const std::string& text) {
     for (std::size_t i = 0; i < count; ++i) {
-        const std::string name = nameOf(i);
-        const std::string path = below(directory, name);
-        const std::string temporary = below(path, ".new");
+        const std::string path = below(directory, nameOf(i));
         check(::mkdir(path.c_str(), 0777));
-        const int file =
-            check(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-        check(static_cast<int>(::write(file, text.data(), text.size())));
-        check(::close(file));
-        check(::rename(temporary.c_str(), below(path, name).append(markerExtension).c_str()));
+        writeMarker(path, nameOf(i), text);
     }
+}
+
+void createByScanRaw(const std::string& directory, std::size_t count, const std::string& text) {
+    for (std::size_t i = 0; i < count; ++i) {
+        std::size_t number = 0;
+        forEachDirectory(directory, [&](const std::string& path) {
+            number =
+                std::max<std::size_t>(number, std::stoul(path.substr(directory.size() + 2)) + 1);
+        });
+        while (::mkdir(below(directory, nameOf(number)).c_str(), 0777) != 0) {
+            check(errno == EEXIST ? 0 : -1);
+            ++number;
+        }
+        writeMarker(below(directory, nameOf(number)), nameOf(number), text);
+    }
+}
+
+std::size_t findRaw(const std::string& directory) {
+    std::vector<std::string> found;
+    forEachDirectory(directory, [&](const std::string& path) { found.push_back(findOne(path)); });
+    std::sort(found.begin(), found.end());
+    return found.size();
+}
+
+std::size_t purgeRaw(const std::string& directory) {
+    std::size_t bytes = 0;
+    forEachDirectory(directory, [&](const std::string& path) {
+        const std::string marker = findOne(path);
+        bytes += readFile(marker);
+        check(::unlink(marker.c_str()));
+        check(::rmdir(path.c_str()));
+    });
+    return bytes;
 }
 
 std::size_t openRaw(const std::string& directory, std::size_t count) {
@@ -93,12 +147,7 @@ std::size_t openRaw(const std::string& directory, std::size_t count) {
 
 std::size_t listRaw(const std::string& directory) {
     std::size_t bytes = 0;
-    const Stream stream = openStream(directory);
-    while (const dirent* entry = ::readdir(stream.get())) {
-        if (entry->d_type == DT_DIR && entry->d_name[0] != '.') {
-            bytes += openOne(below(directory, entry->d_name));
-        }
-    }
+    forEachDirectory(directory, [&](const std::string& path) { bytes += openOne(path); });
     return bytes;
 }
 

@@ -17,6 +17,17 @@ std::size_t openRaw(const std::string& directory, std::size_t count);
 /// Lists `directory`, and does the same for each directory that is found in it.
 std::size_t listRaw(const std::string& directory);
 
+/// Lists `directory`, finds the marker file in each directory that is there, and puts their paths
+/// in order. Returns how many there are.
+std::size_t findRaw(const std::string& directory);
+
+/// As `createRaw`, by one of several processes: each lists `directory` for the greatest number, and
+/// takes the next that is free.
+void createByScanRaw(const std::string& directory, std::size_t count, const std::string& text);
+
+/// Of each directory in `directory`: reads its marker file, and deletes it with what is in it.
+std::size_t purgeRaw(const std::string& directory);
+
 /// Copies the files of `source`, and those of its subdirectories, into `target`, which it makes:
 /// each with its times and permissions, which every copy of a tree keeps. Large ones within the
 /// kernel.

@@ -110,23 +110,6 @@ TEST_F(FlagsTest, SetByThreadsDuringAMoveAreWhereTheNodeIs) {
     EXPECT_EQ(namesIn(".").size(), 1U);
 }
 
-TEST_F(FlagsTest, ThreadsShareANode) {
-    std::atomic<int> owners{0};
-    runThreads(4, [&](unsigned) {
-        for (int round = 0; round < 200; ++round) {
-            const auto code = object(m_held["r"]).addFlag("busy", false);
-            if (code == eOK) {
-                EXPECT_EQ(++owners, 1);
-                --owners;
-                EXPECT_EQ(object(m_held["r"]).removeFlag("busy", false), eOK);
-            } else {
-                EXPECT_EQ(code, eAlreadyExists);
-            }
-        }
-    });
-    play("tree r000 -> r000.zentor");
-}
-
 TEST_F(FlagsTest, FollowTheirDirectoryOrAreGivenUp) {
     fs::create_directory("other");
     util::FlagManager flags;

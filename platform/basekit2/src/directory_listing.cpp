@@ -22,7 +22,7 @@ namespace {
 }
 
 /// A thousand entries or so.
-constexpr std::size_t buffer_size = 32 * 1024;
+constexpr std::size_t buffer_size = std::size_t{32} * 1024;
 
 /// Freed memory of this size would go back to the kernel, and come again for the next listing.
 std::atomic<std::byte*> spare_buffer = nullptr;

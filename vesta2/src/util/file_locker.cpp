@@ -27,7 +27,6 @@ int setLock(int descriptor, short type) {
     struct flock request {};
     request.l_type = type;
     request.l_whence = SEEK_SET;
-    request.l_pid = ::getpid();
     int result = 0;
     do {
         result = ::fcntl(descriptor, F_SETLK, &request);

@@ -108,8 +108,10 @@ std::string findMarkerFileOrLink(const std::string& path, const FileSet& extensi
     const fs::path asPath = path;
     fs::path directory = asPath;
     removeEndingSlash(directory);
-    if (auto listing = basekit2::directory_listing_t::if_directory(
-            directory.empty() ? asPath : std::move(directory))) {
+    if (directory.empty()) {
+        directory = asPath;
+    }
+    if (auto listing = basekit2::directory_listing_t::if_directory(std::move(directory))) {
         return findMarkerFile(*listing, extensions);
     }
     const fs::file_status status = lookAt(asPath);

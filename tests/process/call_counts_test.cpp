@@ -1,0 +1,109 @@
+// How many system calls an operation makes: each is a round trip where results lie on a file system
+// at a distance, and none may be asked twice. The counts are the same on every machine.
+
+#include <sys/ptrace.h>
+#include <sys/user.h>
+
+#include <algorithm>
+#include <array>
+
+#include "model/model_test.h"
+
+namespace {
+
+constexpr int mark = -12345;  ///< no descriptor: closing it tells the tracer something
+
+/// What a process does with its memory and its threads is no round trip.
+bool isWithinTheMachine(long call) {
+    constexpr std::array calls{SYS_brk, SYS_mmap, SYS_munmap, SYS_mprotect, SYS_madvise, SYS_futex};
+    return std::ranges::count(calls, call) != 0;
+}
+
+/// The calls that `work` makes the second time, when all is known that lasts.
+int callsOf(const std::function<void()>& work) {
+    const support::ChildProcess child([&] {
+        ::ptrace(PTRACE_TRACEME, 0, 0, 0);
+        ::raise(SIGSTOP);
+        work();
+        ::close(mark);
+        work();
+        ::close(mark);
+        return 0;
+    });
+    int status = 0;
+    ::waitpid(child.pid(), &status, 0);
+    ::ptrace(PTRACE_SETOPTIONS, child.pid(), 0, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    int marks = 0;
+    int calls = 0;
+    for (bool isEntry = true; marks < 2; isEntry = !isEntry) {
+        ::ptrace(PTRACE_SYSCALL, child.pid(), 0, 0);
+        user_regs_struct registers{};
+        if (::waitpid(child.pid(), &status, 0) < 0 || !WIFSTOPPED(status) ||
+            ::ptrace(PTRACE_GETREGS, child.pid(), 0, &registers) != 0) {
+            ADD_FAILURE() << "the child ended, or cannot be traced";
+            return -1;
+        }
+        const auto call = static_cast<long>(registers.orig_rax);
+        if (isEntry && call == SYS_close && static_cast<int>(registers.rdi) == mark) {
+            ++marks;
+        } else if (isEntry && marks == 1 && !isWithinTheMachine(call)) {
+            ++calls;
+        }
+    }
+    return calls;
+}
+
+class CallCounts : public ModelTest {
+protected:
+    /// Of each node more, where a group has more of them.
+    static int callsEach(const std::function<void()>& work) {
+        constexpr int more = 10;
+        const int before = callsOf(work);
+        for (int i = 0; i < more; ++i) {
+            makeResult("group/added" + std::to_string(i));
+        }
+        settle();
+        return (callsOf(work) - before + more - 1) / more;
+    }
+    /// Until what is listed now is believed later.
+    static void settle() { ::usleep(50'000); }
+};
+
+TEST_F(CallCounts, StayAsLowAsTheyAre) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers make calls of their own";
+#endif
+    makeResult("group/known");
+    settle();
+    constexpr int creations = 20;
+    const std::string pattern = at("group/r@@@");
+    const auto create = [&] {
+        for (int i = 0; i < creations; ++i) {
+            Results::create(pattern.c_str(), false, nullptr, false, nullptr);
+        }
+    };
+    const std::string known = at("group/known");
+    const auto open = [&] { Results::open(known.c_str(), true, nullptr); };
+    const auto find = [] { INodeGroup::open("group")->getNodePaths(); };
+    // To list the group again after a while is part of it.
+    EXPECT_LE(callsOf(open), 11);
+    EXPECT_LE(callsEach(find), 3);
+    EXPECT_LE(callsOf(create) / creations, 12);
+    const ResultHandle result = openResult("group/known");
+    const auto claim = [&] { result->setFlag("busy"), result->clearFlag("busy", false); };
+    EXPECT_LE(callsOf(claim), 47);
+    EXPECT_LE(callsOf([&] { result->save(); }), 13);
+    // Of one more there is one more removal, and nothing else.
+    const auto purge = [&](int count) {
+        return callsOf([=, this] {
+            for (int i = 0; i < count; ++i) {
+                makeResult("purged/" + std::to_string(i));
+            }
+            settle();
+            INodeGroup::open("purged")->purge("*", 0);
+        });
+    };
+    EXPECT_LE((purge(40) - purge(20)) / 20, 42);
+}
+
+}  // namespace
