@@ -128,7 +128,8 @@ void claim(benchmark::State& state) {
             for (std::size_t i = 0; i < claims; ++i) {
                 bench::claimRaw(directory.path() + "/r/raw", record);
             }
-        });
+        },
+        1.15);
 }
 
 void look(benchmark::State& state) {
@@ -146,7 +147,8 @@ void look(benchmark::State& state) {
             for (std::size_t i = 0; i < looks; ++i) {
                 benchmark::DoNotOptimize(fs::exists(path));
             }
-        });
+        },
+        0);
 }
 
 void style(benchmark::internal::Benchmark* benchmark) {

@@ -14,21 +14,11 @@
 
 namespace {
 
+using bench::createResults;
 using bench::Directory;
+using bench::markerText;
 using bench::measure;
 using vesta2::ResultDirectoryManager;
-
-/// About what a new marker file holds.
-const std::string markerText(330, 'x');
-
-void createResults(const std::string& directory, std::size_t count) {
-    const std::string pattern = directory + "/r@@@@@";
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!ResultDirectoryManager::create(pattern.c_str(), false, nullptr, false, nullptr)) {
-            throw std::runtime_error("cannot create a result in " + directory);
-        }
-    }
-}
 
 std::size_t openResults(const std::string& directory, std::size_t begin, std::size_t end) {
     std::size_t opened = 0;
@@ -53,7 +43,7 @@ void create(benchmark::State& state) {
     const auto count = static_cast<std::size_t>(state.range(0));
     measure(
         state, count, [count] { createResults(Directory().path(), count); },
-        [count] { bench::createRaw(Directory().path(), count, markerText); });
+        [count] { bench::createRaw(Directory().path(), count, markerText); }, 1.5);
 }
 
 void open(benchmark::State& state) {
@@ -62,7 +52,7 @@ void open(benchmark::State& state) {
     createResults(directory.path(), count);
     measure(
         state, count, [&] { benchmark::DoNotOptimize(openResults(directory.path(), 0, count)); },
-        [&] { benchmark::DoNotOptimize(bench::openRaw(directory.path(), count)); });
+        [&] { benchmark::DoNotOptimize(bench::openRaw(directory.path(), count)); }, 1.6);
 }
 
 void list(benchmark::State& state) {
@@ -71,7 +61,7 @@ void list(benchmark::State& state) {
     createResults(directory.path(), count);
     measure(
         state, count, [&] { benchmark::DoNotOptimize(listResults(directory.path())); },
-        [&] { benchmark::DoNotOptimize(bench::listRaw(directory.path())); });
+        [&] { benchmark::DoNotOptimize(bench::listRaw(directory.path())); }, 0);
 }
 
 void listProject(benchmark::State& state) {
@@ -81,7 +71,7 @@ void listProject(benchmark::State& state) {
     createResults(directory.path(), count);
     measure(
         state, count, [&] { benchmark::DoNotOptimize(listResults(directory.path())); },
-        [&] { benchmark::DoNotOptimize(bench::listRaw(directory.path())); });
+        [&] { benchmark::DoNotOptimize(bench::listRaw(directory.path())); }, 0);
 }
 
 void find(benchmark::State& state) {
@@ -96,7 +86,7 @@ void find(benchmark::State& state) {
                                                   vesta2::FileSet(".zentor"), found, 0, false);
             benchmark::DoNotOptimize(found.size());
         },
-        [&] { benchmark::DoNotOptimize(bench::findRaw(directory.path())); });
+        [&] { benchmark::DoNotOptimize(bench::findRaw(directory.path())); }, 1.15);
 }
 
 /// What is deleted is made anew each time, outside the measurement.
@@ -114,7 +104,7 @@ void purge(benchmark::State& state) {
         librarySum += elapsed;
         state.SetIterationTime(elapsed);
     }
-    bench::report(state, count, librarySum, rawSum);
+    bench::report(state, count, librarySum, rawSum, 2.0);
 }
 
 /// Runs `work` in so many processes at once.
@@ -148,7 +138,8 @@ void createByProcesses(benchmark::State& state) {
             const Directory directory;
             inProcesses(processes,
                         [&] { bench::createByScanRaw(directory.path(), each, markerText); });
-        });
+        },
+        0.8);
 }
 
 /// The ratio is of two threads to one.
@@ -162,7 +153,7 @@ void openByThreads(benchmark::State& state) {
             std::jthread other([&] { openResults(directory.path(), 0, count / 2); });
             openResults(directory.path(), count / 2, count);
         },
-        [&] { openResults(directory.path(), 0, count); });
+        [&] { openResults(directory.path(), 0, count); }, 0.65);
 }
 
 void sizes(benchmark::internal::Benchmark* benchmark) {

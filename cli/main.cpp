@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include "base/failure.h"

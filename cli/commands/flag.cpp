@@ -1,5 +1,6 @@
 // "flag": claims on nodes. A claim lives only as long as the process that made it.
 
+#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>

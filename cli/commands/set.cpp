@@ -1,4 +1,5 @@
 #include <linux/magic.h>
+#include <nlohmann/json.hpp>
 #include <sys/statfs.h>
 
 #include <charconv>

@@ -1,6 +1,7 @@
 #include "nodes/description.h"
 
 #include <boost/filesystem/path.hpp>
+#include <nlohmann/json.hpp>
 
 #include "base/presence.h"
 #include "base/text.h"

@@ -1,6 +1,7 @@
 #pragma once
 /// What a command did to several things: one line for each, or one JSON object for all.
 
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
 

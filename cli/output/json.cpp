@@ -1,5 +1,7 @@
 #include "output/json.h"
 
+#include <nlohmann/json.hpp>
+
 #include "base/text.h"
 #include "basekit2/utf8.h"
 

@@ -1,8 +1,9 @@
 #pragma once
 /// Values as JSON. Numbers of 64 bits become decimal strings, because readers keep only 53 bits;
-/// text that is not UTF-8 becomes {"bytes": "<base64>"}.
+/// text that is not UTF-8 becomes {"bytes": "<base64>"}. Who makes values includes the whole of the
+/// JSON library, which takes long to read.
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 

@@ -1,5 +1,6 @@
 #include "output/output.h"
 
+#include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
