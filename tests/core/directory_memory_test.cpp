@@ -5,7 +5,6 @@
 #include <cstdlib>
 
 #include "support/test.h"
-#include "vesta/discovery/group_markers.h"
 
 namespace {
 

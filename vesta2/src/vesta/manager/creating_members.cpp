@@ -8,7 +8,7 @@
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../model/creation_record.h"
-#include "../model/marker_in_hand.h"
+#include "../model/marker_io.h"
 #include "node_directory.h"
 #include "opening.h"
 #include "vesta2/discovery.h"

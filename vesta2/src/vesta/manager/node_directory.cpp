@@ -7,7 +7,6 @@
 
 #include "../discovery/directory_memory.h"
 #include "../discovery/extensions.h"
-#include "../discovery/group_markers.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../model/node_registry.h"

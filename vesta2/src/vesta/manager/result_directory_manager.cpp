@@ -5,12 +5,12 @@
 #include <optional>
 #include <thread>
 
-#include "../discovery/group_markers.h"
+#include "../discovery/directory_memory.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../foundation/reserved_names.h"
 #include "../model/creation_record.h"
-#include "../model/marker_in_hand.h"
+#include "../model/marker_io.h"
 #include "basekit2/host.h"
 #include "node_directory.h"
 #include "opening.h"

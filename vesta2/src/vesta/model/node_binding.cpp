@@ -12,11 +12,11 @@
 
 #include <string_view>
 
-#include "../discovery/group_markers.h"
+#include "../discovery/directory_memory.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "link_file.h"
-#include "marker_in_hand.h"
+#include "marker_io.h"
 #include "node_registry.h"
 #include "node_state.h"
 #include "vesta2/discovery.h"

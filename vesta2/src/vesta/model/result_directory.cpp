@@ -7,7 +7,7 @@
 #include "../tree/new_directory.h"
 #include "basekit2/directory_listing.h"
 #include "basekit2/files.h"
-#include "marker_in_hand.h"
+#include "marker_io.h"
 #include "state_marks.h"
 #include "vesta2/names.h"
 #include "vesta2/result_files.h"
