@@ -108,6 +108,15 @@ TEST(DirectoryMemory, KeepsWhatItKnewThroughItsOwnChangeAlone) {
         bool isKnown;
     };
     const auto nothing = [] {};
+    // Until it has shown that each change here gets a time stamp of its own.
+    fs::create_directories(path);
+    for (int i = 0; i < 100; ++i) {
+        DirectoryLook look(path);
+        look.beginListing();
+        look.listed({"", {}}, true);
+        fs::create_directory(path + "/" + std::to_string(i));
+        look.keepThroughOwnChange(1, {});
+    }
     for (const Case& each :
          {Case{"alone", nothing, nothing, true},
           {"a directory before", [&] { fs::create_directory(path + "/x"); }, nothing, false},

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -208,14 +207,6 @@ std::string host_in_names() {
     return host;
 }
 
-/// Where the names of a process begin: another one may have had its number before.
-std::uint64_t random_number() {
-    std::uint64_t random = 0;
-    // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
-    static_cast<void>(::getrandom(&random, sizeof random, 0));
-    return random;
-}
-
 }  // namespace
 
 int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const char* root,
@@ -279,9 +270,12 @@ int load_variant_bag2(variant_bag_t& bag, const std::string& path, const char* r
 
 std::string make_bag_temporary() {
     static const std::string host = host_in_names();
-    static std::atomic<std::uint64_t> next = random_number();
+    std::uint64_t random = 0;
+    // No counter: processes that were forked into process tables of their own have one number.
+    // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
+    static_cast<void>(::getrandom(&random, sizeof random, 0));
     return std::string(temporary_prefix) + host + '-' + std::to_string(::getpid()) + '-' +
-           std::to_string(next++);
+           std::to_string(random);
 }
 
 bool is_bag_temporary(std::string_view name) { return name.starts_with(temporary_prefix); }

@@ -74,7 +74,8 @@ bool directory_listing_t::advance() {
         m_buffer.reset(spare ? spare : new std::byte[buffer_size]);
     }
     if (m_next == m_filled) {
-        const ssize_t got = ::getdents64(descriptor(), m_buffer.get(), buffer_size);
+        const ssize_t got = uninterrupted(
+            [this] { return ::getdents64(descriptor(), m_buffer.get(), buffer_size); });
         // A directory that was deleted meanwhile has no entries any more.
         if (got < 0 && errno != ENOENT) {
             fail(m_directory);

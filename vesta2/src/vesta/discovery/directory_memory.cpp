@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <ctime>
 #include <mutex>
+#include <set>
 #include <unordered_map>
 #include <utility>
 
@@ -32,10 +33,19 @@ constexpr int trust = 20;
 
 long long toNanoseconds(const timespec& time) { return time.tv_sec * second + time.tv_nsec; }
 
-long long now() {
+long long now(clockid_t clock = CLOCK_REALTIME) {
     timespec time{};
-    ::clock_gettime(CLOCK_REALTIME, &time);
+    ::clock_gettime(clock, &time);
     return toNanoseconds(time);
+}
+
+/// Whether a time stamp that was set since the coarse clock read `before` is none of that clock's.
+/// After several ticks that cannot be told: it may be of one in between.
+bool isFine(long long stamp, long long before) {
+    const long long after = now(CLOCK_REALTIME_COARSE);
+    timespec tick{};
+    ::clock_getres(CLOCK_REALTIME_COARSE, &tick);
+    return stamp != before && stamp != after && after - before <= toNanoseconds(tick) + 1000;
 }
 
 bool isOnLocalDisk(const std::string& directory) {
@@ -91,9 +101,21 @@ public:
         m_known.insert_or_assign(directory, std::move(known));
     }
 
+    /// A kernel that gives finer stamps than its clock's does so for each change that would not
+    /// show otherwise.
+    void noteFineStamps(unsigned long long device) {
+        const std::lock_guard lock(m_mutex);
+        m_fine.insert(device);
+    }
+    bool hasFineStamps(unsigned long long device) {
+        const std::lock_guard lock(m_mutex);
+        return m_fine.count(device) != 0;
+    }
+
 private:
     std::mutex m_mutex;
     std::unordered_map<std::string, Known> m_known;
+    std::set<unsigned long long> m_fine;  ///< devices
 };
 
 DirectoryLook::Memory& DirectoryLook::memory() {
@@ -102,7 +124,9 @@ DirectoryLook::Memory& DirectoryLook::memory() {
 }
 
 DirectoryLook::DirectoryLook(std::string directory)
-    : m_directory(std::move(directory)), m_stamp(stampOf(m_directory)) {
+    : m_directory(std::move(directory)),
+      m_stamp(stampOf(m_directory)),
+      m_tick(now(CLOCK_REALTIME_COARSE)) {
     if (m_stamp) {
         m_known = memory().recall(m_directory, *m_stamp);
     } else if (!basekit2::means_absent(errno)) {
@@ -139,6 +163,7 @@ void DirectoryLook::listed(DirectoryContents contents, bool isLasting) {
                     cost,     isSure ? Clock::time_point::max() : m_clockBegun + trust * cost,
                     isSure,   isLocal};
     memory().remember(m_directory, *m_known);
+    m_tick = now(CLOCK_REALTIME_COARSE);
 }
 
 void DirectoryLook::keepThroughOwnChange(int subdirectories, std::map<std::string, int> greatest) {
@@ -148,10 +173,14 @@ void DirectoryLook::keepThroughOwnChange(int subdirectories, std::map<std::strin
     // What cannot be looked at now is only not remembered.
     const std::optional<DirectoryStamp> after = stampOf(m_directory);
     // Some file systems do not count: each of their directories has one link.
+    if (after && isFine(after->changed, m_tick)) {
+        memory().noteFineStamps(after->device);
+    }
     const bool isOwn =
         after && after->device == m_stamp->device && after->inode == m_stamp->inode &&
         std::min(after->links, m_stamp->links) > 1 &&
-        after->links == m_stamp->links + static_cast<unsigned long long>(subdirectories);
+        after->links == m_stamp->links + static_cast<unsigned long long>(subdirectories) &&
+        memory().hasFineStamps(after->device);
     if (isOwn) {
         m_known->stamp = *after;
         m_known->contents.greatest = std::move(greatest);
@@ -189,8 +218,8 @@ void GroupMarkerScope::note(const std::string& directory, const std::string& mar
     }
 }
 
-std::optional<std::string> findGroupMarkerInDir(const std::string& directory) {
-    if (t_scope) {
+std::optional<std::string> findGroupMarkerInDir(const std::string& directory, Knowledge knowledge) {
+    if (t_scope && knowledge == Knowledge::remembered) {
         const auto known = t_scope->m_known.find(directory);
         if (known != t_scope->m_known.end()) {
             return known->second;
@@ -200,15 +229,11 @@ std::optional<std::string> findGroupMarkerInDir(const std::string& directory) {
     if (!look.isDirectory()) {
         return std::nullopt;
     }
-    const DirectoryContents* const known = look.contents();
+    const DirectoryContents* const known =
+        knowledge == Knowledge::remembered ? look.contents() : nullptr;
     std::string marker = known ? known->groupMarker : list(directory, look);
     GroupMarkerScope::note(directory, marker);
     return marker;
-}
-
-std::optional<std::string> listForGroupMarker(const std::string& directory) {
-    DirectoryLook look(directory);
-    return look.isDirectory() ? std::optional(list(directory, look)) : std::nullopt;
 }
 
 bool isGroupMarker(const basekit2::directory_listing_t& listing, bool& isLasting) {

@@ -64,7 +64,9 @@ public:
 
     /// This thread has made one subdirectory since the look (1), or deleted one (-1): unless
     /// somebody else was there as well, the directory is still no more and no less a group than it
-    /// was, and the numbers that are taken are those in `greatest`.
+    /// was, and the numbers that are taken are those in `greatest`. Forgotten where the file system
+    /// does not give each change a time stamp of its own (before Linux 6.13): what comes within the
+    /// same tick, be it from this process, would not show.
     void keepThroughOwnChange(int subdirectories, std::map<std::string, int> greatest);
 
     /// Whether what changes from `now` on gets another time stamp than `stamp`, on a file system
@@ -89,19 +91,21 @@ private:
 
     const std::string m_directory;
     std::optional<DirectoryStamp> m_stamp;
+    long long m_tick;  ///< the coarse clock, when the look or its listing ended
     std::optional<Known> m_known;
     long long m_begun = 0;  ///< the listing, by the clock that time stamps follow
     Clock::time_point m_clockBegun;
 };
 
+/// What an answer may come from: memory, as far as that can be trusted, or a listing made now.
+enum class Knowledge { remembered, listed };
+
 /// The marker file of the project or experiment in `directory`; empty when it is neither, nothing
 /// when there is no such directory. Lists the directory only when it may have changed since the
 /// last time. The status stays as it is. Throws `boost::filesystem::filesystem_error` when the
 /// directory cannot be looked at or listed.
-std::optional<std::string> findGroupMarkerInDir(const std::string& directory);
-
-/// The same by listing it, whatever is remembered: for who would delete something on the answer.
-std::optional<std::string> listForGroupMarker(const std::string& directory);
+std::optional<std::string> findGroupMarkerInDir(const std::string& directory,
+                                                Knowledge knowledge = Knowledge::remembered);
 
 /// Whether the current entry of `listing` makes its directory a project or an experiment;
 /// `isLasting` becomes false when that depends on where a symbolic link leads.
@@ -121,7 +125,8 @@ public:
     static void note(const std::string& directory, const std::string& marker);
 
 private:
-    friend std::optional<std::string> findGroupMarkerInDir(const std::string& directory);
+    friend std::optional<std::string> findGroupMarkerInDir(const std::string& directory,
+                                                           Knowledge knowledge);
 
     std::map<std::string, std::string> m_known;
     GroupMarkerScope* m_outer;

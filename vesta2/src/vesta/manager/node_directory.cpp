@@ -40,7 +40,7 @@ error_t findPlace(const char* baseDir, Place& place) {
         return eOK;
     }
     place.base = completePath(baseDir, nullptr).native();
-    const GroupLook group = lookAtGroup(place.base);
+    const GroupLook group = lookAtGroup(place.base, Knowledge::remembered);
     auto* const node = dynamic_cast<Node*>(group.node.get());
     if (!node) {
         return group.isDirectory || isAbsent(place.base) ? eOK : eNotFound;
@@ -129,6 +129,15 @@ DirectoryContents contentsOf(const fs::path& directory, DirectoryLook& look, con
     look.listed(contents, isLasting);
     GroupMarkerScope::note(directory.native(), contents.groupMarker);
     return contents;
+}
+
+/// For a name nothing need be known: one can be made in a directory that may not be listed.
+void listIfAllowed(const fs::path& directory, DirectoryLook& look) {
+    try {
+        contentsOf(directory, look, nullptr);
+    } catch (const fs::filesystem_error&) {
+        // Who opens the node finds out what that means for its parent.
+    }
 }
 
 /// In a group that has its nodes made elsewhere, the names that it holds itself are taken as well:
@@ -229,10 +238,13 @@ error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool ove
         look.emplace(parent.native());
     }
     const Series series{pattern, pattern.prefix() + '@' + expanded};
-    const DirectoryContents contents = contentsOf(parent, *look, isNumbered ? &series : nullptr);
-    int number = isNumbered ? std::max(contents.greatest.at(series.key),
-                                       greatestInGroup(parent, place.group, series))
-                            : 0;
+    int number = 0;
+    if (isNumbered) {
+        number = std::max(contentsOf(parent, *look, &series).greatest.at(series.key),
+                          greatestInGroup(parent, place.group, series));
+    } else {
+        listIfAllowed(parent, *look);
+    }
     const error_t code = isNumbered ? makeNext(parent, pattern, number, variables, createdDir)
                                     : makeNamed(parent / expanded, overwrite, createdDir);
     if (code == eOK) {

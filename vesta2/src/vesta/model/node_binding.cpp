@@ -12,7 +12,6 @@
 
 #include <string_view>
 
-#include "../discovery/directory_memory.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "link_file.h"
@@ -247,8 +246,9 @@ bool mayBeIn(const NodeState& node, const sptr_t<INode>& group) {
     return true;
 }
 
-/// Makes the node of the group at `groupPath`, if there is one, the parent.
-Membership adoptParent(NodeState& node, const std::string& groupPath) {
+/// Makes the node of the group at `groupPath`, if there is one, the parent. That there is none is
+/// taken from memory only where nothing hangs on it: no link that would be deleted or not be made.
+Membership adoptParent(NodeState& node, const std::string& groupPath, bool isJoining = false) {
     node.parent.reset();
     const Descent descent;
     if (descent.isTooDeep()) {
@@ -256,7 +256,10 @@ Membership adoptParent(NodeState& node, const std::string& groupPath) {
         return Membership::unknown;
     }
     try {
-        GroupLook look = lookAtGroup(groupPath);
+        GroupLook look = lookAtGroup(groupPath, Knowledge::remembered);
+        if (look.marker.empty() && (isJoining || !node.linkFilePath.empty())) {
+            look = lookAtGroup(groupPath, Knowledge::listed);
+        }
         if (look.marker.empty()) {
             return Membership::none;
         }
@@ -271,25 +274,12 @@ Membership adoptParent(NodeState& node, const std::string& groupPath) {
     }
 }
 
-/// Whether a listing of `directory`, made now, tells that it is neither a project nor an
-/// experiment.
-bool isCertainlyNoGroup(const std::string& directory) {
-    try {
-        return listForGroupMarker(directory).value_or(std::string()).empty();
-    } catch (const boost::system::system_error& e) {
-        logFailure(e);
-        return isNotThere(e);
-    }
-}
-
 /// The group that holds the node's link, else the one that it is stored in.
 Membership adoptOwnParent(NodeState& node) {
     Membership found = Membership::none;
     if (!node.linkFilePath.empty() && !isAbsent(node.linkFilePath)) {
-        const std::string group = fs::path(node.linkFilePath).parent_path().native();
-        found = adoptParent(node, group);
-        // What is remembered is not enough to delete a link.
-        if (found == Membership::none && isCertainlyNoGroup(group)) {
+        found = adoptParent(node, fs::path(node.linkFilePath).parent_path().native());
+        if (found == Membership::none) {
             leaveGroupThatIsNone(node);
         }
     }
@@ -314,7 +304,7 @@ bool joinGroup(NodeState& node, const std::string& groupPath) {
         return true;
     }
     const sptr_t<INode> former = node.parent;
-    if (adoptParent(node, groupPath) == Membership::unknown) {
+    if (adoptParent(node, groupPath, true) == Membership::unknown) {
         node.parent = former;
         return setStatus(eUnknown);
     }

@@ -33,7 +33,8 @@ sptr_t<INodeGroup> INodeGroup::open(const char* path) {
     if (!isGiven) {
         return {};
     }
-    const GroupLook look = lookAtGroup(path);
+    // Who asks for a group by its name may know that it has just become one.
+    const GroupLook look = lookAtGroup(path, Knowledge::listed);
     if (look.node) {
         return look.node->getNodeGroup();
     }

@@ -188,12 +188,12 @@ sptr_t<INode> NodeState::find(const std::string& path, const char* groupPath) {
     return made.release()->asINode();
 }
 
-GroupLook lookAtGroup(const std::string& path) {
+GroupLook lookAtGroup(const std::string& path, Knowledge knowledge) {
     GroupLook look;
     fs::path directory = path;
     removeEndingSlash(directory);
     std::optional<std::string> marker =
-        findGroupMarkerInDir(directory.empty() ? path : directory.native());
+        findGroupMarkerInDir(directory.empty() ? path : directory.native(), knowledge);
     look.isDirectory = marker.has_value();
     if (marker) {
         look.marker = std::move(*marker);

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "../discovery/directory_memory.h"
 #include "basekit2/object.h"
 #include "vesta2/i_node.h"
 
@@ -19,6 +20,6 @@ struct GroupLook {
 };
 
 /// Throws `boost::filesystem::filesystem_error` when it cannot be known whether there is a group.
-GroupLook lookAtGroup(const std::string& path);
+GroupLook lookAtGroup(const std::string& path, Knowledge knowledge);
 
 }  // namespace vesta2
