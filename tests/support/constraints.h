@@ -1,9 +1,10 @@
 #pragma once
-/// What a process may be short of.
+/// What a process may be short of, and what a file system may lack.
 
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/filesystem/path.hpp>
@@ -45,5 +46,22 @@ public:
 private:
     rlimit m_before{};
 };
+
+/// Whether changes of a directory that are looked at each get a time stamp of their own, however
+/// soon they follow: Linux gives it since 6.13, on most file systems.
+inline bool givesEachChangeAStamp(const std::string& directory) {
+    const std::string made = directory + "/stamped";
+    struct stat before {};
+    struct stat after {};
+    for (int i = 0; i < 20; ++i) {
+        if (::mkdir(made.c_str(), 0777) != 0 || ::stat(directory.c_str(), &before) != 0 ||
+            ::rmdir(made.c_str()) != 0 || ::stat(directory.c_str(), &after) != 0 ||
+            (before.st_ctim.tv_sec == after.st_ctim.tv_sec &&
+             before.st_ctim.tv_nsec == after.st_ctim.tv_nsec)) {
+            return false;
+        }
+    }
+    return true;
+}
 
 }  // namespace support

@@ -219,9 +219,12 @@ void GroupMarkerScope::note(const std::string& directory, const std::string& mar
 }
 
 std::optional<std::string> findGroupMarkerInDir(const std::string& directory, Knowledge knowledge) {
-    if (t_scope && knowledge == Knowledge::remembered) {
+    const auto isEnough = [knowledge](const std::string& marker) {
+        return knowledge == Knowledge::remembered || !marker.empty();
+    };
+    if (t_scope) {
         const auto known = t_scope->m_known.find(directory);
-        if (known != t_scope->m_known.end()) {
+        if (known != t_scope->m_known.end() && isEnough(known->second)) {
             return known->second;
         }
     }
@@ -229,9 +232,9 @@ std::optional<std::string> findGroupMarkerInDir(const std::string& directory, Kn
     if (!look.isDirectory()) {
         return std::nullopt;
     }
-    const DirectoryContents* const known =
-        knowledge == Knowledge::remembered ? look.contents() : nullptr;
-    std::string marker = known ? known->groupMarker : list(directory, look);
+    const DirectoryContents* const known = look.contents();
+    std::string marker =
+        known && isEnough(known->groupMarker) ? known->groupMarker : list(directory, look);
     GroupMarkerScope::note(directory, marker);
     return marker;
 }

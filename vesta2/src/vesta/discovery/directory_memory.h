@@ -97,7 +97,8 @@ private:
     Clock::time_point m_clockBegun;
 };
 
-/// What an answer may come from: memory, as far as that can be trusted, or a listing made now.
+/// What the answer "no group" may come from: memory, as far as that can be trusted, or only a
+/// listing made now.
 enum class Knowledge { remembered, listed };
 
 /// The marker file of the project or experiment in `directory`; empty when it is neither, nothing

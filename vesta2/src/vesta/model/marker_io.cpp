@@ -53,6 +53,11 @@ MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& prop
             checksumOf(text)};
 }
 
+MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties) {
+    MarkerInHand* const inHand = MarkerInHand::of(path);
+    return inHand ? inHand->take(properties) : readMarkerFile(path, properties);
+}
+
 error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path) {
     return errorFromObxError(basekit2::save_variant_bag(properties, path));
 }

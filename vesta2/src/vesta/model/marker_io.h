@@ -27,6 +27,9 @@ struct MarkerFile {
 MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& properties,
                           struct stat* file = nullptr);
 
+/// As `readMarkerFile`, but from the `MarkerInHand` of the file if there is one.
+MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties);
+
 /// Replaces the marker file in one step, and flushes it.
 error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path);
 

@@ -24,7 +24,6 @@
 #include "vesta2/property_names.h"
 
 namespace vesta2 {
-
 namespace fs = boost::filesystem;
 using basekit2::sptr_t;
 using Lock = NodeState::Lock;
@@ -84,9 +83,7 @@ void takeName(NodeState& node) {
 }
 
 void readProperties(NodeState& node) {
-    MarkerInHand* const inHand = MarkerInHand::of(node.markerFilePath);
-    MarkerFile marker = inHand ? inHand->take(node.properties)
-                               : readMarkerFile(node.markerFilePath, node.properties);
+    MarkerFile marker = takeMarkerFile(node.markerFilePath, node.properties);
     if (!node.linkFilePath.empty() && marker.checksum != node.checksum) {
         node.isLinkStale = true;
     }
@@ -232,8 +229,7 @@ void leaveGroupThatIsNone(NodeState& node) {
 
 // --- the parent
 
-/// Whether the chain of parents stays short and free of circles, which links and groups on disk
-/// need not be.
+/// Whether the chain of parents stays short and free of circles, as the disk need not be.
 bool mayBeIn(const NodeState& node, const sptr_t<INode>& group) {
     int parents = 0;
     for (const NodeState* state = NodeState::of(group); state;
@@ -246,8 +242,8 @@ bool mayBeIn(const NodeState& node, const sptr_t<INode>& group) {
     return true;
 }
 
-/// Makes the node of the group at `groupPath`, if there is one, the parent. That there is none is
-/// taken from memory only where nothing hangs on it: no link that would be deleted or not be made.
+/// Makes the node of the group at `groupPath`, if there is one, the parent. Memory may say that
+/// there is none where no link hangs on it, to be deleted or not to be made.
 Membership adoptParent(NodeState& node, const std::string& groupPath, bool isJoining = false) {
     node.parent.reset();
     const Descent descent;
@@ -256,10 +252,9 @@ Membership adoptParent(NodeState& node, const std::string& groupPath, bool isJoi
         return Membership::unknown;
     }
     try {
-        GroupLook look = lookAtGroup(groupPath, Knowledge::remembered);
-        if (look.marker.empty() && (isJoining || !node.linkFilePath.empty())) {
-            look = lookAtGroup(groupPath, Knowledge::listed);
-        }
+        const bool isLoose = !isJoining && node.linkFilePath.empty();
+        GroupLook look =
+            lookAtGroup(groupPath, isLoose ? Knowledge::remembered : Knowledge::listed);
         if (look.marker.empty()) {
             return Membership::none;
         }
