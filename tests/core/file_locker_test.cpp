@@ -3,7 +3,9 @@
 #include "vesta2/file_locker.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,6 +28,7 @@ using util::FlagManager;
 
 VESTA2_FAILING_CALL(int, open, (const char* path, int flags, mode_t mode), path, flags, mode)
 VESTA2_FAILING_CALL(int, fstat, (int descriptor, struct stat* info), descriptor, info)
+VESTA2_FAILING_CALL(int, lstat, (const char* path, struct stat* info), path, info)
 VESTA2_FAILING_CALL(int, statx,
                     (int directory, const char* path, int flags, unsigned mask, struct statx* file),
                     directory, path, flags, mask, file)
@@ -43,13 +46,21 @@ extern "C" int __wrap_fcntl(int descriptor, int command, void* argument) {
     return fails ? support::failure() : __real_fcntl(descriptor, command, argument);
 }
 
+bool isOnLocalDisk = true;
+extern "C" int __real_fstatfs(int descriptor, struct statfs* info);
+extern "C" int __wrap_fstatfs(int descriptor, struct statfs* info) {
+    const int result = __real_fstatfs(descriptor, info);
+    info->f_type = isOnLocalDisk ? TMPFS_MAGIC : FUSE_SUPER_MAGIC;
+    return result;
+}
+
 namespace {
 
 using vesta2::error_t;  // the C library has one too
 
 class FileLockerTest : public testing::Test {
 protected:
-    void TearDown() override { fault = {}; }
+    void TearDown() override { fault = {}, isOnLocalDisk = true; }
 
     /// Whether another process finds the file locked.
     static bool isLocked(const std::string& path) {
@@ -80,6 +91,7 @@ TEST_F(FileLockerTest, TellsWhyAFileCannotBeLocked) {
              {"open", EMFILE, always, eTooManyOpenFiles},
              {"open", ENOENT, always, eFileError},
              {"fstat", EIO, always, eFileError},
+             {"lstat", EIO, always, eFileError},
              {"statx", EIO, always, eFileError},
              {"lock", EACCES, always, eFileLocked},
              {"lock", EAGAIN, always, eFileLocked},
@@ -95,6 +107,7 @@ TEST_F(FileLockerTest, TellsWhyAFileCannotBeLocked) {
              {"lock", EINTR, 3, eOK},
              {"lock", ENOENT, 3, eOK}}) {
         fault = {call, error, 0, times};
+        isOnLocalDisk = fault.call != "statx";
         FileLocker locker;
         EXPECT_EQ(locker.lock(m_path.c_str()), status == eOK) << call << error;
         EXPECT_EQ(locker.status(), status) << call << error;
@@ -236,12 +249,13 @@ TEST_F(FileLockerTest, WhereNothingCanBeLockedTheRecordGuardsTheFlag) {
 }
 
 TEST_F(FileLockerTest, LocksTheFileThatIsAtThePath) {
-    // Another process deletes the file, and makes it anew, between our opening and our locking.
-    fault = {"lock", 0, 0, 1, [this] {
-                 ::unlink(m_path.c_str());
-                 writeFile(m_path, "");
-             }};
-    {
+    for (const bool isLocal : {false, true}) {
+        isOnLocalDisk = isLocal;
+        // Another process deletes the file, and makes it anew, between our opening and our locking.
+        fault = {"lock", 0, 0, 1, [this] {
+                     ::unlink(m_path.c_str());
+                     writeFile(m_path, "");
+                 }};
         FileLocker locker;
         EXPECT_TRUE(locker.lock(m_path.c_str()));
         EXPECT_EQ(locker.checkAt(m_path.c_str()), eOK);

@@ -75,6 +75,7 @@ private:
     attempt_t lockOpened();
     attempt_t fail(error_t status);
     void close();
+    [[nodiscard]] error_t checkAtServer(const char* path) const;
     error_t finish(error_t status) { return m_status = status; }
 
     std::int32_t m_descriptor = -1;

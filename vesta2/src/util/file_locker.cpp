@@ -2,13 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statfs.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <mutex>
 #include <string>
 
+#include "../vesta/foundation/local_disk.h"
 #include "../vesta/foundation/locked_files.h"
 #include "flag_record.h"
 
@@ -39,9 +40,8 @@ bool isGone() { return errno == ENOENT || errno == ENOTDIR || errno == ESTALE; }
 
 /// Whether the server of a network file system has the file no longer. Some clients answer every
 /// other question about a file from what they remember.
-bool isGoneAtServer(int descriptor) {
-    struct statfs ignored {};
-    return ::fstatfs(descriptor, &ignored) != 0 && isGone();
+bool isGoneAtServer(int descriptor, struct statfs& fileSystem) {
+    return ::fstatfs(descriptor, &fileSystem) != 0 && isGone();
 }
 
 /// As the server of a network file system knows it now: what its client remembers may be of
@@ -75,10 +75,19 @@ error_t whyNotOpen() {
     }
 }
 
-/// Whether this process has locked the file at `path`. It must not even be opened then.
+/// Whether this process has locked any file.
+bool hasLocks() {
+    LockedFiles& files = LockedFiles::get();
+    const Guard guard(files.mutex());
+    return !files.isEmpty();
+}
+
+/// Whether this process has locked the file at `path`. It should not even be opened then: it could
+/// not be closed.
 bool isLockedHere(const char* path) {
     struct stat file {};
-    return ::lstat(path, &file) == 0 && isLockedByThisProcess(file.st_dev, file.st_ino);
+    return hasLocks() && ::lstat(path, &file) == 0 &&
+           isLockedByThisProcess(file.st_dev, file.st_ino);
 }
 
 }  // namespace
@@ -166,7 +175,8 @@ FileLocker::attempt_t FileLocker::lockOpened() {
     }
     // Before the lock is asked for, too: a client that opens files late must not be made to lock
     // what it then cannot open.
-    if (isGoneAtServer(m_descriptor)) {
+    struct statfs fileSystem {};
+    if (isGoneAtServer(m_descriptor, fileSystem)) {
         return attempt_t::again;
     }
     const bool isGuarded = setLock(m_descriptor, F_WRLCK) == 0;
@@ -176,7 +186,7 @@ FileLocker::attempt_t FileLocker::lockOpened() {
     if (!isGuarded && isGone()) {
         return attempt_t::again;
     }
-    files.add(m_descriptor, file, isGuarded);
+    files.add(m_descriptor, file, {isGuarded, isLocalDisk(fileSystem)});
     return attempt_t::done;
 }
 
@@ -187,7 +197,10 @@ void FileLocker::close() {
     LockedFiles& files = LockedFiles::get();
     const Guard guard(files.mutex());
     if (files.holds(m_descriptor)) {
-        setLock(m_descriptor, F_UNLCK);
+        // To close a file unlocks it, but elsewhere perhaps later.
+        if (!files.placeOf(m_descriptor).isLocal) {
+            setLock(m_descriptor, F_UNLCK);
+        }
         files.remove(m_descriptor);
         ::close(m_descriptor);
     } else {
@@ -197,9 +210,24 @@ void FileLocker::close() {
 }
 
 error_t FileLocker::checkAt(const char* path) const {
+    LockedFiles& files = LockedFiles::get();
+    std::unique_lock guard(files.mutex());
+    if (!files.placeOf(m_descriptor).isLocal) {
+        guard.unlock();
+        return checkAtServer(path);
+    }
+    struct stat found {};
+    if (::lstat(path, &found) != 0) {
+        return isGone() ? eNotFound : eFileError;
+    }
+    return files.isOf(m_descriptor, found) ? eOK : eNotFound;
+}
+
+error_t FileLocker::checkAtServer(const char* path) const {
+    struct statfs fileSystem {};
     struct statx opened {};
     struct statx found {};
-    if (isGoneAtServer(m_descriptor)) {
+    if (isGoneAtServer(m_descriptor, fileSystem)) {
         return eNotFound;
     }
     if (!askServer(m_descriptor, "", opened)) {
@@ -217,7 +245,7 @@ error_t FileLocker::checkAt(const char* path) const {
 bool FileLocker::isGuarded() const {
     LockedFiles& files = LockedFiles::get();
     const Guard guard(files.mutex());
-    return files.isGuarded(m_descriptor);
+    return files.placeOf(m_descriptor).isGuarded;
 }
 
 error_t FileLocker::readData(basekit2::variant_bag_t& out) {

@@ -1,8 +1,6 @@
 #include "directory_memory.h"
 
-#include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +10,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "../foundation/local_disk.h"
 #include "basekit2/file_error.h"
 #include "extensions.h"
 
@@ -26,7 +25,6 @@ constexpr long long remoteResolution = 10 * second;
 /// Of stamps that have no fraction of a second: FAT counts in twos, others in ones.
 constexpr long long coarseResolution = 2 * second;
 constexpr std::size_t mostDirectories = 4096;
-constexpr long xfsMagic = 0x58465342;
 /// How many times as long as it took to list a directory that is believed which a change of our own
 /// went through: listing it again then costs a twentieth of the work.
 constexpr int trust = 20;
@@ -50,18 +48,7 @@ bool isFine(long long stamp, long long before) {
 
 bool isOnLocalDisk(const std::string& directory) {
     struct statfs info {};
-    if (::statfs(directory.c_str(), &info) != 0) {
-        return false;
-    }
-    switch (info.f_type) {
-    case EXT4_SUPER_MAGIC:
-    case BTRFS_SUPER_MAGIC:
-    case TMPFS_MAGIC:
-    case xfsMagic:
-        return true;
-    default:
-        return false;
-    }
+    return ::statfs(directory.c_str(), &info) == 0 && isLocalDisk(info);
 }
 
 /// Nothing, with `errno`, when there is no directory or it cannot be told.

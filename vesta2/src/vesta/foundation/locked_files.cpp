@@ -24,11 +24,11 @@ LockedFiles& LockedFiles::get() {
     return files;
 }
 
-void LockedFiles::add(int descriptor, const struct stat& file, bool isGuarded) {
+void LockedFiles::add(int descriptor, const struct stat& file, Place place) {
     Entry& entry = m_files[{file.st_dev, file.st_ino}];
     entry.descriptor = descriptor;
     entry.process = ::getpid();
-    entry.isGuarded = isGuarded;
+    entry.place = place;
 }
 
 void LockedFiles::remove(int descriptor) {
@@ -44,9 +44,14 @@ LockedFiles::Entries::const_iterator LockedFiles::entryOf(int descriptor) const 
                         [&](const auto& file) { return file.second.descriptor == descriptor; });
 }
 
-bool LockedFiles::isGuarded(int descriptor) const {
+LockedFiles::Place LockedFiles::placeOf(int descriptor) const {
     const auto found = entryOf(descriptor);
-    return found != m_files.end() && found->second.isGuarded;
+    return found == m_files.end() ? Place{false, false} : found->second.place;
+}
+
+bool LockedFiles::isOf(int descriptor, const struct stat& file) const {
+    const auto found = m_files.find({file.st_dev, file.st_ino});
+    return found != m_files.end() && found->second.descriptor == descriptor;
 }
 
 int LockedFiles::find(const struct stat& file) const {

@@ -23,13 +23,21 @@ public:
     /// it, and as long as a descriptor is used that `find` told.
     std::mutex& mutex() { return m_mutex; }
 
-    /// Notes that `descriptor` holds a lock on `file`; not `isGuarded` where the file system has no
-    /// locks, and it only counts as locked.
-    void add(int descriptor, const struct stat& file, bool isGuarded);
+    struct Place {
+        bool isGuarded;  ///< else the file system has no locks, and the file only counts as locked
+        bool isLocal;    ///< only this host changes the file
+    };
+
+    /// Notes that `descriptor` holds a lock on `file`.
+    void add(int descriptor, const struct stat& file, Place place);
     /// `descriptor` holds its lock no longer; closes what `close` kept.
     void remove(int descriptor);
     [[nodiscard]] bool holds(int descriptor) const { return entryOf(descriptor) != m_files.end(); }
-    [[nodiscard]] bool isGuarded(int descriptor) const;
+    /// Of a file that `descriptor` holds a lock on; neither for any other.
+    [[nodiscard]] Place placeOf(int descriptor) const;
+    /// Whether `file` is what `descriptor` holds a lock on.
+    [[nodiscard]] bool isOf(int descriptor, const struct stat& file) const;
+    [[nodiscard]] bool isEmpty() const { return m_files.empty(); }
     /// The descriptor that holds the lock on the file; -1 when this process has it not locked.
     [[nodiscard]] int find(const struct stat& file) const;
     /// Closes `descriptor`, which holds no lock of its own. When this process has its file locked,
@@ -43,7 +51,7 @@ private:
     struct Entry {
         int descriptor = -1;
         int process = 0;  ///< a child inherits the table, but not the locks
-        bool isGuarded = false;
+        Place place{};
         std::vector<int> kept;
     };
     using Entries = std::map<Identity, Entry>;
