@@ -121,6 +121,29 @@ TEST_F(BagFile, IsWrittenThroughASymbolicLinkAndKeepsItsMode) {
     EXPECT_THAT(namesIn(m_directory / "sub"), ElementsAre("good", "new.bag"));
 }
 
+TEST_F(BagFile, IsFlushedAndLeftAloneWhenNothingChanges) {
+    const auto inode = [this] {
+        struct stat file {};
+        EXPECT_EQ(::stat(m_file.c_str(), &file), 0);
+        return file.st_ino;
+    };
+    save(1);
+    const ino_t first = inode();
+    save(1);
+    EXPECT_EQ(inode(), first);
+    // Where that cannot be flushed, it is written anew.
+    for (const int which : {0, 1}) {
+        const ino_t before = inode();
+        under({"fsync", EIO, which}, [this] { return save(1), 0; });
+        EXPECT_NE(inode(), before) << which;
+    }
+    // As long as the one before, and another.
+    variant_bag_t other;
+    other.put("entry0", 2);
+    ASSERT_EQ(save_variant_bag(other, m_file), bag_ok);
+    EXPECT_EQ(load(m_file), other);
+}
+
 TEST_F(BagFile, IsCreatedOnceAndReplacesNothingElse) {
     EXPECT_EQ(create_variant_bag(numbered(1), m_file), bag_ok);
     EXPECT_EQ(create_variant_bag(numbered(2), m_file), bag_exists);
@@ -166,6 +189,7 @@ TEST_F(BagFile, StandsOnFileSystemsThatCannotDoAll) {
           {Fault{"fsync", EIO, 1}, bag_unwritable, 2},
           {Fault{"fsync", EINVAL, 1}, bag_ok, 2}}) {
         save(1);
+        fs::permissions(m_file, fs::perms(0640));
         EXPECT_EQ(under(given, [this] { return save_variant_bag(numbered(2), m_file); }), result);
         expectOnlyFile(entries);
     }

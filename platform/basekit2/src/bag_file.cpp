@@ -101,6 +101,11 @@ public:
 
 private:
     bool resemble(const struct stat& old) const {
+        struct stat made {};
+        if (::fstat(m_file.get(), &made) == 0 && made.st_uid == old.st_uid &&
+            made.st_gid == old.st_gid && made.st_mode == old.st_mode) {
+            return true;
+        }
         // Without the right to give files away the new owner stays; that must not fail the save.
         // The mode comes last: a change of owner clears bits of it.
         [[maybe_unused]] const int ignored = ::fchown(m_file.get(), old.st_uid, old.st_gid);
@@ -140,6 +145,20 @@ bool flush_directory(int directory) {
     return flush(directory) || errno == EINVAL;
 }
 
+/// Whether the file `name` holds just this, and it is flushed. What cannot be read does not.
+bool has_flushed(const place_t& place, std::string_view text) {
+    const int directory = place.directory.get();
+    const descriptor_t file(uninterrupted([&] {
+        return ::openat(directory, place.name.c_str(),
+                        O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    }));
+    std::string found(text.size() + 1, '\0');
+    const ssize_t got =
+        file ? uninterrupted([&] { return ::read(file.get(), found.data(), found.size()); }) : -1;
+    return got == static_cast<ssize_t>(text.size()) && found.compare(0, text.size(), text) == 0 &&
+           flush(file.get()) && flush_directory(directory);
+}
+
 /// Replaces the file at `target`, or the one that a symbolic link there leads to after at most
 /// `links` others.
 bool replace_file(const path_t& target, std::string_view text, durability_t durability, int links) {
@@ -156,6 +175,10 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
     }
     if (replaces ? !S_ISREG(old.st_mode) : errno != ENOENT) {
         return false;
+    }
+    if (replaces && static_cast<std::size_t>(old.st_size) == text.size() &&
+        has_flushed(place, text)) {
+        return true;
     }
     const bool lasting = replaces || durability == durability_t::lasting;
     temporary_file_t file(directory);

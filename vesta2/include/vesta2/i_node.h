@@ -76,7 +76,8 @@ public:
     /// "project_read_only" on the node; `eUnknown`, and nothing is written, when the marker file
     /// could not be read (`Node::markerState`); `eNotFound` after `remove`; `eUnknown` when the
     /// write failed: the node is then still modified.
-    /// Disk: replaces the file in one step, and flushes it: it outlives a power cut.
+    /// Disk: replaces the file in one step, and flushes it: it outlives a power cut. A file that
+    /// holds just these properties is only flushed.
     virtual bool save() = 0;
     /// Returns: whether a property was changed through the storage since the last save.
     virtual bool isModified() = 0;

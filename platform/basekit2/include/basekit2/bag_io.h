@@ -77,7 +77,8 @@ BASEKIT2_API int load_variant_bag_from_string(variant_bag_t& bag, std::string_vi
 /// Returns: `bag_ok`; `bag_unwritable`; the failures of `save_variant_bag_to_string`.
 /// Disk: writes a temporary file in the same directory and renames it. The old file's mode and,
 /// where allowed, its owner are kept. After a failure the old file is intact and no temporary file
-/// stays; only when the directory could not be flushed is the new file in place.
+/// stays; only when the directory could not be flushed is the new file in place. A file that holds
+/// just this bag already is flushed with its directory, and stays as it is.
 BASEKIT2_API int save_variant_bag2(const variant_bag_t& bag, const std::string& path,
                                    const char* root,
                                    durability_t durability = durability_t::lasting,
