@@ -11,6 +11,7 @@
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 #include "vesta2/property_names.h"
+#include "vesta2/result_directory.h"
 
 namespace cli {
 
@@ -20,20 +21,16 @@ namespace {
 
 std::string textOf(const char* text) { return text ? text : ""; }
 
-std::string kindOf(const basekit2::sptr_t<vesta2::INode>& node) {
-    if (vesta2::IProject::cast(node)) {
-        return "project";
-    }
-    return vesta2::IExperiment::cast(node) ? "experiment" : "result";
-}
-
-std::string stateOf(vesta2::IResultDirectory& result) {
-    // The library reports a mark as absent when looking for it failed; `isThere` raises.
+std::string stateOf(vesta2::IResultDirectory& result, bool areMarksKnown) {
     const std::string directory = result.getPath();
-    if (!result.isValid() || isThere(directory + "/" + vesta2::mark::invalid)) {
+    // The library reports a mark as absent when looking for it failed; `isThere` raises.
+    const auto has = [&](const char* mark) {
+        return !areMarksKnown && isThere(directory + "/" + mark);
+    };
+    if (!result.isValid() || has(vesta2::mark::invalid)) {
         return "invalid";
     }
-    if (result.isFinalized() || isThere(directory + "/" + vesta2::mark::finalized)) {
+    if (result.isFinalized() || has(vesta2::mark::finalized)) {
         return "finalized";
     }
     const vesta2::util::FlagLook look = vesta2::util::lookAtFlag(directory, flags::collecting);
@@ -65,12 +62,13 @@ std::string hostOf(vesta2::INode& node) {
     return host && host->as_string() ? *host->as_string() : std::string();
 }
 
-void requireMarker(const basekit2::sptr_t<vesta2::INode>& node, const std::string& marker) {
+void requireMarker(const basekit2::sptr_t<vesta2::INode>& node) {
     switch (vesta2::Node::markerState(node)) {
     case vesta2::marker_state_t::malformed:
-        throw Failure(exitFailure, marker, "the marker file is damaged", "restore it from a copy");
+        throw Failure(exitFailure, node->getMarkerFilePath(), "the marker file is damaged",
+                      "restore it from a copy");
     case vesta2::marker_state_t::unreadable:
-        throw Failure(exitFailure, marker, "the marker file is unreadable",
+        throw Failure(exitFailure, node->getMarkerFilePath(), "the marker file is unreadable",
                       "check the disk and whether you may read it, and try again");
     case vesta2::marker_state_t::absent:
     case vesta2::marker_state_t::read:
@@ -78,17 +76,28 @@ void requireMarker(const basekit2::sptr_t<vesta2::INode>& node, const std::strin
     }
 }
 
-std::string stateOf(const basekit2::sptr_t<vesta2::INode>& node) {
-    const std::string marker = node->getMarkerFilePath();
-    if (!isThere(marker)) {
+/// `isSeen`: the marker file was there just now.
+std::string stateOf(const basekit2::sptr_t<vesta2::INode>& node, bool isSeen) {
+    if (!isSeen && !isThere(node->getMarkerFilePath())) {
         return "missing";
     }
-    requireMarker(node, marker);
+    requireMarker(node);
     const auto result = vesta2::IResultDirectory::cast(node);
-    return result ? stateOf(*result) : std::string();
+    return result ? stateOf(*result, vesta2::ResultDirectory::areMarksKnown(node)) : std::string();
 }
 
 }  // namespace
+
+std::string kindOf(const basekit2::sptr_t<vesta2::INode>& node) {
+    if (vesta2::IProject::cast(node)) {
+        return "project";
+    }
+    return vesta2::IExperiment::cast(node) ? "experiment" : "result";
+}
+
+bool isMissing(const basekit2::sptr_t<vesta2::INode>& node) {
+    return node->getUserVisibleName() == nullptr && !isThere(node->getMarkerFilePath());
+}
 
 const basekit2::variant_bag_t* vestaSection(vesta2::INode& node) {
     const auto storage = node.getPropertyStorage();
@@ -120,13 +129,13 @@ Description describe(const basekit2::sptr_t<vesta2::INode>& node) {
     if (const auto result = vesta2::IResultDirectory::cast(node)) {
         describeResult(*result, out);
     }
+    const char* const name = node->getUserVisibleName();
     try {
-        out.state = stateOf(node);
+        out.state = stateOf(node, name != nullptr);
     } catch (const Failure& damage) {
         out.state = "unreadable";
         out.damage = damage;
     }
-    const char* name = node->getUserVisibleName();
     const bool hasLink = node->isLinked();
     out.name = name ? name
                     : fs::path(hasLink ? node->getLinkFilePath() : node->getMarkerFilePath())

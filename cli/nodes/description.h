@@ -29,6 +29,12 @@ struct Description {
     std::optional<Failure> damage;  ///< of an "unreadable" node: what could not be read
 };
 
+/// "result", "experiment" or "project".
+std::string kindOf(const basekit2::sptr_t<vesta2::INode>& node);
+
+/// Whether the marker file is certainly not there; raises `Failure` when that cannot be told.
+bool isMissing(const basekit2::sptr_t<vesta2::INode>& node);
+
 /// Reads the marker file, the state marks and the flag files alone. An error while reading makes
 /// the node "unreadable".
 Description describe(const basekit2::sptr_t<vesta2::INode>& node);

@@ -51,8 +51,9 @@ void requireFree(const std::string& directory, const FlagLook& look) {
 
 }  // namespace
 
-void requireUnclaimed(vesta2::INode& node) {
-    const std::string directory = node.getPath();
+void requireUnclaimed(vesta2::INode& node) { requireUnclaimed(std::string(node.getPath())); }
+
+void requireUnclaimed(const std::string& directory) {
     if (!isThere(directory)) {
         return;
     }

@@ -41,6 +41,7 @@ Failure heldFailure(const std::string& directory, const vesta2::util::FlagLook& 
 /// Raise `Failure` when a process holds a flag of the node: any flag, or one of `names`. Flags of
 /// the nodes in it do not count.
 void requireUnclaimed(vesta2::INode& node);
+void requireUnclaimed(const std::string& directory);
 void requireUnclaimed(const std::string& directory, const std::vector<const char*>& names);
 
 /// A flag that is held as long as the object lives.

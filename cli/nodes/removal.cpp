@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "base/failure.h"
 #include "base/presence.h"
@@ -10,6 +13,7 @@
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "output/item_report.h"
+#include "vesta2/discovery.h"
 #include "vesta2/i_node_group.h"
 #include "vesta2/node.h"
 
@@ -29,9 +33,8 @@ NodeHandle lookUp(const std::string& marker) {
 
 /// What is deleted, for people: with the nodes that go with it.
 std::string deletionText(const NodeHandle& node) {
-    const Description description = describe(node);
-    std::string line = description.kind + " " + description.path;
-    if (description.state == "missing") {
+    std::string line = kindOf(node) + " " + node->getPath();
+    if (isMissing(node)) {
         line += " (the link file alone: it leads nowhere)";
     } else if (const auto group = node->getNodeGroup()) {
         line += " and the " + std::to_string(group->getNodePaths()->getSize()) + " nodes in it";
@@ -39,18 +42,30 @@ std::string deletionText(const NodeHandle& node) {
     return line;
 }
 
-void removeNode(vesta2::INode& node, const Description& description) {
+void removeNode(const NodeHandle& handle) {
+    vesta2::INode& node = *handle;
     // It may have been claimed while the user was asked.
     requireUnclaimed(node);
+    const bool wasThere = !isMissing(handle);
+    const std::string directory = node.getPath();
     const std::string link = node.getLinkFilePath();
     if (!node.remove()) {
-        throw Failure::fromStatus(vesta2::getStatus(), description.path);
+        throw Failure::fromStatus(vesta2::getStatus(), directory);
     }
     // The library keeps what it failed to look at, and still reports success.
-    const bool isDirectoryLeft = description.state != "missing" && isThere(description.path);
+    const bool isDirectoryLeft = wasThere && isThere(directory);
     if (isDirectoryLeft || (!link.empty() && isThere(link))) {
-        throw Failure(exitFailure, isDirectoryLeft ? description.path : link,
-                      "could not be deleted", "see the library's log with -v, and try again");
+        throw Failure(exitFailure, isDirectoryLeft ? directory : link, "could not be deleted",
+                      "see the library's log with -v, and try again");
+    }
+}
+
+/// Of a node that is stored here only the directory is looked at.
+void requireUnclaimedAt(const std::string& marker) {
+    if (!vesta2::isLink(marker)) {
+        requireUnclaimed(std::filesystem::path(marker).parent_path().native());
+    } else if (const NodeHandle node = lookUp(marker)) {
+        requireUnclaimed(*node);
     }
 }
 
@@ -70,10 +85,8 @@ bool askUser(const std::vector<std::string>& markers) {
 
 int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
                 Session& session) {
-    for (const std::string& marker : markers) {
-        if (const NodeHandle node = lookUp(marker)) {
-            requireUnclaimed(*node);
-        }
+    if (!choice.dryRun) {
+        std::for_each(markers.begin(), markers.end(), requireUnclaimedAt);
     }
     const bool asks = !choice.withoutQuestion && !choice.dryRun && !markers.empty();
     if (asks && (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)) {
@@ -90,12 +103,12 @@ int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& ch
         if (!node) {
             continue;
         }
-        const Description description = describe(node);
+        const std::string path = isMissing(node) ? marker : node->getPath();
+        const Json item = session.json ? toJson(describe(node)) : Json();
         if (!choice.dryRun) {
-            removeNode(*node, description);
+            removeNode(node);
         }
-        report.add(description.state == "missing" ? marker : description.path,
-                   [&] { return toJson(description); });
+        report.add(path, [&] { return item; });
     }
     return report.finish({{"dryRun", choice.dryRun}});
 }

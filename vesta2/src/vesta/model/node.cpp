@@ -106,6 +106,9 @@ const char* Node::getMarkerFilePath() {
 }
 
 bool Node::isMissing() {
+    if (isThere(m_state->markerFilePath)) {
+        return false;
+    }
     m_state->followRenamedMarker();
     return !isThere(m_state->markerFilePath);
 }

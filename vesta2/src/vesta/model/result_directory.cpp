@@ -1,11 +1,15 @@
 #include "vesta2/result_directory.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <string_view>
 
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../tree/new_directory.h"
 #include "basekit2/directory_listing.h"
+#include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "marker_io.h"
 #include "state_marks.h"
@@ -21,8 +25,14 @@ namespace {
 
 /// Whether anything of that name is there; what cannot be told counts as absent, and a directory
 /// that has just been made holds none.
-bool hasMark(const fs::path& directory, const char* mark) {
-    return !MarkerInHand::hasMade(directory) && isThere(directory / mark);
+bool hasMark(const fs::path& directory, const char* mark, bool& isKnown) {
+    if (MarkerInHand::hasMade(directory)) {
+        return false;
+    }
+    struct stat info {};
+    const bool found = ::stat((directory.native() + '/' + mark).c_str(), &info) == 0;
+    isKnown = isKnown && (found || basekit2::means_absent(errno));
+    return found;
 }
 
 /// A mask or directory that is not given as people write it.
@@ -52,8 +62,13 @@ void appendEntries(ResultFiles& found, const std::string& directory) {
 
 ResultDirectory::ResultDirectory(std::string path, const char* parentGroupPath)
     : NodeFacade(std::move(path), parentGroupPath),
-      m_finalized(hasMark(directory(), mark::finalized)),
-      m_valid(!hasMark(directory(), mark::invalid)) {}
+      m_finalized(hasMark(directory(), mark::finalized, m_areMarksKnown)),
+      m_valid(!hasMark(directory(), mark::invalid, m_areMarksKnown)) {}
+
+bool ResultDirectory::areMarksKnown(const sptr_t<INode>& node) {
+    const auto* result = dynamic_cast<const ResultDirectory*>(node.get());
+    return !result || result->m_areMarksKnown;
+}
 
 bool ResultDirectory::remove() {
     m_valid = false;
