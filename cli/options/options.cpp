@@ -276,11 +276,19 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
     Options options(parser, app);
     GlobalOptions globals;
     declareGlobals(app, options, globals, session);
+    // To declare them all costs more than most of them do: those that are not named anywhere are
+    // only listed, and not even that behind a first word that is a command.
+    const auto isNamed = [&](const CommandEntry& entry) {
+        return std::find(argv + 1, argv + argc, std::string_view(entry.name)) != argv + argc;
+    };
+    const bool isFirst =
+        argc > 1 && std::any_of(commands.begin(), commands.end(), [&](const CommandEntry& entry) {
+            return std::string_view(entry.name) == argv[1];
+        });
     for (const CommandEntry& entry : commands) {
-        // The others are not looked into: to declare them all costs more than most of them do.
-        if (std::find(argv + 1, argv + argc, std::string_view(entry.name)) != argv + argc) {
+        if (isNamed(entry)) {
             options.command(entry.name, entry.summary, *entry.declare);
-        } else {
+        } else if (!isFirst) {
             app.add_subcommand(entry.name, entry.summary)->group("Commands");
         }
     }
