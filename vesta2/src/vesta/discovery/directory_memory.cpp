@@ -122,7 +122,8 @@ DirectoryLook::DirectoryLook(std::string directory)
 }
 
 const DirectoryContents* DirectoryLook::contents() const {
-    return m_known && m_known->isSure ? &m_known->contents : nullptr;
+    // A client of a network file system tells late of what others do there anyway.
+    return m_known && (m_known->isSure || !m_known->isLocal) ? &m_known->contents : nullptr;
 }
 
 bool DirectoryLook::isOver(long long stamp, long long now, long long resolution) {
@@ -154,7 +155,7 @@ void DirectoryLook::listed(DirectoryContents contents, bool isLasting) {
 }
 
 void DirectoryLook::keepThroughOwnChange(int subdirectories, std::map<std::string, int> greatest) {
-    if (!m_known || !m_known->isLocal || m_known->end < Clock::now()) {
+    if (!m_known || m_known->end < Clock::now()) {
         return;
     }
     // What cannot be looked at now is only not remembered.
@@ -167,7 +168,7 @@ void DirectoryLook::keepThroughOwnChange(int subdirectories, std::map<std::strin
         after && after->device == m_stamp->device && after->inode == m_stamp->inode &&
         std::min(after->links, m_stamp->links) > 1 &&
         after->links == m_stamp->links + static_cast<unsigned long long>(subdirectories) &&
-        memory().hasFineStamps(after->device);
+        (!m_known->isLocal || memory().hasFineStamps(after->device));
     if (isOwn) {
         m_known->stamp = *after;
         m_known->contents.greatest = std::move(greatest);

@@ -45,7 +45,9 @@ struct DirectoryContents {
 /// that, if its link count tells that nobody else did so: a series of creations would list it each
 /// time. A file that another process makes in the same instant could escape that, and so could one
 /// directory that it makes while it deletes another, so such knowledge ends soon: after twenty
-/// times as long as the listing took. Nothing may be deleted on it.
+/// times as long as the listing took. Nothing may be deleted on it. Where other hosts change
+/// directories too, all that is not sure is known that long: the file system's own client tells of
+/// their changes as late, and each listing is a journey.
 class DirectoryLook {
 public:
     /// Throws `boost::filesystem::filesystem_error` when it cannot be told whether there is such a
@@ -64,9 +66,9 @@ public:
 
     /// This thread has made one subdirectory since the look (1), or deleted one (-1): unless
     /// somebody else was there as well, the directory is still no more and no less a group than it
-    /// was, and the numbers that are taken are those in `greatest`. Forgotten where the file system
-    /// does not give each change a time stamp of its own (before Linux 6.13): what comes within the
-    /// same tick, be it from this process, would not show.
+    /// was, and the numbers that are taken are those in `greatest`. Forgotten where a local file
+    /// system does not give each change a time stamp of its own (before Linux 6.13): what comes
+    /// within the same tick, be it from this process, would not show.
     void keepThroughOwnChange(int subdirectories, std::map<std::string, int> greatest);
 
     /// Whether what changes from `now` on gets another time stamp than `stamp`, on a file system
@@ -83,7 +85,7 @@ private:
         DirectoryContents contents;
         Clock::duration cost;   ///< of the listing
         Clock::time_point end;  ///< it is not believed any more then
-        bool isSure = false;    ///< believed; else only if a change of our own is the next there
+        bool isSure = false;    ///< else believed elsewhere, and if our own change is the next
         bool isLocal = false;   ///< no other host changes the directory
     };
 

@@ -1,8 +1,11 @@
 #include "node_directory.h"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <optional>
+#include <random>
+#include <thread>
 #include <utility>
 
 #include "../discovery/directory_memory.h"
@@ -161,17 +164,80 @@ error_t makeNumbered(const fs::path& parent, const Pattern& pattern, int number,
     return result;
 }
 
+/// Whether the directory of `number` is there; nothing when that cannot be told.
+std::optional<bool> isTaken(const fs::path& parent, const Pattern& pattern, int number,
+                            const variant_bag_t* variables) {
+    struct stat ignored {};
+    const std::string path = (parent / pattern.generateFileName(number, variables)).native();
+    if (::lstat(path.c_str(), &ignored) == 0) {
+        return true;
+    }
+    return basekit2::means_absent(errno) ? std::optional(false) : std::nullopt;
+}
+
+/// From a number that is taken on, the last before one that is free, in steps that double and then
+/// halve: others may be hundreds ahead by now. `number` itself when that cannot be told.
+int lastTaken(const fs::path& parent, const Pattern& pattern, int number,
+              const variant_bag_t* variables) {
+    constexpr int greatestStep = 1 << 20;
+    int known = number;
+    bool isDoubling = true;
+    for (int step = 1; step > 0; step = isDoubling ? step * 2 : step / 2) {
+        const bool isPossible = known <= std::numeric_limits<int>::max() - step;
+        const std::optional<bool> taken =
+            isPossible ? isTaken(parent, pattern, known + step, variables) : false;
+        if (!taken) {
+            return number;
+        }
+        known += *taken ? step : 0;
+        isDoubling = isDoubling && *taken && step < greatestStep;
+    }
+    return known;
+}
+
+/// How one of many that want a number at once gets out of the others' way. In step they would all
+/// try all numbers, and the tries grow with the square of their number.
+class Crowd {
+public:
+    /// After each number that another was quicker to take, `cost` after it was tried. Returns
+    /// whether it is a crowd; then the next number is to be looked for, not tried.
+    bool lost(std::chrono::steady_clock::duration cost) {
+        constexpr int inPassing = 3;
+        constexpr int mostDoublings = 10;
+        if (++m_losses <= inPassing) {
+            return false;
+        }
+        // Each time twice as long, until about one of them comes at a time.
+        const auto longest = cost * (1 << std::min(m_losses - inPassing, mostDoublings));
+        if (longest > std::chrono::microseconds(200)) {
+            std::random_device random;
+            std::uniform_int_distribution<std::int64_t> part(
+                0, std::min<std::int64_t>(longest.count(), greatestPause.count()));
+            std::this_thread::sleep_for(std::chrono::nanoseconds(part(random)));
+        }
+        return true;
+    }
+
+private:
+    static constexpr std::chrono::nanoseconds greatestPause = std::chrono::seconds(1);
+    int m_losses = 0;
+};
+
 /// Makes the directory of the number that follows `number`, which becomes that.
 error_t makeNext(const fs::path& parent, const Pattern& pattern, int& number,
                  const variant_bag_t* variables, std::string& createdDir) {
     constexpr int last = std::numeric_limits<int>::max();
     error_t result = eAlreadyExists;
     // Of several processes that try the same number one gets it; the others move on to the next.
-    while (result == eAlreadyExists) {
+    for (Crowd crowd; result == eAlreadyExists;) {
         if (number == last) {
             return eUnknown;
         }
+        const auto begin = std::chrono::steady_clock::now();
         result = makeNumbered(parent, pattern, ++number, variables, createdDir);
+        if (result == eAlreadyExists && crowd.lost(std::chrono::steady_clock::now() - begin)) {
+            number = lastTaken(parent, pattern, number, variables);
+        }
     }
     // Deliberate: after any other failure the next number is tried as well, once.
     const bool isFinal = result == eOK || result == eInsufficientPermissions;
