@@ -1,48 +1,20 @@
 // The command as a process, beside a program that does nothing and the raw system calls of the same
 // work. "mib" is the most memory that the command had.
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <vector>
 
 #include "measure.h"
 #include "raw_calls.h"
-#include "vesta2/vesta2.h"
+#include "run_program.h"
 
 namespace {
 
 using bench::Directory;
 using bench::measure;
+using bench::runProgram;
+using bench::style;
 using Words = std::vector<std::string>;
-
-/// Runs a program to its end, with its output thrown away. Returns the MiB that it took at most.
-double runProgram(Words words) {
-    std::vector<char*> arguments;
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
-        ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_WRONLY, 0);
-    }
-    pid_t process = -1;
-    const int error =
-        ::posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
-    ::posix_spawn_file_actions_destroy(&actions);
-    int status = 0;
-    rusage usage{};
-    if (error != 0 || ::wait4(process, &status, 0, &usage) != process || status != 0) {
-        throw std::runtime_error("cannot run " + words[0]);
-    }
-    return static_cast<double>(usage.ru_maxrss) / 1024;
-}
 
 double runCommand(Words words) {
     words.insert(words.begin(), VESTA2_COMMAND);
@@ -74,8 +46,9 @@ void commandCreate(benchmark::State& state) {
         1.8);
 }
 
-/// A listing of all, beside the loop that opens each.
-void commandReads(benchmark::State& state, const Words& words, double goal) {
+/// What is told about `directory`, beside an empty program and the loop that reads the same.
+template <class Raw>
+void commandReads(benchmark::State& state, const Words& words, const Raw& raw, double goal) {
     const auto count = static_cast<std::size_t>(state.range(0));
     const Directory directory;
     bench::createResults(directory.path(), count);
@@ -86,19 +59,26 @@ void commandReads(benchmark::State& state, const Words& words, double goal) {
         state, count, [&] { mib = std::max(mib, runCommand(all)); },
         [&] {
             runEmpty();
-            benchmark::DoNotOptimize(bench::listRaw(directory.path()));
+            benchmark::DoNotOptimize(raw(directory.path()));
         },
         goal);
     state.counters["mib"] = mib;
 }
 
-void commandList(benchmark::State& state) { commandReads(state, {"list"}, 1.9); }
-void commandListJson(benchmark::State& state) { commandReads(state, {"--json", "list"}, 0); }
+void commandList(benchmark::State& state) { commandReads(state, {"list"}, bench::listRaw, 1.9); }
+void commandListJson(benchmark::State& state) {
+    commandReads(state, {"--json", "list"}, bench::listRaw, 1.9);
+}
+void commandListLast(benchmark::State& state) {
+    commandReads(
+        state, {"list", "--reverse", "--limit", "5"},
+        [](const std::string& directory) { return bench::lastRaw(directory, 5); }, 1.9);
+}
 void commandPurgePlan(benchmark::State& state) {
-    commandReads(state, {"purge", "--keep", "1", "--mask", "*", "--dry-run"}, 2.2);
+    commandReads(state, {"purge", "--keep", "1", "--mask", "*", "--dry-run"}, bench::listRaw, 2.2);
 }
 
-/// Beside the program alone.
+/// Beside a program that tells the same of another's end.
 void commandCollect(benchmark::State& state) {
     const Directory directory;
     measure(
@@ -106,17 +86,17 @@ void commandCollect(benchmark::State& state) {
         [&] {
             runCommand({"-C", directory.path(), "collect", "--name", "r@@@@@", "--", "true"});
         },
-        [] { runProgram({"true"}); }, 0);
-}
-
-void style(benchmark::internal::Benchmark* benchmark) {
-    benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
+        [] {
+            runProgram({"time", "true"});
+        },
+        2.0);
 }
 
 BENCHMARK(commandStart)->Apply(style);
 BENCHMARK(commandCreate)->Apply(style)->Arg(1000);
 BENCHMARK(commandList)->Apply(style)->Arg(10000);
-BENCHMARK(commandListJson)->Apply(style)->Arg(10000)->Arg(100000)->Iterations(3);
+BENCHMARK(commandListJson)->Apply(style)->Arg(10000);
+BENCHMARK(commandListLast)->Apply(style)->Arg(10000);
 BENCHMARK(commandPurgePlan)->Apply(style)->Arg(10000);
 BENCHMARK(commandCollect)->Apply(style);
 

@@ -1,12 +1,12 @@
-// Copies of trees, claims and sizes, in turn with the raw system calls, and where there is a
-// command that does the same, with that: "ratio" is the library's time over the raw calls', "cp",
-// "rsync" and "du" the commands' time over the raw calls'.
+// Copies of trees, claims and sizes, in turn with the raw system calls, and copies with the
+// commands that do the same: "cp" and "rsync" are the commands' time over the raw calls'.
 
 #include <array>
 #include <fstream>
 
 #include "measure.h"
 #include "raw_calls.h"
+#include "run_program.h"
 #include "vesta2/vesta2.h"
 
 namespace {
@@ -14,8 +14,8 @@ namespace {
 namespace fs = boost::filesystem;
 using bench::Directory;
 using bench::measure;
+using bench::style;
 using bench::timed;
-using vesta2::ResultDirectoryManager;
 
 /// A tree of `count` files of `size` bytes, a hundred in a directory.
 void makeTree(const std::string& directory, std::size_t count, std::size_t size) {
@@ -27,106 +27,96 @@ void makeTree(const std::string& directory, std::size_t count, std::size_t size)
     }
 }
 
-bool isInstalled(const std::string& program) {
-    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
-}
-
-/// Of a command that is started for it, which costs about a millisecond. Nothing without it.
+/// A command that does the same, which costs about a millisecond to start. Nothing without it.
 class Rival {
 public:
-    Rival(const char* name, std::string command)
+    Rival(const char* name, std::vector<std::string> command)
         : m_name(name), m_command(std::move(command)), m_isInstalled(isInstalled(name)) {}
 
-    void run() {
+    void run(double raw) {
         if (m_isInstalled) {
-            m_sum += timed([this] {
-                if (std::system(m_command.c_str()) != 0) {
-                    throw std::runtime_error(m_command);
-                }
-            });
+            m_ratios.push_back(timed([this] { bench::runProgram(m_command); }) / raw);
         }
     }
-    void report(benchmark::State& state, double rawSum) const {
+    void report(benchmark::State& state) const {
         if (m_isInstalled) {
-            state.counters[m_name] = m_sum / rawSum;
+            state.counters[m_name] = bench::median(m_ratios);
         }
     }
 
 private:
-    const char* m_name;
-    std::string m_command;
-    bool m_isInstalled;
-    double m_sum = 0;
-};
+    static bool isInstalled(const std::string& program) {
+        return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
+    }
 
-/// Times `library`, `raw` and the commands in turn; `clear` undoes each.
-template <class Library, class Raw, class Clear>
-void compare(benchmark::State& state, const Library& library, const Raw& raw,
-             std::vector<Rival> rivals, const Clear& clear) {
-    double rawSum = 0;
-    double librarySum = 0;
-    for ([[maybe_unused]] auto _ : state) {
-        const double elapsed = timed(library);
-        clear();
-        rawSum += timed(raw);
-        clear();
-        for (Rival& rival : rivals) {
-            rival.run();
-            clear();
-        }
-        librarySum += elapsed;
-        state.SetIterationTime(elapsed);
-    }
-    state.counters["raw_ms"] = 1e3 * rawSum / static_cast<double>(state.iterations());
-    state.counters["ratio"] = librarySum / rawSum;
-    for (const Rival& rival : rivals) {
-        rival.report(state, rawSum);
-    }
-}
+    const char* m_name;
+    std::vector<std::string> m_command;
+    bool m_isInstalled;
+    std::vector<double> m_ratios;
+};
 
 void copyTree(benchmark::State& state) {
     const Directory directory;
     const std::string from = directory.path() + "/from";
     const std::string to = directory.path() + "/to";
-    makeTree(from, static_cast<std::size_t>(state.range(0)),
-             static_cast<std::size_t>(state.range(1)));
-    compare(
-        state,
-        [&] {
-            fs::create_directory(to);
-            vesta2::copyWithExcludingFlags(from, to);
-        },
-        [&] { bench::copyRaw(from, to); },
-        {{"cp", "cp -a " + from + " " + to}, {"rsync", "rsync -a " + from + "/ " + to}},
-        [&] { fs::remove_all(to); });
+    const auto count = static_cast<std::size_t>(state.range(0));
+    makeTree(from, count, static_cast<std::size_t>(state.range(1)));
+    std::array rivals{Rival("cp", {"cp", "-a", from, to}),
+                      Rival("rsync", {"rsync", "-a", from + "/", to})};
+    const auto timedAndUndone = [&to](const auto& work) {
+        const double elapsed = timed(work);
+        fs::remove_all(to);
+        return elapsed;
+    };
+    bench::measurePairs(state, count, 1.0, [&] {
+        const double library = timedAndUndone([&] { bench::copyTree(from, to); });
+        const double raw = timedAndUndone([&] { bench::copyRaw(from, to); });
+        for (Rival& rival : rivals) {
+            timedAndUndone([&] { rival.run(raw); });
+        }
+        return bench::Pair{library, raw};
+    });
+    for (const Rival& rival : rivals) {
+        rival.report(state);
+    }
 }
 
 void size(benchmark::State& state) {
+    const auto count = static_cast<std::size_t>(state.range(0));
     const Directory directory;
-    makeTree(directory.path(), static_cast<std::size_t>(state.range(0)), 100);
-    compare(
-        state, [&] { benchmark::DoNotOptimize(vesta2::calcDirectoryFilesSize(directory.path())); },
-        [&] { benchmark::DoNotOptimize(bench::sizeRaw(directory.path())); },
-        {{"du", "du -s --apparent-size " + directory.path() + " >/dev/null"}}, [] {});
+    makeTree(directory.path(), count, 100);
+    measure(
+        state, count, [&] { benchmark::DoNotOptimize(bench::sizeOf(directory.path())); },
+        [&] { benchmark::DoNotOptimize(bench::sizeRaw(directory.path())); }, 1.0);
+}
+
+/// The ratio is of a program that asks for the size to the command that is there for it.
+void sizeByProgram(benchmark::State& state) {
+    const auto count = static_cast<std::size_t>(state.range(0));
+    const Directory directory;
+    makeTree(directory.path(), count, 100);
+    measure(
+        state, count,
+        [&] {
+            bench::runProgram({COUNTED_WORK, "size", "1", directory.path()});
+        },
+        [&] {
+            bench::runProgram({"du", "-s", directory.path()});
+        },
+        1.0);
 }
 
 void claim(benchmark::State& state) {
     constexpr std::size_t claims = 1000;
     const Directory directory;
-    const auto result = ResultDirectoryManager::create((directory.path() + "/r").c_str(), false,
-                                                       nullptr, true, nullptr);
+    bench::createResults(directory.path(), 1);
+    const std::string result = bench::resultPath(directory.path(), 0);
     const std::string record(340, 'x');
     measure(
-        state, claims,
+        state, claims, [&] { bench::claimFlag(result, claims); },
         [&] {
             for (std::size_t i = 0; i < claims; ++i) {
-                result->setFlag("busy");
-                result->clearFlag("busy", false);
-            }
-        },
-        [&] {
-            for (std::size_t i = 0; i < claims; ++i) {
-                bench::claimRaw(directory.path() + "/r/raw", record);
+                bench::claimRaw(result + "/raw", record);
             }
         },
         1.15);
@@ -151,12 +141,9 @@ void look(benchmark::State& state) {
         0);
 }
 
-void style(benchmark::internal::Benchmark* benchmark) {
-    benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
-}
-
 BENCHMARK(copyTree)->Apply(style)->Args({10000, 4096})->Args({20, 50'000'000});
 BENCHMARK(size)->Apply(style)->Arg(10000);
+BENCHMARK(sizeByProgram)->Apply(style)->Arg(10000);
 BENCHMARK(claim)->Apply(style);
 BENCHMARK(look)->Apply(style);
 

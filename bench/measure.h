@@ -3,13 +3,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
-#include "vesta2/result_directory_manager.h"
+#include "results.h"
 
 namespace bench {
 
@@ -36,62 +38,61 @@ private:
     std::string m_path;
 };
 
-using Clock = std::chrono::steady_clock;
-
-inline double secondsSince(Clock::time_point begin) {
-    return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
-/// About what a new marker file holds.
-inline const std::string markerText(330, 'x');
-
-/// Makes results of the names r00000, r00001, ... in `directory`.
-inline void createResults(const std::string& directory, std::size_t count) {
-    const std::string pattern = directory + "/r@@@@@";
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!vesta2::ResultDirectoryManager::create(pattern.c_str(), false, nullptr, false,
-                                                    nullptr)) {
-            throw std::runtime_error("cannot create a result in " + directory);
-        }
-    }
-}
-
 /// Seconds that `work` takes.
 template <class Work>
 double timed(const Work& work) {
+    using Clock = std::chrono::steady_clock;
     const Clock::time_point begin = Clock::now();
     work();
-    return secondsSince(begin);
+    return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-/// Tells the sums of all iterations by item, and whether the ratio is as low as it is wanted; a
-/// `goal` of 0 is none.
-inline void report(benchmark::State& state, std::size_t items, double librarySum, double rawSum,
-                   double goal) {
-    const double perItem =
-        1e6 / (static_cast<double>(items) * static_cast<double>(state.iterations()));
-    state.counters["us_per_item"] = librarySum * perItem;
-    state.counters["raw_us"] = rawSum * perItem;
-    state.counters["ratio"] = librarySum / rawSum;
+inline double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// The seconds of the library and of the raw calls, one after the other.
+struct Pair {
+    double library;
+    double raw;
+};
+
+/// Reports the median of the ratios of pairs, which what else the machine does disturbs least, and
+/// the median times by item. A `goal` of 0 is none.
+template <class MeasurePair>
+void measurePairs(benchmark::State& state, std::size_t items, double goal,
+                  const MeasurePair& measurePair) {
+    std::vector<double> ratios;
+    std::vector<double> library;
+    std::vector<double> raw;
+    for ([[maybe_unused]] auto _ : state) {
+        const Pair pair = measurePair();
+        ratios.push_back(pair.library / pair.raw);
+        library.push_back(pair.library * 1e6 / static_cast<double>(items));
+        raw.push_back(pair.raw * 1e6 / static_cast<double>(items));
+        state.SetIterationTime(pair.library);
+    }
+    state.counters["us"] = median(library);
+    state.counters["raw_us"] = median(raw);
+    state.counters["ratio"] = median(ratios);
+    state.counters["goal"] = goal;
     if (goal > 0) {
-        state.counters["goal"] = goal;
-        state.SetLabel(librarySum / rawSum <= goal ? "holds" : "misses");
+        state.SetLabel(median(ratios) <= goal ? "holds" : "misses");
     }
 }
 
-/// Times `library` and `raw` in turn, once per iteration, and reports both per item.
+/// Times `library` and `raw` in turn.
 template <class Library, class Raw>
 void measure(benchmark::State& state, std::size_t items, const Library& library, const Raw& raw,
              double goal) {
-    double librarySum = 0;
-    double rawSum = 0;
-    for ([[maybe_unused]] auto _ : state) {
-        const double elapsed = timed(library);
-        rawSum += timed(raw);
-        librarySum += elapsed;
-        state.SetIterationTime(elapsed);
-    }
-    report(state, items, librarySum, rawSum, goal);
+    measurePairs(state, items, goal, [&] { return Pair{timed(library), timed(raw)}; });
+}
+
+/// As few pairs as have a median that one disturbance does not move.
+inline void style(benchmark::internal::Benchmark* benchmark) {
+    benchmark->UseManualTime()->Iterations(9);
 }
 
 }  // namespace bench

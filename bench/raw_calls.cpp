@@ -9,7 +9,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <memory>
+#include <numeric>
 #include <string_view>
 #include <system_error>
 #include <vector>
@@ -85,12 +87,16 @@ void forEachDirectory(const std::string& directory, const Visit& visit) {
     }
 }
 
+/// Writes the new file, and returns it open.
+int writeNew(const std::string& path, const std::string& text) {
+    const int file = check(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    check(static_cast<int>(::write(file, text.data(), text.size())));
+    return file;
+}
+
 void writeMarker(const std::string& path, const std::string& name, const std::string& text) {
     const std::string temporary = below(path, ".new");
-    const int file =
-        check(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    check(static_cast<int>(::write(file, text.data(), text.size())));
-    check(::close(file));
+    check(::close(writeNew(temporary, text)));
     check(::rename(temporary.c_str(), below(path, name).append(markerExtension).c_str()));
 }
 
@@ -149,6 +155,34 @@ std::size_t listRaw(const std::string& directory) {
     std::size_t bytes = 0;
     forEachDirectory(directory, [&](const std::string& path) { bytes += openOne(path); });
     return bytes;
+}
+
+std::size_t lastRaw(const std::string& directory, std::size_t count) {
+    std::vector<std::string> found;
+    forEachDirectory(directory, [&](const std::string& path) { found.push_back(path); });
+    count = std::min(count, found.size());
+    const auto end = found.begin() + static_cast<std::ptrdiff_t>(count);
+    std::partial_sort(found.begin(), end, found.end(), std::greater<>());
+    return std::accumulate(
+        found.begin(), end, std::size_t{0},
+        [](std::size_t bytes, const std::string& path) { return bytes + openOne(path); });
+}
+
+void saveRaw(const std::string& path, const std::string& text) {
+    const std::string directory = path.substr(0, path.rfind('/'));
+    const std::string temporary = below(directory, ".new");
+    const int file = writeNew(temporary, text);
+    check(::fsync(file));
+    check(::close(file));
+    check(::rename(temporary.c_str(), path.c_str()));
+    const int place = check(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    check(::fsync(place));
+    check(::close(place));
+}
+
+void lookRaw(const std::string& path) {
+    struct stat info {};
+    check(::lstat(path.c_str(), &info));
 }
 
 void copyRaw(const std::string& source, const std::string& target) {

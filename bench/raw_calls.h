@@ -21,6 +21,16 @@ std::size_t listRaw(const std::string& directory);
 /// in order. Returns how many there are.
 std::size_t findRaw(const std::string& directory);
 
+/// Reads the marker files of the `count` greatest of those directories, of which it lists the names
+/// alone. Returns the bytes read.
+std::size_t lastRaw(const std::string& directory, std::size_t count);
+
+/// Replaces the file in one step, with its bytes and its name flushed.
+void saveRaw(const std::string& path, const std::string& text);
+
+/// Looks at what is at `path`.
+void lookRaw(const std::string& path);
+
 /// As `createRaw`, by one of several processes: each lists `directory` for the greatest number, and
 /// takes the next that is free.
 void createByScanRaw(const std::string& directory, std::size_t count, const std::string& text);

@@ -18,26 +18,8 @@ using bench::createResults;
 using bench::Directory;
 using bench::markerText;
 using bench::measure;
-using vesta2::ResultDirectoryManager;
-
-std::size_t openResults(const std::string& directory, std::size_t begin, std::size_t end) {
-    std::size_t opened = 0;
-    for (std::size_t i = begin; i < end; ++i) {
-        std::string path = std::to_string(i);
-        path.insert(0, 5 - path.size(), '0').insert(0, directory + "/r");
-        opened += ResultDirectoryManager::open(path.c_str(), true, nullptr) ? 1 : 0;
-    }
-    return opened;
-}
-
-std::size_t listResults(const std::string& directory) {
-    std::size_t listed = 0;
-    const auto group = vesta2::INodeGroup::open(directory.c_str());
-    for (auto nodes = group->getNodes("*", 0); !nodes.at_end(); nodes.next()) {
-        listed += nodes.current()->getCreationTime() != 0 ? 1 : 0;
-    }
-    return listed;
-}
+using bench::openResults;
+using bench::style;
 
 void create(benchmark::State& state) {
     const auto count = static_cast<std::size_t>(state.range(0));
@@ -51,60 +33,72 @@ void open(benchmark::State& state) {
     const Directory directory;
     createResults(directory.path(), count);
     measure(
-        state, count, [&] { benchmark::DoNotOptimize(openResults(directory.path(), 0, count)); },
+        state, count, [&] { openResults(directory.path(), 0, count); },
         [&] { benchmark::DoNotOptimize(bench::openRaw(directory.path(), count)); }, 1.6);
 }
 
-void list(benchmark::State& state) {
+/// Of a directory with so many results, a project's if `isProject`.
+template <class Library, class Raw>
+void readAll(benchmark::State& state, const Library& library, const Raw& raw, double goal,
+             bool isProject = false) {
     const auto count = static_cast<std::size_t>(state.range(0));
     const Directory directory;
+    if (isProject) {
+        vesta2::IProject::create(directory.path().c_str(), nullptr, false);
+    }
     createResults(directory.path(), count);
     measure(
-        state, count, [&] { benchmark::DoNotOptimize(listResults(directory.path())); },
-        [&] { benchmark::DoNotOptimize(bench::listRaw(directory.path())); }, 0);
+        state, count, [&] { benchmark::DoNotOptimize(library(directory.path())); },
+        [&] { benchmark::DoNotOptimize(raw(directory.path())); }, goal);
 }
 
+void find(benchmark::State& state) { readAll(state, bench::findResults, bench::findRaw, 1.15); }
+void list(benchmark::State& state) { readAll(state, bench::listResults, bench::listRaw, 0); }
 void listProject(benchmark::State& state) {
-    const auto count = static_cast<std::size_t>(state.range(0));
-    const Directory directory;
-    vesta2::IProject::create(directory.path().c_str(), nullptr, false);
-    createResults(directory.path(), count);
-    measure(
-        state, count, [&] { benchmark::DoNotOptimize(listResults(directory.path())); },
-        [&] { benchmark::DoNotOptimize(bench::listRaw(directory.path())); }, 0);
+    readAll(state, bench::listResults, bench::listRaw, 0, true);
 }
 
-void find(benchmark::State& state) {
-    const auto count = static_cast<std::size_t>(state.range(0));
+/// Of one result, again and again; a second save of the same has no change.
+template <class Raw>
+void save(benchmark::State& state, bool isChanged, std::size_t saves, const Raw& raw, double goal) {
     const Directory directory;
-    createResults(directory.path(), count);
+    createResults(directory.path(), 1);
+    const std::string result = bench::resultPath(directory.path(), 0);
     measure(
-        state, count,
+        state, saves, [&] { bench::saveResult(result, saves, isChanged); },
         [&] {
-            vesta2::FileSet found;
-            vesta2::findPatternedMarkerFileOrLink("*", directory.path().c_str(),
-                                                  vesta2::FileSet(".zentor"), found, 0, false);
-            benchmark::DoNotOptimize(found.size());
+            for (std::size_t i = 0; i < saves; ++i) {
+                raw(result + "/r00000.zentor");
+            }
         },
-        [&] { benchmark::DoNotOptimize(bench::findRaw(directory.path())); }, 1.15);
+        goal);
+}
+
+void saveChange(benchmark::State& state) {
+    save(
+        state, true, 200, [](const std::string& marker) { bench::saveRaw(marker, markerText); },
+        1.5);
+}
+
+/// The goal is a time: what need not be done has no raw calls but a look.
+void saveWithoutChange(benchmark::State& state) {
+    constexpr double goal = 10;
+    save(state, false, 2000, bench::lookRaw, 0);
+    state.counters["goal_us"] = goal;
+    state.SetLabel(state.counters["us"] <= goal ? "holds" : "misses");
 }
 
 /// What is deleted is made anew each time, outside the measurement.
 void purge(benchmark::State& state) {
     const auto count = static_cast<std::size_t>(state.range(0));
-    double librarySum = 0;
-    double rawSum = 0;
-    for ([[maybe_unused]] auto _ : state) {
+    bench::measurePairs(state, count, 2.0, [count] {
         const Directory directory;
         createResults(directory.path(), count);
         const auto group = vesta2::INodeGroup::open(directory.path().c_str());
-        const double elapsed = bench::timed([&] { group->purge("*", 0); });
+        const double library = bench::timed([&] { group->purge("*", 0); });
         bench::createRaw(directory.path(), count, markerText);
-        rawSum += bench::timed([&] { bench::purgeRaw(directory.path()); });
-        librarySum += elapsed;
-        state.SetIterationTime(elapsed);
-    }
-    bench::report(state, count, librarySum, rawSum, 2.0);
+        return bench::Pair{library, bench::timed([&] { bench::purgeRaw(directory.path()); })};
+    });
 }
 
 /// Runs `work` in so many processes at once.
@@ -157,16 +151,18 @@ void openByThreads(benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(100)->Arg(1000)->Arg(10000)->UseManualTime()->Unit(benchmark::kMillisecond);
+    benchmark->Apply(style)->Arg(100)->Arg(1000)->Arg(10000);
 }
 
-BENCHMARK(create)->Apply(sizes)->MinTime(0.1);
+BENCHMARK(create)->Apply(sizes);
+BENCHMARK(createByProcesses)->Apply(style)->Arg(4000);
 BENCHMARK(open)->Apply(sizes);
-BENCHMARK(list)->Apply(sizes);
+BENCHMARK(openByThreads)->Apply(style)->Arg(10000);
 BENCHMARK(find)->Apply(sizes);
-BENCHMARK(purge)->Apply(sizes)->MinTime(0.1);
-BENCHMARK(createByProcesses)->Arg(4000)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(openByThreads)->Arg(10000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(list)->Apply(sizes);
 BENCHMARK(listProject)->Apply(sizes);
+BENCHMARK(saveChange)->Apply(style);
+BENCHMARK(saveWithoutChange)->Apply(style);
+BENCHMARK(purge)->Apply(sizes);
 
 }  // namespace
