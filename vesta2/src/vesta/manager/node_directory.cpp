@@ -199,27 +199,35 @@ int lastTaken(const fs::path& parent, const Pattern& pattern, int number,
 /// try all numbers, and the tries grow with the square of their number.
 class Crowd {
 public:
-    /// After each number that another was quicker to take, `cost` after it was tried. Returns
-    /// whether it is a crowd; then the next number is to be looked for, not tried.
-    bool lost(std::chrono::steady_clock::duration cost) {
+    /// After each number that another was quicker to take. Returns whether it is a crowd: then the
+    /// next number is to be looked for, not tried.
+    bool lost() {
         constexpr int inPassing = 3;
         constexpr int mostDoublings = 10;
-        if (++m_losses <= inPassing) {
-            return false;
+        const Clock::duration cost = Clock::now() - m_begun;
+        if (++m_losses > inPassing) {
+            // Each time twice as long, until about one of them comes at a time.
+            pause(cost * (1 << std::min(m_losses - inPassing, mostDoublings)));
         }
-        // Each time twice as long, until about one of them comes at a time.
-        const auto longest = cost * (1 << std::min(m_losses - inPassing, mostDoublings));
-        if (longest > std::chrono::microseconds(200)) {
-            std::random_device random;
-            std::uniform_int_distribution<std::int64_t> part(
-                0, std::min<std::int64_t>(longest.count(), greatestPause.count()));
-            std::this_thread::sleep_for(std::chrono::nanoseconds(part(random)));
-        }
-        return true;
+        m_begun = Clock::now();
+        return m_losses > inPassing;
     }
 
 private:
-    static constexpr std::chrono::nanoseconds greatestPause = std::chrono::seconds(1);
+    using Clock = std::chrono::steady_clock;
+
+    /// Shorter ones than the first the system makes no shorter.
+    static void pause(Clock::duration longest) {
+        using namespace std::chrono_literals;
+        if (longest > 200us) {
+            std::random_device random;
+            std::uniform_int_distribution<Clock::rep> part(
+                0, std::min<Clock::duration>(longest, 5s).count());
+            std::this_thread::sleep_for(Clock::duration(part(random)));
+        }
+    }
+
+    Clock::time_point m_begun = Clock::now();
     int m_losses = 0;
 };
 
@@ -233,9 +241,8 @@ error_t makeNext(const fs::path& parent, const Pattern& pattern, int& number,
         if (number == last) {
             return eUnknown;
         }
-        const auto begin = std::chrono::steady_clock::now();
         result = makeNumbered(parent, pattern, ++number, variables, createdDir);
-        if (result == eAlreadyExists && crowd.lost(std::chrono::steady_clock::now() - begin)) {
+        if (result == eAlreadyExists && crowd.lost()) {
             number = lastTaken(parent, pattern, number, variables);
         }
     }
