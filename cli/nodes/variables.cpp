@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <array>
 #include <boost/filesystem/path.hpp>
+#include <cstdlib>
 #include <ctime>
 #include <string_view>
 
 #include "base/failure.h"
 #include "base/text.h"
+#include "basekit2/files.h"
 #include "basekit2/path.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
@@ -20,7 +22,15 @@
 namespace cli {
 namespace {
 
+/// A name service may be far away, and is asked only when the session does not tell: its login is
+/// by this user, so that its $LOGNAME is this user's name.
 std::string userName() {
+    std::string login;
+    const char* const name = std::getenv("LOGNAME");
+    if (name && *name && basekit2::read_file("/proc/self/loginuid", 32, login) &&
+        login == std::to_string(::geteuid())) {
+        return name;
+    }
     std::array<char, 4096> buffer{};
     passwd entry{};
     passwd* found = nullptr;

@@ -54,7 +54,9 @@ bool read_regular(int file, std::size_t limit, std::string& text, struct stat& i
         return fail(EINVAL);
     }
     const auto size = static_cast<std::uint64_t>(info.st_size);
-    text.resize(static_cast<std::size_t>(std::min<std::uint64_t>(size, limit)) + 1);
+    constexpr std::uint64_t unknownSize = 4096;
+    const std::uint64_t expected = size > 0 ? size : unknownSize;
+    text.resize(static_cast<std::size_t>(std::min<std::uint64_t>(expected, limit)) + 1);
     for (std::size_t length = 0; length <= limit;) {
         const ssize_t got =
             uninterrupted([&] { return ::read(file, text.data() + length, text.size() - length); });
