@@ -104,11 +104,11 @@ int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& ch
             continue;
         }
         const std::string path = isMissing(node) ? marker : node->getPath();
-        const Json item = session.json ? toJson(describe(node)) : Json();
+        Json item = session.json ? toJson(describe(node)) : Json();
         if (!choice.dryRun) {
             removeNode(node);
         }
-        report.add(path, [&] { return item; });
+        report.add(path, [&] { return std::move(item); });
     }
     return report.finish({{"dryRun", choice.dryRun}});
 }
