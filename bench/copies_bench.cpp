@@ -2,6 +2,8 @@
 // command that does the same, with that: "ratio" is the library's time over the raw calls', "cp",
 // "rsync" and "du" the commands' time over the raw calls'.
 
+#include <sched.h>
+
 #include <array>
 #include <fstream>
 
@@ -101,6 +103,43 @@ void copyTree(benchmark::State& state) {
         [&] { fs::remove_all(to); });
 }
 
+/// Runs on one processor while it lives.
+class OneProcessor {
+public:
+    OneProcessor() {
+        ::sched_getaffinity(0, sizeof m_before, &m_before);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(::sched_getcpu(), &one);
+        ::sched_setaffinity(0, sizeof one, &one);
+    }
+    ~OneProcessor() { ::sched_setaffinity(0, sizeof m_before, &m_before); }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+
+private:
+    cpu_set_t m_before{};
+};
+
+/// By as many workers as there are processors; what stands for the raw calls is the same by one.
+void copyByWorkers(benchmark::State& state) {
+    const Directory directory;
+    const std::string from = directory.path() + "/from";
+    const std::string to = directory.path() + "/to";
+    makeTree(from, static_cast<std::size_t>(state.range(0)), 4096);
+    const auto copy = [&] {
+        fs::create_directory(to);
+        vesta2::copyWithExcludingFlags(from, to);
+    };
+    compare(
+        state, copy,
+        [&] {
+            const OneProcessor one;
+            copy();
+        },
+        {}, [&] { fs::remove_all(to); });
+}
+
 void size(benchmark::State& state) {
     const Directory directory;
     makeTree(directory.path(), static_cast<std::size_t>(state.range(0)), 100);
@@ -156,6 +195,7 @@ void style(benchmark::internal::Benchmark* benchmark) {
 }
 
 BENCHMARK(copyTree)->Apply(style)->Args({10000, 4096})->Args({20, 50'000'000});
+BENCHMARK(copyByWorkers)->Apply(style)->Arg(10000);
 BENCHMARK(size)->Apply(style)->Arg(10000);
 BENCHMARK(claim)->Apply(style);
 BENCHMARK(look)->Apply(style);

@@ -29,8 +29,8 @@ DirectoryChain::DirectoryChain(descriptor_t top, std::string path) : m_path(std:
     m_steps.push_back({std::move(top), {}, m_path.size()});
 }
 
-std::string DirectoryChain::pathOf(const char* name) const {
-    return m_path.empty() || m_path.back() == '/' ? m_path + name : m_path + '/' + name;
+descriptor_t DirectoryChain::duplicate() const {
+    return descriptor_t(::fcntl(descriptor(), F_DUPFD_CLOEXEC, 0));
 }
 
 bool DirectoryChain::enter(const char* name) {
