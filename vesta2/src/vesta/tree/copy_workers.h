@@ -15,13 +15,15 @@
 
 namespace vesta2 {
 
+using SharedFlag = std::shared_ptr<std::atomic<bool>>;
+
 /// A directory and its copy, open for as long as files of it are on their way.
 struct CopiedDirectory {
     basekit2::descriptor_t source;
     basekit2::descriptor_t target;
     std::string sourcePath;
     std::string targetPath;
-    std::shared_ptr<std::atomic<bool>> isWhole;  ///< false when a step in it has failed
+    SharedFlag isWhole;  ///< false when a step in it has failed
 
     [[nodiscard]] DirectoryView from() const { return {source.get(), sourcePath}; }
     [[nodiscard]] DirectoryView to() const { return {target.get(), targetPath}; }

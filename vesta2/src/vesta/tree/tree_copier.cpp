@@ -11,9 +11,8 @@
 #include "basekit2/bag_io.h"
 #include "basekit2/file_error.h"
 #include "basekit2/files.h"
-#include "copy_workers.h"
+#include "batch_copier.h"
 #include "directory_chain.h"
-#include "file_copier.h"
 #include "level_listing.h"
 #include "tree_walk.h"
 #include "vesta2/names.h"
@@ -25,16 +24,6 @@ namespace fs = boost::filesystem;
 using basekit2::descriptor_t;
 
 namespace {
-
-/// The end of a copy that has failed as a whole or is not wanted any more.
-struct CopyEnded {};
-
-/// So many names are listed before their files are copied.
-constexpr std::size_t batchSize = 64;
-/// Fewer files take less time than it takes to wake a thread for them.
-constexpr std::size_t smallestBatch = 16;
-/// A tree of fewer files is copied before a thread has started.
-constexpr std::size_t smallTree = 64;
 
 /// When a file of a directory is copied: what makes the directory a node comes last of all, when
 /// what lies below it is complete, and behind the marks of its state.
@@ -55,17 +44,17 @@ public:
         : m_request(request),
           m_source(std::move(source), request.source.native()),
           m_target(std::move(destination), request.destination.native()),
-          m_files(request.progress) {}
+          m_files(request.progress, m_source, m_target) {}
 
     bool run() {
         try {
-            goOnUnlessCancelled();
+            m_files.goOnUnlessCancelled();
             noteDestination();
             refuseDestination();
             walkTree(*this);
-            finishBatches();
+            m_files.finish();
             endDirectory();
-            goOnUnlessCancelled();
+            m_files.goOnUnlessCancelled();
             return true;
         } catch (const CopyEnded&) {
             return false;
@@ -78,13 +67,13 @@ public:
     std::vector<std::string> list() {
         std::vector<std::string> subdirectories;
         m_open.emplace_back();
-        m_names.clear();
-        m_shared.reset();
+        m_files.enter(m_open.back().isWhole);
         try {
             forEachEntry(m_source, [&](const basekit2::directory_listing_t& entry) {
-                goOnUnlessCancelled();
+                m_files.goOnUnlessCancelled();
                 std::string name(entry.name());
-                if (basekit2::is_bag_temporary(name) || skipOnExport(name, m_request.exclusions)) {
+                if (!*m_open.back().isWhole || basekit2::is_bag_temporary(name) ||
+                    skipOnExport(name, m_request.exclusions)) {
                     return;
                 }
                 const unsigned char kind = entry.kind();
@@ -94,7 +83,7 @@ public:
                     noteFile(std::move(name));
                 }
             });
-            copyNoted();
+            m_files.copyRest(m_open.back().marks.empty());
         } catch (const boost::system::system_error& e) {
             endLevel(e);
         }
@@ -102,10 +91,12 @@ public:
     }
 
     Next enter(const std::string& name) {
-        goOnUnlessCancelled();
+        m_files.goOnUnlessCancelled();
         try {
             makeLike(name);
         } catch (const boost::system::system_error& e) {
+            // The files came before.
+            m_files.finish();
             endLevel(e);
             return Next::up;
         }
@@ -116,7 +107,7 @@ public:
         endDirectory();
         m_source.leave();
         m_target.leave();
-        goOnUnlessCancelled();
+        m_files.goOnUnlessCancelled();
         return true;
     }
 
@@ -127,24 +118,15 @@ private:
         bool operator<(const Mark& other) const { return turn < other.turn; }
     };
 
-    void goOnUnlessCancelled() const {
-        if (m_files.isCancelled()) {
-            throw CopyEnded();
-        }
-    }
-
     /// A directory with its files, whose subdirectories are being copied.
     struct OpenDirectory {
         std::vector<Mark> marks;
-        /// Of those that are on their way with a batch, too.
-        std::shared_ptr<std::atomic<bool>> isWhole = std::make_shared<std::atomic<bool>>(true);
+        SharedFlag isWhole = std::make_shared<std::atomic<bool>>(true);
     };
 
-    void endLevel(const boost::system::system_error& e) { endLevel(e, *m_open.back().isWhole); }
-
-    static void endLevel(const boost::system::system_error& e, std::atomic<bool>& isWhole) {
+    void endLevel(const boost::system::system_error& e) {
         failWith(e);
-        isWhole = false;
+        *m_open.back().isWhole = false;
     }
 
     void noteDestination() {
@@ -170,100 +152,11 @@ private:
 
     void noteFile(std::string name) {
         const Turn turn = turnOf(name, nodeMarkerExtensions());
-        if (turn != Turn::atOnce) {
-            m_open.back().marks.push_back({turn, std::move(name)});
-            return;
-        }
-        m_names.push_back(std::move(name));
-        if (m_names.size() == batchSize) {
-            copyNoted();
-        }
-    }
-
-    /// Copies what was noted of the present directory, or has a worker do it.
-    void copyNoted() {
-        std::vector<std::string> names = std::exchange(m_names, {});
-        m_fileCount += names.size();
-        if (isForWorkers(names.size())) {
-            m_workers.give({m_shared, std::move(names), {}});
+        if (turn == Turn::atOnce) {
+            m_files.add(std::move(name));
         } else {
-            copyFiles(m_source.view(), names, m_target.view());
+            m_open.back().marks.push_back({turn, std::move(name)});
         }
-        while (std::optional<CopyBatch> batch = m_workers.next(CopyWorkers::Wait::no)) {
-            settle(*batch);
-        }
-    }
-
-    bool isForWorkers(std::size_t count) {
-        // The marks of a small directory would wait for the worker.
-        const bool pays = m_fileCount > smallTree && count >= smallestBatch &&
-                          (count == batchSize || m_open.back().marks.empty());
-        return pays && m_workers.wantMore() && share();
-    }
-
-    /// False when there are no descriptors left for it.
-    bool share() {
-        if (m_shared) {
-            return true;
-        }
-        descriptor_t source = m_source.duplicate();
-        descriptor_t target = m_target.duplicate();
-        if (!source || !target) {
-            return false;
-        }
-        m_shared = std::make_shared<CopiedDirectory>(
-            CopiedDirectory{std::move(source), std::move(target), m_source.path(), m_target.path(),
-                            m_open.back().isWhole});
-        return true;
-    }
-
-    void finishBatches() {
-        while (std::optional<CopyBatch> batch = m_workers.next(CopyWorkers::Wait::yes)) {
-            settle(*batch);
-        }
-    }
-
-    /// Tells of what a worker has copied, and copies what it has left.
-    void settle(const CopyBatch& batch) {
-        const CopiedDirectory& directory = *batch.directory;
-        for (const CopyBatch::Done& file : batch.done) {
-            goOnUnlessCancelled();
-            announce(directory.from(), file.name);
-            if (m_request.progress && file.size) {
-                m_request.progress->advance(*file.size);
-            }
-        }
-        try {
-            if (*directory.isWhole) {
-                copyFiles(directory.from(), batch.names, directory.to());
-            }
-        } catch (const boost::system::system_error& e) {
-            endLevel(e, *directory.isWhole);
-        }
-    }
-
-    void copyFiles(const DirectoryView& from, const std::vector<std::string>& names,
-                   const DirectoryView& to) {
-        for (const std::string& name : names) {
-            goOnUnlessCancelled();
-            copyFile(from, name, to, name);
-        }
-    }
-
-    void announce(const DirectoryView& directory, const std::string& name) {
-        if (m_request.progress) {
-            m_request.progress->setCurrentItem(directory.pathOf(name.c_str()).c_str());
-        }
-    }
-
-    bool copyFile(const DirectoryView& from, const std::string& name, const DirectoryView& to,
-                  const std::string& copiedName) {
-        announce(from, name);
-        const FileCopier::Copied copied = m_files.copy(from, name, to, copiedName);
-        if (copied == FileCopier::Copied::cancelled) {
-            throw CopyEnded();
-        }
-        return copied == FileCopier::Copied::whole;
     }
 
     /// All below the present directory is copied: now it may become a node.
@@ -271,7 +164,7 @@ private:
         OpenDirectory directory = std::move(m_open.back());
         m_open.pop_back();
         if (!directory.marks.empty()) {
-            finishBatches();
+            m_files.finish();
         }
         if (!*directory.isWhole) {
             return;
@@ -279,7 +172,7 @@ private:
         std::stable_sort(directory.marks.begin(), directory.marks.end());
         try {
             for (const Mark& mark : directory.marks) {
-                goOnUnlessCancelled();
+                m_files.goOnUnlessCancelled();
                 copyMark(mark.name);
             }
         } catch (const boost::system::system_error& e) {
@@ -290,7 +183,7 @@ private:
     /// A marker is never seen half written.
     void copyMark(const std::string& name) {
         const std::string temporary = basekit2::make_bag_temporary();
-        if (copyFile(m_source.view(), name, m_target.view(), temporary)) {
+        if (m_files.copy(m_source.view(), name, m_target.view(), temporary)) {
             const std::string& wanted = nameInCopy(name);
             if (!basekit2::rename_exclusively(m_target.descriptor(), temporary.c_str(),
                                               wanted.c_str())) {
@@ -362,13 +255,9 @@ private:
     const TreeCopyRequest& m_request;
     DirectoryChain m_source;
     DirectoryChain m_target;
-    FileCopier m_files;
+    BatchCopier m_files;
     FileId m_destination;
     std::vector<OpenDirectory> m_open;  ///< from the top to the present one
-    std::vector<std::string> m_names;   ///< of files of the present one, yet to be copied
-    std::shared_ptr<const CopiedDirectory> m_shared;  ///< the present one, for workers
-    std::size_t m_fileCount = 0;
-    CopyWorkers m_workers;
 };
 
 }  // namespace
