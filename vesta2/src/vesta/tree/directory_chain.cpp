@@ -61,7 +61,8 @@ void DirectoryChain::leave() {
     m_steps.pop_back();
     Step& step = m_steps.back();
     m_path.resize(step.pathLength);
-    if (step.directory) {
+    // The top may be AT_FDCWD, which is no descriptor but serves as one.
+    if (step.directory || isAtTop()) {
         return;
     }
     descriptor_t above(::openat(left.get(), "..", openFlags));

@@ -27,7 +27,8 @@ struct DirectoryView {
 /// cannot redirect the walk out of the tree. For one thread.
 class DirectoryChain {
 public:
-    /// `path` is how the top is named in messages.
+    /// `path` is how the top is named in messages. The top may be AT_FDCWD, if all that is entered
+    /// from there has an absolute name.
     DirectoryChain(basekit2::descriptor_t top, std::string path);
 
     /// Of the directory at the end; open until the chain changes.
