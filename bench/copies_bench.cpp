@@ -1,6 +1,8 @@
 // Copies of trees, claims and sizes, in turn with the raw system calls, and copies with the
 // commands that do the same: "cp" and "rsync" are the commands' time over the raw calls'.
 
+#include <sched.h>
+
 #include <array>
 #include <fstream>
 
@@ -81,6 +83,43 @@ void copyTree(benchmark::State& state) {
     }
 }
 
+/// Runs on one processor while it lives.
+class OneProcessor {
+public:
+    OneProcessor() {
+        ::sched_getaffinity(0, sizeof m_before, &m_before);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(::sched_getcpu(), &one);
+        ::sched_setaffinity(0, sizeof one, &one);
+    }
+    ~OneProcessor() { ::sched_setaffinity(0, sizeof m_before, &m_before); }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+
+private:
+    cpu_set_t m_before{};
+};
+
+/// By as many workers as there are processors; what stands for the raw calls is the same by one.
+void copyByWorkers(benchmark::State& state) {
+    const Directory directory;
+    const std::string from = directory.path() + "/from";
+    const std::string to = directory.path() + "/to";
+    makeTree(from, static_cast<std::size_t>(state.range(0)), 4096);
+    const auto copy = [&] {
+        fs::create_directory(to);
+        vesta2::copyWithExcludingFlags(from, to);
+    };
+    compare(
+        state, copy,
+        [&] {
+            const OneProcessor one;
+            copy();
+        },
+        {}, [&] { fs::remove_all(to); });
+}
+
 void size(benchmark::State& state) {
     const auto count = static_cast<std::size_t>(state.range(0));
     const Directory directory;
@@ -142,6 +181,7 @@ void look(benchmark::State& state) {
 }
 
 BENCHMARK(copyTree)->Apply(style)->Args({10000, 4096})->Args({20, 50'000'000});
+BENCHMARK(copyByWorkers)->Apply(style)->Arg(10000);
 BENCHMARK(size)->Apply(style)->Arg(10000);
 BENCHMARK(sizeByProgram)->Apply(style)->Arg(10000);
 BENCHMARK(claim)->Apply(style);

@@ -25,10 +25,12 @@ struct Progress : notify2::IProgress {
         ++starts;
     }
     void advance(double amount) override {
+        EXPECT_EQ(std::this_thread::get_id(), caller);
         done += amount;
         steps[item].push_back(amount);
     }
     void setCurrentItem(const char* path) override {
+        EXPECT_EQ(std::this_thread::get_id(), caller);
         item = path;
         steps[item];
         atItem();
@@ -37,8 +39,12 @@ struct Progress : notify2::IProgress {
         ++finishes;
         atEnd();
     }
-    bool isCancelled() override { return questions++ == cancelAt; }
+    bool isCancelled() override {
+        EXPECT_EQ(std::this_thread::get_id(), caller);
+        return questions++ == cancelAt;
+    }
 
+    std::thread::id caller = std::this_thread::get_id();
     int cancelAt;
     double total = 0;
     double done = 0;
@@ -157,6 +163,56 @@ TEST_F(CopyTest, LargeAndManyFilesComeOverWhole) {
     EXPECT_TRUE(contents("r000") == contents("copy"));
 }
 
+TEST_F(CopyTest, WorkersKeepTheOrderOfMarksAndLeaveSignalsToTheApplication) {
+    for (int i = 0; i < 2000; ++i) {
+        writeFile("from/" + std::to_string(i % 10) + "/below/" + std::to_string(i),
+                  std::string(i % 50 == 0 ? 100'000U : 10U, 'x'));
+        writeFile("from/" + std::to_string(i % 10) + "/r.zentor", "");
+    }
+    fs::create_directory("to");
+    unsigned workers = 0;
+    Progress progress;
+    progress.atItem = [&] {
+        for (const fs::directory_entry& task : fs::directory_iterator("/proc/self/task")) {
+            const std::string status = readFile((task.path() / "status").string());
+            const bool isWorker = task.path().filename() != std::to_string(::gettid());
+            workers += isWorker ? 1 : 0;
+            EXPECT_TRUE(!isWorker || status.find("\nSigBlk:\tfffffff") != std::string::npos);
+        }
+        const std::string item = progress.item.substr(at("from").size());
+        if (item.ends_with("/r.zentor")) {
+            const std::string below = item.substr(0, 3) + "below";
+            EXPECT_TRUE(contents("from" + below) == contents("to" + below));
+        }
+    };
+    EXPECT_EQ(copyTree(at("from"), "to", {}, &progress), Outcome(true, eOK));
+    EXPECT_TRUE(contents("from") == contents("to"));
+    EXPECT_TRUE(workers > 0 || std::thread::hardware_concurrency() == 1);
+}
+
+TEST_F(CopyTest, WorkersFailAsOneThreadDoes) {
+    asOrdinaryUser([] {
+        for (int i = 0; i < 300; ++i) {
+            writeFile("from/good/" + std::to_string(i), "");
+            writeFile("from/bad/" + std::to_string(i), "");
+        }
+        for (const char* marker : {"from/r.zentor", "from/bad/r.zentor", "from/good/r.zentor"}) {
+            writeFile(marker, "");
+        }
+        ::chmod("from/bad/150", 0);
+        for (const bool canStartThreads : {true, false}) {
+            constexpr rlimit none{0, 0};
+            ASSERT_TRUE(canStartThreads || ::setrlimit(RLIMIT_NPROC, &none) == 0);
+            fs::create_directory("to");
+            EXPECT_EQ(copyTree("from", "to"), Outcome(true, eInsufficientPermissions));
+            EXPECT_TRUE(contents("from/good") == contents("to/good"));
+            EXPECT_TRUE(fs::exists("to/r.zentor") && !fs::exists("to/bad/r.zentor"));
+            EXPECT_FALSE(fs::exists("to/bad/150"));
+            removeTree("to");
+        }
+    });
+}
+
 TEST_F(CopyTest, ADeepTreeNeedsNeitherStackNorDescriptorsNorPaths) {
     constexpr unsigned levels = 5000;
     constexpr unsigned sideways = levels / 20;
@@ -234,7 +290,7 @@ TEST_F(CopyTest, RemovalIsNotLedOutsideByADirectoryThatTurnsIntoALink) {
 
 TEST_F(CopyTest, CancelledCopyLeavesNothing) {
     play("result r000; hold r r000; flag r mine");
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 210; ++i) {
         writeFile("r000/data." + std::to_string(i % 7) + "/" + std::to_string(i),
                   std::string(i % 5 * 1000U, 'x'));
     }

@@ -90,6 +90,16 @@ bool match_wildcards(const characters_t& pattern, const characters_t& text) {
     return p == pattern.size();
 }
 
+constexpr const char* wildcards = "*?[";
+
+/// Whether `pattern` asks for nothing but an end that begins with an ASCII character, at which no
+/// other character can go on: then the bytes tell. Most patterns of files are like this.
+bool is_plain_end(std::string_view pattern) {
+    return pattern.size() > 1 && pattern[0] == '*' &&
+           static_cast<unsigned char>(pattern[1]) < 0x80 &&
+           pattern.find_first_of(wildcards, 1) == std::string_view::npos;
+}
+
 }  // namespace
 
 std::string_view path_t::last_component() const noexcept {
@@ -114,7 +124,10 @@ path_t path_t::join(std::string_view name) const {
 }
 
 bool path_t::match(std::string_view pattern) const {
-    if (pattern.find_first_of("*?[") != std::string_view::npos) {
+    if (is_plain_end(pattern)) {
+        return m_text.ends_with(pattern.substr(1));
+    }
+    if (pattern.find_first_of(wildcards) != std::string_view::npos) {
         return match_wildcards(decode(pattern), decode(m_text));
     }
     return pattern.starts_with('.') ? m_text.ends_with(pattern) : m_text == pattern;

@@ -25,15 +25,20 @@ namespace vesta2 {
 /// temporary name until they are whole, and only if all else directly in it was copied: a copy that
 /// was interrupted is no node.
 ///
-/// `progress` may be null. It is told of each file before it is copied, and once of its size when
-/// it was, or in steps when that is more than 8 MiB. Cancelling takes effect between entries and
+/// The files of a tree that has many are copied by several threads, as many as the calling thread
+/// may use processors, at most 8. They end with the call and take no signals.
+///
+/// `progress` may be null. It is called on the calling thread only. It is told of each file before
+/// it is copied, of small ones that another thread copies afterwards, and once of its size when it
+/// was, or in steps when that is more than 8 MiB. Cancelling takes effect between entries and
 /// within large files.
 ///
 /// Returns: false when it was cancelled, when a directory to be made is there already, when
 /// `destination` lies below `source`, or for an empty path. What was copied until then stays.
 /// Deliberate: returns true when a step FAILED (a file that is there already, that cannot be read
 /// or written): the rest of that directory is left out, its parent goes on, and the status tells
-/// the last such failure.
+/// the last such failure. Which files are the rest depends on the order of the listing, and on what
+/// other threads copy meanwhile.
 /// Status: `eParameterError` for an empty path, `eInvalidPath` for a copy into itself, else that of
 /// the last step that failed. It stays as it is when none fails: set it to `eOK` first. Disk:
 /// nothing is written outside of `destination`, and nothing in `source` but times of access.

@@ -1,7 +1,8 @@
 #pragma once
 /// Progress and cancellation of a long operation.
 ///
-/// The operation calls the object on the thread that it runs on, and on no other.
+/// The operation calls the object on the thread that it was called on, and on no other, also when
+/// it has more threads.
 
 #include "basekit2/export.h"
 
@@ -15,7 +16,8 @@ public:
     virtual void start(const char* message, double total) = 0;
     /// Work has been done since the last call. Units: those of `total`.
     virtual void advance(double amount) = 0;
-    /// `path` is worked on next, a full path. Lifetime: valid during the call.
+    /// `path` is worked on next, a full path; what other threads work on is told when it is done.
+    /// Lifetime: valid during the call.
     virtual void setCurrentItem(const char* path) = 0;
     /// Called once at the end, after success and after failure.
     virtual void finish() = 0;

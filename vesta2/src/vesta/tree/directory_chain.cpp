@@ -29,8 +29,8 @@ DirectoryChain::DirectoryChain(descriptor_t top, std::string path) : m_path(std:
     m_steps.push_back({std::move(top), {}, m_path.size()});
 }
 
-std::string DirectoryChain::pathOf(const char* name) const {
-    return m_path.empty() || m_path.back() == '/' ? m_path + name : m_path + '/' + name;
+descriptor_t DirectoryChain::duplicate() const {
+    return descriptor_t(::fcntl(descriptor(), F_DUPFD_CLOEXEC, 0));
 }
 
 bool DirectoryChain::enter(const char* name) {
@@ -61,7 +61,8 @@ void DirectoryChain::leave() {
     m_steps.pop_back();
     Step& step = m_steps.back();
     m_path.resize(step.pathLength);
-    if (step.directory) {
+    // The top may be AT_FDCWD, which is no descriptor but serves as one.
+    if (step.directory || isAtTop()) {
         return;
     }
     descriptor_t above(::openat(left.get(), "..", openFlags));

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <limits>
 
 #include "../discovery/extensions.h"
 #include "../foundation/locked_files.h"
@@ -22,12 +21,10 @@ using basekit2::descriptor_t;
 
 namespace {
 
-/// Up to here one read and one write cost less than asking the kernel for anything cleverer.
-constexpr std::uint64_t smallFile = std::uint64_t{64} * 1024;
 /// Between two looks at whether to go on.
 constexpr std::uint64_t chunkSize = std::uint64_t{8} * 1024 * 1024;
 constexpr std::size_t bufferSize = std::size_t{256} * 1024;
-constexpr std::uint64_t toTheEnd = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint64_t toTheEnd = FileCopier::anySize;
 constexpr unsigned blockSize = 512;  ///< the unit of `st_blocks`, whatever the file system's is
 
 /// What a kernel or a file system answers that cannot do it in this place, but would copy plainly.
@@ -102,13 +99,13 @@ void FileCopier::Names::failAtTarget(const char* what) const {
     basekit2::throw_file_error(what, to.pathOf(copiedName.c_str()));
 }
 
-FileCopier::Copied FileCopier::copy(const DirectoryChain& from, const std::string& name,
-                                    const DirectoryChain& to, const std::string& copiedName) {
+FileCopier::Copied FileCopier::copy(const DirectoryView& from, const std::string& name,
+                                    const DirectoryView& to, const std::string& copiedName) {
     const Names names{from, name, to, copiedName};
-    if (isOwnFlagFile(from.descriptor(), name)) {
+    if (isOwnFlagFile(from.descriptor, name)) {
         return Copied::leftOut;
     }
-    const SourceFile source(from.descriptor(), name.c_str());
+    const SourceFile source(from.descriptor, name.c_str());
     if (!source.isOpen()) {
         names.failAtSource("cannot read");
     }
@@ -116,14 +113,17 @@ FileCopier::Copied FileCopier::copy(const DirectoryChain& from, const std::strin
     if (!S_ISREG(info.st_mode)) {
         return Copied::leftOut;
     }
+    if (static_cast<std::uint64_t>(info.st_size) > m_largest) {
+        return Copied::tooLarge;
+    }
     // Private until the copy gets the permissions of the source.
-    descriptor_t target(::openat(to.descriptor(), copiedName.c_str(),
+    descriptor_t target(::openat(to.descriptor, copiedName.c_str(),
                                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                  S_IRUSR | S_IWUSR));
     if (!target) {
         names.failAtTarget("cannot make");
     }
-    UnfinishedFile unfinished(to.descriptor(), copiedName.c_str());
+    UnfinishedFile unfinished(to.descriptor, copiedName.c_str());
     Job job{source.descriptor(), target.get(), info, names};
     if (!copyContent(job)) {
         return Copied::cancelled;

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -11,19 +12,25 @@
 
 namespace vesta2 {
 
-/// Copies files one after the other, and remembers what the file systems cannot do.
+/// Copies files one after the other, and remembers what the file systems cannot do. For one thread.
 class FileCopier {
 public:
-    /// `progress`, which may be null, learns of the bytes that are done.
-    explicit FileCopier(notify2::IProgress* progress) : m_progress(progress) {}
+    static constexpr std::uint64_t anySize = std::numeric_limits<std::uint64_t>::max();
+    /// Up to here one read and one write cost less than asking the kernel for anything cleverer.
+    static constexpr std::uint64_t smallFile = std::uint64_t{64} * 1024;
 
-    enum class Copied { whole, leftOut, cancelled };
+    /// `progress`, which may be null, learns of the bytes that are done. Copies files of at most
+    /// `largest` bytes.
+    explicit FileCopier(notify2::IProgress* progress, std::uint64_t largest = anySize)
+        : m_progress(progress), m_largest(largest) {}
 
-    /// Copies the regular file `name` of the directory at the end of one chain into that of another
-    /// under `copiedName`, which nothing there may have. `leftOut`: it is no regular file any more,
-    /// or one that this process has locked for a flag.
+    enum class Copied { whole, leftOut, tooLarge, cancelled };
+
+    /// Copies the regular file `name` of one directory into another under `copiedName`, which
+    /// nothing there may have. `leftOut`: it is no regular file any more, or one that this process
+    /// has locked for a flag.
     /// Throws `boost::filesystem::filesystem_error` when it fails. No part of a copy is left.
-    Copied copy(const DirectoryChain& from, const std::string& name, const DirectoryChain& to,
+    Copied copy(const DirectoryView& from, const std::string& name, const DirectoryView& to,
                 const std::string& copiedName);
 
     [[nodiscard]] bool isCancelled() const { return m_progress && m_progress->isCancelled(); }
@@ -31,9 +38,9 @@ public:
 private:
     /// What is copied whereto: for messages, so that no path is built for a file that has none.
     struct Names {
-        const DirectoryChain& from;
+        const DirectoryView& from;
         const std::string& name;
-        const DirectoryChain& to;
+        const DirectoryView& to;
         const std::string& copiedName;
 
         [[noreturn]] void failAtSource(const char* what) const;
@@ -59,6 +66,7 @@ private:
     void reportWhole(const Job& job);
 
     notify2::IProgress* m_progress;
+    std::uint64_t m_largest;
     bool m_canShare = true;
     bool m_canCopyInKernel = true;
     std::vector<char> m_buffer;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <fcntl.h>
-
 #include "basekit2/directory_listing.h"
 #include "basekit2/file_error.h"
 #include "directory_chain.h"
@@ -13,7 +11,7 @@ namespace vesta2 {
 template <class Visit>
 void forEachEntry(const DirectoryChain& chain, const Visit& visit) {
     // A listing closes what it lists.
-    basekit2::descriptor_t own(::fcntl(chain.descriptor(), F_DUPFD_CLOEXEC, 0));
+    basekit2::descriptor_t own = chain.duplicate();
     if (!own) {
         basekit2::throw_file_error("cannot list the directory", chain.path());
     }

@@ -158,24 +158,28 @@ descriptor_t openInside(const fs::path& inside, const fs::path& path) {
 /// Deletes the entry `name`, which may be a whole path, of the directory `parent`.
 std::uintmax_t removeEntry(descriptor_t parent, const fs::path& parentPath, const std::string& name,
                            const FileId* only) {
-    if (!parent) {
+    if (!parent && parent.get() != AT_FDCWD) {
         basekit2::throw_file_error("cannot delete", name);
     }
     return Remover(DirectoryChain(std::move(parent), parentPath.native()), name, only).run();
 }
 
-descriptor_t workingDirectory() { return descriptor_t(::open(".", O_PATH | O_CLOEXEC)); }
+/// Where the lookup of `path` begins. A relative one stays below the working directory of now; for
+/// an absolute one nothing need be open.
+descriptor_t startOf(const fs::path& path) {
+    return descriptor_t(path.is_absolute() ? AT_FDCWD : ::open(".", O_PATH | O_CLOEXEC));
+}
 
 }  // namespace
 
 std::uintmax_t removeTree(const fs::path& path, const fs::path& inside) {
-    return inside.empty() ? removeEntry(workingDirectory(), {}, path.native(), nullptr)
+    return inside.empty() ? removeEntry(startOf(path), {}, path.native(), nullptr)
                           : removeEntry(openInside(inside, path.parent_path()), path.parent_path(),
                                         path.filename().native(), nullptr);
 }
 
 std::uintmax_t removeTree(const fs::path& path, const FileId& id) {
-    return removeEntry(workingDirectory(), {}, path.native(), &id);
+    return removeEntry(startOf(path), {}, path.native(), &id);
 }
 
 bool staysInside(const fs::path& inside, const fs::path& path) {

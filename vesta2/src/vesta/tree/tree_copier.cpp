@@ -11,8 +11,8 @@
 #include "basekit2/bag_io.h"
 #include "basekit2/file_error.h"
 #include "basekit2/files.h"
+#include "batch_copier.h"
 #include "directory_chain.h"
-#include "file_copier.h"
 #include "level_listing.h"
 #include "tree_walk.h"
 #include "vesta2/names.h"
@@ -24,9 +24,6 @@ namespace fs = boost::filesystem;
 using basekit2::descriptor_t;
 
 namespace {
-
-/// The end of a copy that has failed as a whole or is not wanted any more.
-struct CopyEnded {};
 
 /// When a file of a directory is copied: what makes the directory a node comes last of all, when
 /// what lies below it is complete, and behind the marks of its state.
@@ -47,16 +44,17 @@ public:
         : m_request(request),
           m_source(std::move(source), request.source.native()),
           m_target(std::move(destination), request.destination.native()),
-          m_files(request.progress) {}
+          m_files(request.progress, m_source, m_target) {}
 
     bool run() {
         try {
-            goOnUnlessCancelled();
+            m_files.goOnUnlessCancelled();
             noteDestination();
             refuseDestination();
             walkTree(*this);
+            m_files.finish();
             endDirectory();
-            goOnUnlessCancelled();
+            m_files.goOnUnlessCancelled();
             return true;
         } catch (const CopyEnded&) {
             return false;
@@ -69,20 +67,23 @@ public:
     std::vector<std::string> list() {
         std::vector<std::string> subdirectories;
         m_open.emplace_back();
+        m_files.enter(m_open.back().isWhole);
         try {
             forEachEntry(m_source, [&](const basekit2::directory_listing_t& entry) {
-                goOnUnlessCancelled();
+                m_files.goOnUnlessCancelled();
                 std::string name(entry.name());
-                if (basekit2::is_bag_temporary(name) || skipOnExport(name, m_request.exclusions)) {
+                if (!*m_open.back().isWhole || basekit2::is_bag_temporary(name) ||
+                    skipOnExport(name, m_request.exclusions)) {
                     return;
                 }
                 const unsigned char kind = entry.kind();
                 if (kind == DT_DIR) {
                     subdirectories.push_back(std::move(name));
                 } else if (kind == DT_REG) {
-                    copyOrPutOff(std::move(name));
+                    noteFile(std::move(name));
                 }
             });
+            m_files.copyRest(m_open.back().marks.empty());
         } catch (const boost::system::system_error& e) {
             endLevel(e);
         }
@@ -90,10 +91,12 @@ public:
     }
 
     Next enter(const std::string& name) {
-        goOnUnlessCancelled();
+        m_files.goOnUnlessCancelled();
         try {
             makeLike(name);
         } catch (const boost::system::system_error& e) {
+            // The files came before.
+            m_files.finish();
             endLevel(e);
             return Next::up;
         }
@@ -104,7 +107,7 @@ public:
         endDirectory();
         m_source.leave();
         m_target.leave();
-        goOnUnlessCancelled();
+        m_files.goOnUnlessCancelled();
         return true;
     }
 
@@ -115,21 +118,15 @@ private:
         bool operator<(const Mark& other) const { return turn < other.turn; }
     };
 
-    void goOnUnlessCancelled() const {
-        if (m_files.isCancelled()) {
-            throw CopyEnded();
-        }
-    }
-
     /// A directory with its files, whose subdirectories are being copied.
     struct OpenDirectory {
         std::vector<Mark> marks;
-        bool isWhole = true;
+        SharedFlag isWhole = std::make_shared<std::atomic<bool>>(true);
     };
 
     void endLevel(const boost::system::system_error& e) {
         failWith(e);
-        m_open.back().isWhole = false;
+        *m_open.back().isWhole = false;
     }
 
     void noteDestination() {
@@ -153,37 +150,29 @@ private:
         }
     }
 
-    void copyOrPutOff(std::string name) {
+    void noteFile(std::string name) {
         const Turn turn = turnOf(name, nodeMarkerExtensions());
         if (turn == Turn::atOnce) {
-            copyFile(name, name);
+            m_files.add(std::move(name));
         } else {
             m_open.back().marks.push_back({turn, std::move(name)});
         }
-    }
-
-    bool copyFile(const std::string& name, const std::string& copiedName) {
-        if (m_request.progress) {
-            m_request.progress->setCurrentItem(m_source.pathOf(name.c_str()).c_str());
-        }
-        const FileCopier::Copied copied = m_files.copy(m_source, name, m_target, copiedName);
-        if (copied == FileCopier::Copied::cancelled) {
-            throw CopyEnded();
-        }
-        return copied == FileCopier::Copied::whole;
     }
 
     /// All below the present directory is copied: now it may become a node.
     void endDirectory() {
         OpenDirectory directory = std::move(m_open.back());
         m_open.pop_back();
-        if (!directory.isWhole) {
+        if (!directory.marks.empty()) {
+            m_files.finish();
+        }
+        if (!*directory.isWhole) {
             return;
         }
         std::stable_sort(directory.marks.begin(), directory.marks.end());
         try {
             for (const Mark& mark : directory.marks) {
-                goOnUnlessCancelled();
+                m_files.goOnUnlessCancelled();
                 copyMark(mark.name);
             }
         } catch (const boost::system::system_error& e) {
@@ -194,7 +183,7 @@ private:
     /// A marker is never seen half written.
     void copyMark(const std::string& name) {
         const std::string temporary = basekit2::make_bag_temporary();
-        if (copyFile(name, temporary)) {
+        if (m_files.copy(m_source.view(), name, m_target.view(), temporary)) {
             const std::string& wanted = nameInCopy(name);
             if (!basekit2::rename_exclusively(m_target.descriptor(), temporary.c_str(),
                                               wanted.c_str())) {
@@ -266,7 +255,7 @@ private:
     const TreeCopyRequest& m_request;
     DirectoryChain m_source;
     DirectoryChain m_target;
-    FileCopier m_files;
+    BatchCopier m_files;
     FileId m_destination;
     std::vector<OpenDirectory> m_open;  ///< from the top to the present one
 };
