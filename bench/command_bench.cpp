@@ -1,7 +1,6 @@
 // The command as a process, beside a program that does nothing and the raw system calls of the same
-// work. "mib" is the most memory that the command had.
+// work.
 
-#include <algorithm>
 #include <vector>
 
 #include "measure.h"
@@ -16,9 +15,9 @@ using bench::runProgram;
 using bench::style;
 using Words = std::vector<std::string>;
 
-double runCommand(Words words) {
+void runCommand(Words words) {
     words.insert(words.begin(), VESTA2_COMMAND);
-    return runProgram(std::move(words));
+    runProgram(std::move(words));
 }
 
 void runEmpty() { runProgram({EMPTY_PROGRAM}); }
@@ -54,15 +53,13 @@ void commandReads(benchmark::State& state, const Words& words, const Raw& raw, d
     bench::createResults(directory.path(), count);
     Words all = words;
     all.push_back(directory.path());
-    double mib = 0;
     measure(
-        state, count, [&] { mib = std::max(mib, runCommand(all)); },
+        state, count, [&] { runCommand(all); },
         [&] {
             runEmpty();
             benchmark::DoNotOptimize(raw(directory.path()));
         },
         goal);
-    state.counters["mib"] = mib;
 }
 
 void commandList(benchmark::State& state) { commandReads(state, {"list"}, bench::listRaw, 1.9); }

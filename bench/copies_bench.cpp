@@ -146,7 +146,7 @@ void sizeByProgram(benchmark::State& state) {
 }
 
 void claim(benchmark::State& state) {
-    constexpr std::size_t claims = 1000;
+    constexpr std::size_t claims = 100;
     const Directory directory;
     bench::createResults(directory.path(), 1);
     const std::string result = bench::resultPath(directory.path(), 0);

@@ -1,7 +1,5 @@
 // Does one thing so many times, to be counted from outside: what two runs differ by is the work's
-// own. Prints the seconds that the work took, and the KiB of memory that the process had at most.
-
-#include <sys/resource.h>
+// own. Prints the seconds that the work took.
 
 #include <chrono>
 #include <cstdio>
@@ -52,9 +50,7 @@ int main(int count, char** words) {
         const auto begin = std::chrono::steady_clock::now();
         works().at(words[1])(words[3], std::stoul(words[2]));
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-        rusage usage{};
-        ::getrusage(RUSAGE_SELF, &usage);
-        std::printf("%.6f %ld\n", elapsed.count(), usage.ru_maxrss);
+        std::printf("%.6f\n", elapsed.count());
     } catch (const std::exception& e) {
         std::fprintf(stderr, "counted_work: %s\n", e.what());
         return 1;

@@ -5,14 +5,15 @@
 few=10 many=30
 counted_work=$programs/counted_work
 
-# Counters, each: WORK COUNT DIRECTORY
-calls() {
-    strace -f -c -U calls,name -o report -e 'trace=!brk,mmap,munmap,mprotect,madvise,futex' \
-        "$counted_work" "$@" >out
+# PROGRAM ARGUMENT...: but for those on its memory and its threads.
+calls_of() {
+    strace -f -c -U calls,name -o report -e 'trace=!brk,mmap,munmap,mprotect,madvise,futex' "$@" >out
     awk '$2 == "total" { print $1 }' report
 }
+
+# Counters, each: WORK COUNT DIRECTORY
+calls() { calls_of "$counted_work" "$@"; }
 milliseconds() { "$counted_work" "$@" | awk '{ print $1 * 1000 }'; }
-kibibytes() { "$counted_work" "$@" | awk '{ print $2 }'; }
 
 # difference COUNTER WORK DIRECTORY_OF_FEW DIRECTORY_OF_MANY
 difference() {

@@ -76,14 +76,14 @@ void save(benchmark::State& state, bool isChanged, std::size_t saves, const Raw&
 
 void saveChange(benchmark::State& state) {
     save(
-        state, true, 200, [](const std::string& marker) { bench::saveRaw(marker, markerText); },
+        state, true, 50, [](const std::string& marker) { bench::saveRaw(marker, markerText); },
         1.5);
 }
 
 /// The goal is a time: what need not be done has no raw calls but a look.
 void saveWithoutChange(benchmark::State& state) {
     constexpr double goal = 10;
-    save(state, false, 2000, bench::lookRaw, 0);
+    save(state, false, 200, bench::lookRaw, 0);
     state.counters["goal_us"] = goal;
     state.SetLabel(state.counters["us"] <= goal ? "holds" : "misses");
 }

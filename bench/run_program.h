@@ -5,8 +5,8 @@
 
 namespace bench {
 
-/// Runs a program to its end, with its output thrown away. Returns the MiB that it took at most.
-/// Throws `std::runtime_error` when it cannot be run or fails.
-double runProgram(std::vector<std::string> words);
+/// Runs a program to its end, with its output thrown away. Throws `std::runtime_error` when
+/// it cannot be run or fails.
+void runProgram(std::vector<std::string> words);
 
 }  // namespace bench
