@@ -57,32 +57,6 @@ private:
     std::vector<double> m_ratios;
 };
 
-void copyTree(benchmark::State& state) {
-    const Directory directory;
-    const std::string from = directory.path() + "/from";
-    const std::string to = directory.path() + "/to";
-    const auto count = static_cast<std::size_t>(state.range(0));
-    makeTree(from, count, static_cast<std::size_t>(state.range(1)));
-    std::array rivals{Rival("cp", {"cp", "-a", from, to}),
-                      Rival("rsync", {"rsync", "-a", from + "/", to})};
-    const auto timedAndUndone = [&to](const auto& work) {
-        const double elapsed = timed(work);
-        fs::remove_all(to);
-        return elapsed;
-    };
-    bench::measurePairs(state, count, 1.0, [&] {
-        const double library = timedAndUndone([&] { bench::copyTree(from, to); });
-        const double raw = timedAndUndone([&] { bench::copyRaw(from, to); });
-        for (Rival& rival : rivals) {
-            timedAndUndone([&] { rival.run(raw); });
-        }
-        return bench::Pair{library, raw};
-    });
-    for (const Rival& rival : rivals) {
-        rival.report(state);
-    }
-}
-
 /// Runs on one processor while it lives.
 class OneProcessor {
 public:
@@ -101,23 +75,54 @@ private:
     cpu_set_t m_before{};
 };
 
+/// What `work` takes until the copy `to` is there, which is deleted then.
+template <class Work>
+double timedCopy(const std::string& to, const Work& work) {
+    const double elapsed = timed(work);
+    fs::remove_all(to);
+    return elapsed;
+}
+
+/// By one worker.
+void copyTree(benchmark::State& state) {
+    const Directory directory;
+    const std::string from = directory.path() + "/from";
+    const std::string to = directory.path() + "/to";
+    const auto count = static_cast<std::size_t>(state.range(0));
+    makeTree(from, count, static_cast<std::size_t>(state.range(1)));
+    std::array rivals{Rival("cp", {"cp", "-a", from, to}),
+                      Rival("rsync", {"rsync", "-a", from + "/", to})};
+    bench::measurePairs(state, count, 1.0, [&] {
+        const double library = timedCopy(to, [&] {
+            const OneProcessor one;
+            bench::copyTree(from, to);
+        });
+        const double raw = timedCopy(to, [&] { bench::copyRaw(from, to); });
+        for (Rival& rival : rivals) {
+            timedCopy(to, [&] { rival.run(raw); });
+        }
+        return bench::Pair{library, raw};
+    });
+    for (const Rival& rival : rivals) {
+        rival.report(state);
+    }
+}
+
 /// By as many workers as there are processors; what stands for the raw calls is the same by one.
 void copyByWorkers(benchmark::State& state) {
     const Directory directory;
     const std::string from = directory.path() + "/from";
     const std::string to = directory.path() + "/to";
-    makeTree(from, static_cast<std::size_t>(state.range(0)), 4096);
-    const auto copy = [&] {
-        fs::create_directory(to);
-        vesta2::copyWithExcludingFlags(from, to);
-    };
-    compare(
-        state, copy,
-        [&] {
+    const auto count = static_cast<std::size_t>(state.range(0));
+    makeTree(from, count, 4096);
+    bench::measurePairs(state, count, 0.65, [&] {
+        const double several = timedCopy(to, [&] { bench::copyTree(from, to); });
+        const double single = timedCopy(to, [&] {
             const OneProcessor one;
-            copy();
-        },
-        {}, [&] { fs::remove_all(to); });
+            bench::copyTree(from, to);
+        });
+        return bench::Pair{several, single};
+    });
 }
 
 void size(benchmark::State& state) {
