@@ -154,13 +154,14 @@ void claim(benchmark::State& state) {
     constexpr std::size_t claims = 100;
     const Directory directory;
     bench::createResults(directory.path(), 1);
-    const std::string result = bench::resultPath(directory.path(), 0);
+    const std::string path = bench::resultPath(directory.path(), 0);
+    const bench::Result result = bench::openResult(path);
     const std::string record(340, 'x');
     measure(
         state, claims, [&] { bench::claimFlag(result, claims); },
         [&] {
             for (std::size_t i = 0; i < claims; ++i) {
-                bench::claimRaw(result + "/raw", record);
+                bench::claimRaw(path + "/raw", record);
             }
         },
         1.15);

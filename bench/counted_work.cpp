@@ -24,14 +24,16 @@ const std::map<std::string, Work>& works() {
         {"hold", [](const auto& directory, auto) { bench::holdResults(directory); }},
         {"save",
          [](const auto& directory, auto count) {
-             bench::saveResult(bench::resultPath(directory, 0), count, true);
+             bench::saveResult(bench::openResult(bench::resultPath(directory, 0)), count, true);
          }},
         {"save-unchanged",
          [](const auto& directory, auto count) {
-             bench::saveResult(bench::resultPath(directory, 0), count, false);
+             bench::saveResult(bench::openResult(bench::resultPath(directory, 0)), count, false);
          }},
-        {"claim", [](const auto& directory,
-                     auto count) { bench::claimFlag(bench::resultPath(directory, 0), count); }},
+        {"claim",
+         [](const auto& directory, auto count) {
+             bench::claimFlag(bench::openResult(bench::resultPath(directory, 0)), count);
+         }},
         {"size", [](const auto& directory, auto) { bench::sizeOf(directory); }},
         {"copy",
          [](const auto& directory, auto) { bench::copyTree(directory, directory + ".copy"); }},

@@ -21,18 +21,18 @@ void require(bool isDone, const char* what, const std::string& where) {
     }
 }
 
-basekit2::sptr_t<vesta2::IResultDirectory> openResult(const std::string& path) {
-    auto result = ResultDirectoryManager::open(path.c_str(), true, nullptr);
-    require(static_cast<bool>(result), "open a result", path);
-    return result;
-}
-
 }  // namespace
 
 std::string resultPath(const std::string& directory, std::size_t number) {
     std::array<char, 32> name{};
     std::snprintf(name.data(), name.size(), "/r%05zu", number);
     return directory + name.data();
+}
+
+Result openResult(const std::string& path) {
+    auto result = ResultDirectoryManager::open(path.c_str(), true, nullptr);
+    require(static_cast<bool>(result), "open a result", path);
+    return result;
 }
 
 void createResults(const std::string& directory, std::size_t count) {
@@ -75,20 +75,19 @@ std::size_t findResults(const std::string& directory) {
     return found.size();
 }
 
-void saveResult(const std::string& path, std::size_t count, bool isChanged) {
-    const auto result = openResult(path);
+void saveResult(const Result& result, std::size_t count, bool isChanged) {
     for (std::size_t i = 0; i < count; ++i) {
         if (isChanged) {
             result->setCollectionTimeEnd(static_cast<long>(i + 1));
         }
-        require(!result->save(), "save", path);  // it tells whether it failed
+        require(!result->save(), "save", result->getPath());  // it tells whether it failed
     }
 }
 
-void claimFlag(const std::string& path, std::size_t count) {
-    const auto result = openResult(path);
+void claimFlag(const Result& result, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
-        require(result->setFlag("busy") && result->clearFlag("busy", false), "claim", path);
+        require(result->setFlag("busy") && result->clearFlag("busy", false), "claim",
+                result->getPath());
     }
 }
 

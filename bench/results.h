@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "vesta2/i_result_directory.h"
+
 namespace bench {
 
 /// About what a new marker file holds.
@@ -15,6 +17,9 @@ inline const std::string markerText(330, 'x');
 void createResults(const std::string& directory, std::size_t count);
 
 std::string resultPath(const std::string& directory, std::size_t number);
+
+using Result = basekit2::sptr_t<vesta2::IResultDirectory>;
+Result openResult(const std::string& path);
 
 /// Opens those from `begin` to before `end`.
 void openResults(const std::string& directory, std::size_t begin, std::size_t end);
@@ -29,10 +34,10 @@ std::size_t holdResults(const std::string& directory);
 std::size_t findResults(const std::string& directory);
 
 /// Saves the result so many times, each time with something new if `isChanged`.
-void saveResult(const std::string& path, std::size_t count, bool isChanged);
+void saveResult(const Result& result, std::size_t count, bool isChanged);
 
 /// Claims a flag of the result and gives it up, so many times.
-void claimFlag(const std::string& path, std::size_t count);
+void claimFlag(const Result& result, std::size_t count);
 
 /// Makes the directory `to`, and copies to there what is in `from`.
 void copyTree(const std::string& from, const std::string& to);

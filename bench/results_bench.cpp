@@ -63,12 +63,13 @@ template <class Raw>
 void save(benchmark::State& state, bool isChanged, std::size_t saves, const Raw& raw, double goal) {
     const Directory directory;
     createResults(directory.path(), 1);
-    const std::string result = bench::resultPath(directory.path(), 0);
+    const std::string path = bench::resultPath(directory.path(), 0);
+    const bench::Result result = bench::openResult(path);
     measure(
         state, saves, [&] { bench::saveResult(result, saves, isChanged); },
         [&] {
             for (std::size_t i = 0; i < saves; ++i) {
-                raw(result + "/r00000.zentor");
+                raw(path + "/r00000.zentor");
             }
         },
         goal);
