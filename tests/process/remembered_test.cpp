@@ -19,10 +19,6 @@ std::string nameOf(int number) {
     const std::string digits = std::to_string(number);
     return "r" + std::string(3 - std::min<std::size_t>(digits.size(), 3), '0') + digits;
 }
-std::string resultPath(int number) { return directory + "/" + nameOf(number); }
-std::string linkPath(int number) { return resultPath(number) + ".zentorlink"; }
-const std::string projectMarker = directory + "/first.zentorproj";
-
 /// In memory the removal of a file has the time stamp of the directory's last change, until the
 /// kernel's clock ticks: only then does it show at once.
 void awaitTickInMemory() {
@@ -39,14 +35,30 @@ void awaitTickInMemory() {
              std::tie(info.st_ctim.tv_sec, info.st_ctim.tv_nsec));
 }
 
-void removeLater(const std::string& path) {
-    awaitTickInMemory();
-    fs::remove(path);
-}
-
 struct Change {
-    enum class What { none, make, remove, addLink, dropLink, addFile, dropFile, join, part } what;
-    int number;
+    enum What { none, result, link, file, project } what = none;
+    int number = 0;
+    bool isRemoval = false;
+
+    [[nodiscard]] std::string path() const {
+        const std::string name = directory + "/" + nameOf(number);
+        return what == result    ? name
+               : what == link    ? name + ".zentorlink"
+               : what == project ? directory + "/first.zentorproj"
+                                 : name + ".file";
+    }
+    void make(const std::string& resultMarker, const std::string& projectMarker) const {
+        if (isRemoval && what == result) {
+            fs::remove_all(path());
+        } else if (isRemoval) {
+            awaitTickInMemory();
+            fs::remove(path());
+        } else if (what == result) {
+            writeFile(path() + "/" + nameOf(number) + ".zentor", resultMarker);
+        } else if (what != none) {
+            writeFile(path(), what == project ? projectMarker : "");
+        }
+    }
 };
 
 /// Makes the changes that it is told to.
@@ -69,35 +81,7 @@ private:
         const std::string result = readFile("like/like.zentor");
         const std::string project = readFile("like.zentorproj");
         for (Change next{}; ::read(m_ends[1], &next, sizeof next) == sizeof next;) {
-            const std::string path = resultPath(next.number);
-            switch (next.what) {
-            case Change::What::none:
-                break;
-            case Change::What::make:
-                writeFile(path + "/" + nameOf(next.number) + ".zentor", result);
-                break;
-            case Change::What::remove:
-                fs::remove_all(path);
-                break;
-            case Change::What::addLink:
-                writeFile(linkPath(next.number), "elsewhere");
-                break;
-            case Change::What::dropLink:
-                removeLater(linkPath(next.number));
-                break;
-            case Change::What::addFile:
-                writeFile(path + ".file", "");
-                break;
-            case Change::What::dropFile:
-                removeLater(path + ".file");
-                break;
-            case Change::What::join:
-                writeFile(projectMarker, project);
-                break;
-            case Change::What::part:
-                removeLater(projectMarker);
-                break;
-            }
+            next.make(result, project);
             EXPECT_EQ(::write(m_ends[1], "", 1), 1);
         }
         return 0;
@@ -111,47 +95,35 @@ private:
 class Model {
 public:
     [[nodiscard]] Change draw() {
-        using enum Change::What;
         const int free = draw(next() + 3);
         switch (draw(10)) {
         case 0:
-            return isTaken(free) ? Change{none, 0} : Change{make, free};
         case 1:
-            return isTaken(free) ? Change{none, 0} : Change{addLink, free};
+            return isTaken(free) ? Change{}
+                                 : Change{draw(2) == 0 ? Change::result : Change::link, free};
         case 2:
-            return links.empty() ? Change{none, 0} : Change{dropLink, *links.rbegin()};
+            return links.empty() ? Change{} : Change{Change::link, *links.rbegin(), true};
         case 3:
-            return {draw(2) == 0 ? addFile : dropFile, draw(2)};
+            return {Change::file, draw(2), draw(2) == 0};
         case 4:
-            return {isProject ? part : join, 0};
+            return {Change::project, 0, isProject};
         default:  // as many as are made, so that no listing becomes dear
             return results.size() < 5 + static_cast<std::size_t>(draw(40))
-                       ? Change{none, 0}
-                       : Change{remove, draw(2) == 0 ? *results.rbegin() : *results.begin()};
+                       ? Change{}
+                       : Change{Change::result, draw(2) == 0 ? *results.rbegin() : *results.begin(),
+                                true};
         }
     }
     void make(const Change& change) {
-        switch (change.what) {
-        case Change::What::make:
-            results.insert(change.number);
-            break;
-        case Change::What::remove:
-            results.erase(change.number);
-            break;
-        case Change::What::addLink:
-            links.insert(change.number);
-            break;
-        case Change::What::dropLink:
-            links.erase(change.number);
-            break;
-        case Change::What::join:
-            isProject = true;
-            break;
-        case Change::What::part:
-            isProject = false;
-            break;
-        default:
-            break;
+        if (change.what == Change::project) {
+            isProject = !change.isRemoval;
+        } else if (change.what == Change::result || change.what == Change::link) {
+            std::set<int>& names = change.what == Change::result ? results : links;
+            if (change.isRemoval) {
+                names.erase(change.number);
+            } else {
+                names.insert(change.number);
+            }
         }
     }
     int draw(int count) { return static_cast<int>(m_engine() % static_cast<unsigned>(count)); }
@@ -217,10 +189,10 @@ TEST_F(RememberedTest, IsNeverBelievedAfterAnothersChange) {
         }
     }
     for (const int number : model.links) {
-        EXPECT_TRUE(fs::exists(linkPath(number))) << number;
+        EXPECT_TRUE(fs::exists(Change{Change::link, number}.path())) << number;
     }
     for (const int number : model.results) {
-        EXPECT_TRUE(fs::exists(resultPath(number))) << number;
+        EXPECT_TRUE(fs::exists(Change{Change::result, number}.path())) << number;
     }
 }
 
