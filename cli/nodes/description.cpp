@@ -11,7 +11,6 @@
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 #include "vesta2/property_names.h"
-#include "vesta2/result_directory.h"
 
 namespace cli {
 
@@ -83,7 +82,7 @@ std::string stateOf(const basekit2::sptr_t<vesta2::INode>& node, bool isSeen) {
     }
     requireMarker(node);
     const auto result = vesta2::IResultDirectory::cast(node);
-    return result ? stateOf(*result, vesta2::ResultDirectory::areMarksKnown(node)) : std::string();
+    return result ? stateOf(*result, vesta2::Node::areMarksKnown(node)) : std::string();
 }
 
 }  // namespace

@@ -91,6 +91,10 @@ public:
     /// group that may hold the node, or the link that leads to it, could not be looked at. Such a
     /// node is neither renamed nor copied nor moved (`eUnknown`). True for an empty handle.
     static bool isParentKnown(const basekit2::sptr_t<INode>& node);
+    /// Returns: whether `IResultDirectory::isFinalized` and `isValid` can be believed: false when
+    /// the directory could not be looked at when the result was opened. True for other nodes and an
+    /// empty handle.
+    static bool areMarksKnown(const basekit2::sptr_t<INode>& node);
     /// Returns: the number (see `uid`) of the node that is open on the marker file; 0 when none is.
     static unsigned openOn(const std::string& markerFilePath);
     /// Takes the node that is open on the marker file out of the registry, if it has this number:
@@ -162,6 +166,8 @@ protected:
     [[nodiscard]] marker_state_t markerState() const;
     /// Makes `isModified` true: properties were changed past the storage.
     void markModified();
+    /// Makes `areMarksKnown` false.
+    void noteUnknownMarks();
     /// Takes over the group of the nodes in this node's directory.
     void setOwnGroup(std::unique_ptr<NodeGroup> group);
     /// Returns: the group given to `setOwnGroup`, with a reference added; empty for a node without

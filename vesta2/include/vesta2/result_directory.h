@@ -18,10 +18,6 @@ class VESTA2_API ResultDirectory : public NodeFacade<IResultDirectory> {
 public:
     ResultDirectory(std::string path, const char* parentGroupPath);
 
-    /// Returns: whether `isFinalized` and `isValid` can be believed: false when its directory could
-    /// not be looked at when the result was opened. True for an empty handle and other nodes.
-    static bool areMarksKnown(const basekit2::sptr_t<INode>& node);
-
     bool remove() override;
     basekit2::sptr_t<INode> duplicate(const char* path) const override;
 
@@ -65,7 +61,6 @@ private:
     void changeTime(const char* property, long value);
     std::string logPath(const char* property, const char* usualName);
 
-    bool m_areMarksKnown = true;
     bool m_finalized;
     bool m_valid;
     std::string m_collectorDataDir;

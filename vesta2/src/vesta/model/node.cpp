@@ -90,6 +90,8 @@ std::string Node::currentPath() const {
 
 const fs::path& Node::directory() const { return m_state->directory; }
 
+void Node::noteUnknownMarks() { m_state->areMarksKnown = false; }
+
 std::string Node::markerFileName() const {
     return fs::path(m_state->markerFilePath).filename().native();
 }

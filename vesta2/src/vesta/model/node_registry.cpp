@@ -271,6 +271,11 @@ bool Node::isParentKnown(const sptr_t<INode>& node) {
     return !state || state->isParentKnown;
 }
 
+bool Node::areMarksKnown(const sptr_t<INode>& node) {
+    const NodeState* state = NodeState::of(node);
+    return !state || state->areMarksKnown;
+}
+
 unsigned Node::nodeCount() {
     const Lock lock(s_recursiveMutex);
     return s_lastUid;

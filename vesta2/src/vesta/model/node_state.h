@@ -103,6 +103,7 @@ struct NodeState {
     marker_state_t markerState = marker_state_t::absent;
     bool isPlaced = true;       ///< it is a member of its parent's group, by a link if it needs one
     bool isParentKnown = true;  ///< whether the look for the parent and its link did not fail
+    bool areMarksKnown = true;  ///< of a result: whether the look for them did not fail
     bool isLinkStale = false;
     bool isReadOnly = false;
     bool removeOnClose = false;

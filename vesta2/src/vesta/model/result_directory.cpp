@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <optional>
 #include <string_view>
 
 #include "../foundation/file_checks.h"
@@ -23,16 +24,17 @@ using basekit2::sptr_t;
 
 namespace {
 
-/// Whether anything of that name is there; what cannot be told counts as absent, and a directory
-/// that has just been made holds none.
-bool hasMark(const fs::path& directory, const char* mark, bool& isKnown) {
+/// Whether anything of that name is there; nothing when that cannot be told. A directory that has
+/// just been made holds none.
+std::optional<bool> findMark(const fs::path& directory, const char* mark) {
     if (MarkerInHand::hasMade(directory)) {
         return false;
     }
     struct stat info {};
-    const bool found = ::stat((directory.native() + '/' + mark).c_str(), &info) == 0;
-    isKnown = isKnown && (found || basekit2::means_absent(errno));
-    return found;
+    if (::stat((directory.native() + '/' + mark).c_str(), &info) == 0) {
+        return true;
+    }
+    return basekit2::means_absent(errno) ? std::optional(false) : std::nullopt;
 }
 
 /// A mask or directory that is not given as people write it.
@@ -61,13 +63,15 @@ void appendEntries(ResultFiles& found, const std::string& directory) {
 }  // namespace
 
 ResultDirectory::ResultDirectory(std::string path, const char* parentGroupPath)
-    : NodeFacade(std::move(path), parentGroupPath),
-      m_finalized(hasMark(directory(), mark::finalized, m_areMarksKnown)),
-      m_valid(!hasMark(directory(), mark::invalid, m_areMarksKnown)) {}
-
-bool ResultDirectory::areMarksKnown(const sptr_t<INode>& node) {
-    const auto* result = dynamic_cast<const ResultDirectory*>(node.get());
-    return !result || result->m_areMarksKnown;
+    : NodeFacade(std::move(path), parentGroupPath), m_finalized(false), m_valid(true) {
+    const std::optional<bool> invalid = findMark(directory(), mark::invalid);
+    const std::optional<bool> finalized = findMark(directory(), mark::finalized);
+    // Deliberate: what cannot be told counts as absent.
+    m_valid = !invalid.value_or(false);
+    m_finalized = finalized.value_or(false);
+    if (!invalid || !finalized) {
+        noteUnknownMarks();
+    }
 }
 
 bool ResultDirectory::remove() {
