@@ -246,6 +246,7 @@ private:
 };
 
 int run(const Arguments& arguments, Session& session) {
+    requireMask(arguments.mask);
     const auto group = namedGroup(arguments.group);
     Listing listing(arguments, session);
     listing.add(*group, arguments.mask, {});

@@ -19,6 +19,7 @@ struct Arguments {
 };
 
 int run(const Arguments& arguments, Session& session) {
+    requireMask(arguments.mask);
     const auto group = namedGroup(arguments.group);
     if (arguments.keep < 0) {
         throw Failure(exitUsage, group->getPath(), "how many to keep is missing",

@@ -61,6 +61,13 @@ Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
     return Failure::fromStatus(status, pattern);
 }
 
+void requireMask(const std::string& mask) {
+    if (mask.find('/') != std::string::npos) {
+        throw Failure(exitUsage, {}, "--mask " + shellQuote(mask) + " is a path",
+                      "give a name or a pattern, and the group that it is in as GROUP");
+    }
+}
+
 basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument) {
     const std::string path = requirePath(argument);
     const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),

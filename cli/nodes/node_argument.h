@@ -30,6 +30,9 @@ basekit2::sptr_t<vesta2::INode> namedPresentNode(const std::string& argument);
 basekit2::sptr_t<vesta2::IResultDirectory> namedResult(const std::string& argument);
 basekit2::sptr_t<vesta2::IResultDirectory> namedPresentResult(const std::string& argument);
 
+/// Raises `Failure` for a mask that is a path: what it leads to is no node of the group.
+void requireMask(const std::string& mask);
+
 /// Why a search for `pattern` ended with `status`.
 Failure searchFailure(vesta2::error_t status, const std::string& pattern);
 

@@ -78,7 +78,8 @@ TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     for (int i = 0; i < 3; ++i) {
         output("create result r@@@ --into p");
     }
-    for (const char* refused : {"purge p", "purge p --keep 0 -y", "purge p --keep 1"}) {
+    for (const char* refused : {"purge p", "purge p --keep 0 -y", "purge p --keep 1",
+                                "purge p --keep 0 -y --mask ../p/r@@@", "list --mask p/r@@@"}) {
         EXPECT_EQ(run(refused).code, 2) << refused;
     }
     EXPECT_EQ(output("purge p --keep 3 --dry-run"), directory / "p/r000\n");

@@ -56,10 +56,6 @@ TEST_F(NodesTest, AnUnreadableMarkerIsShownAndNeverOverwritten) {
     output("create result r001");
     write("r000/r000.zentor", "<bag v=");
     EXPECT_EQ(listed("--state unreadable"), "r000");
-    // A mark that cannot be followed is one all the same.
-    fs::create_symlink(".bad", directory / "r001/.bad");
-    EXPECT_EQ(listed("--state invalid"), "r001");
-    fs::remove(directory / "r001/.bad");
     for (const char* refused : {"show r000", "rename r000 q", "set r000 a=b", "diff r000 r001"}) {
         const auto result = run(refused);
         EXPECT_EQ(result.code, 7) << refused;

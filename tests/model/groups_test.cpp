@@ -80,6 +80,7 @@ TEST_F(GroupsTest, PurgeKeepsTheLastInNameOrder) {
             purge p x* 1   -> ok chars
             purge p a@b@ 1 -> ok parameter
             purge p none 1 -> ok not-found
+            purge far ../p/r@@@ 0 -> ok path
             group p        -> r002.zentor r003.zentorlink s000.zentor
             purge p r@@@ 0 -> ok
             tree .         -> far p p/p.zentorproj p/s000 p/s000/s000.zentor
@@ -116,7 +117,8 @@ TEST_F(GroupsTest, NodesKnowTheirProject) {
 }
 
 TEST_F(GroupsTest, RemovalDeletesLinkedNodesWhereTheyAreButIsNotLedAstray) {
-    play(R"(project p; result far/r000; add p far/r000; experiment outside
+    play(R"(project p; result far/r000 far/gone; add p far/r000; add p far/gone; rm far/gone
+            experiment outside
             result outside/r001; symlink outside p/e; symlink outside/r001 p/r001
             write notes.txt; link p/x.zentorlink notes.txt
             remove p -> ok

@@ -62,6 +62,8 @@ TEST_F(ManagerTest, CreationReportsWhyItFailed) {
             create @@@@@@@@@x@  -> no groups
             create @@@@@@@@@.x  -> no long
             overwrite r@@@      -> no parameter
+            overwrite taken/..  -> no path
+            overwrite taken/./  -> no path
             create taken        -> no exists
             create file         -> no exists
             create file/r@@@    -> no not-found

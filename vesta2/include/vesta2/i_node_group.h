@@ -50,8 +50,8 @@ public:
     virtual basekit2::sptr_t<INode> addNode(const char* path) = 0;
     /// Deletes the nodes that match `mask` (null for all), but for the `keep` last in file-name
     /// order. Status: why one could not be deleted, which is passed over; `eNotFound` when the
-    /// search finds nothing. Disk: as `INode::remove` of each. What a link to this group or above
-    /// it leads to stays.
+    /// search finds nothing; `eInvalidPath`, and nothing is deleted, for a mask with a "/". Disk:
+    /// as `INode::remove` of each. What a link to this group or above it leads to stays.
     virtual void purge(const char* mask, int keep) = 0;
     /// Returns: whether no node is found in the group.
     virtual bool isEmpty() = 0;

@@ -37,13 +37,13 @@ public:
     /// with a pattern. An object that is open on what is deleted is as after `INode::remove`.
     ///
     /// Returns: the result; empty on failure.
-    /// Status: `eParameterError` for null, "" and a pattern with `overwrite`; `eInvalidPath` or the
-    /// code of `validateFileName` for the name; the code of `Pattern::set` for a bad pattern;
-    /// `eAlreadyExists` for a name that is taken; `eNotFound` for a base or parent that is no
-    /// directory; `eInsufficientPermissions`; `eUnknown`, also when the numbers are used up.
-    /// Disk: makes missing parents, the directory by an exclusive mkdir, and the marker file, which
-    /// is not flushed. When the marker file cannot be written the new directory stays, and `get`
-    /// repairs it.
+    /// Status: `eParameterError` for null, "" and a pattern with `overwrite`; `eInvalidPath` (also
+    /// for `overwrite` of "." and "..") or the code of `validateFileName` for the name; the code of
+    /// `Pattern::set` for a bad pattern; `eAlreadyExists` for a name that is taken; `eNotFound` for
+    /// a base or parent that is no directory; `eInsufficientPermissions`; `eUnknown`, also when the
+    /// numbers are used up. Disk: makes missing parents, the directory by an exclusive mkdir, and
+    /// the marker file, which is not flushed. When the marker file cannot be written the new
+    /// directory stays, and `get` repairs it.
     static basekit2::sptr_t<IResultDirectory> create(const char* path, bool overwrite,
                                                      const basekit2::variant_bag_t* variables,
                                                      bool literal, const char* baseDir);

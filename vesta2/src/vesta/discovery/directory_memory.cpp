@@ -37,13 +37,14 @@ long long now(clockid_t clock = CLOCK_REALTIME) {
     return toNanoseconds(time);
 }
 
-/// Whether a time stamp that was set since the coarse clock read `before` is none of that clock's.
-/// After several ticks that cannot be told: it may be of one in between.
+/// Whether a time stamp that was set since the coarse clock read `before` is none of that clock's,
+/// nor cut to whole seconds. After several ticks that cannot be told: it may be of one in between.
 bool isFine(long long stamp, long long before) {
     const long long after = now(CLOCK_REALTIME_COARSE);
     timespec tick{};
     ::clock_getres(CLOCK_REALTIME_COARSE, &tick);
-    return stamp != before && stamp != after && after - before <= toNanoseconds(tick) + 1000;
+    return stamp % second != 0 && stamp != before && stamp != after &&
+           after - before <= toNanoseconds(tick) + 1000;
 }
 
 bool isOnLocalDisk(const std::string& directory) {

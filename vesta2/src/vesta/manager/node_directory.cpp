@@ -5,6 +5,7 @@
 #include <limits>
 #include <optional>
 #include <random>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -222,7 +223,7 @@ private:
         if (longest > 200us) {
             std::random_device random;
             std::uniform_int_distribution<Clock::rep> part(
-                0, std::min<Clock::duration>(longest, 5s).count());
+                0, std::min<Clock::duration>(longest, 2s).count());
             std::this_thread::sleep_for(Clock::duration(part(random)));
         }
     }
@@ -266,6 +267,14 @@ error_t clear(const fs::path& path) {
     return eOK;
 }
 
+/// Whether the last component of a path is a name: "." and ".." stand for a directory whose name is
+/// not told, and which nobody means to delete by them.
+bool namesEntry(std::string_view path) {
+    path = path.substr(0, path.find_last_not_of('/') + 1);
+    const std::string_view last = path.substr(path.rfind('/') + 1);
+    return last != "." && last != "..";
+}
+
 error_t makeNamed(const fs::path& path, bool overwrite, std::string& createdDir) {
     const error_t cleared = overwrite ? clear(path) : eOK;
     if (cleared != eOK) {
@@ -279,6 +288,9 @@ error_t makeNamed(const fs::path& path, bool overwrite, std::string& createdDir)
 
 error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool overwrite,
                           const variant_bag_t* bag, std::string& createdDir, bool literal) {
+    if (overwrite && !namesEntry(path)) {
+        return eInvalidPath;
+    }
     Place place;
     if (const error_t code = findPlace(baseDir, place)) {
         return code;

@@ -1,5 +1,7 @@
 #include "vesta2/node_group.h"
 
+#include <cstring>
+
 #include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
@@ -113,6 +115,11 @@ sptr_t<INode> NodeGroup::addNode(const char* path) {
 
 void NodeGroup::purge(const char* mask, int keep) {
     setStatus(eOK);
+    // What a path leads to is no node of this group.
+    if (mask && std::strchr(mask, '/')) {
+        setStatus(eInvalidPath);
+        return;
+    }
     try {
         const GroupBeingEmptied mark(m_path);
         NodeIterator nodes(mask ? mask : "", m_path, 0);
