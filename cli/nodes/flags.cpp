@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/filesystem/exception.hpp>
+#include <filesystem>
 #include <thread>
 
 #include "base/presence.h"
@@ -54,7 +55,10 @@ void requireFree(const std::string& directory, const FlagLook& look) {
 void requireUnclaimed(vesta2::INode& node) { requireUnclaimed(std::string(node.getPath())); }
 
 void requireUnclaimed(const std::string& directory) {
-    if (!isThere(directory)) {
+    // A link that does not tell where its node is stands for no directory, in which nobody could
+    // have claimed anything.
+    std::error_code ignored;
+    if (!isThere(directory) || std::filesystem::is_regular_file(directory, ignored)) {
         return;
     }
     for (const FlagLook& look : vesta2::util::lookAtFlags(directory)) {
