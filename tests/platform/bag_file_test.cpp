@@ -137,7 +137,6 @@ TEST_F(BagFile, IsFlushedAndLeftAloneWhenNothingChanges) {
         under({"fsync", EIO, which}, [this] { return save(1), 0; });
         EXPECT_NE(inode(), before) << which;
     }
-    // As long as the one before, and another.
     variant_bag_t other;
     other.put("entry0", 2);
     ASSERT_EQ(save_variant_bag(other, m_file), bag_ok);

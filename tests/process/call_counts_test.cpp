@@ -67,8 +67,7 @@ protected:
         settle();
         return (callsOf(work) - before + more - 1) / more;
     }
-    /// Until what is listed now is believed later.
-    static void settle() { ::usleep(50'000); }
+    static void settle() { ::usleep(50'000); }  // until a listing is believed later
 };
 
 TEST_F(CallCounts, StayAsLowAsTheyAre) {
