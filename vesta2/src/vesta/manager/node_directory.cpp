@@ -223,7 +223,7 @@ private:
         if (longest > 200us) {
             std::random_device random;
             std::uniform_int_distribution<Clock::rep> part(
-                0, std::min<Clock::duration>(longest, 2s).count());
+                0, std::min<Clock::duration>(longest, 5s).count());
             std::this_thread::sleep_for(Clock::duration(part(random)));
         }
     }
