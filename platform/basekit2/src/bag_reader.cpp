@@ -39,15 +39,45 @@ bool append_reference(std::string& out, std::string_view name) {
     return true;
 }
 
+/// What a text may hold besides printable ASCII that stands for itself.
+enum content_t : unsigned char { plain = 0, reference = 1, markup = 2, bracket = 4, other = 8 };
+
+constexpr auto contents_of_bytes = [] {
+    std::array<unsigned char, 256> contents{};
+    for (std::size_t byte = 0; byte < contents.size(); ++byte) {
+        contents[byte] = byte < 0x20 || byte >= 0x7F ? other : plain;
+    }
+    contents['&'] = reference;
+    contents['<'] = markup;
+    contents[']'] = bracket;
+    return contents;
+}();
+
+/// A text up to the byte that ends it, with all that is in it.
+struct run_t {
+    std::string_view text;
+    unsigned contents = plain;
+};
+
+run_t run_until(char end, std::string_view text) {
+    unsigned contents = plain;
+    std::size_t length = 0;
+    for (; length < text.size() && text[length] != end; ++length) {
+        contents |= contents_of_bytes[static_cast<unsigned char>(text[length])];
+    }
+    return {text.substr(0, length), contents};
+}
+
 /// What the text of an element or an attribute stands for: mostly itself, else it is put into
 /// `room`. Nothing when it holds what has to be escaped.
-std::optional<std::string_view> decode(std::string_view text, std::string& room) {
-    std::size_t at = text.find('&');
-    if (at == text.npos) {
-        return needs_escapes(text) ? std::nullopt : std::optional(text);
+std::optional<std::string_view> decode(const run_t& run, std::string& room) {
+    if ((run.contents & reference) == 0) {
+        const bool is_bad = (run.contents & other) != 0 && needs_escapes(run.text);
+        return is_bad ? std::nullopt : std::optional(run.text);
     }
+    std::string_view text = run.text;
     room.clear();
-    for (; at != text.npos; at = text.find('&')) {
+    for (std::size_t at = text.find('&'); at != text.npos; at = text.find('&')) {
         const std::size_t end = text.find(';', at);
         room.append(text.substr(0, at));
         if (end == text.npos || !append_reference(room, text.substr(at + 1, end - at - 1))) {
@@ -61,21 +91,28 @@ std::optional<std::string_view> decode(std::string_view text, std::string& room)
 
 /// The number, as the writer writes it and no other way.
 template <class Integer>
-std::optional<variant_t> to_number(std::string_view text) {
-    Integer value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+bool read_number(std::string_view text, variant_t& value) {
+    Integer number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const std::size_t first_digit = text.starts_with('-') ? 1 : 0;
     const bool leading_zero = text.substr(first_digit, 1) == "0" && text.size() > 1;
     if (error != std::errc() || end != text.data() + text.size() || leading_zero) {
-        return std::nullopt;
+        return false;
     }
-    return variant_t(value);
+    value = variant_t(number);
+    return true;
 }
 
+/// Stays where it is: the name may lie in the room.
 struct tag_t {
+    tag_t() = default;
+    tag_t(const tag_t&) = delete;
+    tag_t& operator=(const tag_t&) = delete;
+
     std::string_view element;
-    std::optional<std::string> name;
-    std::optional<std::string> version;
+    std::optional<std::string_view> name;
+    std::string name_room;  ///< for one that does not stand for itself
+    bool has_version = false;
     bool escaped = false;
     bool ends_itself = false;
 };
@@ -93,9 +130,9 @@ public:
             return false;
         }
         take_white();
-        const std::optional<tag_t> tag = take_tag();
-        return tag && tag->version == "1" && !tag->name && !tag->escaped &&
-               (root.empty() || root == tag->element) && take_entries(*tag, bag, 1) &&
+        tag_t tag;
+        return take_tag(tag) && tag.has_version && !tag.name && !tag.escaped &&
+               (root.empty() || root == tag.element) && take_entries(tag, bag, 1) &&
                (take_white(), m_rest.empty());
     }
 
@@ -132,13 +169,16 @@ private:
 
     /// Valid until the next text is taken.
     std::optional<std::string_view> take_quoted() {
-        const std::string_view quote = take_front(1);
-        const std::size_t end = quote == "'" || quote == "\"" ? m_rest.find(quote) : m_rest.npos;
-        const std::string_view value = take_front(std::min(end, m_rest.size()));
-        if (end == m_rest.npos || value.find('<') != value.npos) {
+        const char quote = m_rest.empty() ? '\0' : m_rest.front();
+        if (quote != '"' && quote != '\'') {
             return std::nullopt;
         }
         take_front(1);
+        const run_t value = run_until(quote, m_rest);
+        take_front(value.text.size());
+        if (take_front(1).empty() || (value.contents & markup) != 0) {
+            return std::nullopt;
+        }
         return decode(value, m_room);
     }
 
@@ -159,39 +199,38 @@ private:
                take_part("standalone", "yes", "no").value_or(true) && (take_white(), take("?>"));
     }
 
-    std::optional<tag_t> take_tag() {
-        tag_t tag;
+    bool take_tag(tag_t& tag) {
         if (!take("<")) {
-            return std::nullopt;
+            return false;
         }
         tag.element = take_front(name_length(m_rest));
-        bool apart = take_white();
-        while (apart && name_length(m_rest) > 0) {
-            if (!take_attribute(tag)) {
-                return std::nullopt;
+        while (take_white()) {
+            const std::string_view key = take_front(name_length(m_rest));
+            if (key.empty()) {
+                break;
             }
-            apart = take_white();
+            if (!take_attribute(tag, key)) {
+                return false;
+            }
         }
         tag.ends_itself = take("/");
-        return !tag.element.empty() && take(">") ? std::optional(std::move(tag)) : std::nullopt;
+        return !tag.element.empty() && take(">");
     }
 
-    bool take_attribute(tag_t& tag) {
-        const std::string_view key = take_front(name_length(m_rest));
+    bool take_attribute(tag_t& tag, std::string_view key) {
         const std::optional<std::string_view> value = take_equals() ? take_quoted() : std::nullopt;
         if (!value) {
             return false;
         }
         if (key == "n" && !tag.name) {
-            tag.name.emplace(*value);
+            const bool is_decoded = value->data() == m_room.data();
+            tag.name = is_decoded ? tag.name_room = *value : *value;
             return true;
         }
-        if (key == "v" && !tag.version) {
-            tag.version.emplace(*value);
-            return true;
-        }
-        const bool marks = key == "e" && !tag.escaped && *value == "x";
-        tag.escaped = tag.escaped || marks;
+        bool& marked = key == "v" ? tag.has_version : tag.escaped;
+        const bool marks = !marked && ((key == "v" && *value == "1") ||
+                                       (key == "e" && *value == "x"));
+        marked = marked || marks;
         return marks;
     }
 
@@ -215,46 +254,46 @@ private:
     }
 
     bool take_entry(variant_bag_t& bag, std::size_t level) {
-        std::optional<tag_t> tag = take_tag();
-        if (!tag || !tag->name || tag->version || ++m_values > max_bag_values) {
+        tag_t tag;
+        if (!take_tag(tag) || !tag.name || tag.has_version || ++m_values > max_bag_values) {
             return false;
         }
-        const std::optional<std::string> name = unescape(*tag->name, tag->escaped);
-        if (!name || bag.has(*name)) {
+        variant_t value;
+        if (!take_value(tag, level, value)) {
             return false;
         }
-        std::optional<variant_t> value = take_value(*tag, level);
-        if (!value) {
-            return false;
+        if (!tag.escaped) {
+            return bag.add(*tag.name, std::move(value));
         }
-        bag.put(*name, std::move(*value));
-        return true;
+        const std::optional<std::string> name = remove_escapes(*tag.name);
+        return name && bag.add(*name, std::move(value));
     }
 
-    std::optional<variant_t> take_value(const tag_t& tag, std::size_t level) {
+    bool take_value(const tag_t& tag, std::size_t level, variant_t& value) {
         if (tag.element == "bag") {
-            variant_t value{variant_bag_t()};
-            return take_entries(tag, *value.as_bag(), level + 1) ? std::optional(std::move(value))
-                                                                 : std::nullopt;
+            value = variant_bag_t();
+            return take_entries(tag, *value.as_bag(), level + 1);
         }
         const std::optional<std::string_view> text = take_text(tag);
         if (!text) {
-            return std::nullopt;
+            return false;
         }
         if (tag.element == "str") {
-            std::optional<std::string> value = unescape(*text, tag.escaped);
-            return value ? std::optional<variant_t>(std::move(*value)) : std::nullopt;
+            std::optional<std::string> string =
+                tag.escaped ? remove_escapes(*text) : std::optional(std::string(*text));
+            value = string ? variant_t(std::move(*string)) : variant_t();
+            return string.has_value();
         }
         if (tag.element == "int32") {
-            return to_number<std::int32_t>(*text);
+            return read_number<std::int32_t>(*text, value);
         }
         if (tag.element == "uint32") {
-            return to_number<std::uint32_t>(*text);
+            return read_number<std::uint32_t>(*text, value);
         }
         if (tag.element == "int64") {
-            return to_number<std::int64_t>(*text);
+            return read_number<std::int64_t>(*text, value);
         }
-        return tag.element == "uint64" ? to_number<std::uint64_t>(*text) : std::nullopt;
+        return tag.element == "uint64" && read_number<std::uint64_t>(*text, value);
     }
 
     /// The text of an element that holds nothing but text, with its end. Valid until the next.
@@ -262,13 +301,12 @@ private:
         if (tag.ends_itself) {
             return "";
         }
-        const std::string_view text = take_front(std::min(m_rest.find('<'), m_rest.size()));
-        const bool is_text = text.find("]]>") == text.npos && take_end(tag);
-        return is_text ? decode(text, m_room) : std::nullopt;
-    }
-
-    static std::optional<std::string> unescape(std::string_view text, bool escaped) {
-        return escaped ? remove_escapes(text) : std::optional(std::string(text));
+        const run_t run = run_until('<', m_rest);
+        take_front(run.text.size());
+        const bool is_text =
+            ((run.contents & bracket) == 0 || run.text.find("]]>") == run.text.npos) &&
+            take_end(tag);
+        return is_text ? decode(run, m_room) : std::nullopt;
     }
 
     std::string_view m_rest;

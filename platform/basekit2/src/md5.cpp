@@ -22,9 +22,10 @@ std::string md5_t::get_digest_base16() {
     std::array<std::uint8_t, MD5_DIGEST_LENGTH> digest{};
     MD5Final(digest.data(), &m_state->context);
     constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const std::uint8_t byte : digest) {
-        text += {digits[byte >> 4], digits[byte & 15]};
+    std::string text(2 * digest.size(), '\0');
+    for (std::size_t i = 0; i < digest.size(); ++i) {
+        text[2 * i] = digits[digest[i] >> 4];
+        text[2 * i + 1] = digits[digest[i] & 15];
     }
     return text;
 }

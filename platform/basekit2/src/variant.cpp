@@ -82,14 +82,14 @@ namespace {
 
 /// An entry between its neighbours in the order of putting.
 struct node_t : variant_bag_t::entry_t {
-    node_t(std::string_view its_name, variant_t its_value)
+    node_t(std::string_view its_name, variant_t&& its_value)
         : entry_t{std::string(its_name), std::move(its_value)} {}
 
     node_t* previous = nullptr;
     node_t* next = nullptr;
 };
 
-std::string_view name_of(const node_t& node) { return node.name; }
+std::string_view name_of(const node_t* node) { return node->name; }
 std::string_view name_of(std::string_view name) { return name; }
 
 /// Not `noexcept`: the set then remembers what it has hashed.
@@ -112,42 +112,63 @@ struct same_name_t {
 struct variant_bag_t::contents_t {
     node_t* first = nullptr;
     node_t* last = nullptr;
-    std::unordered_set<node_t, name_hash_t, same_name_t> nodes;
+    std::size_t count = 0;
 
-    /// The set hands its elements out as constants for the sake of the name, which nobody changes.
-    static node_t& changeable(const node_t& node) { return const_cast<node_t&>(node); }
-
-    [[nodiscard]] const node_t* find(std::string_view name) const {
-        // A few names are compared in less time than one is hashed.
-        constexpr std::size_t few = 16;
-        if (nodes.size() > few) {
-            const auto found = nodes.find(name);
-            return found == nodes.end() ? nullptr : &*found;
+    contents_t() = default;
+    ~contents_t() {
+        while (first) {
+            delete std::exchange(first, first->next);
         }
-        const node_t* node = first;
+    }
+    contents_t(const contents_t&) = delete;
+    contents_t& operator=(const contents_t&) = delete;
+
+    [[nodiscard]] node_t* find(std::string_view name) const {
+        if (is_indexed()) {
+            const auto found = m_index.find(name);
+            return found == m_index.end() ? nullptr : *found;
+        }
+        node_t* node = first;
         while (node && node->name != name) {
             node = node->next;
         }
         return node;
     }
 
-    void add(std::string_view name, variant_t value) {
-        node_t& added = changeable(*nodes.emplace(name, std::move(value)).first);
-        added.previous = last;
-        (last ? last->next : first) = &added;
-        last = &added;
+    void add(std::string_view name, variant_t&& value) {
+        auto added = std::make_unique<node_t>(name, std::move(value));
+        if (count >= few) {
+            for (node_t* node = first; node && m_index.size() < count; node = node->next) {
+                m_index.insert(node);
+            }
+            m_index.insert(added.get());
+        }
+        added->previous = last;
+        (last ? last->next : first) = added.get();
+        last = added.release();
+        ++count;
     }
 
     bool remove(std::string_view name) {
-        const auto found = nodes.find(name);
-        if (found == nodes.end()) {
+        const std::unique_ptr<node_t> found(find(name));
+        if (!found) {
             return false;
         }
+        m_index.erase(found.get());
         (found->previous ? found->previous->next : first) = found->next;
         (found->next ? found->next->previous : last) = found->previous;
-        nodes.erase(found);
+        --count;
         return true;
     }
+
+private:
+    /// A few names are compared in less time than one is hashed.
+    static constexpr std::size_t few = 16;
+
+    /// Not while there were few, nor when memory ended in the middle.
+    [[nodiscard]] bool is_indexed() const { return count > few && m_index.size() == count; }
+
+    std::unordered_set<node_t*, name_hash_t, same_name_t> m_index;
 };
 
 void variant_bag_t::deleter_t::operator()(contents_t* contents) const noexcept { delete contents; }
@@ -174,16 +195,28 @@ void variant_bag_t::put(std::string_view name, variant_t value) {
     } else if (variant_t* found = find_value(name)) {
         *found = std::move(value);
     } else {
-        if (!m_contents) {
-            m_contents.reset(new contents_t);
-        }
-        m_contents->add(name, std::move(value));
+        append(name, std::move(value));
     }
 }
 
+bool variant_bag_t::add(std::string_view name, variant_t&& value) {
+    const bool is_new = !value.empty() && !has(name);
+    if (is_new) {
+        append(name, std::move(value));
+    }
+    return is_new;
+}
+
+void variant_bag_t::append(std::string_view name, variant_t&& value) {
+    if (!m_contents) {
+        m_contents.reset(new contents_t);
+    }
+    m_contents->add(name, std::move(value));
+}
+
 variant_t* variant_bag_t::find_value(std::string_view name) const {
-    const node_t* node = m_contents ? m_contents->find(name) : nullptr;
-    return node ? &contents_t::changeable(*node).value : nullptr;
+    node_t* node = m_contents ? m_contents->find(name) : nullptr;
+    return node ? &node->value : nullptr;
 }
 
 bool variant_bag_t::has(std::string_view name) const { return find_value(name) != nullptr; }
@@ -218,7 +251,7 @@ bool variant_bag_t::remove(std::string_view name) { return m_contents && m_conte
 void variant_bag_t::clear() noexcept { m_contents.reset(); }
 
 std::size_t variant_bag_t::size() const noexcept {
-    return m_contents ? m_contents->nodes.size() : 0;
+    return m_contents ? m_contents->count : 0;
 }
 
 variant_bag_t::const_iterator variant_bag_t::begin() const noexcept {

@@ -131,6 +131,9 @@ public:
     /// Stores `value` under `name`; an existing value is replaced in its place. An empty value is
     /// no value: it removes the name, so that every value of a bag can be saved.
     void put(std::string_view name, variant_t value);
+    /// Stores `value`, unless there is one under `name` or it is empty; it is left alone then.
+    /// Returns: whether it was stored.
+    bool add(std::string_view name, variant_t&& value);
     /// Returns: whether there is a value under `name`.
     [[nodiscard]] bool has(std::string_view name) const;
     /// Returns: the value under `name`, or null.
@@ -160,6 +163,7 @@ public:
 
 private:
     [[nodiscard]] variant_t* find_value(std::string_view name) const;
+    void append(std::string_view name, variant_t&& value);
 
     std::unique_ptr<contents_t, deleter_t> m_contents;
 };

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "../foundation/file_checks.h"
+#include "../foundation/path_parts.h"
 #include "basekit2/directory_listing.h"
 #include "entry_search.h"
 #include "extensions.h"
@@ -136,15 +137,15 @@ void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
     setStatus(eOK);
     const fs::path completed = completePath(path.empty() ? "*" : path, baseDir);
     // The root is in no directory.
-    if (!normalPath(completed).has_relative_path()) {
+    if (isRoot(normalPath(completed))) {
         setStatus(eInvalidPath);
         return;
     }
-    const fs::path directory = completed.parent_path();
+    const std::string name(nameIn(completed.native()));
     Pattern pattern;
-    const Leaf leaf = parseLeaf(completed.filename().native(), literal, pattern);
+    const Leaf leaf = parseLeaf(name, literal, pattern);
     // Where a name is searched for, what is found tells of the directory as well.
-    if (leaf != Leaf::name && !fs::exists(lookAt(directory))) {
+    if (leaf != Leaf::name && !fs::exists(lookAt(parentOf(completed)))) {
         setStatus(eNotFound);
         return;
     }
@@ -156,7 +157,7 @@ void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
         break;
     case Leaf::all:
     case Leaf::pattern:
-        searchEntries(directory, leaf == Leaf::all ? nullptr : &pattern, extensions, found);
+        searchEntries(parentOf(completed), leaf == Leaf::all ? nullptr : &pattern, extensions, found);
         break;
     }
     while (maxCount > 0 && found.size() > static_cast<std::size_t>(maxCount)) {

@@ -31,6 +31,11 @@ inline std::string_view extensionOf(std::string_view name) {
                                                                         : name.substr(dot);
 }
 
+/// What precedes the extension of `name`.
+inline std::string_view stemOf(std::string_view name) {
+    return name.substr(0, name.size() - extensionOf(name).size());
+}
+
 inline bool isOneOf(std::string_view extension, const FileSet& extensions) {
     return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
 }

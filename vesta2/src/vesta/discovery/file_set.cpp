@@ -2,27 +2,20 @@
 
 #include <bit>
 #include <boost/filesystem/path.hpp>
-#include <cstring>
 #include <set>
-#include <string_view>
+
+#include "../foundation/path_parts.h"
 
 namespace vesta2 {
 namespace {
 
 bool endsWithName(const std::string& path) { return !path.empty() && path.back() != '/'; }
 
-std::string_view lastComponent(const std::string& path) {
-    // The library's own search backwards goes byte by byte.
-    const void* const slash = ::memrchr(path.data(), '/', path.size());
-    const char* const name = slash ? static_cast<const char*>(slash) + 1 : path.data();
-    return {name, path.size() - static_cast<std::size_t>(name - path.data())};
-}
-
 }  // namespace
 
 bool FileSetBaseFilenameCompare::operator()(const std::string& a, const std::string& b) const {
     if (endsWithName(a) && endsWithName(b)) {
-        return lastComponent(a) < lastComponent(b);
+        return nameIn(a) < nameIn(b);
     }
     return boost::filesystem::path(a).filename().compare(boost::filesystem::path(b).filename()) < 0;
 }

@@ -10,21 +10,30 @@ namespace fs = boost::filesystem;
 
 namespace {
 
+/// Whether the first component is one to fold: an empty one, "." or "..".
+bool beginsFolded(std::string_view text) {
+    std::size_t dots = 0;
+    while (dots < text.size() && text[dots] == '.') {
+        ++dots;
+    }
+    return dots <= 2 && (dots == text.size() || text[dots] == '/');
+}
+
 /// Whether there is nothing to fold: most paths come from a listing or were completed before, and a
 /// look is cheaper than taking them apart.
 bool isNormal(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t slash = text.find('/', 1);
-        std::string_view component = text.substr(0, slash);
-        if (component.front() == '/') {
-            component.remove_prefix(1);
-        }
-        if (component.empty() || component == "." || component == "..") {
-            return false;
-        }
-        text = slash == std::string_view::npos ? std::string_view() : text.substr(slash);
+    if (text.empty()) {
+        return true;
     }
-    return true;
+    text.remove_prefix(text.front() == '/' ? 1 : 0);
+    while (!beginsFolded(text)) {
+        const std::size_t slash = text.find('/');
+        if (slash == std::string_view::npos) {
+            return true;
+        }
+        text.remove_prefix(slash + 1);
+    }
+    return false;
 }
 
 bool isAbsolute(std::string_view text) { return !text.empty() && text.front() == '/'; }

@@ -12,10 +12,11 @@ boost::thread_specific_ptr<error_t>& vesta_statusPtr = *new boost::thread_specif
 }  // namespace
 
 bool setStatus(error_t code) {
-    if (!vesta_statusPtr.get()) {
-        vesta_statusPtr.reset(new error_t(eOK));
+    if (error_t* const status = vesta_statusPtr.get()) {
+        *status = code;
+    } else {
+        vesta_statusPtr.reset(new error_t(code));
     }
-    *vesta_statusPtr = code;
     return code == eOK;
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "../foundation/path_parts.h"
 #include "basekit2/bag_io.h"
 #include "basekit2/md5.h"
 #include "vesta2/node.h"
@@ -118,8 +119,7 @@ MarkerInHand* MarkerInHand::of(const std::string& path) {
 }
 
 bool MarkerInHand::hasMade(const boost::filesystem::path& directory) {
-    return t_innermost && t_innermost->m_isNew &&
-           boost::filesystem::path(t_innermost->m_path).parent_path() == directory;
+    return t_innermost && t_innermost->m_isNew && parentOf(t_innermost->m_path) == directory.native();
 }
 
 bool MarkerInHand::isOf(const struct stat& file) const {

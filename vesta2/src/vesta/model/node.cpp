@@ -5,6 +5,7 @@
 #include "../../util/flag_data.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
+#include "../foundation/path_parts.h"
 #include "marker_io.h"
 #include "node_state.h"
 #include "platkit/assertion.h"
@@ -93,7 +94,7 @@ const fs::path& Node::directory() const { return m_state->directory; }
 void Node::noteUnknownMarks() { m_state->areMarksKnown = false; }
 
 std::string Node::markerFileName() const {
-    return fs::path(m_state->markerFilePath).filename().native();
+    return std::string(nameIn(m_state->markerFilePath));
 }
 
 marker_state_t Node::markerState() const { return m_state->markerState; }

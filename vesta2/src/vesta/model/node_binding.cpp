@@ -12,8 +12,10 @@
 
 #include <string_view>
 
+#include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
+#include "../foundation/path_parts.h"
 #include "link_file.h"
 #include "marker_io.h"
 #include "node_registry.h"
@@ -65,20 +67,20 @@ std::string backLinkOf(const NodeState& node) {
 // --- the marker file
 
 void takeName(NodeState& node) {
-    const fs::path marker = node.markerFilePath;
+    const std::string& marker = node.markerFilePath;
     // A link that does not tell where its node is binds the node to itself. The directory around it
     // is another's, so that what is done to the node's own must fail.
     const bool isPlaceless = isLink(node.markerFilePath);
-    fs::path directory = isPlaceless ? marker : normalPath(marker).parent_path();
-    if (directory.native() != node.directory.native()) {
+    std::string directory = isPlaceless ? marker : parentOf(normalPath(marker));
+    if (directory != node.directory.native()) {
         // Waits for a copy of the node, which holds the manager.
-        node.flags.setDirectory(directory.native());
+        node.flags.setDirectory(directory);
         node.directory = std::move(directory);
     }
-    node.userVisibleName = marker.stem().native();
+    node.userVisibleName = stemOf(nameIn(marker));
     // The marker of a project may keep this name wherever the directory goes.
-    if (hasExtension(marker, projectMarkerFileExt()) && node.userVisibleName == unnamedProject) {
-        node.userVisibleName = node.directory.stem().native();
+    if (node.userVisibleName == unnamedProject && hasExtension(marker, projectMarkerFileExt())) {
+        node.userVisibleName = stemOf(nameIn(node.directory.native()));
     }
 }
 
@@ -172,10 +174,9 @@ bool findWantedLinkPath(const NodeState& node, std::string& wanted) {
         return true;
     }
     const fs::path group = node.parent->getPath();
-    const std::optional<bool> liesInGroup = leadToSame(node.directory.parent_path(), group);
+    const std::optional<bool> liesInGroup = leadToSame(parentOf(node.directory), group);
     if (liesInGroup == false) {
-        const fs::path marker = fs::path(node.markerFilePath).filename();
-        wanted = (group / (marker.native() + linkSuffix())).native();
+        wanted = (group / (std::string(nameIn(node.markerFilePath)) + linkSuffix())).native();
     }
     return liesInGroup.has_value();
 }
@@ -273,13 +274,13 @@ Membership adoptParent(NodeState& node, const std::string& groupPath, bool isJoi
 Membership adoptOwnParent(NodeState& node) {
     Membership found = Membership::none;
     if (!node.linkFilePath.empty() && !isAbsent(node.linkFilePath)) {
-        found = adoptParent(node, fs::path(node.linkFilePath).parent_path().native());
+        found = adoptParent(node, parentOf(node.linkFilePath));
         if (found == Membership::none) {
             leaveGroupThatIsNone(node);
         }
     }
-    if (found == Membership::none && node.directory.has_relative_path()) {
-        found = adoptParent(node, node.directory.parent_path().native());
+    if (found == Membership::none && !isRoot(node.directory)) {
+        found = adoptParent(node, parentOf(node.directory));
     }
     return found;
 }

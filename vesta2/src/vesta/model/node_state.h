@@ -17,8 +17,8 @@
 
 #include <atomic>
 #include <boost/filesystem/path.hpp>
-#include <boost/thread/lock_guard.hpp>
 #include <boost/thread/recursive_mutex.hpp>
+#include <thread>
 
 #include "vesta2/flag_manager.h"
 #include "vesta2/node.h"
@@ -39,9 +39,31 @@ public:
     bool modified = false;
 };
 
+/// Holds the mutex of the registry. It is held for some microseconds at a time, less than it takes
+/// to fall asleep and to be woken, so a thread tries again for about as long before it does.
+class RegistryLock {
+public:
+    explicit RegistryLock(boost::recursive_mutex& mutex) : m_mutex(mutex) {
+        constexpr int tries = 50;
+        for (int i = 0; i < tries; ++i) {
+            if (m_mutex.try_lock()) {
+                return;
+            }
+            std::this_thread::yield();
+        }
+        m_mutex.lock();
+    }
+    ~RegistryLock() { m_mutex.unlock(); }
+    RegistryLock(const RegistryLock&) = delete;
+    RegistryLock& operator=(const RegistryLock&) = delete;
+
+private:
+    boost::recursive_mutex& m_mutex;
+};
+
 struct NodeState {
     /// Of the registry; guards the reference counts and the binding of all nodes as well.
-    using Lock = boost::lock_guard<boost::recursive_mutex>;
+    using Lock = RegistryLock;
     static boost::recursive_mutex& mutex() { return Node::s_recursiveMutex; }
 
     explicit NodeState(Node& object);
