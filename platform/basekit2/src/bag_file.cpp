@@ -159,9 +159,14 @@ bool has_flushed(const place_t& place, std::string_view text) {
            flush(file.get()) && flush_directory(directory);
 }
 
-/// Replaces the file at `target`, or the one that a symbolic link there leads to after at most
-/// `links` others.
-bool replace_file(const path_t& target, std::string_view text, durability_t durability, int links) {
+struct manner_t {
+    durability_t durability = durability_t::lasting;
+    int links = 8;            ///< how many symbolic links may follow one another
+    bool may_be_same = true;  ///< a look at what is there may save the writing
+};
+
+/// Replaces the file at `target`, or the one that a symbolic link there leads to.
+bool replace_file(const path_t& target, std::string_view text, manner_t manner) {
     const place_t place(target);
     if (!place) {
         return false;
@@ -170,17 +175,16 @@ bool replace_file(const path_t& target, std::string_view text, durability_t dura
     struct stat old {};
     const bool replaces = ::fstatat(directory, place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
     if (replaces && S_ISLNK(old.st_mode)) {
-        return links > 0 &&
-               replace_file(path_t(target_of(target.text())), text, durability, links - 1);
+        return manner.links-- > 0 && replace_file(path_t(target_of(target.text())), text, manner);
     }
     if (replaces ? !S_ISREG(old.st_mode) : errno != ENOENT) {
         return false;
     }
-    if (replaces && static_cast<std::size_t>(old.st_size) == text.size() &&
+    if (replaces && manner.may_be_same && static_cast<std::size_t>(old.st_size) == text.size() &&
         has_flushed(place, text)) {
         return true;
     }
-    const bool lasting = replaces || durability == durability_t::lasting;
+    const bool lasting = replaces || manner.durability == durability_t::lasting;
     temporary_file_t file(directory);
     return file.fill(text, replaces ? &old : nullptr) && (!lasting || file.flush()) &&
            file.rename_to(place.name) && (!lasting || flush_directory(directory));
@@ -223,6 +227,15 @@ int fill_file(const path_t& target, const variant_bag_t& bag, std::string_view t
     return bag_exists;
 }
 
+int save(const variant_bag_t& bag, const std::string& path, const char* root, manner_t manner) {
+    std::string text;
+    const int result = save_variant_bag_to_string(bag, text, root);
+    if (bag_failed(result)) {
+        return result;
+    }
+    return replace_file(path_t(path), text, manner) ? bag_ok : bag_unwritable;
+}
+
 std::string host_in_names() {
     std::string host = get_fq_host_name().substr(0, 24);
     std::replace_if(
@@ -234,13 +247,15 @@ std::string host_in_names() {
 
 int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const char* root,
                       durability_t durability, symlinks_t symlinks) {
-    const int links = symlinks == symlinks_t::followed ? 8 : 0;
-    std::string text;
-    const int result = save_variant_bag_to_string(bag, text, root);
-    if (bag_failed(result)) {
-        return result;
-    }
-    return replace_file(path_t(path), text, durability, links) ? bag_ok : bag_unwritable;
+    manner_t manner{durability};
+    manner.links = symlinks == symlinks_t::followed ? manner.links : 0;
+    return save(bag, path, root, manner);
+}
+
+int save_changed_bag(const variant_bag_t& bag, const std::string& path) {
+    manner_t manner;
+    manner.may_be_same = false;
+    return save(bag, path, default_root, manner);
 }
 
 int create_variant_bag(const variant_bag_t& bag, const std::string& path, durability_t durability) {

@@ -228,8 +228,8 @@ private:
             return true;
         }
         bool& marked = key == "v" ? tag.has_version : tag.escaped;
-        const bool marks = !marked && ((key == "v" && *value == "1") ||
-                                       (key == "e" && *value == "x"));
+        const bool marks =
+            !marked && ((key == "v" && *value == "1") || (key == "e" && *value == "x"));
         marked = marked || marks;
         return marks;
     }

@@ -111,15 +111,17 @@ private:
 
     void write_markup(std::string_view text) {
         while (m_out.size() <= max_bag_bytes) {
-            const std::size_t plain = std::min(text.find_first_of("&<>\""), text.size());
-            m_out.append(text.substr(0, plain));
-            if (plain == text.size()) {
+            const auto* const markup = std::find_if(text.begin(), text.end(), is_markup);
+            m_out.append(text.begin(), markup);
+            if (markup == text.end()) {
                 return;
             }
-            m_out += reference(text[plain]);
-            text.remove_prefix(plain + 1);
+            m_out += reference(*markup);
+            text.remove_prefix(static_cast<std::size_t>(markup + 1 - text.begin()));
         }
     }
+
+    static bool is_markup(char c) { return c == '&' || c == '<' || c == '>' || c == '"'; }
 
     static const char* reference(char c) {
         return c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : "&quot;";

@@ -250,9 +250,7 @@ bool variant_bag_t::remove(std::string_view name) { return m_contents && m_conte
 
 void variant_bag_t::clear() noexcept { m_contents.reset(); }
 
-std::size_t variant_bag_t::size() const noexcept {
-    return m_contents ? m_contents->count : 0;
-}
+std::size_t variant_bag_t::size() const noexcept { return m_contents ? m_contents->count : 0; }
 
 variant_bag_t::const_iterator variant_bag_t::begin() const noexcept {
     return const_iterator(m_contents ? m_contents->first : nullptr);

@@ -89,6 +89,9 @@ inline int save_variant_bag(const variant_bag_t& bag, const std::string& path,
     return save_variant_bag2(bag, path, default_root, durability);
 }
 
+/// The same for a bag that has changed since it was loaded or saved: the file is not compared.
+int save_changed_bag(const variant_bag_t& bag, const std::string& path);
+
 /// Writes a file that is not there yet: of several that create one file, in whatever process, one
 /// succeeds.
 /// Returns: as `save_variant_bag2`; `bag_exists`, and nothing changed, when anything has that name,

@@ -157,7 +157,8 @@ void findPatternedMarkerFileOrLink(const std::string& path, const char* baseDir,
         break;
     case Leaf::all:
     case Leaf::pattern:
-        searchEntries(parentOf(completed), leaf == Leaf::all ? nullptr : &pattern, extensions, found);
+        searchEntries(parentOf(completed), leaf == Leaf::all ? nullptr : &pattern, extensions,
+                      found);
         break;
     }
     while (maxCount > 0 && found.size() > static_cast<std::size_t>(maxCount)) {

@@ -13,8 +13,8 @@ namespace vesta2 {
 inline std::string_view nameIn(std::string_view path) {
     // The library's own search backwards goes byte by byte.
     const void* const slash = ::memrchr(path.data(), '/', path.size());
-    return slash ? path.substr(static_cast<std::size_t>(static_cast<const char*>(slash) + 1 -
-                                                        path.data()))
+    return slash ? path.substr(
+                       static_cast<std::size_t>(static_cast<const char*>(slash) + 1 - path.data()))
                  : path;
 }
 

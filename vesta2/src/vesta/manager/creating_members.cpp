@@ -51,10 +51,10 @@ error_t makeOnDisk(const char* name, const char* parentDir, const std::string& e
     error_t written = eAlreadyExists;
     if (made.marker.empty()) {
         made.marker = markerFileIn(directory, markerName).native();
-        std::string checksum;
-        written = writeFirstMarkerFile(made.marker, bag, &checksum);
+        std::string text;
+        written = writeFirstMarkerFile(made.marker, bag, &text);
         if (code == eOK && written == eOK) {
-            made.inHand.emplace(made.marker, std::move(checksum), std::move(bag));
+            made.inHand.emplace(made.marker, std::move(text), std::move(bag));
         }
     }
     if (code == eOK && written != eOK && written != eAlreadyExists) {

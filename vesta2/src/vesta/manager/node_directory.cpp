@@ -13,6 +13,7 @@
 #include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
+#include "../foundation/path_parts.h"
 #include "../model/node_registry.h"
 #include "../tree/new_directory.h"
 #include "../tree/remove_tree.h"
@@ -271,8 +272,7 @@ error_t clear(const fs::path& path) {
 /// not told, and which nobody means to delete by them.
 bool namesEntry(std::string_view path) {
     path = path.substr(0, path.find_last_not_of('/') + 1);
-    const std::string_view last = path.substr(path.rfind('/') + 1);
-    return last != "." && last != "..";
+    return nameIn(path) != "." && nameIn(path) != "..";
 }
 
 error_t makeNamed(const fs::path& path, bool overwrite, std::string& createdDir) {
@@ -296,8 +296,8 @@ error_t makeNodeDirectory(const std::string& path, const char* baseDir, bool ove
         return code;
     }
     const fs::path full = completePath(path, place.base.c_str());
-    const fs::path parent = full.parent_path();
-    const std::string name = full.filename().native();
+    const fs::path parent = parentOf(full);
+    const std::string name(nameIn(full.native()));
     if (const error_t code = validateFileName(name.c_str())) {
         return code;
     }

@@ -69,10 +69,10 @@ error_t makeResult(const char* path, bool overwrite, const variant_bag_t* variab
         return code;
     }
     made.marker = markerFileIn(made.directory, made.markerName).native();
-    std::string checksum;
-    const error_t written = writeFirstMarkerFile(made.marker, bag, &checksum);
+    std::string text;
+    const error_t written = writeFirstMarkerFile(made.marker, bag, &text);
     if (written == eOK) {
-        made.inHand.emplace(made.marker, std::move(checksum), std::move(bag));
+        made.inHand.emplace(made.marker, std::move(text), std::move(bag));
     }
     return orPresent(written);
 }

@@ -2,9 +2,9 @@
 
 #include <utility>
 
+#include "../discovery/extensions.h"
 #include "../foundation/path_parts.h"
 #include "basekit2/bag_io.h"
-#include "basekit2/md5.h"
 #include "vesta2/node.h"
 #include "vesta2/path_completion.h"
 
@@ -13,12 +13,6 @@ namespace vesta2 {
 namespace fs = boost::filesystem;
 
 namespace {
-
-std::string checksumOf(std::string_view text) {
-    basekit2::md5_t md5;
-    md5.update(text);
-    return md5.get_digest_base16();
-}
 
 thread_local MarkerInHand* t_innermost = nullptr;
 
@@ -50,8 +44,8 @@ MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& prop
         properties.clear();
         return {stateOfLoad(read), {}};
     }
-    return {stateOfLoad(basekit2::load_variant_bag_from_string(properties, text)),
-            checksumOf(text)};
+    const int loaded = basekit2::load_variant_bag_from_string(properties, text);
+    return {stateOfLoad(loaded), Checksum::ofText(std::move(text))};
 }
 
 MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties) {
@@ -59,27 +53,26 @@ MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& prop
     return inHand ? inHand->take(properties) : readMarkerFile(path, properties);
 }
 
-error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path) {
-    return errorFromObxError(basekit2::save_variant_bag(properties, path));
+error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path,
+                       bool isChanged) {
+    return errorFromObxError(isChanged ? basekit2::save_changed_bag(properties, path)
+                                       : basekit2::save_variant_bag(properties, path));
 }
 
 fs::path markerFileIn(fs::path directory, std::string name) {
     removeEndingSlash(directory);
-    if (fs::path(name).stem().empty()) {
-        name.insert(0, directory.filename().native());
+    if (stemOf(name).empty()) {
+        name.insert(0, nameIn(directory.native()));
     }
     return directory / name;
 }
 
 error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag_t& bag,
-                             std::string* checksum) {
+                             std::string* written) {
     std::string text;
-    if (const int written = basekit2::save_variant_bag_to_string(bag, text);
-        basekit2::bag_failed(written)) {
-        return errorFromObxError(written);
-    }
-    if (checksum) {
-        *checksum = checksumOf(text);
+    if (const int saved = basekit2::save_variant_bag_to_string(bag, text);
+        basekit2::bag_failed(saved)) {
+        return errorFromObxError(saved);
     }
     // What is open on a file that is not there yet was so on one that has gone. What is opened from
     // now on is not touched: another thread may have been quicker.
@@ -94,15 +87,17 @@ error_t writeFirstMarkerFile(const fs::path& marker, const basekit2::variant_bag
     if (result == basekit2::bag_ok && open != 0) {
         Node::retire(marker.native(), open);
     }
+    if (written) {
+        *written = std::move(text);
+    }
     return errorFromObxError(result);
 }
 
-MarkerInHand::MarkerInHand(std::string path, std::string checksum,
-                           basekit2::variant_bag_t properties)
+MarkerInHand::MarkerInHand(std::string path, std::string text, basekit2::variant_bag_t properties)
     : m_path(std::move(path)),
       m_isNew(true),
       m_properties(std::move(properties)),
-      m_file{marker_state_t::read, std::move(checksum)},
+      m_file{marker_state_t::read, Checksum::ofText(std::move(text))},
       m_outer(std::exchange(t_innermost, this)) {}
 
 MarkerInHand::MarkerInHand(std::string path)
@@ -119,7 +114,8 @@ MarkerInHand* MarkerInHand::of(const std::string& path) {
 }
 
 bool MarkerInHand::hasMade(const boost::filesystem::path& directory) {
-    return t_innermost && t_innermost->m_isNew && parentOf(t_innermost->m_path) == directory.native();
+    return t_innermost && t_innermost->m_isNew &&
+           parentOf(t_innermost->m_path) == directory.native();
 }
 
 bool MarkerInHand::isOf(const struct stat& file) const {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "basekit2/variant.h"
+#include "checksum.h"
 #include "vesta2/error.h"
 #include "vesta2/marker_file.h"
 
@@ -17,8 +18,7 @@ marker_state_t stateOfLoad(int result);
 
 struct MarkerFile {
     marker_state_t state = marker_state_t::absent;
-    /// Lower-case hexadecimal MD5 of the file's bytes; empty when it could not be read.
-    std::string checksum;
+    Checksum checksum;
 };
 
 /// Reads the file into `properties`, which is empty when that fails. One read serves the checksum
@@ -30,8 +30,10 @@ MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& prop
 /// As `readMarkerFile`, but from the `MarkerInHand` of the file if there is one.
 MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties);
 
-/// Replaces the marker file in one step, and flushes it.
-error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path);
+/// Replaces the marker file in one step, and flushes it. Unless they are known to have changed, a
+/// file that holds just these properties stays.
+error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path,
+                       bool isChanged = false);
 
 /// The path of the marker file `name` in `directory`: a name that is only an extension is prefixed
 /// with the directory's own name.
@@ -40,9 +42,9 @@ boost::filesystem::path markerFileIn(boost::filesystem::path directory, std::str
 /// Writes the marker file that makes a directory a node, by an exclusive create: another process
 /// may have found the directory first, and what it has written there stays (`eAlreadyExists`). The
 /// only file that is replaced is the empty one of a repair. A node that is still open on a marker
-/// file which was there before is retired. `checksum` gets that of what was written.
+/// file which was there before is retired. `written` gets its text.
 error_t writeFirstMarkerFile(const boost::filesystem::path& marker,
-                             const basekit2::variant_bag_t& bag, std::string* checksum = nullptr);
+                             const basekit2::variant_bag_t& bag, std::string* written = nullptr);
 
 /// A marker file that the calling thread has just written or read, on its way into the node object:
 /// opening the node asks the disk for none of it again. Counts on that thread, as long as it lives,
@@ -50,7 +52,7 @@ error_t writeFirstMarkerFile(const boost::filesystem::path& marker,
 class MarkerInHand {
 public:
     /// One that this thread has written, into a directory that it has just made as well.
-    MarkerInHand(std::string path, std::string checksum, basekit2::variant_bag_t properties);
+    MarkerInHand(std::string path, std::string text, basekit2::variant_bag_t properties);
     /// Reads it.
     explicit MarkerInHand(std::string path);
     ~MarkerInHand();

@@ -93,9 +93,7 @@ const fs::path& Node::directory() const { return m_state->directory; }
 
 void Node::noteUnknownMarks() { m_state->areMarksKnown = false; }
 
-std::string Node::markerFileName() const {
-    return std::string(nameIn(m_state->markerFilePath));
-}
+std::string Node::markerFileName() const { return std::string(nameIn(m_state->markerFilePath)); }
 
 marker_state_t Node::markerState() const { return m_state->markerState; }
 
@@ -240,25 +238,26 @@ bool Node::save() {
         // Another process may have it.
         return !setStatus(owner);
     }
+    const bool isChanged = m_state->changeMonitor.modified;
     if (!m_state->isRemoved && m_state->markerState != marker_state_t::unreadable) {
         m_state->removeOnClose = false;
         m_state->changeMonitor.modified = false;
     }
-    const error_t code = m_state->saveProperties();
+    const error_t code = m_state->saveProperties(isChanged);
     // What could not be written is still to be saved.
     m_state->changeMonitor.modified = m_state->changeMonitor.modified || code != eOK;
     // Deliberate: true also when nothing was written.
     return !setStatus(code);
 }
 
-error_t NodeState::saveProperties() const {
+error_t NodeState::saveProperties(bool isChanged) const {
     if (isRemoved) {
         return eNotFound;
     }
     // What a marker holds that could not be read is unknown; replacing it would lose that.
     const error_t code = markerState == marker_state_t::unreadable
                              ? eUnknown
-                             : saveMarkerFile(properties, markerFilePath);
+                             : saveMarkerFile(properties, markerFilePath, isChanged);
     if (code != eOK) {
         logError(code, markerFilePath.c_str());
     }

@@ -86,7 +86,7 @@ void takeName(NodeState& node) {
 
 void readProperties(NodeState& node) {
     MarkerFile marker = takeMarkerFile(node.markerFilePath, node.properties);
-    if (!node.linkFilePath.empty() && marker.checksum != node.checksum) {
+    if (!node.linkFilePath.empty() && marker.checksum.digits() != node.checksum.digits()) {
         node.isLinkStale = true;
     }
     node.checksum = std::move(marker.checksum);
@@ -119,7 +119,7 @@ std::string exchangeLinkPath(NodeState& node, std::string path) {
 /// one.
 void adoptLink(NodeState& node, const std::string& path) {
     std::string target;
-    std::string checksum = node.checksum;
+    Checksum checksum(node.checksum.digits());
     node.setLinkPath(path, target);
     node.checksum = std::move(checksum);
     node.isLinkStale = node.isLinkStale || target != node.markerFilePath;
@@ -195,7 +195,8 @@ bool updateLinkFile(NodeState& node) {
     }
     if (!wanted.empty()) {
         const LinkFile found = readLinkFile(wanted);
-        const error_t code = rewriteLinkFile(wanted, found, markersOf(node), node.checksum);
+        const error_t code =
+            rewriteLinkFile(wanted, found, markersOf(node), node.checksum.digits());
         if (code != eOK) {
             node.isParentKnown = node.isParentKnown && found.state != marker_state_t::unreadable;
             if (wanted != node.linkFilePath) {
@@ -370,8 +371,8 @@ bool NodeState::setLinkPath(std::string linkPath, std::string& target) {
         return true;
     }
     target = link.target;
-    isLinkStale = isLinkStale || target != markerFilePath || link.checksum != checksum;
-    checksum = link.checksum;
+    isLinkStale = isLinkStale || target != markerFilePath || link.checksum != checksum.digits();
+    checksum = Checksum(link.checksum);
     return true;
 }
 

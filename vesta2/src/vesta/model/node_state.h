@@ -20,6 +20,7 @@
 #include <boost/thread/recursive_mutex.hpp>
 #include <thread>
 
+#include "checksum.h"
 #include "vesta2/flag_manager.h"
 #include "vesta2/node.h"
 #include "vesta2/node_group.h"
@@ -79,8 +80,9 @@ struct NodeState {
     [[nodiscard]] bool isGone() const { return isRemoved && !setStatus(eNotFound); }
     /// In the section "vesta"; null without one.
     [[nodiscard]] const basekit2::variant_t* findProperty(const char* name) const;
-    /// Writes the marker file; the status stays as it is.
-    [[nodiscard]] error_t saveProperties() const;
+    /// Writes the marker file, without a look at it if the properties are known to have changed;
+    /// the status stays as it is.
+    [[nodiscard]] error_t saveProperties(bool isChanged = false) const;
 
     // --- node_binding.cpp
 
@@ -112,7 +114,7 @@ struct NodeState {
     std::string markerFilePath;
     std::string formerMarkerFilePath;  ///< what the link file may still name after a re-binding
     std::string linkFilePath;
-    std::string checksum;
+    Checksum checksum;
     std::string userVisibleName;
     basekit2::sptr_t<INode> parent;
     std::unique_ptr<NodeGroup> ownGroup;
