@@ -143,9 +143,9 @@ std::size_t purgeRaw(const std::string& directory) {
     return bytes;
 }
 
-std::size_t openRaw(const std::string& directory, std::size_t count) {
+std::size_t openRaw(const std::string& directory, std::size_t begin, std::size_t end) {
     std::size_t bytes = 0;
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = begin; i < end; ++i) {
         bytes += openOne(below(directory, nameOf(i)));
     }
     return bytes;
@@ -158,14 +158,15 @@ std::size_t listRaw(const std::string& directory) {
 }
 
 std::size_t lastRaw(const std::string& directory, std::size_t count) {
+    // A node's place in the order is that of its marker file's name.
     std::vector<std::string> found;
-    forEachDirectory(directory, [&](const std::string& path) { found.push_back(path); });
+    forEachDirectory(directory, [&](const std::string& path) { found.push_back(findOne(path)); });
     count = std::min(count, found.size());
     const auto end = found.begin() + static_cast<std::ptrdiff_t>(count);
     std::partial_sort(found.begin(), end, found.end(), std::greater<>());
     return std::accumulate(
         found.begin(), end, std::size_t{0},
-        [](std::size_t bytes, const std::string& path) { return bytes + openOne(path); });
+        [](std::size_t bytes, const std::string& path) { return bytes + readFile(path); });
 }
 
 void saveRaw(const std::string& path, const std::string& text) {

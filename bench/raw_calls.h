@@ -11,8 +11,9 @@ namespace bench {
 /// `text` that appears under its name only when it is complete.
 void createRaw(const std::string& directory, std::size_t count, const std::string& text);
 
-/// For each of those: lists its directory and reads its marker file. Returns the bytes read.
-std::size_t openRaw(const std::string& directory, std::size_t count);
+/// For those from `begin` to before `end`: lists its directory and reads its marker file. Returns
+/// the bytes read.
+std::size_t openRaw(const std::string& directory, std::size_t begin, std::size_t end);
 
 /// Lists `directory`, and does the same for each directory that is found in it.
 std::size_t listRaw(const std::string& directory);

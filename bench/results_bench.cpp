@@ -34,7 +34,7 @@ void open(benchmark::State& state) {
     createResults(directory.path(), count);
     measure(
         state, count, [&] { openResults(directory.path(), 0, count); },
-        [&] { benchmark::DoNotOptimize(bench::openRaw(directory.path(), count)); }, 1.6);
+        [&] { benchmark::DoNotOptimize(bench::openRaw(directory.path(), 0, count)); }, 1.6);
 }
 
 /// Of a directory with so many results, a project's if `isProject`.
@@ -138,18 +138,23 @@ void createByProcesses(benchmark::State& state) {
 }
 
 /// The ratio is of two threads to one.
-void openByThreads(benchmark::State& state) {
+template <class Open>
+void byThreads(benchmark::State& state, const Open& open, double goal) {
     const auto count = static_cast<std::size_t>(state.range(0));
     const Directory directory;
     createResults(directory.path(), count);
     measure(
         state, count,
         [&] {
-            std::jthread other([&] { openResults(directory.path(), 0, count / 2); });
-            openResults(directory.path(), count / 2, count);
+            std::jthread other([&] { open(directory.path(), 0, count / 2); });
+            open(directory.path(), count / 2, count);
         },
-        [&] { openResults(directory.path(), 0, count); }, 0.65);
+        [&] { open(directory.path(), 0, count); }, goal);
 }
+
+void openByThreads(benchmark::State& state) { byThreads(state, openResults, 0.65); }
+/// What a second thread is worth on this machine.
+void openRawByThreads(benchmark::State& state) { byThreads(state, bench::openRaw, 0); }
 
 void sizes(benchmark::internal::Benchmark* benchmark) {
     benchmark->Apply(style)->Arg(100)->Arg(1000)->Arg(10000);
@@ -159,6 +164,7 @@ BENCHMARK(create)->Apply(sizes);
 BENCHMARK(createByProcesses)->Apply(style)->Arg(4000);
 BENCHMARK(open)->Apply(sizes);
 BENCHMARK(openByThreads)->Apply(style)->Arg(10000);
+BENCHMARK(openRawByThreads)->Apply(style)->Arg(10000);
 BENCHMARK(find)->Apply(sizes);
 BENCHMARK(list)->Apply(sizes);
 BENCHMARK(listProject)->Apply(sizes);
