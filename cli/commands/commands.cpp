@@ -3,7 +3,8 @@
 namespace cli {
 
 Declaration collect, create, get, list, show, set, diff, files, add, rename, relink, copy, move,
-    duplicate, exportResult, importResult, flag, finalize, invalidate, remove, purge;
+    duplicate, exportResult, importResult, flag, finalize, invalidate, remove, purge, check,
+    doctor;
 
 const std::vector<CommandEntry>& commandTable() {
     static const std::vector<CommandEntry> table{
@@ -28,6 +29,8 @@ const std::vector<CommandEntry>& commandTable() {
         {"invalidate", "mark results as unusable", &invalidate},
         {"remove", "delete nodes", &remove},
         {"purge", "delete all but the last results of a group", &purge},
+        {"check", "what is damaged in a group, and what can be mended", &check},
+        {"doctor", "what a file system does, and what is promised there", &doctor},
     };
     return table;
 }

@@ -54,7 +54,7 @@ _vesta2() {
         command=$(_vesta2_command)
         case $command in
         '') choices='collect create get list show set diff files add rename relink copy move
-            duplicate export import flag finalize invalidate remove purge --version' ;;
+            duplicate export import flag finalize invalidate remove purge check doctor --version' ;;
         create) choices='result experiment project' ;;
         flag) choices='list set clear run' ;;
         esac
@@ -74,6 +74,7 @@ _vesta2() {
             'flag run') choices='--wait --' ;;
             remove) choices='--yes --dry-run' ;;
             purge) choices='--keep --mask --yes --dry-run' ;;
+            check) choices='--repair' ;;
             esac
             choices+=" $general"
         fi

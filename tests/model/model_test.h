@@ -138,13 +138,6 @@ protected:
         }
         return all;
     }
-    /// Changes whenever the file is written or replaced.
-    static std::vector<long> stampOf(const std::string& path) {
-        struct stat info {};
-        EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
-        return {static_cast<long>(info.st_ino), info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
-    }
-
     /// As `support::asOrdinaryUser`, in the test's directory.
     void asOrdinaryUser(const std::function<void()>& check) {
         support::asOrdinaryUser(m_temp.path(), [&] {

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <boost/filesystem/operations.hpp>
@@ -51,4 +52,13 @@ std::vector<std::array<std::string, Columns>> rows(const std::string& table) {
     return all;
 }
 
+/// Changes whenever the file is written or replaced.
+inline std::vector<long> stampOf(const std::string& path) {
+    struct stat info {};
+    EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
+    return {static_cast<long>(info.st_ino), info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
+}
+
 }  // namespace support
+
+using support::stampOf;

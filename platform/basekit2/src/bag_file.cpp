@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <climits>
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 
@@ -317,5 +319,17 @@ std::string make_bag_temporary() {
 }
 
 bool is_bag_temporary(std::string_view name) { return name.starts_with(temporary_prefix); }
+
+bool is_left_bag_temporary(std::string_view name) {
+    const std::string own_host = std::string(temporary_prefix) + host_in_names() + '-';
+    if (!name.starts_with(own_host)) {
+        return false;
+    }
+    name.remove_prefix(own_host.size());
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
+    return error == std::errc() && end != name.data() + name.size() && *end == '-' && process > 0 &&
+           ::kill(process, 0) != 0 && errno == ESRCH;
+}
 
 }  // namespace basekit2

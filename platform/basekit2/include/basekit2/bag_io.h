@@ -133,5 +133,9 @@ BASEKIT2_API std::string make_bag_temporary();
 /// Returns: whether `name` is one of `make_bag_temporary`. A file of such a name that stays was
 /// left by a process that was killed.
 BASEKIT2_API bool is_bag_temporary(std::string_view name);
+/// Returns: whether `name` is one of `make_bag_temporary` whose process has certainly ended: one of
+/// this host that its kernel does not know any more. From within a container, processes outside
+/// seem to have ended.
+BASEKIT2_API bool is_left_bag_temporary(std::string_view name);
 
 }  // namespace basekit2
