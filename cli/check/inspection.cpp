@@ -281,8 +281,8 @@ void Inspection::inspectMembers(const std::string& directory, const Entries& ent
     for (const std::string& member : entries.directories) {
         std::error_code ignored;
         const std::string name = nameOf(member);
-        const bool isResult =
-            fs::exists(member + "/" + name + vesta2::getResultExtension(), ignored);
+        const fs::path marker = fs::path(member) / (name + vesta2::getResultExtension());
+        const bool isResult = fs::exists(marker, ignored);
         if (const std::optional<std::string> its = seriesOf(name); its && isResult) {
             series.insert(*its);
         }

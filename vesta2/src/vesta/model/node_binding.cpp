@@ -71,11 +71,11 @@ void takeName(NodeState& node) {
     // A link that does not tell where its node is binds the node to itself. The directory around it
     // is another's, so that what is done to the node's own must fail.
     const bool isPlaceless = isLink(node.markerFilePath);
-    std::string directory = isPlaceless ? marker : parentOf(normalPath(marker));
+    const std::string directory = isPlaceless ? marker : parentOf(normalPath(marker));
     if (directory != node.directory.native()) {
         // Waits for a copy of the node, which holds the manager.
         node.flags.setDirectory(directory);
-        node.directory = std::move(directory);
+        node.directory = directory;
     }
     node.userVisibleName = stemOf(nameIn(marker));
     // The marker of a project may keep this name wherever the directory goes.
