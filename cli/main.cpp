@@ -43,6 +43,14 @@ int run(int argc, char** argv, cli::Session& session) {
     return code;
 }
 
+/// What was done before a failure is told all the same.
+void flushAfterFailure(cli::Output& out) {
+    try {
+        out.flush();
+    } catch (...) {  // NOLINT(bugprone-empty-catch): the failure before is reported
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {  // NOLINT: only a lack of memory while reporting can escape
@@ -53,6 +61,8 @@ int main(int argc, char** argv) {  // NOLINT: only a lack of memory while report
     } catch (const cli::BrokenPipe&) {
         return cli::exitBrokenPipe;
     } catch (...) {
-        return report(Failure::current(), session.json);
+        const Failure failure = Failure::current();
+        flushAfterFailure(session.out);
+        return report(failure, session.json);
     }
 }

@@ -27,6 +27,10 @@ void requireLinkFollowed(vesta2::INode& node, const std::string& former) {
 }
 
 int run(const Arguments& arguments, Session& session) {
+    // The library takes them for names, as patterns do.
+    if (arguments.name == "." || arguments.name == "..") {
+        throw Failure(exitUsage, arguments.name, "is no name", "give a plain name without '/'");
+    }
     const auto node = namedPresentNode(arguments.node);
     requireReadable(node);
     requireUnclaimed(*node);

@@ -256,6 +256,9 @@ void setLogLevel(int verbosity) {
 }
 
 void changeDirectory(const std::string& directory) {
+    if (directory.empty()) {
+        throw Failure(exitUsage, {}, "the directory of -C is empty", "name a directory, or '.'");
+    }
     if (::chdir(directory.c_str()) != 0) {
         throw Failure::fromErrno(errno, directory);
     }

@@ -15,6 +15,17 @@ class ItemReport {
 public:
     /// In the JSON object the things are the array `member`.
     ItemReport(Session& session, const char* member) : m_session(session), m_member(member) {}
+    /// What was done before a failure is told all the same.
+    ~ItemReport() {
+        if (!m_items.empty()) {
+            try {
+                finish();
+            } catch (...) {  // NOLINT(bugprone-empty-catch): the failure before is reported
+            }
+        }
+    }
+    ItemReport(const ItemReport&) = delete;
+    ItemReport& operator=(const ItemReport&) = delete;
 
     /// Prints `text`, or keeps what `toJson` returns, which is called for JSON alone.
     template <class ToJson>
@@ -30,7 +41,7 @@ public:
     /// success.
     int finish(Json others = Json::object()) {
         if (m_session.json) {
-            others[m_member] = std::move(m_items);
+            others[m_member] = std::exchange(m_items, Json::array());
             m_session.out.writeJson(others);
         }
         return exitOk;

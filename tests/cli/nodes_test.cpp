@@ -159,4 +159,21 @@ TEST_F(NodesTest, ATerminalGetsAlignedHarmlessLines) {
     EXPECT_THAT(output("list --color always"), HasSubstr("\x1b[32mfinalized\x1b[0m"));
 }
 
+TEST_F(NodesTest, WhatWasRemovedBeforeAFailureIsTold) {
+    for (const char* json : {"", "--json "}) {
+        for (const char* name : {"a0", "a1", "a2"}) {
+            output(std::string("get ") + name);
+        }
+        write("a1/stuck", "");
+        const auto result =
+            start(Words(std::string(json) + "remove -y a0 a1 a2"), {"LD_PRELOAD=" LYING_CALLS})
+                .finish();
+        EXPECT_EQ(result.code, 7);
+        EXPECT_THAT(result.err, HasSubstr("a1"));
+        EXPECT_THAT(result.out, AllOf(HasSubstr("/a0"), Not(HasSubstr("/a1"))));
+        EXPECT_FALSE(exists("a0"));
+        EXPECT_EQ(listed("."), "a1 a2");
+    }
+}
+
 }  // namespace

@@ -30,6 +30,8 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
           Case{"list none", 3, "/none: no such"},
           Case{"list empty/file", 3, "/empty/file: not a group"},
           Case{"-C none list", 3, "none: no such"},
+          Case{"-C - list", 2, "-C is empty"},
+          Case{"rename r1 ..", 2, "no name"},
           Case{"show", 2, "vesta2 show --help"},
           Case{"show -", 2, "empty"},
           Case{"show /", 2, "/: the root directory"},
