@@ -98,7 +98,7 @@ TEST_F(CallCounts, StayAsLowAsTheyAre) {
     EXPECT_LE(callsOf(claim), 35);
     EXPECT_LE(callsOf([&] { result->save(); }), 9);
     int saves = 0;
-    EXPECT_LE(callsOf([&] { result->setCollectionTimeEnd(++saves), result->save(); }), 17);
+    EXPECT_LE(callsOf([&] { result->setCollectionTimeEnd(++saves), result->save(); }), 14);
     // Of one more there is one more removal of 43, and when it goes slowly a listing now and again.
     const auto purge = [&](int count) {
         return callsOf([=, this] {
