@@ -72,7 +72,9 @@ bool isMark(std::string_view name) {
 
 /// Whether a file or directory of that name is what a collector leaves in a result.
 bool isTrace(const std::string& name) {
-    return isMark(name) || name == vesta2::result_file::collectorLog ||
+    namespace file = vesta2::result_file;
+    return isMark(name) || name == file::collectorLog || name == file::commandLog ||
+           name == file::applicationLog ||
            seriesOf(name) == vesta2::getCollectorDataDirectoryPrefix();
 }
 
@@ -241,10 +243,18 @@ void Inspection::inspectWithoutMarker(const std::string& directory, const Entrie
              "looks like a result, but has no marker file: what made it, a copy or "
              "a creation, has not come to its end",
              remedy, nullptr});
-    } else if (entries.isEmpty && series.count(seriesOf(nameOf(directory)).value_or("")) != 0) {
+    } else if (entries.isEmpty) {
+        // Named like the results beside it, or anything that somebody may want.
+        const bool isResult = series.count(seriesOf(nameOf(directory)).value_or("")) != 0;
         m_findings.push_back({"empty-directory", directory,
-                              "is empty: a creation did not come to its end", "delete it",
-                              [directory] { removeEmptyDirectory(directory); }});
+                              "is empty: perhaps a creation did not come to its end", "delete it",
+                              nullptr, !isResult});
+        if (isResult) {
+            m_findings.back().repair = [directory] { removeEmptyDirectory(directory); };
+        }
+    } else {
+        // A folder, which may hold nodes, or what is left of a copy of a group.
+        inspectMembers(directory, entries);
     }
 }
 

@@ -30,6 +30,14 @@ bool isPartOf(std::string_view whole, std::string_view printed) {
                               isSameRow);
 }
 
+/// A node is reached by a link that it does not name back, too.
+std::map<std::string, FoundNode> withoutBackLinks(std::map<std::string, FoundNode> nodes) {
+    for (FoundNode& node : std::views::values(nodes)) {
+        node.backLink.clear();
+    }
+    return nodes;
+}
+
 struct Judge {
     const Case& m_case;
     const Survey& m_before;
@@ -52,6 +60,7 @@ struct Judge {
             blame("the next list fails");
         }
         judgeLeavings();
+        judgeCheck();
         return std::move(m_wrong);
     }
 
@@ -148,6 +157,26 @@ struct Judge {
             blame("lost: " + directory);
         } else if (isMember(m_before) && !isMember(m_after) && !isDeleted) {
             blame("no longer a member: " + directory);
+        }
+    }
+
+    /// What was done by halves is found, and nothing is that is whole. Flags may stay where files
+    /// cannot be deleted.
+    void judgeCheck() {
+        const Survey& meant = m_undisturbed.after;
+        for (const std::string& finding : m_after.findings) {
+            if (m_isDone && meant.findings.count(finding) == 0 && !m_case.is("elsewhere") &&
+                !finding.starts_with("stale-flag ")) {
+                blame("check finds what is whole: " + finding);
+            }
+        }
+        const auto isAs = [&](const Survey& survey) {
+            return m_after.all == survey.all && m_after.temporaries.empty() &&
+                   withoutBackLinks(m_after.nodes) == withoutBackLinks(survey.nodes);
+        };
+        if (m_fault.kind == Fault::Kind::kill && m_after.findings == m_before.findings &&
+            !isAs(m_before) && !isAs(meant) && !m_case.is("elsewhere") && !m_case.is("untold")) {
+            blame("check finds nothing, but this is neither as before nor done");
         }
     }
 

@@ -59,6 +59,23 @@ void listMembers(Survey& out, const std::string& root) {
     }
 }
 
+void addFindings(Survey& out, const std::string& root) {
+    for (const char* place : {"p", "far"}) {
+        const support::CommandResult result = support::run(root, {"--json", "check", place});
+        const auto report = nlohmann::json::parse(result.out, nullptr, false);
+        if (report.is_discarded()) {
+            out.findings.insert("no answer: " + result.err);
+            continue;
+        }
+        for (const auto& finding : report["findings"]) {
+            if (finding["finding"] != "stale-link") {
+                out.findings.insert(finding["finding"].get<std::string>() + ' ' +
+                                    finding["path"].get<std::string>().substr(root.size() + 1));
+            }
+        }
+    }
+}
+
 }  // namespace
 
 Survey survey(const std::string& root) {
@@ -84,6 +101,7 @@ Survey survey(const std::string& root) {
     for (const fs::path& marker : markers) {
         addNode(out, root, marker);
     }
+    addFindings(out, root);
     listMembers(out, root);
     return out;
 }

@@ -26,6 +26,7 @@ struct Survey {
     std::map<std::string, FoundNode> nodes;  ///< by their directories, below the root as all paths
     Texts members;                           ///< those that a listing of "p" shows: identities
     bool isListed = false;                   ///< whether there was a listing; it comes last
+    std::set<std::string> findings;          ///< of a check: kind and path
     std::set<std::string> damaged;           ///< marker files that cannot be read
     std::set<std::string> temporaries;       ///< of files that were being written
     Texts all;                               ///< every other entry, but for flags

@@ -90,7 +90,7 @@ inline int save_variant_bag(const variant_bag_t& bag, const std::string& path,
 }
 
 /// The same for a bag that has changed since it was loaded or saved: the file is not compared.
-int save_changed_bag(const variant_bag_t& bag, const std::string& path);
+BASEKIT2_API int save_changed_bag(const variant_bag_t& bag, const std::string& path);
 
 /// Writes a file that is not there yet: of several that create one file, in whatever process, one
 /// succeeds.
@@ -101,8 +101,8 @@ int save_changed_bag(const variant_bag_t& bag, const std::string& path);
                                                   durability_t durability = durability_t::whenever);
 
 /// The same with the text of a bag, for a caller that needs that as well.
-[[nodiscard]] int create_bag_file(std::string_view text, const std::string& path,
-                                  durability_t durability = durability_t::whenever);
+[[nodiscard]] BASEKIT2_API int create_bag_file(std::string_view text, const std::string& path,
+                                               durability_t durability = durability_t::whenever);
 
 /// Writes `bag` to a file that holds an empty one.
 /// Returns: as `save_variant_bag2`, with `bag_unwritable` also on a file system that cannot make
@@ -124,7 +124,7 @@ BASEKIT2_API int load_variant_bag2(variant_bag_t& bag, const std::string& path, 
 /// failure.
 BASEKIT2_API int read_bag_text(const std::string& path, std::string& text);
 /// The same; `file`, which may be null, gets what the system tells of what was read.
-int read_bag_text(const std::string& path, std::string& text, struct stat* file);
+BASEKIT2_API int read_bag_text(const std::string& path, std::string& text, struct stat* file);
 
 /// Names a file that will get its own name by a rename.
 /// Returns: a name that is unique among all hosts and processes that write to one directory, and
