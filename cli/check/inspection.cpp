@@ -1,48 +1,26 @@
 #include "check/inspection.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
-#include <cerrno>
 #include <filesystem>
 #include <optional>
-#include <string_view>
 
 #include "base/failure.h"
 #include "base/presence.h"
 #include "base/text.h"
 #include "basekit2/bag_io.h"
-#include "basekit2/md5.h"
-#include "check/repair.h"
 #include "nodes/flags.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
-#include "vesta2/property_names.h"
 
 namespace cli {
 
 namespace fs = std::filesystem;
-using basekit2::variant_bag_t;
 
 namespace {
 
 /// Links and groups on disk can lead in circles, and a walk needs a bound.
 constexpr int mostLevels = 64;
-
-std::string textOf(const variant_bag_t& bag, const char* key) {
-    const basekit2::variant_t* value = bag.find(key);
-    const std::string* text = value ? value->as_string() : nullptr;
-    return text ? *text : std::string();
-}
-
-/// Relative ones are meant from where the file that holds them lies.
-std::string fullPath(const std::string& path, const fs::path& holder) {
-    return (holder.parent_path() / path).lexically_normal().native();
-}
-
-std::string nameOf(const std::string& path) { return fs::path(path).filename().native(); }
-std::string directoryOf(const std::string& path) { return fs::path(path).parent_path().native(); }
 
 /// Paths may be spelled differently.
 bool isSame(const std::string& path, const std::string& other) {
@@ -54,142 +32,25 @@ bool isLeft(const std::string& temporary) {
     return basekit2::is_left_bag_temporary(nameOf(temporary));
 }
 
-/// What precedes the number at the end of a name; nothing without one.
-std::optional<std::string> seriesOf(const std::string& name) {
-    const std::size_t end = name.find_last_not_of("0123456789") + 1;
-    return end == name.size() ? std::nullopt : std::optional(name.substr(0, end));
-}
-
-bool isMarker(std::string_view extension) {
-    return extension == vesta2::getResultExtension() ||
-           extension == vesta2::getExperimentExtension() ||
-           extension == vesta2::getProjectExtension();
-}
-
-bool isMark(std::string_view name) {
-    return name == vesta2::mark::finalized || name == vesta2::mark::invalid;
-}
-
-/// Whether a file or directory of that name is what a collector leaves in a result.
-bool isTrace(const std::string& name) {
-    namespace file = vesta2::result_file;
-    return isMark(name) || name == file::collectorLog || name == file::commandLog ||
-           name == file::applicationLog ||
-           seriesOf(name) == vesta2::getCollectorDataDirectoryPrefix();
-}
-
-/// The link file without its suffix: named like the marker files of its kind.
-std::string markerExtensionOf(const std::string& link) {
-    const std::string extension = fs::path(link).extension().native();
-    return extension.substr(0, extension.size() - vesta2::linkSuffix().size());
-}
-
 Finding unreadable(const std::string& path, const std::string& problem) {
     return {"unreadable", path, problem, "check the disk and whether you may read it", nullptr};
 }
 
-struct Link {
-    int result = basekit2::bag_ok;
-    std::string target;  ///< a full path; empty in a link that names none
-    std::string checksum;
-};
-
-Link readLink(const std::string& path) {
-    variant_bag_t bag;
-    Link link;
-    link.result = basekit2::load_variant_bag(bag, path, basekit2::default_root);
-    const std::string target = textOf(bag, vesta2::link_key::target);
-    link.target = target.empty() ? target : fullPath(target, path);
-    link.checksum = textOf(bag, vesta2::link_key::checksum);
-    return link;
-}
-
-struct Marker {
-    int result = basekit2::bag_ok;
-    std::string checksum;
-    variant_bag_t bag;
-
-    /// The link file that it names; empty when it names none.
-    [[nodiscard]] std::string backlink(const std::string& path) const {
-        const variant_bag_t* section = bag.get_bag(vesta2::section::vesta);
-        const std::string link =
-            section ? textOf(*section, vesta2::property::backlink) : std::string();
-        return link.empty() ? link : fullPath(link, path);
-    }
-};
-
-Marker readMarker(const std::string& path) {
-    Marker marker;
-    std::string text;
-    marker.result = basekit2::read_bag_text(path, text);
-    if (!basekit2::bag_failed(marker.result)) {
-        basekit2::md5_t md5;
-        md5.update(text);
-        marker.checksum = md5.get_digest_base16();
-        marker.result = basekit2::load_variant_bag_from_string(marker.bag, text);
-    }
-    return marker;
-}
-
 }  // namespace
 
-/// What a directory holds, by what it is for.
-struct Inspection::Entries {
-    explicit Entries(const std::string& directory) {
-        for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-            add(entry);
-        }
-        for (auto* names : {&markers, &links, &temporaries, &directories}) {
-            std::sort(names->begin(), names->end());
-        }
-    }
-
-    [[nodiscard]] bool holdsGroup() const {
-        return std::any_of(markers.begin(), markers.end(), [](const std::string& marker) {
-            return fs::path(marker).extension() != vesta2::getResultExtension();
-        });
-    }
-
-    std::vector<std::string> markers;
-    std::vector<std::string> links;
-    std::vector<std::string> temporaries;
-    std::vector<std::string> directories;
-    bool isEmpty = true;
-    bool hasTraces = false;
-    bool isEnded = false;  ///< finalized, or invalid
-
-private:
-    void add(const fs::directory_entry& entry) {
-        const std::string& path = entry.path().native();
-        const std::string name = entry.path().filename().native();
-        const fs::file_type type = entry.symlink_status().type();
-        isEmpty = false;
-        hasTraces = hasTraces || isTrace(name);
-        isEnded = isEnded || isMark(name);
-        if (basekit2::is_bag_temporary(name)) {
-            temporaries.push_back(path);
-        } else if (type == fs::file_type::directory) {
-            directories.push_back(path);
-        } else if (vesta2::isLink(name) && isMarker(markerExtensionOf(name))) {
-            links.push_back(path);
-        } else if (type == fs::file_type::regular && isMarker(entry.path().extension().native())) {
-            markers.push_back(path);
-        }
-    }
-};
-
-Inspection::Inspection(const std::string& directory) {
-    isNew(directory);
-    const Entries entries(directory);
+Inspection::Inspection(const std::string& path) {
+    const FoundDirectory directory(fs::canonical(path));
+    m_seen.insert(directory.key());
+    const DirectoryEntries entries(directory.path());
     if (!entries.markers.empty()) {
         inspectNode(directory, entries);
         return;
     }
     // What is no node is a group all the same, since it was asked for.
-    if (entries.hasTraces) {
-        inspectWithoutMarker(directory, entries, {});
+    if (entries.hasTraces || !entries.odd.empty()) {
+        inspectWithoutMarker(directory, entries, {}, nullptr);
     }
-    inspectTemporaries(entries);
+    inspectTemporaries(directory, entries);
     inspectMembers(directory, entries);
 }
 
@@ -206,31 +67,33 @@ void Inspection::inspect(const std::string& path, const Work& work) {
     }
 }
 
-bool Inspection::isNew(const std::string& directory) {
-    struct stat status {};
-    if (::stat(directory.c_str(), &status) != 0) {
-        throw Failure::fromErrno(errno, directory);
-    }
-    return m_seen.emplace(status.st_dev, status.st_ino).second;
-}
-
-void Inspection::inspectDirectory(const std::string& directory,
-                                  const std::set<std::string>& series) {
-    if (!isNew(directory)) {
+void Inspection::inspectDirectory(const std::string& path, const std::set<std::string>& series,
+                                  const FoundDirectory* parent) {
+    const FoundDirectory directory(path);
+    if (!m_seen.insert(directory.key()).second) {
         return;
     }
-    const Entries entries(directory);
+    const DirectoryEntries entries(path);
     if (entries.markers.empty()) {
-        inspectWithoutMarker(directory, entries, series);
+        inspectWithoutMarker(directory, entries, series, parent);
     } else {
         inspectNode(directory, entries);
     }
 }
 
-void Inspection::inspectWithoutMarker(const std::string& directory, const Entries& entries,
-                                      const std::set<std::string>& series) {
+void Inspection::inspectWithoutMarker(const FoundDirectory& place, const DirectoryEntries& entries,
+                                      const std::set<std::string>& series,
+                                      const FoundDirectory* parent) {
+    const std::string& directory = place.path();
     const std::string remedy =
-        "make it a result, " + seeCommand("get", directory) + ", or delete it";
+        "make it a result, " + seeCommand("get --literal", directory) + ", or delete it";
+    for (const std::string& path : entries.odd) {
+        m_findings.push_back({"damaged-marker", path, "stands for a marker file, and is no file",
+                              "move it away, and restore the marker file from a copy", nullptr});
+    }
+    if (!entries.odd.empty()) {
+        return;
+    }
     if (std::any_of(entries.temporaries.begin(), entries.temporaries.end(), isLeft)) {
         m_findings.push_back({"interrupted", directory,
                               "has no marker file, but a temporary one: what made it, a copy or a "
@@ -249,16 +112,18 @@ void Inspection::inspectWithoutMarker(const std::string& directory, const Entrie
         m_findings.push_back({"empty-directory", directory,
                               "is empty: perhaps a creation did not come to its end", "delete it",
                               nullptr, !isResult});
-        if (isResult) {
-            m_findings.back().repair = [directory] { removeEmptyDirectory(directory); };
+        if (isResult && parent) {
+            m_findings.back().repair = [parent = *parent, name = nameOf(directory)] {
+                removeEmptyDirectory(parent, name);
+            };
         }
     } else {
         // A folder, which may hold nodes, or what is left of a copy of a group.
-        inspectMembers(directory, entries);
+        inspectMembers(place, entries);
     }
 }
 
-void Inspection::inspectNode(const std::string& directory, const Entries& entries) {
+void Inspection::inspectNode(const FoundDirectory& directory, const DirectoryEntries& entries) {
     ++m_nodes;
     if (entries.markers.size() > 1) {
         std::string names;
@@ -266,7 +131,7 @@ void Inspection::inspectNode(const std::string& directory, const Entries& entrie
             names += (names.empty() ? "" : ", ") + nameOf(marker);
         }
         m_findings.push_back(
-            {"two-markers", directory,
+            {"two-markers", directory.path(),
              "has " + std::to_string(entries.markers.size()) + " marker files: " + names,
              "move those away that are not this node's", nullptr});
     }
@@ -274,15 +139,15 @@ void Inspection::inspectNode(const std::string& directory, const Entries& entrie
         inspectMarker(marker);
     }
     inspectFlags(directory, entries.isEnded);
-    inspectTemporaries(entries);
+    inspectTemporaries(directory, entries);
     if (entries.holdsGroup()) {
         inspectMembers(directory, entries);
     }
 }
 
-void Inspection::inspectMembers(const std::string& directory, const Entries& entries) {
+void Inspection::inspectMembers(const FoundDirectory& directory, const DirectoryEntries& entries) {
     if (m_depth == mostLevels) {
-        m_findings.push_back({"too-deep", directory, "lies in more groups than can be",
+        m_findings.push_back({"too-deep", directory.path(), "lies in more groups than can be",
                               "look for links that lead in a circle", nullptr});
         return;
     }
@@ -298,16 +163,16 @@ void Inspection::inspectMembers(const std::string& directory, const Entries& ent
         }
     }
     for (const std::string& member : entries.directories) {
-        inspect(member, [&] { inspectDirectory(member, series); });
+        inspect(member, [&] { inspectDirectory(member, series, &directory); });
     }
     for (const std::string& link : entries.links) {
-        inspect(link, [&] { inspectLink(link, directory); });
+        inspect(link, [&] { inspectLink(link, directory.path()); });
     }
     --m_depth;
 }
 
 void Inspection::inspectMarker(const std::string& path) {
-    const Marker marker = readMarker(path);
+    const MarkerContent marker(path);
     if (marker.result == basekit2::bag_absent) {
         return;
     }
@@ -320,36 +185,39 @@ void Inspection::inspectMarker(const std::string& path) {
                               "restore it from a copy", nullptr});
         return;
     }
-    if (!marker.bag.get_bag(vesta2::section::vesta)) {
+    if (!marker.tellsOfNode) {
         m_findings.push_back({"empty-marker", path, "the marker file tells nothing of its node",
-                              seeCommand("get", directoryOf(path)), nullptr});
+                              "record what is known of it with 'vesta2 set " +
+                                  shellQuote(directoryOf(path)) + " KEY=VALUE'",
+                              nullptr});
         return;
     }
-    const std::string link = marker.backlink(path);
+    const std::string link = marker.backlink;
     const std::string group = directoryOf(link);
     if (link.empty() || !isThere(group)) {
         return;
     }
-    const Link found = readLink(link);
+    const LinkContent found(link);
     if (found.result == basekit2::bag_absent || !isSame(found.target, path)) {
-        const char* const problem = found.result == basekit2::bag_absent
-                                        ? "its link is gone: "
-                                        : "its link does not lead here: ";
-        m_findings.push_back({"lost-link", path, problem + link,
-                              "take it in again with 'vesta2 add " +
-                                  shellQuote({directoryOf(path), "--to", group}) + "'",
-                              nullptr});
+        // A copy takes the link of its source over.
+        const bool isGone = found.result == basekit2::bag_absent;
+        m_findings.push_back(
+            {"lost-link", path,
+             (isGone ? "its link is gone: " : "its link leads to another node: ") + link,
+             "take it in again with 'vesta2 add " + shellQuote({directoryOf(path), "--to", group}) +
+                 "'",
+             nullptr, !isGone});
     }
 }
 
 void Inspection::inspectLink(const std::string& path, const std::string& group) {
     const char* const remedy = "delete it, and add the node again";
-    if (fs::is_symlink(fs::symlink_status(path))) {
-        m_findings.push_back(
-            {"wrong-link", path, "is a symbolic link, and is not followed", remedy, nullptr});
+    const fs::file_type type = fs::symlink_status(path).type();
+    if (type != fs::file_type::regular && type != fs::file_type::not_found) {
+        m_findings.push_back({"wrong-link", path, "is no file of its own", remedy, nullptr});
         return;
     }
-    const Link link = readLink(path);
+    const LinkContent link(path);
     if (link.result == basekit2::bag_absent) {
         return;
     }
@@ -375,9 +243,9 @@ void Inspection::inspectLink(const std::string& path, const std::string& group) 
                               nullptr});
         return;
     }
-    const Marker marker = readMarker(link.target);
-    const std::string other = marker.backlink(link.target);
-    if (!other.empty() && !isSame(other, path) && isSame(readLink(other).target, link.target)) {
+    const MarkerContent marker(link.target);
+    const std::string other = marker.backlink;
+    if (!other.empty() && !isSame(other, path) && isSame(LinkContent(other).target, link.target)) {
         m_findings.push_back({"foreign-link", path, "leads to the node of another link: " + other,
                               "delete one of the two links", nullptr});
     } else if (!basekit2::bag_failed(marker.result) && marker.checksum != link.checksum) {
@@ -385,33 +253,35 @@ void Inspection::inspectLink(const std::string& path, const std::string& group) 
                               "it is renewed when the node is opened next",
                               [path, group] { renewLink(path, group); }, true});
     }
-    inspectDirectory(directoryOf(link.target), {});
+    inspectDirectory(directoryOf(link.target), {}, nullptr);
 }
 
-void Inspection::inspectFlags(const std::string& directory, bool isEnded) {
-    for (const vesta2::util::FlagLook& look : vesta2::util::lookAtFlags(directory)) {
+void Inspection::inspectFlags(const FoundDirectory& directory, bool isEnded) {
+    for (const vesta2::util::FlagLook& look : vesta2::util::lookAtFlags(directory.path())) {
         if (look.state() != vesta2::util::flag_state_t::stale) {
             continue;
         }
         if (look.name() == flags::collecting && !isEnded) {
             m_findings.push_back(
-                {"orphaned", directory, "its collector has ended without finishing it",
+                {"orphaned", directory.path(), "its collector has ended without finishing it",
                  "mark it with 'vesta2 finalize' or 'vesta2 invalidate'", nullptr});
             continue;
         }
-        m_findings.push_back({"stale-flag", directory + "/" + look.name(),
+        m_findings.push_back({"stale-flag", directory.path() + "/" + look.name(),
                               "the flag's owner has ended without giving it up",
                               "the next claim takes it over",
                               [directory, name = look.name()] { clearFlag(directory, name); }});
     }
 }
 
-void Inspection::inspectTemporaries(const Entries& entries) {
+void Inspection::inspectTemporaries(const FoundDirectory& directory,
+                                    const DirectoryEntries& entries) {
     for (const std::string& path : entries.temporaries) {
         if (isLeft(path)) {
-            m_findings.push_back({"temporary-file", path,
-                                  "is left of a save or a copy whose process has ended",
-                                  "delete it", [path] { removeTemporary(path); }});
+            m_findings.push_back(
+                {"temporary-file", path, "is left of a save or a copy whose process has ended",
+                 "delete it",
+                 [directory, name = nameOf(path)] { removeTemporary(directory, name); }});
         }
     }
 }

@@ -5,6 +5,7 @@
 #include "base/text.h"
 #include "commands/arguments.h"
 #include "nodes/description.h"
+#include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "output/item_report.h"
 
@@ -50,6 +51,8 @@ int run(const Arguments& arguments, Session& session) {
         const auto node = namedPresentNode(argument);
         const Description description = describe(node);
         requireReadable(description);
+        // The marker file gets the name of the link.
+        const FlagClaim claim = claimForChange(node->getPath());
         const auto member = group->addNode(node->getMarkerFilePath());
         const vesta2::error_t status = vesta2::getStatus();
         if (!member) {

@@ -72,8 +72,7 @@ std::string count(std::size_t number, const std::string& word) {
 }
 
 int run(const Arguments& arguments, Session& session) {
-    const std::string directory = requirePath(arguments.group);
-    const Inspection inspection(directory);
+    const Inspection inspection(requirePath(arguments.group));
     std::size_t left = 0;
     std::size_t shown = 0;
     Json items = Json::array();

@@ -3,8 +3,7 @@
 namespace cli {
 
 Declaration collect, create, get, list, show, set, diff, files, add, rename, relink, copy, move,
-    duplicate, exportResult, importResult, flag, finalize, invalidate, remove, purge, check,
-    doctor;
+    duplicate, exportResult, importResult, flag, finalize, invalidate, remove, purge, check, doctor;
 
 const std::vector<CommandEntry>& commandTable() {
     static const std::vector<CommandEntry> table{

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/failure.h"
+#include "base/signals.h"
 #include "commands/arguments.h"
 #include "doctor/trials.h"
 #include "nodes/node_argument.h"
@@ -29,7 +30,12 @@ const char* styleOf(const Trial& trial) {
 int run(const Arguments& arguments, Session& session) {
     const std::string directory = requirePath(arguments.directory);
     const std::string fileSystem = fileSystemOf(directory);
+    // A signal must not leave what the trials make.
+    Signals signals;
     const std::vector<Trial> trials = tryOut(directory);
+    if (signals.wantsEnd()) {
+        throw Failure(exitCancelled, directory, "cancelled", "nothing was left behind");
+    }
     bool isFit = true;
     Json items = Json::array();
     Table table(session.out, {{"TRIAL", Column::Align::left, true},

@@ -24,9 +24,10 @@ protected:
     }
 
     /// "outcome finding path", a line each, with paths relative to the working directory.
-    std::multiset<std::string> found(const std::string& words) {
+    std::multiset<std::string> found(const std::string& words, const Words& environment = {}) {
         std::multiset<std::string> lines;
-        const nlohmann::json all = json(words);
+        const auto result = start(Words("--json").with(words), environment).finish();
+        const auto all = nlohmann::json::parse(result.out);
         for (const auto& finding : all["findings"]) {
             if (!finding["harmless"]) {
                 const fs::path path = finding["path"].get<std::string>();
@@ -60,11 +61,6 @@ protected:
         host.resize(host.rfind('-'));
         return host.substr(0, host.rfind('-') + 1) + std::to_string(process) + "-7";
     }
-
-    void makeOld(const std::string& name) {
-        const timespec times[] = {{1'000'000'000, 0}, {1'000'000'000, 0}};
-        ASSERT_EQ(::utimensat(AT_FDCWD, (directory / name).c_str(), times, 0), 0);
-    }
 };
 
 TEST_F(CliCheckTest, WhatIsWholeHasNoFindings) {
@@ -89,7 +85,6 @@ TEST_F(CliCheckTest, DamageIsFoundAndMendedWhereNothingIsLost) {
     constexpr pid_t dead = 4'194'304;  // one more than a process can have
     write("p/r000/r000.zentor", "torn");
     write("p/r000/" + temporaryOf(dead), "left");
-    makeOld("p/r000/" + temporaryOf(dead));
     write("p/r001/other.zentor", read("p/r001/r001.zentor"));
     fs::remove(directory / "p/r002/r002.zentor");
     fs::create_directory(directory / "p/r002/data.0");
@@ -99,40 +94,56 @@ TEST_F(CliCheckTest, DamageIsFoundAndMendedWhereNothingIsLost) {
     for (const char* empty : {"p/r004", "p/r005"}) {
         fs::create_directory(directory / empty);
     }
-    makeOld("p/r004");
     write("p/r006/" + temporaryOf(dead), "half");
     fs::remove_all(directory / "elsewhere/x1");
     fs::copy_file(directory / "p/x0.zentorlink", directory / "p/y.zentorlink");
     write("p/z.zentorlink", "no link");
     fs::create_symlink("x0.zentorlink", directory / "p/s.zentorlink");
+    fs::create_directories(directory / "p/odd/odd.zentor");
 
     const auto before = stamps();
-    const std::multiset<std::string> all{
-        "found damaged-link p/z.zentorlink",   "found damaged-marker p/r000/r000.zentor",
-        "found dangling-link p/x1.zentorlink", "found empty-directory p/r004",
-        "found empty-directory p/r005",        "found empty-marker p/r003/r003.zentor",
-        "found foreign-link p/y.zentorlink",   "found interrupted p/r006",
-        "found missing-marker p/r002",         "found orphaned p/r003",
-        "found stale-flag p/r003/editing",     "found two-markers p/r001",
-        "found wrong-link p/s.zentorlink",     "found temporary-file p/r000/" + temporaryOf(dead)};
+    const std::multiset<std::string> all{"found damaged-marker p/odd/odd.zentor",
+                                         "found damaged-link p/z.zentorlink",
+                                         "found damaged-marker p/r000/r000.zentor",
+                                         "found dangling-link p/x1.zentorlink",
+                                         "found empty-directory p/r004",
+                                         "found empty-directory p/r005",
+                                         "found empty-marker p/r003/r003.zentor",
+                                         "found foreign-link p/y.zentorlink",
+                                         "found interrupted p/r006",
+                                         "found missing-marker p/r002",
+                                         "found orphaned p/r003",
+                                         "found stale-flag p/r003/editing",
+                                         "found two-markers p/r001",
+                                         "found wrong-link p/s.zentorlink",
+                                         "found temporary-file p/r000/" + temporaryOf(dead)};
     EXPECT_EQ(found("check p"), all);
     EXPECT_EQ(stamps(), before);
     EXPECT_EQ(run("check p").code, 1);
 
     std::multiset<std::string> outcomes;
-    const std::set<std::string> mended{"temporary-file", "stale-flag"};
-    for (std::string line : all) {
-        const bool isMended = mended.count(support::words(line)[1]) != 0 || line.ends_with("r004");
+    const std::set<std::string> mended{"temporary-file", "stale-flag", "empty-directory"};
+    for (const std::string& line : all) {
+        const bool isMended = mended.count(support::words(line)[1]) != 0;
         outcomes.insert((isMended ? "repaired" : "left") + line.substr(5));
     }
-    EXPECT_EQ(found("check p --repair"), outcomes);
+    // What is as young as now may be somebody's work; an hour later it is nobody's.
+    const std::string flag = "repaired stale-flag p/r003/editing";
+    const auto atOnce = found("check p --repair");
+    EXPECT_EQ(atOnce.count("left empty-directory p/r004"), 1U);
+    EXPECT_EQ(atOnce.count(flag), 1U);
+    outcomes.erase(flag);
+    EXPECT_EQ(found("check p --repair", {"LD_PRELOAD=" LYING_CALLS,
+                                         "ASAN_OPTIONS=verify_asan_link_order=0"}),
+              outcomes);
     auto after = stamps();
     for (const auto& [path, stamp] : before) {
-        const bool isGone = path.ends_with("r004") || path.find(".bagtmp-") != path.npos ||
+        const bool isGone = path.ends_with("r004") || path.ends_with("r005") ||
+                            path.find(".bagtmp-") != path.npos ||
                             path.find("/editing.") != path.npos;
         EXPECT_EQ(after.count(path) != 0, !isGone || path.find("r006") != path.npos) << path;
     }
-    EXPECT_EQ(found("check p").size(), all.size() - 3);
+    EXPECT_EQ(found("check p").size(), all.size() - 4);
 }
 
 TEST_F(CliCheckTest, LostLinksAndWhatMayNotBeReadAreFindings) {

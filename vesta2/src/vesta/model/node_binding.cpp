@@ -154,6 +154,14 @@ void nameLinkInMarker(NodeState& node) {
     if (!vesta || former == node.linkFilePath) {
         return;
     }
+    // The other group's link counts as long as it leads here: two groups would take turns, and each
+    // save what it has read, whatever others have saved since.
+    const Leads leads =
+        former.empty() ? Leads::nowhere
+                       : whereLeads(readLinkFile(normalPath(former).native()), markersOf(node));
+    if (leads == Leads::here || leads == Leads::unknown) {
+        return;
+    }
     vesta->put(property::backlink, node.linkFilePath);
     if (setStatus(node.saveProperties())) {
         return;

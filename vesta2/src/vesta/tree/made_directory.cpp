@@ -93,6 +93,21 @@ void MadeDirectory::open(const fs::path& model) {
     restrictLike(model);
     // Until then, others may have been able to put something into it.
     requireEmpty();
+    noteUnfinished();
+}
+
+void MadeDirectory::noteUnfinished() {
+    m_unfinished = basekit2::make_bag_temporary();
+    const descriptor_t file(::openat(descriptor(), m_unfinished.c_str(),
+                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!file) {
+        basekit2::throw_file_error("cannot write to", m_path);
+    }
+}
+
+void MadeDirectory::keep() {
+    m_isKept = true;
+    ::unlinkat(descriptor(), m_unfinished.c_str(), 0);
 }
 
 void MadeDirectory::requireOwn() {

@@ -9,7 +9,8 @@ namespace vesta2 {
 
 /// A directory that this process has just made for a copy. It is opened once: whoever may change
 /// the directory that it lies in can put something else in its place, but nothing is written there.
-/// It is deleted again unless the copy succeeds.
+/// It is deleted again unless the copy succeeds. Until then a temporary file in it tells that it is
+/// being made, or what made it was killed.
 class MadeDirectory {
 public:
     /// Takes hold of `path`, and takes from it the permissions of others that the directory `model`
@@ -27,17 +28,19 @@ public:
     [[nodiscard]] int descriptor() const { return m_directory.get(); }
     /// For a copy to work in. Throws as the constructor.
     [[nodiscard]] basekit2::descriptor_t duplicate() const;
-    void keep() { m_isKept = true; }
+    void keep();
 
 private:
     void open(const boost::filesystem::path& model);
     void requireOwn();
     void requireEmpty() const;
     void restrictLike(const boost::filesystem::path& model) const;
+    void noteUnfinished();
 
     boost::filesystem::path m_path;
     basekit2::descriptor_t m_directory;
     FileId m_id;
+    std::string m_unfinished;  ///< the name of that file
     bool m_isKept = false;
 };
 
