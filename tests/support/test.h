@@ -51,4 +51,20 @@ std::vector<std::array<std::string, Columns>> rows(const std::string& table) {
     return all;
 }
 
+/// Changes whenever the file is written or replaced.
+inline std::vector<long> stampOf(const std::string& path) {
+    struct stat info {};
+    EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
+    return {static_cast<long>(info.st_ino), info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
+}
+
 }  // namespace support
+
+using support::rows;
+using support::stampOf;
+using support::words;
+
+/// A table of other things than words.
+template <class... Columns>
+using Rows = std::vector<std::tuple<Columns...>>;
+using Text = const char*;
