@@ -7,6 +7,7 @@ namespace {
 using NodesTest = CliTest;
 
 TEST_F(NodesTest, NamesAreBytes) {
+    output("create project p");
     for (const auto& [name, shown, inJson] : Rows<std::string, std::string, nlohmann::json>{
              {"two words", "two words", "two words"},
              {"a\nb\tc", "a\\nb\\tc", "a\nb\tc"},
@@ -21,6 +22,8 @@ TEST_F(NodesTest, NamesAreBytes) {
         EXPECT_THAT(output("list"), HasSubstr(shown + "\tresult\tincomplete\t"));
         EXPECT_THAT(json("list")["nodes"].dump(), HasSubstr(inJson.dump()));
         EXPECT_EQ(output({"get", "--", name}), directory / name + "\n");
+        output({"add", "--to", "p", "--", name});
+        EXPECT_EQ(output({"show", "p/" + name + ".zentorlink", "path"}), directory / shown + "\n");
     }
 }
 

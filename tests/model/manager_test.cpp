@@ -266,20 +266,4 @@ TEST_F(ManagerTest, DiffPairsTwoResultsAndImportFindsForeignMarkers) {
             open a@@@         -> no not-found)");
 }
 
-TEST_F(ManagerTest, NamesAreBytes) {
-    makeProject("p");
-    for (const char* name :
-         {"with space", "new\nline", "\xc3\xa9\xe4\xb8\xad", "bad\xff\xc3", "{x}", "-rf", "r@"}) {
-        SCOPED_TRACE(name);
-        const std::string directory = at(std::string("dir ") + name + "/" + name);
-        const std::string marker = makeResult(directory);
-        const ResultHandle result = openResult(directory);
-        ASSERT_TRUE(result && add("p", directory));
-        EXPECT_EQ(text(result->getUserVisibleName()), name);
-        EXPECT_EQ(Results::get(marker.c_str(), nullptr, true).get(), result.get());
-        EXPECT_EQ(lookup(result->getLinkFilePath()).get(), result.get());
-        EXPECT_TRUE(result->remove() && fs::is_empty(fs::path(directory).parent_path()));
-    }
-}
-
 }  // namespace
