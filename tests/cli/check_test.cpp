@@ -133,8 +133,8 @@ TEST_F(CliCheckTest, DamageIsFoundAndMendedWhereNothingIsLost) {
     EXPECT_EQ(atOnce.count("left empty-directory p/r004"), 1U);
     EXPECT_EQ(atOnce.count(flag), 1U);
     outcomes.erase(flag);
-    EXPECT_EQ(found("check p --repair", {"LD_PRELOAD=" LYING_CALLS,
-                                         "ASAN_OPTIONS=verify_asan_link_order=0"}),
+    EXPECT_EQ(found("check p --repair",
+                    {"LD_PRELOAD=" LYING_CALLS, "ASAN_OPTIONS=verify_asan_link_order=0"}),
               outcomes);
     auto after = stamps();
     for (const auto& [path, stamp] : before) {

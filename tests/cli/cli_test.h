@@ -10,8 +10,8 @@ using testing::Not;
 
 /// What follows the name of the command: a line of words, or each word by itself.
 struct Words : std::vector<std::string> {
-    Words(const char* line) : vector(support::words(line)) {}
-    Words(const std::string& line) : vector(support::words(line)) {}
+    Words(const char* line) : vector(words(line)) {}
+    Words(const std::string& line) : vector(words(line)) {}
     Words(std::initializer_list<std::string> all) : vector(all) {}
 
     /// These words and those behind them.

@@ -17,30 +17,23 @@ Words shell(const std::string& script, const std::string& options = "") {
 std::vector<std::array<std::string, 6>> samplesIn(std::string csv) {
     std::replace(csv.begin(), csv.end(), ',', ' ');
     std::replace(csv.begin(), csv.end(), '\n', ';');
-    return support::rows<6>(csv.substr(csv.find(';') + 1));
+    return rows<6>(csv.substr(csv.find(';') + 1));
 }
 
 TEST_F(CollectTest, TheProgramsEndIsTheCommandsEnd) {
-    struct Case {
-        Words program;
-        int code;
-        const char* state;
-        const char* recorded;
-        const char* told;
-    };
     write("plain", "text");
-    for (const Case& each :
-         {Case{"true", 0, "finalized", "exitCode", "/r000 (exit code 0, "},
-          Case{{"sh", "-c", "exit 42"}, 42, "finalized", "exitCode", "exit code 42"},
-          Case{{"sh", "-c", "kill -9 $$"}, 137, "finalized", "exitSignal", "killed by SIGKILL"},
-          Case{"no-such-program", 127, "invalid", "collectionTimeBegin", "/r003-bad is invalid"},
-          Case{"./plain", 126, "invalid", "collectionTimeBegin", "/r004-bad is invalid"}}) {
-        const auto result = run(Words("collect --").with(each.program));
-        EXPECT_EQ(result.code, each.code) << each.program.back();
+    for (const auto& [program, code, state, recorded, told] : Rows<Words, int, Text, Text, Text>{
+             {"true", 0, "finalized", "exitCode", "/r000 (exit code 0, "},
+             {{"sh", "-c", "exit 42"}, 42, "finalized", "exitCode", "exit code 42"},
+             {{"sh", "-c", "kill -9 $$"}, 137, "finalized", "exitSignal", "killed by SIGKILL"},
+             {"no-such-program", 127, "invalid", "collectionTimeBegin", "/r003-bad is invalid"},
+             {"./plain", 126, "invalid", "collectionTimeBegin", "/r004-bad is invalid"}}) {
+        const auto result = run(Words("collect --").with(program));
+        EXPECT_EQ(result.code, code) << program.back();
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-        EXPECT_THAT(result.err, HasSubstr(each.told));
-        EXPECT_EQ(show("r@@@ state"), std::string(each.state) + "\n") << each.program.back();
-        EXPECT_NE(show(std::string("r@@@ ") + each.recorded), "");
+        EXPECT_THAT(result.err, HasSubstr(told));
+        EXPECT_EQ(show("r@@@ state"), std::string(state) + "\n") << program.back();
+        EXPECT_NE(show(std::string("r@@@ ") + recorded), "");
     }
     EXPECT_EQ(show("r001 exitCode") + show("r002 exitSignal"), "42\n9\n");
     const auto told = nlohmann::json::parse(run("collect --json -- true").err);

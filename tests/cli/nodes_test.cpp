@@ -7,23 +7,23 @@ namespace {
 using NodesTest = CliTest;
 
 TEST_F(NodesTest, NamesAreBytes) {
-    struct Case {
-        std::string name;
-        std::string shown;
-        nlohmann::json inJson;
-    };
-    for (const Case& each :
-         {Case{"two words", "two words", "two words"}, Case{"a\nb\tc", "a\\nb\\tc", "a\nb\tc"},
-          Case{"\x1b[31mred", "\\x1B[31mred", "\x1b[31mred"},
-          Case{"r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac"},
-          Case{"\xe2\x80\xaetxt", "\\xE2\\x80\\xAEtxt", "\xe2\x80\xaetxt"},
-          Case{"bad\xff", "bad\\xFF", {{"bytes", "YmFk/w=="}}}, Case{"-dash", "-dash", "-dash"}}) {
-        EXPECT_EQ(output({"create", "result", "--", each.name}), directory / each.name + "\n");
-        EXPECT_EQ(output({"show", "--", each.name, "name"}), each.shown + "\n");
-        EXPECT_EQ(json({"show", "--", each.name, "name"})["values"]["name"], each.inJson);
-        EXPECT_THAT(output("list"), HasSubstr(each.shown + "\tresult\tincomplete\t"));
-        EXPECT_THAT(json("list")["nodes"].dump(), HasSubstr(each.inJson.dump()));
-        EXPECT_EQ(output({"get", "--", each.name}), directory / each.name + "\n");
+    output("create project p");
+    for (const auto& [name, shown, inJson] : Rows<std::string, std::string, nlohmann::json>{
+             {"two words", "two words", "two words"},
+             {"a\nb\tc", "a\\nb\\tc", "a\nb\tc"},
+             {"\x1b[31mred", "\\x1B[31mred", "\x1b[31mred"},
+             {"r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac", "r\xc3\xa4\xe2\x82\xac"},
+             {"\xe2\x80\xaetxt", "\\xE2\\x80\\xAEtxt", "\xe2\x80\xaetxt"},
+             {"bad\xff", "bad\\xFF", {{"bytes", "YmFk/w=="}}},
+             {"-dash", "-dash", "-dash"}}) {
+        EXPECT_EQ(output({"create", "result", "--", name}), directory / name + "\n");
+        EXPECT_EQ(output({"show", "--", name, "name"}), shown + "\n");
+        EXPECT_EQ(json({"show", "--", name, "name"})["values"]["name"], inJson);
+        EXPECT_THAT(output("list"), HasSubstr(shown + "\tresult\tincomplete\t"));
+        EXPECT_THAT(json("list")["nodes"].dump(), HasSubstr(inJson.dump()));
+        EXPECT_EQ(output({"get", "--", name}), directory / name + "\n");
+        output({"add", "--to", "p", "--", name});
+        EXPECT_EQ(output({"show", "p/" + name + ".zentorlink", "path"}), directory / shown + "\n");
     }
 }
 
@@ -72,9 +72,9 @@ TEST_F(NodesTest, SetChangesAllOrNothing) {
     EXPECT_EQ(json("set r000 exitCode=4")["properties"]["exitCode"], 4);
     const std::string before = read("r000/r000.zentor");
     for (const std::string& refused :
-         support::words("exitCode=four exitCode=4x exitCode=99999999999 elapsedMicroseconds=-1 "
-                        "finalizationTimeEnd= variables=x note/below=1 a//b=1 =x word timestamp=5 "
-                        "backlink=/elsewhere mpirank=1")) {
+         words("exitCode=four exitCode=4x exitCode=99999999999 elapsedMicroseconds=-1 "
+               "finalizationTimeEnd= variables=x note/below=1 a//b=1 =x word timestamp=5 "
+               "backlink=/elsewhere mpirank=1")) {
         EXPECT_EQ(run("set r000 other=1 " + refused).code, 2) << refused;
         EXPECT_EQ(read("r000/r000.zentor"), before) << refused;
     }

@@ -14,7 +14,7 @@ vesta2::CpuInfo scanned(const std::string& content) {
 TEST(CpuInfo, TellsTheFrequency) {
     const auto filled = [](std::size_t length) { return std::string(length, 'x'); };
     // By the scan for everything, and by the one for the frequency alone.
-    for (const auto& [content, all, alone] : std::vector<std::tuple<std::string, double, double>>{
+    for (const auto& [content, all, alone] : Rows<std::string, double, double>{
              {"model name\t: CPU E5 v4 @ 2.40GHz\ncpu MHz\t\t: 1200.123\n", 2.4e9, 2.4e9},
              {"model name\t: 7B13\ncpu  \t MHz \t : \t 2449.998", 2449998000, 2449998000},
              {std::string("model name\0: A \t\v4.10GHz\n", 26), 4.1e9, 4.1e9},
@@ -43,7 +43,7 @@ TEST(CpuInfo, TellsTheFrequency) {
 TEST(CpuInfo, TellsTheExtensions) {
     const std::string clock = "cpu MHz : 1\n";
     // The greatest of each family, and the length of the widest vector.
-    for (const auto& [content, expected] : std::vector<std::pair<std::string, std::string>>{
+    for (const auto& [content, expected] : Rows<std::string, std::string>{
              {"flags : fpu mmx sse sse2 sse3 ssse3 sse4 sse4_1 sse4_2 avx avx2 avx512 x\n",
               "1 8 11 512"},
              // The last token of a line is not looked at.

@@ -93,15 +93,20 @@ TEST(DirectoryMemory, ListsAnOldDirectoryOnce) {
 
 const auto nothing = [] {};
 
+/// As if that took so many microseconds.
+void list(DirectoryLook& look, int cost) {
+    look.beginListing();
+    ::usleep(static_cast<unsigned>(cost));
+    look.listed({"", {}}, true);
+}
+
 /// Lists the directory, as if that took so many microseconds, makes `name` in it and tells the look
 /// so. Returns the seconds that the listing took in truth.
 double makeOwn(const std::string& path, int cost, const std::string& name = "own",
                const std::function<void()>& meanwhile = nothing) {
     const auto begin = std::chrono::steady_clock::now();
     DirectoryLook look(path);
-    look.beginListing();
-    ::usleep(static_cast<unsigned>(cost));
-    look.listed({"", {}}, true);
+    list(look, cost);
     const std::chrono::duration<double> listing = std::chrono::steady_clock::now() - begin;
     meanwhile();
     fs::create_directory(path + "/" + name);
@@ -111,11 +116,6 @@ double makeOwn(const std::string& path, int cost, const std::string& name = "own
 
 void expectKept(const fs::path& directory) {
     const std::string path = (directory / "group").native();
-    struct Case {
-        const char* name;
-        std::function<void()> meanwhile, afterwards;
-        bool isKnown;
-    };
     fs::create_directories(path);
     if (!support::givesEachChangeAStamp(path)) {
         GTEST_SKIP() << "changes that follow at once share a time stamp here: none is believed";
@@ -125,37 +125,36 @@ void expectKept(const fs::path& directory) {
     for (int i = 0; i < 100; ++i) {
         makeOwn(path, 1000, std::to_string(i));
     }
-    for (const Case& each :
-         {Case{"alone", nothing, nothing, true},
-          {"a directory before", [&] { fs::create_directory(path + "/x"); }, nothing, false},
-          {"a directory exchanged before", [&] { fs::remove(path + "/old"); }, nothing, false},
-          {"a file afterwards", nothing, [&] { writeFile(path + "/x", ""); }, false},
-          {"a directory afterwards", nothing, [&] { fs::remove(path + "/old"); }, false},
-          {"long afterwards", nothing,
-           [&] { std::this_thread::sleep_for(std::chrono::duration<double>(21 * listing)); },
-           false},
-          {"another directory",
-           [&] {
-               fs::rename(path, directory / "moved");
-               fs::create_directories(path + "/old");
-           },
-           nothing, false}}) {
+    using Act = std::function<void()>;
+    for (const auto& [name, meanwhile, afterwards, isKnown] : Rows<Text, Act, Act, bool>{
+             {"alone", nothing, nothing, true},
+             {"a directory before", [&] { fs::create_directory(path + "/x"); }, nothing, false},
+             {"a directory exchanged before", [&] { fs::remove(path + "/old"); }, nothing, false},
+             {"a file afterwards", nothing, [&] { writeFile(path + "/x", ""); }, false},
+             {"a directory afterwards", nothing, [&] { fs::remove(path + "/old"); }, false},
+             {"long afterwards", nothing,
+              [&] { std::this_thread::sleep_for(std::chrono::duration<double>(21 * listing)); },
+              false},
+             {"another directory",
+              [&] {
+                  fs::rename(path, directory / "moved");
+                  fs::create_directories(path + "/old");
+              },
+              nothing, false}}) {
         fs::remove_all(directory / "moved");
         fs::remove_all(path);
         fs::create_directories(path + "/old");
-        listing = makeOwn(path, 20'000, "own", each.meanwhile);
-        each.afterwards();
+        listing = makeOwn(path, 20'000, "own", meanwhile);
+        afterwards();
         const DirectoryLook look(path);
-        ASSERT_EQ(look.contents() != nullptr, each.isKnown) << each.name;
-        if (each.isKnown) {
+        ASSERT_EQ(look.contents() != nullptr, isKnown) << name;
+        if (isKnown) {
             EXPECT_EQ(look.contents()->greatest.at("r@"), 7);
         }
     }
     // A removal counts down.
     DirectoryLook look(path);
-    look.beginListing();
-    ::usleep(20'000);
-    look.listed({"", {}}, true);
+    list(look, 20'000);
     fs::remove(path + "/own");
     look.keepThroughOwnChange(-1, {});
     EXPECT_TRUE(DirectoryLook(path).contents());
@@ -178,9 +177,7 @@ TEST(DirectoryMemory, KeepsWhatItKnewThroughItsOwnChangeAlone) {
     const std::string fresh = (mounted / "fresh").native();
     fs::create_directory(fresh);
     DirectoryLook look(fresh);
-    look.beginListing();
-    ::usleep(20'000);
-    look.listed({"", {}}, true);
+    list(look, 20'000);
     EXPECT_TRUE(DirectoryLook(fresh).contents());
     writeFile(fresh + "/x", "");
     EXPECT_FALSE(DirectoryLook(fresh).contents());

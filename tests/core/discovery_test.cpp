@@ -7,7 +7,6 @@
 namespace {
 
 using namespace vesta2;
-using support::words;
 
 /// A directory with results and links in it.
 class Search : public testing::Test {
@@ -63,13 +62,12 @@ TEST_F(Search, PathGivesMarkerFileOrLink) {
     fs::create_directory_symlink("r000", m_directory / "to");
     fs::create_directories(m_directory / "dir.zentorlink");
     // A link, named or beside a bare name; a bare name never gives a marker file.
-    for (const auto& [name, hit] : support::rows<2>(
+    for (const auto& [name, hit] : rows<2>(
              "r000 r000/a.zentor; r000/. r000/a.zentor; none/../r000 r000/a.zentor; to to/a.zentor;"
              "a.zentor a.zentor; l.zentorlink l.zentorlink; l l.zentorlink; both both.zentorlink;"
              "none; missing; mark; dot.d; zentor; a.Zentor; a.zentor.b; in.zentor/a; a.zentorLINK;"
-             ".zentorlink .zentorlink; a.zentorlinklink; b.c.zentorexp b.c.zentorexp;"
-             " dir; dir.zentorlink; a.zentorproj; p.zentorprojlink; "
-             "p")) {
+             ".zentorlink .zentorlink; a.zentorlinklink; b.c.zentorexp b.c.zentorexp; dir; p;"
+             "dir.zentorlink; a.zentorproj; p.zentorprojlink")) {
         setStatus(eUnknown);
         EXPECT_EQ(relative(findMarkerFileOrLink(m_directory / name, m_extensions, true)), hit);
         EXPECT_EQ(getStatus(), eOK) << name;
@@ -82,14 +80,14 @@ TEST_F(Search, PatternGivesTheGreatestOfItsMatches) {
     make("r001/r001.zentor r002/r002.zentor r010/r010.zentor r011/text s1/s1.zentor r012 "
          "r003.zentorlink r004.zentor r005.zentorprojlink rx/rx.zentor");
     const std::string all = "r001/r001.zentor r002/r002.zentor r003.zentorlink r010/r010.zentor";
-    for (const auto& [pattern, most, hits] : std::vector<std::tuple<std::string, int, std::string>>{
-             {"r@@@", 1, "r010/r010.zentor"},
-             {"r@@@", 2, "r003.zentorlink r010/r010.zentor"},
-             {"r@@@/", 0, all},
-             {"r@", 99, all},
-             {"r01@", 0, "r010/r010.zentor"},
-             {"r002", 0, "r002/r002.zentor"},
-             {"r004.zentor", 0, "r004.zentor"}}) {
+    for (const auto& [pattern, most, hits] :
+         Rows<std::string, int, std::string>{{"r@@@", 1, "r010/r010.zentor"},
+                                             {"r@@@", 2, "r003.zentorlink r010/r010.zentor"},
+                                             {"r@@@/", 0, all},
+                                             {"r@", 99, all},
+                                             {"r01@", 0, "r010/r010.zentor"},
+                                             {"r002", 0, "r002/r002.zentor"},
+                                             {"r004.zentor", 0, "r004.zentor"}}) {
         EXPECT_EQ(found(pattern, eOK, most), hits) << pattern;
     }
     EXPECT_EQ(found("q@", eNotFound), "");
@@ -151,9 +149,8 @@ TEST_F(Search, StatusTellsWhatIsWrong) {
 TEST_F(Search, UnknownIsNotAbsent) {
     make("r1/a.zentor r2/b.zentor closed/in/c.zentor group/r3/d.zentor p/e.zentorproj "
          "apart/f.zentor");
-    for (const auto& [target, link] :
-         support::rows<2>("closed/in r4; closed/in/c.zentor g.zentorlink;"
-                          "../closed/in/c.zentor apart/a.zentor")) {
+    for (const auto& [target, link] : rows<2>("closed/in r4; closed/in/c.zentor g.zentorlink;"
+                                              "../closed/in/c.zentor apart/a.zentor")) {
         fs::create_symlink(target, m_directory / link);
     }
     fs::permissions(m_directory / "closed", fs::no_perms);

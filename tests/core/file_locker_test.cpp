@@ -84,8 +84,7 @@ protected:
 };
 
 TEST_F(FileLockerTest, TellsWhyAFileCannotBeLocked) {
-    for (const auto& [call, error, times, status] :
-         std::vector<std::tuple<const char*, int, int, error_t>>{
+    for (const auto& [call, error, times, status] : Rows<Text, int, int, error_t>{
              {"open", EACCES, always, eFileAccessDenied},
              {"open", EROFS, always, eFileAccessDenied},
              {"open", EMFILE, always, eTooManyOpenFiles},
@@ -143,7 +142,7 @@ TEST_F(FileLockerTest, TellsWhyARecordCannotBeReadOrWritten) {
 
 TEST_F(FileLockerTest, ManagerPassesOnWhyAFlagCannotBeClaimedOrAsked) {
     // The lock file is opened first, then the information file.
-    for (const auto& [given, claimed, asked] : std::vector<std::tuple<Fault, error_t, error_t>>{
+    for (const auto& [given, claimed, asked] : Rows<Fault, error_t, error_t>{
              {{"open", EMFILE, 1, always}, eTooManyOpenFiles, eTooManyOpenFiles},
              {{"open", EROFS, 1, always}, eFileAccessDenied, eNotOwner},
              {{"lock", EAGAIN, 1, always}, eFileLocked, eNotOwner},
@@ -178,15 +177,15 @@ TEST_F(FileLockerTest, WhatCannotBeLookedAtIsHeld) {
         plantFlag(ended, ppid);
         // The lock file is opened first, then the information file, then the owner's status.
         for (const auto& [given, state] :
-             std::vector<std::pair<Fault, flag_state_t>>{{{}, flag_state_t::stale},
-                                                         {{"open", EMFILE}, flag_state_t::held},
-                                                         {{"open", EIO, 1}, flag_state_t::held},
-                                                         {{"open", EMFILE, 2}, flag_state_t::held},
-                                                         {{"open", ENOENT, 1}, flag_state_t::free},
-                                                         {{"open", ENOENT, 2}, flag_state_t::stale},
-                                                         {{"query", EIO}, flag_state_t::held},
-                                                         {{"query", ENOLCK}, flag_state_t::stale},
-                                                         {{"pread", EIO}, flag_state_t::held}}) {
+             Rows<Fault, flag_state_t>{{Fault{}, flag_state_t::stale},
+                                       {{"open", EMFILE}, flag_state_t::held},
+                                       {{"open", EIO, 1}, flag_state_t::held},
+                                       {{"open", EMFILE, 2}, flag_state_t::held},
+                                       {{"open", ENOENT, 1}, flag_state_t::free},
+                                       {{"open", ENOENT, 2}, flag_state_t::stale},
+                                       {{"query", EIO}, flag_state_t::held},
+                                       {{"query", ENOLCK}, flag_state_t::stale},
+                                       {{"pread", EIO}, flag_state_t::held}}) {
             fault = given;
             EXPECT_EQ(util::lookAtFlag(m_temp.path().native(), "flag").state(), state)
                 << given.call << ' ' << given.error;

@@ -10,7 +10,6 @@
 namespace {
 
 using namespace vesta2;
-using support::words;
 using vesta2::error_t;  // the C library has one too
 
 TEST(Status, IsEachThreadsOwn) {
@@ -55,12 +54,11 @@ TEST(Names, AreValidated) {
 
 TEST(PathCompletion, FoldsAndDropsTheEndingSlash) {
     // The path, what it is folded to, and what it is under /base.
-    for (const auto& [text, folded, completed] : support::rows<3>(
+    for (const auto& [text, folded, completed] : rows<3>(
              "/x/r000 /x/r000 /x/r000; /x/./r000/ /x/r000 /x/r000; /x//r000// /x/r000 /x/r000;"
              "/x/r000/. /x/r000 /x/r000; /x/y/../r000/y/.. /x/r000 /x/r000; r000/ r000 /base/r000;"
-             "//x /x /x; ///x/ /x /x; /../x /x /x; /./../../x /x /x; //../x /x /x; /a/../../x /x "
-             "/x;"
-             "/ - /; // - /; /.. - /; /x/../.. - /; ../x ../x /base/../x; /..x /..x /..x;"
+             "//x /x /x; ///x/ /x /x; /../x /x /x; /./../../x /x /x; //../x /x /x; / - /; // - /;"
+             "/a/../../x /x /x; /.. - /; /x/../.. - /; ../x ../x /base/../x; /..x /..x /..x;"
              "a/../b b /base/b; ./r000 r000 /base/r000")) {
         fs::path path = text;
         removeEndingSlash(path);

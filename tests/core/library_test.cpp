@@ -14,7 +14,6 @@
 namespace {
 
 using Words = std::vector<std::string>;
-using support::words;
 
 class Library : public testing::Test {
 protected:

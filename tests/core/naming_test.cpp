@@ -11,8 +11,6 @@
 namespace {
 
 using namespace vesta2;
-using support::rows;
-using support::words;
 
 TEST(Pattern, GeneratesNames) {
     ResultVariableBag variables;

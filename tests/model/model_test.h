@@ -2,7 +2,6 @@
 /// Tests of nodes. What is done to nodes and files, and what comes of it, is told as a script.
 
 #include <pthread.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <map>
@@ -14,15 +13,11 @@
 using basekit2::sptr_t;
 using basekit2::variant_bag_t;
 using support::checkInChild;
-using support::rows;
 using namespace vesta2;
 
 using Results = ResultDirectoryManager;
 using ResultHandle = sptr_t<IResultDirectory>;
 using NodeHandle = sptr_t<INode>;
-template <class... Columns>
-using Rows = std::vector<std::tuple<Columns...>>;
-using Text = const char*;
 
 /// Runs `work` in a thread with a stack of that size.
 inline void onStack(std::size_t size, const std::function<void()>& work) {
@@ -30,7 +25,7 @@ inline void onStack(std::size_t size, const std::function<void()>& work) {
     std::size_t before = 0;
     pthread_getattr_default_np(&attributes);
     pthread_attr_getstacksize(&attributes, &before);
-#ifdef __SANITIZE_THREAD__  // which keeps much of its own there
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)  // which keep much there
     size += std::size_t{8} << 20;
 #endif
     pthread_attr_setstacksize(&attributes, size);
@@ -45,6 +40,12 @@ inline void runThreads(unsigned count, const std::function<void(unsigned)>& work
     for (unsigned i = 0; i < count; ++i) {
         threads.emplace_back(work, i);
     }
+}
+
+/// What the pattern "r@@@" makes of a number.
+inline std::string resultName(int number) {
+    const std::string digits = std::to_string(number);
+    return "r" + std::string(3 - std::min<std::size_t>(digits.size(), 3), '0') + digits;
 }
 
 /// Every test works in an empty directory, and ends with nothing left in the registry of open
@@ -138,6 +139,7 @@ protected:
         }
         return all;
     }
+
     /// As `support::asOrdinaryUser`, in the test's directory.
     void asOrdinaryUser(const std::function<void()>& check) {
         support::asOrdinaryUser(m_temp.path(), [&] {
@@ -177,6 +179,7 @@ private:
     }
 
     const char* word(std::size_t i) const { return i < m_words.size() ? m_words[i].c_str() : ""; }
+    sptr_t<INodeGroup> group() const { return INodeGroup::open(word(1)); }
     NodeHandle node(std::size_t i = 1) {
         const auto held = m_held.find(m_words[i]);
         if (held != m_held.end()) {
@@ -244,16 +247,9 @@ private:
         {"node", [this] { return answer(node()); }},
         {"hold", [this] { return answer(m_held[m_words[1]] = node(2)); }},
         {"drop", quietly([this] { m_held.erase(m_words[1]); })},
-        {"add",
-         each([this](
-                  auto& name) { return answer(INodeGroup::open(word(1))->addNode(name.c_str())); },
-              2)},
-        {"group", [this] { return nodesIn(*INodeGroup::open(word(1))); }},
-        {"purge",
-         [this] {
-             INodeGroup::open(word(1))->purge(word(2), std::stoi(m_words[3]));
-             return answer(true);
-         }},
+        {"add", each([this](auto& name) { return answer(group()->addNode(name.c_str())); }, 2)},
+        {"group", [this] { return nodesIn(*group()); }},
+        {"purge", [this] { return group()->purge(word(2), std::stoi(m_words[3])), answer(true); }},
         {"rename", on([this](INode& it) { return it.changeUserVisibleName(word(2)); })},
         {"parent", on([this](INode& it) { return it.setParent(at(m_words[2]).c_str()); })},
         {"relink", on([this](INode& it) { return it.changeMarkerFilePath(word(2)); })},
@@ -275,17 +271,14 @@ private:
         {"mkdir", each([](auto& name) { return fs::create_directories(name), std::string(); })},
         {"mv", quietly([this] { fs::rename(m_words[1], m_words[2]); })},
         {"rm", each([](auto& name) { return fs::remove_all(name), std::string(); })},
-        {"chmod",
-         [this] {
-             return answer(
-                 ::chmod(word(2), static_cast<mode_t>(std::stoi(m_words[1], nullptr, 8))) == 0);
-         }},
+        {"chmod", quietly([this] {
+             fs::permissions(m_words[2], fs::perms(std::stoi(m_words[1], nullptr, 8)));
+         })},
         {"note", each([this](auto& name) { return m_noted[name] = readFile(name); })},
         {"unchanged",
          [this] {
-             return answer(std::all_of(m_noted.begin(), m_noted.end(), [](auto& noted) {
-                 return readFile(noted.first) == noted.second;
-             }));
+             const auto isSame = [](auto& it) { return readFile(it.first) == it.second; };
+             return answer(std::ranges::all_of(m_noted, isSame));
          }},
         {"tree", [this] { return entries(m_words[1]); }},
         {"read", [this] { return readFile(m_words[1]); }},

@@ -122,20 +122,15 @@ TEST_F(BagFile, IsWrittenThroughASymbolicLinkAndKeepsItsMode) {
 }
 
 TEST_F(BagFile, IsFlushedAndLeftAloneWhenNothingChanges) {
-    const auto inode = [this] {
-        struct stat file {};
-        EXPECT_EQ(::stat(m_file.c_str(), &file), 0);
-        return file.st_ino;
-    };
     save(1);
-    const ino_t first = inode();
+    const auto first = stampOf(m_file);
     save(1);
-    EXPECT_EQ(inode(), first);
+    EXPECT_EQ(stampOf(m_file), first);
     // Where that cannot be flushed, it is written anew.
     for (const int which : {0, 1}) {
-        const ino_t before = inode();
+        const auto before = stampOf(m_file);
         under({"fsync", EIO, which}, [this] { return save(1), 0; });
-        EXPECT_NE(inode(), before) << which;
+        EXPECT_NE(stampOf(m_file), before) << which;
     }
     variant_bag_t other;
     other.put("entry0", 2);
@@ -211,10 +206,10 @@ TEST_F(BagFile, FillReplacesAnEmptyBagAndNothingElse) {
     EXPECT_EQ(fill(), bag_absent);
     // What others save, before it begins, before its swap and before its swap back.
     for (const auto& [saved, result, kept] :
-         std::vector<std::tuple<std::vector<int>, int, int>>{{{0}, bag_ok, 9},
-                                                             {{1}, bag_exists, 1},
-                                                             {{0, 1}, bag_exists, 1},
-                                                             {{0, 1, 2}, bag_exists, 2}}) {
+         Rows<std::vector<int>, int, int>{{{0}, bag_ok, 9},
+                                          {{1}, bag_exists, 1},
+                                          {{0, 1}, bag_exists, 1},
+                                          {{0, 1, 2}, bag_exists, 2}}) {
         save(saved[0]);
         auto next = saved.begin() + 1;
         EXPECT_EQ(

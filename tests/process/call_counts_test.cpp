@@ -6,7 +6,6 @@
 #include <sys/user.h>
 
 #include <algorithm>
-#include <array>
 
 #include "model/model_test.h"
 

@@ -1,9 +1,7 @@
 #include <sys/inotify.h>
 #include <sys/socket.h>
 
-#include <array>
 #include <iterator>
-#include <map>
 
 #include "basekit2/descriptor.h"
 #include "basekit2/host.h"
@@ -67,13 +65,9 @@ std::string lockOf(const std::string& flag) { return flag + ".dflgzentor"; }
 std::string infoOf(const std::string& flag) { return flag + ".infozentor"; }
 
 std::string recordOf(int pid, int ppid, const std::string& host) {
-    variant_bag_t bag;
-    bag.put("pid", static_cast<std::uint32_t>(pid));
-    bag.put("ppid", static_cast<std::uint32_t>(ppid));
-    bag.put("host", host);
-    std::string text;
-    basekit2::save_variant_bag_to_string(bag, text);
-    return text;
+    return "<bag v=\"1\"><uint32 n=\"pid\">" + std::to_string(pid) +
+           "</uint32><uint32 n=\"ppid\">" + std::to_string(ppid) + "</uint32><str n=\"host\">" +
+           host + "</str></bag>";
 }
 
 class Flags : public ModelTest {

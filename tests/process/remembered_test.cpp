@@ -1,24 +1,19 @@
-// What this process remembers of a directory, against what other processes do there. Each of them
-// has made its change before this one asks: so each answer is certain.
+// What this process remembers of a directory, against what others do there. They have made each
+// change before this process asks: so each answer is certain.
 
 #include <linux/magic.h>
-#include <sys/socket.h>
 #include <sys/vfs.h>
 
 #include <random>
 
 #include "model/model_test.h"
-#include "support/child_process.h"
 #include "vesta/discovery/directory_memory.h"
 
 namespace {
 
 const std::string directory = "shared";
+const std::string marker = R"(<bag v="1"><bag n="vesta"/></bag>)";
 
-std::string nameOf(int number) {
-    const std::string digits = std::to_string(number);
-    return "r" + std::string(3 - std::min<std::size_t>(digits.size(), 3), '0') + digits;
-}
 /// In memory the removal of a file has the time stamp of the directory's last change, until the
 /// kernel's clock ticks: only then does it show at once.
 void awaitTickInMemory() {
@@ -35,113 +30,55 @@ void awaitTickInMemory() {
              std::tie(info.st_ctim.tv_sec, info.st_ctim.tv_nsec));
 }
 
-struct Change {
-    enum What { none, result, link, file, project } what = none;
-    int number = 0;
-    bool isRemoval = false;
-
-    [[nodiscard]] std::string path() const {
-        const std::string name = directory + "/" + nameOf(number);
-        return what == result    ? name
-               : what == link    ? name + ".zentorlink"
-               : what == project ? directory + "/first.zentorproj"
-                                 : name + ".file";
-    }
-    void make(const std::string& resultMarker, const std::string& projectMarker) const {
-        if (isRemoval && what == result) {
-            fs::remove_all(path());
-        } else if (isRemoval) {
-            awaitTickInMemory();
-            fs::remove(path());
-        } else if (what == result) {
-            writeFile(path() + "/" + nameOf(number) + ".zentor", resultMarker);
-        } else if (what != none) {
-            writeFile(path(), what == project ? projectMarker : "");
-        }
-    }
-};
-
-/// Makes the changes that it is told to.
-class Other {
+/// What is in the directory, and what others do there, as a seed decides: files come and go without
+/// the library, so all that is news to it.
+class Others {
 public:
-    Other() {
-        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, m_ends.data()), 0);
-        m_process = support::ChildProcess([this] { return serve(); });
-    }
-    /// Returns when the change was made.
-    void make(const Change& change) const {
-        char done = 0;
-        ASSERT_EQ(::write(m_ends[0], &change, sizeof change), ssize_t{sizeof change});
-        ASSERT_EQ(::read(m_ends[0], &done, 1), 1);
-    }
-
-private:
-    [[nodiscard]] int serve() const {
-        ::close(m_ends[0]);
-        const std::string result = readFile("like/like.zentor");
-        const std::string project = readFile("like.zentorproj");
-        for (Change next{}; ::read(m_ends[1], &next, sizeof next) == sizeof next;) {
-            next.make(result, project);
-            EXPECT_EQ(::write(m_ends[1], "", 1), 1);
-        }
-        return 0;
-    }
-
-    std::array<int, 2> m_ends{};
-    support::ChildProcess m_process{-1};
-};
-
-/// What is in the directory, and the next change of it, which is drawn by a seed.
-class Model {
-public:
-    [[nodiscard]] Change draw() {
-        const int free = draw(next() + 3);
+    void act() {
+        const int number = draw(next() + 3);
         switch (draw(10)) {
         case 0:
+            if (!isTaken(number)) {
+                const bool isLink = entries[number] = draw(2) == 0;
+                isLink ? writeFile(linkOf(number), "")
+                       : writeFile(pathOf(number) + "/" + resultName(number) + ".zentor", marker);
+            }
+            break;
         case 1:
-            return isTaken(free) ? Change{}
-                                 : Change{draw(2) == 0 ? Change::result : Change::link, free};
+            makeOrRemove(pathOf(draw(2)) + ".file", draw(2) == 0);
+            break;
         case 2:
-            return links.empty() ? Change{} : Change{Change::link, *links.rbegin(), true};
-        case 3:
-            return {Change::file, draw(2), draw(2) == 0};
-        case 4:
-            return {Change::project, 0, isProject};
-        default:  // as many as are made, so that no listing becomes dear
-            return results.size() < 5 + static_cast<std::size_t>(draw(40))
-                       ? Change{}
-                       : Change{Change::result, draw(2) == 0 ? *results.rbegin() : *results.begin(),
-                                true};
-        }
-    }
-    void make(const Change& change) {
-        if (change.what == Change::project) {
-            isProject = !change.isRemoval;
-        } else if (change.what == Change::result || change.what == Change::link) {
-            std::set<int>& names = change.what == Change::result ? results : links;
-            if (change.isRemoval) {
-                names.erase(change.number);
-            } else {
-                names.insert(change.number);
+            isProject = !isProject;
+            makeOrRemove(directory + "/first.zentorproj", isProject);
+            break;
+        default:  // as many as are made: no listing becomes dear
+            if (entries.size() >= 5 + static_cast<std::size_t>(draw(40))) {
+                const auto gone = draw(2) == 0 ? entries.begin() : std::prev(entries.end());
+                gone->second ? makeOrRemove(linkOf(gone->first), false)
+                             : void(fs::remove_all(pathOf(gone->first)));
+                entries.erase(gone);
             }
         }
     }
     int draw(int count) { return static_cast<int>(m_engine() % static_cast<unsigned>(count)); }
-    [[nodiscard]] bool isTaken(int number) const {
-        return results.count(number) + links.count(number) != 0;
-    }
-    [[nodiscard]] int next() const {
-        const auto greatest = [](const std::set<int>& all) {
-            return all.empty() ? -1 : *all.rbegin();
-        };
-        return std::max(greatest(results), greatest(links)) + 1;
-    }
+    [[nodiscard]] bool isTaken(int number) const { return entries.count(number) != 0; }
+    [[nodiscard]] int next() const { return entries.empty() ? 0 : entries.rbegin()->first + 1; }
+    static std::string pathOf(int number) { return directory + "/" + resultName(number); }
+    static std::string linkOf(int number) { return pathOf(number) + ".zentorlink"; }
 
-    std::set<int> results;
-    std::set<int> links;
+    std::map<int, bool> entries;  ///< the numbers of results and of links: whether it is a link
     bool isProject = false;
 
 private:
+    static void makeOrRemove(const std::string& path, bool isMade) {
+        if (isMade) {
+            writeFile(path, marker);
+        } else {
+            awaitTickInMemory();
+            fs::remove(path);
+        }
+    }
+
     std::mt19937 m_engine{1};
 };
 
@@ -154,48 +91,47 @@ constexpr int rounds = 10'000;
 using RememberedTest = ModelTest;
 
 TEST_F(RememberedTest, IsNeverBelievedAfterAnothersChange) {
-    makeResult("like");
-    makeProject("likeproject");
-    writeFile("like.zentorproj", readFile("likeproject/likeproject.zentorproj"));
     // Many names: the dearer a listing, the longer it is remembered.
     for (int i = 0; i < 100; ++i) {
         writeFile(directory + "/file" + std::to_string(i), "");
     }
-    const std::array<Other, 2> others;
-    Model model;
+    Others others;
     const std::string place = at(directory);
-    const std::string base = place + "/";
     for (int round = 0; round < rounds; ++round) {
-        const Change change = model.draw();
-        others[static_cast<std::size_t>(round % 2)].make(change);
-        model.make(change);
-        const int number = model.draw(model.next() + 1);
-        switch (model.draw(4)) {
+        others.act();
+        const int number = others.draw(others.next() + 1);
+        switch (others.draw(4)) {
         case 0:
             ASSERT_EQ(text(findGroupMarkerInDir(place).value_or("no directory").c_str()),
-                      model.isProject ? base + "first.zentorproj" : "")
+                      others.isProject ? place + "/first.zentorproj" : "")
                 << round;
             break;
         case 1: {
-            const ResultHandle opened = openResult(base + nameOf(number));
-            const bool isHere = model.results.count(number) != 0;
-            ASSERT_EQ(static_cast<bool>(opened), model.isTaken(number)) << round;
-            ASSERT_TRUE(!isHere || static_cast<bool>(opened->getProject()) == model.isProject)
+            const ResultHandle opened = openResult(at(Others::pathOf(number)));
+            ASSERT_EQ(static_cast<bool>(opened), others.isTaken(number)) << round;
+            ASSERT_TRUE(!opened || others.entries[number] ||
+                        static_cast<bool>(opened->getProject()) == others.isProject)
                 << round;
             break;
         }
+        case 2: {  // by its name, after which no number is known any more
+            const int named = others.next() + 1;
+            ASSERT_FALSE(makeResult(at(Others::pathOf(named))).empty()) << round;
+            others.entries[named] = false;
+            break;
+        }
         default: {
-            const int next = model.next();
+            const int next = others.next();
             const auto made =
-                Results::create((base + "r@@@").c_str(), false, nullptr, false, nullptr);
-            ASSERT_TRUE(made && made->getPath() == base + nameOf(next)) << round;
-            ASSERT_EQ(static_cast<bool>(made->getProject()), model.isProject) << round;
-            model.results.insert(next);
+                Results::create((place + "/r@@@").c_str(), false, nullptr, false, nullptr);
+            ASSERT_TRUE(made && made->getPath() == at(Others::pathOf(next))) << round;
+            ASSERT_EQ(static_cast<bool>(made->getProject()), others.isProject) << round;
+            others.entries[next] = false;
         }
         }
     }
-    for (const int number : model.links) {
-        EXPECT_TRUE(fs::exists(Change{Change::link, number}.path())) << number;
+    for (const auto& [number, isLink] : others.entries) {
+        EXPECT_TRUE(!isLink || fs::exists(Others::linkOf(number))) << number;
     }
 }
 

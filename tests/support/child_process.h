@@ -90,13 +90,13 @@ private:
 /// Runs `body` in a child process and returns its exit code.
 inline int runInChild(const std::function<int()>& body) { return ChildProcess(body).wait(); }
 
-/// Runs `check` in a child process. It returns 0, or 1 after an exception or an expectation that
-/// was not met there, unless `check` ends the child with another code.
-inline int checkInChild(const std::function<void()>& check) {
-    return runInChild([&check] {
+/// Runs `check` in a child process, where nothing may be thrown and every expectation be met.
+inline void checkInChild(const std::function<void()>& check) {
+    const int code = runInChild([&check] {
         check();
         return testing::Test::HasFailure() ? 1 : 0;
     });
+    ASSERT_EQ(code, 0) << "see the failures of the child above";
 }
 
 }  // namespace support

@@ -53,6 +53,11 @@ inline std::string readFile(const fs::path& path) {
     return text.str();
 }
 
+/// All that was written to a file that may have no name.
+inline std::string readDescriptor(int file) {
+    return readFile("/proc/self/fd/" + std::to_string(file));
+}
+
 /// The names of all that is in `directory`.
 inline std::set<std::string> namesIn(const fs::path& directory) {
     std::set<std::string> names;

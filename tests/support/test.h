@@ -61,4 +61,11 @@ inline std::vector<long> stampOf(const std::string& path) {
 
 }  // namespace support
 
+using support::rows;
 using support::stampOf;
+using support::words;
+
+/// A table of other things than words.
+template <class... Columns>
+using Rows = std::vector<std::tuple<Columns...>>;
+using Text = const char*;

@@ -160,13 +160,13 @@ struct Judge {
         }
     }
 
-    /// What was done by halves is found, and nothing is that is whole. Flags may stay where files
-    /// cannot be deleted.
+    /// What was done by halves is found, and nothing is that is whole. Flags and temporary files
+    /// may stay where files cannot be deleted.
     void judgeCheck() {
         const Survey& meant = m_undisturbed.after;
         for (const std::string& finding : m_after.findings) {
             if (m_isDone && meant.findings.count(finding) == 0 && !m_case.is("elsewhere") &&
-                !finding.starts_with("stale-flag ")) {
+                !finding.starts_with("stale-flag ") && !finding.starts_with("temporary-file ")) {
                 blame("check finds what is whole: " + finding);
             }
         }

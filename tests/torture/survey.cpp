@@ -49,7 +49,7 @@ void addNode(Survey& out, const fs::path& root, const fs::path& marker) {
 }
 
 void listMembers(Survey& out, const std::string& root) {
-    const support::CommandResult result = support::run(root, {"--json", "list", "-r", "p"});
+    const auto result = support::Command({"--json", "list", "-r", "p"}, {root}).finish();
     out.isListed = result.code == 0;
     const auto listing = nlohmann::json::parse(result.out, nullptr, false);
     for (const auto& entry : out.isListed ? listing["nodes"] : nlohmann::json()) {
@@ -61,7 +61,7 @@ void listMembers(Survey& out, const std::string& root) {
 
 void addFindings(Survey& out, const std::string& root) {
     for (const char* place : {"p", "far"}) {
-        const support::CommandResult result = support::run(root, {"--json", "check", place});
+        const auto result = support::Command({"--json", "check", place}, {root}).finish();
         const auto report = nlohmann::json::parse(result.out, nullptr, false);
         if (report.is_discarded()) {
             out.findings.insert("no answer: " + result.err);

@@ -24,6 +24,7 @@
 #include <system_error>
 
 #include "basekit2/descriptor.h"
+#include "support/temp_directory.h"
 
 namespace torture {
 namespace {
@@ -161,12 +162,6 @@ std::vector<sock_filter> makeFilter() {
     return filter;
 }
 
-std::string contents(int file) {
-    std::string text(static_cast<std::size_t>(::lseek(file, 0, SEEK_END)), '\0');
-    [[maybe_unused]] const ssize_t got = ::pread(file, text.data(), text.size(), 0);
-    return text;
-}
-
 class Tracer {
 public:
     Tracer(const std::string& root, const Fault& fault) : m_root(root), m_fault(fault) {}
@@ -189,8 +184,8 @@ public:
             }
         }
         ::alarm(0);
-        m_result.out = contents(m_out.get());
-        m_result.err = contents(m_err.get());
+        m_result.out = support::readDescriptor(m_out.get());
+        m_result.err = support::readDescriptor(m_err.get());
         return m_result;
     }
 

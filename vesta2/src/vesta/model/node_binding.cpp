@@ -68,10 +68,9 @@ std::string backLinkOf(const NodeState& node) {
 
 void takeName(NodeState& node) {
     const std::string& marker = node.markerFilePath;
-    // A link that does not tell where its node is binds the node to itself. The directory around it
-    // is another's, so that what is done to the node's own must fail.
-    const bool isPlaceless = isLink(node.markerFilePath);
-    const std::string directory = isPlaceless ? marker : parentOf(normalPath(marker));
+    // A link that does not tell where its node is binds the node to itself: the directory around it
+    // is another's, and what is done to the node's own must fail.
+    const std::string directory = isLink(marker) ? marker : parentOf(normalPath(marker));
     if (directory != node.directory.native()) {
         // Waits for a copy of the node, which holds the manager.
         node.flags.setDirectory(directory);
@@ -115,8 +114,7 @@ std::string exchangeLinkPath(NodeState& node, std::string path) {
     return former;
 }
 
-/// Takes over a link file when the marker file has been read already: its checksum is the better
-/// one.
+/// Takes over a link file after the marker file was read, which has the better checksum.
 void adoptLink(NodeState& node, const std::string& path) {
     std::string target;
     Checksum checksum(node.checksum.digits());
@@ -140,7 +138,6 @@ bool followBackLink(NodeState& node) {
     return leads != Leads::unknown;
 }
 
-/// Deletes a link file that was this node's.
 void dropLink(const NodeState& node, const std::string& path) {
     if (!path.empty() && leadToSame(path, node.linkFilePath) == false) {
         deleteLinkFile(path, markersOf(node));
@@ -154,11 +151,9 @@ void nameLinkInMarker(NodeState& node) {
     if (!vesta || former == node.linkFilePath) {
         return;
     }
-    // The other group's link counts as long as it leads here: two groups would take turns, and each
-    // save what it has read, whatever others have saved since.
-    const Leads leads =
-        former.empty() ? Leads::nowhere
-                       : whereLeads(readLinkFile(normalPath(former).native()), markersOf(node));
+    // As long as another link leads here, too, that counts: groups would take turns, and each save
+    // what it has read, whatever others have saved since.
+    const Leads leads = whereLeads(readLinkFile(backLinkOf(node)), markersOf(node));
     if (leads == Leads::here || leads == Leads::unknown) {
         return;
     }
@@ -167,11 +162,7 @@ void nameLinkInMarker(NodeState& node) {
         return;
     }
     // As on disk, so that the next time tries again.
-    if (former.empty()) {
-        vesta->remove(property::backlink);
-    } else {
-        vesta->put(property::backlink, former);
-    }
+    vesta->put(property::backlink, former.empty() ? basekit2::variant_t() : former);
 }
 
 /// Where the node's link file should be; empty for a node that needs none, because it lies in its
@@ -230,8 +221,7 @@ bool updateLinkFile(NodeState& node) {
 /// The directory that holds the node's link file is no group any more. A node that names the link
 /// itself may come back with its group, so the file stays.
 void leaveGroupThatIsNone(NodeState& node) {
-    const std::string link = exchangeLinkPath(node, {});
-    if (backLinkOf(node) != link) {
+    if (const std::string link = exchangeLinkPath(node, {}); backLinkOf(node) != link) {
         dropLink(node, link);
     }
     node.isLinkStale = false;

@@ -107,7 +107,10 @@ void MadeDirectory::noteUnfinished() {
 
 void MadeDirectory::keep() {
     m_isKept = true;
-    ::unlinkat(descriptor(), m_unfinished.c_str(), 0);
+    // A copy is whole with it, too. After a passing failure the second try succeeds.
+    if (::unlinkat(descriptor(), m_unfinished.c_str(), 0) != 0) {
+        ::unlinkat(descriptor(), m_unfinished.c_str(), 0);
+    }
 }
 
 void MadeDirectory::requireOwn() {
