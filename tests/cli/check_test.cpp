@@ -164,6 +164,19 @@ TEST_F(CliCheckTest, LostLinksAndWhatMayNotBeReadAreFindings) {
     EXPECT_THAT(result.out, AllOf(HasSubstr("left\tunreadable\t"), HasSubstr("p/r001\t")));
 }
 
+TEST_F(CliCheckTest, WhatComesIntoThePlaceOfADirectoryIsLeftAlone) {
+    const std::string name = temporaryOf(4'194'304);
+    write("p/r000/" + name, "left");
+    write("other/" + name, "another's");
+    const auto result = start("check p --repair",
+                              {"LD_PRELOAD=" LYING_CALLS, "ASAN_OPTIONS=verify_asan_link_order=0",
+                               "EXCHANGED=p/r000:other"})
+                            .finish();
+    EXPECT_THAT(result.out, HasSubstr("repaired\ttemporary-file"));
+    EXPECT_EQ(read("p/r000/" + name), "another's");
+    EXPECT_FALSE(exists("other/" + name));
+}
+
 /// What the trials say, by their names.
 TEST_F(CliCheckTest, TheDoctorTellsWhatAFileSystemDoes) {
     const auto told = [this](const Words& environment) {

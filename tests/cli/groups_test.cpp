@@ -89,4 +89,13 @@ TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     EXPECT_EQ(listed("p"), "e x");
 }
 
+TEST_F(CliGroupsTest, ListingCopiedGroupsChangesNoMarker) {
+    support::Command({"-ec", "cp -a p p2"}, {directory.path().native(), {}, 0, "sh"}).finish();
+    output("set far/x c=1");
+    listed("p2");
+    const auto before = stampOf(directory / "far/x/x.zentor");
+    EXPECT_EQ(listed("p"), listed("p2"));
+    EXPECT_EQ(stampOf(directory / "far/x/x.zentor"), before);
+}
+
 }  // namespace

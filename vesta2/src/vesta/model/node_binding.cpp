@@ -154,7 +154,7 @@ void nameLinkInMarker(NodeState& node) {
     // As long as another link leads here, too, that counts: groups would take turns, and each save
     // what it has read, whatever others have saved since.
     const Leads leads = whereLeads(readLinkFile(backLinkOf(node)), markersOf(node));
-    if (leads == Leads::here || leads == Leads::unknown) {
+    if (leads == Leads::here || (leads == Leads::unknown && !setStatus(eUnknown))) {
         return;
     }
     vesta->put(property::backlink, node.linkFilePath);
