@@ -356,11 +356,16 @@ std::vector<Trial> tryOut(const std::string& directory) {
     exchange.meaning = exchange.outcome == Outcome::yes
                            ? "'get' fills a marker file that is empty"
                            : "'get' cannot fill a marker file that is empty";
-    return {tryLocks(shop),     tryMakingDirectories(shop),
-            tryReplacing(shop), std::move(rename),
-            std::move(links),   std::move(exchange),
-            tryFlushing(shop, fileSystemOf(directory) == "tmpfs"),  tryTimes(shop),
-            tryCounting(shop),  trySharing(shop)};
+    return {tryLocks(shop),
+            tryMakingDirectories(shop),
+            tryReplacing(shop),
+            std::move(rename),
+            std::move(links),
+            std::move(exchange),
+            tryFlushing(shop, fileSystemOf(directory) == "tmpfs"),
+            tryTimes(shop),
+            tryCounting(shop),
+            trySharing(shop)};
 }
 
 }  // namespace cli
