@@ -133,9 +133,7 @@ TEST_F(CliCheckTest, DamageIsFoundAndMendedWhereNothingIsLost) {
     EXPECT_EQ(atOnce.count("left empty-directory p/r004"), 1U);
     EXPECT_EQ(atOnce.count(flag), 1U);
     outcomes.erase(flag);
-    EXPECT_EQ(found("check p --repair",
-                    {"LD_PRELOAD=" LYING_CALLS, "ASAN_OPTIONS=verify_asan_link_order=0"}),
-              outcomes);
+    EXPECT_EQ(found("check p --repair", {"LD_PRELOAD=" LYING_CALLS}), outcomes);
     auto after = stamps();
     for (const auto& [path, stamp] : before) {
         const bool isGone = path.ends_with("r004") || path.ends_with("r005") ||
@@ -168,10 +166,8 @@ TEST_F(CliCheckTest, WhatComesIntoThePlaceOfADirectoryIsLeftAlone) {
     const std::string name = temporaryOf(4'194'304);
     write("p/r000/" + name, "left");
     write("other/" + name, "another's");
-    const auto result = start("check p --repair",
-                              {"LD_PRELOAD=" LYING_CALLS, "ASAN_OPTIONS=verify_asan_link_order=0",
-                               "EXCHANGED=p/r000:other"})
-                            .finish();
+    const auto result =
+        start("check p --repair", {"LD_PRELOAD=" LYING_CALLS, "EXCHANGED=p/r000:other"}).finish();
     EXPECT_THAT(result.out, HasSubstr("repaired\ttemporary-file"));
     EXPECT_EQ(read("p/r000/" + name), "another's");
     EXPECT_FALSE(exists("other/" + name));
@@ -200,7 +196,7 @@ TEST_F(CliCheckTest, TheDoctorTellsWhatAFileSystemDoes) {
     EXPECT_EQ(truth["fit"], truth["flush"]);
     EXPECT_EQ(stamps().size(), before.size());
 
-    auto lies = told({"LD_PRELOAD=" LYING_CALLS, "ASAN_OPTIONS=verify_asan_link_order=0"});
+    auto lies = told({"LD_PRELOAD=" LYING_CALLS});
     for (const char* trial :
          {"record-locks", "exclusive-mkdir", "atomic-replace", "flush", "fit"}) {
         EXPECT_EQ(lies[trial], "no") << trial;
