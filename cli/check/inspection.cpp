@@ -22,10 +22,10 @@ namespace {
 /// Links and groups on disk can lead in circles, and a walk needs a bound.
 constexpr int mostLevels = 64;
 
-/// Paths may be spelled differently.
+/// Paths may be spelled differently. False when one leads nowhere; raises
+/// `std::filesystem::filesystem_error` when that cannot be told.
 bool isSame(const std::string& path, const std::string& other) {
-    std::error_code ignored;
-    return fs::equivalent(path, other, ignored);
+    return fs::exists(path) && fs::exists(other) && fs::equivalent(path, other);
 }
 
 bool isLeft(const std::string& temporary) {
@@ -198,15 +198,18 @@ void Inspection::inspectMarker(const std::string& path) {
         return;
     }
     const LinkContent found(link);
-    if (found.result == basekit2::bag_absent || !isSame(found.target, path)) {
+    if (found.result == basekit2::bag_unreadable) {
+        m_findings.push_back(unreadable(link, "the link cannot be read"));
+    } else if (!isSame(found.target, path)) {
         // A copy takes the link of its source over.
-        const bool isGone = found.result == basekit2::bag_absent;
-        m_findings.push_back(
-            {"lost-link", path,
-             (isGone ? "its link is gone: " : "its link leads to another node: ") + link,
-             "take it in again with 'vesta2 add " + shellQuote({directoryOf(path), "--to", group}) +
-                 "'",
-             nullptr, !isGone});
+        const bool isGone = found.target.empty() || !isThere(found.target);
+        m_findings.push_back({"lost-link", path,
+                              (isGone ? "its link is gone, or leads nowhere: "
+                                      : "its link leads to another node: ") +
+                                  link,
+                              "take it in again with 'vesta2 add " +
+                                  shellQuote({directoryOf(path), "--to", group}) + "'",
+                              nullptr, !isGone});
     }
 }
 

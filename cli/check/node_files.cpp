@@ -45,10 +45,7 @@ bool isTrace(const std::string& name) {
 }
 
 /// Also by a symbolic link: it is read as the library does.
-bool isRegularFile(const fs::path& path) {
-    std::error_code error;
-    return fs::is_regular_file(fs::status(path, error));
-}
+bool isRegularFile(const fs::path& path) { return fs::is_regular_file(fs::status(path)); }
 
 /// Any directory may be called like a marker file.
 bool isOwnMarkerName(const fs::path& path) {

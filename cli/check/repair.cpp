@@ -10,6 +10,7 @@
 #include "base/failure.h"
 #include "basekit2/object.h"
 #include "nodes/description.h"
+#include "vesta2/flag_look.h"
 #include "vesta2/flag_manager.h"
 #include "vesta2/node.h"
 
@@ -81,6 +82,12 @@ void clearFlag(const FoundDirectory& directory, const std::string& name) {
     const vesta2::error_t status = manager.removeFlag(name.c_str(), false, false);
     if (status != vesta2::eOK && status != vesta2::eNotFound) {
         throw Failure::fromStatus(status, directory.path() + "/" + name);
+    }
+    // Without /proc nothing was found, and nothing done.
+    if (vesta2::util::lookAtFlag(directory.path(), name).state() ==
+        vesta2::util::flag_state_t::stale) {
+        throw Failure(exitFailure, directory.path() + "/" + name, "could not be deleted",
+                      "clear it with 'vesta2 flag clear'");
     }
 }
 

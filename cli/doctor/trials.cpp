@@ -44,6 +44,9 @@ public:
     Workshop(const Workshop&) = delete;
     Workshop& operator=(const Workshop&) = delete;
 
+    /// Raises `std::filesystem::filesystem_error`.
+    void remove() const { fs::remove_all(m_path); }
+
     [[nodiscard]] std::string at(const std::string& name) const { return m_path + "/" + name; }
 
 private:
@@ -57,7 +60,9 @@ public:
     template <class Work>
     explicit Partner(const Work& work) : m_process(::fork()) {
         if (m_process == 0) {
-            ::_exit(work());
+            // What it cannot do must not run on in a second copy of this program.
+            const auto alone = [&]() noexcept { return work(); };
+            ::_exit(alone());
         }
     }
     ~Partner() { result(); }
@@ -356,16 +361,18 @@ std::vector<Trial> tryOut(const std::string& directory) {
     exchange.meaning = exchange.outcome == Outcome::yes
                            ? "'get' fills a marker file that is empty"
                            : "'get' cannot fill a marker file that is empty";
-    return {tryLocks(shop),
-            tryMakingDirectories(shop),
-            tryReplacing(shop),
-            std::move(rename),
-            std::move(links),
-            std::move(exchange),
-            tryFlushing(shop, fileSystemOf(directory) == "tmpfs"),
-            tryTimes(shop),
-            tryCounting(shop),
-            trySharing(shop)};
+    std::vector<Trial> trials{tryLocks(shop),
+                              tryMakingDirectories(shop),
+                              tryReplacing(shop),
+                              std::move(rename),
+                              std::move(links),
+                              std::move(exchange),
+                              tryFlushing(shop, fileSystemOf(directory) == "tmpfs"),
+                              tryTimes(shop),
+                              tryCounting(shop),
+                              trySharing(shop)};
+    shop.remove();
+    return trials;
 }
 
 }  // namespace cli

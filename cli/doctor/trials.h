@@ -22,7 +22,8 @@ struct Trial {
 std::string fileSystemOf(const std::string& directory);
 
 /// Tries everything in a directory of its own below `directory`, which is gone afterwards. Takes
-/// some seconds. Raises `Failure` when that directory cannot be made or deleted.
+/// some seconds. Raises `Failure` when that directory cannot be made, and
+/// `std::filesystem::filesystem_error` when it cannot be deleted.
 std::vector<Trial> tryOut(const std::string& directory);
 
 }  // namespace cli
