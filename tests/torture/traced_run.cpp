@@ -24,6 +24,7 @@
 #include <system_error>
 
 #include "basekit2/descriptor.h"
+#include "broken_calls.h"
 #include "support/temp_directory.h"
 
 namespace torture {
@@ -56,8 +57,10 @@ const std::vector<Group>& groups() {
     static const std::vector<Group> all{
         {tooMany | interrupted, "p0", {CALL(open)}},
         {tooMany | interrupted, "a0", {CALL(openat), CALL(openat2)}},
-        {interrupted, "d0", {CALL(read), CALL(readv), CALL(pread64), CALL(fcntl), CALL(flock)}},
-        {written | interrupted, "d0", {CALL(write), CALL(writev), CALL(pwrite64), CALL(fallocate)}},
+        {interrupted, "d0", {CALL(readv), CALL(fcntl), CALL(flock)}},
+        {interrupted | sized, "d0", {CALL(read), CALL(pread64)}},
+        {written | interrupted, "d0", {CALL(writev), CALL(fallocate)}},
+        {written | interrupted | sized, "d0", {CALL(write), CALL(pwrite64)}},
         {written, "d2d0", {CALL(copy_file_range)}},
         {written, "d0d1", {CALL(sendfile)}},
         {written, "d0", {CALL(ioctl)}},
@@ -192,7 +195,8 @@ public:
 private:
     void start(const std::vector<std::string>& arguments) {
         // Started outside: what the loader does is not the command's work.
-        std::vector<std::string> words{VESTA2_COMMAND, "-C", m_root};
+        const char* const program = brokenCalls.empty() ? VESTA2_COMMAND : VESTA2_BROKEN_COMMAND;
+        std::vector<std::string> words{program, "-C", m_root};
         words.insert(words.end(), arguments.begin(), arguments.end());
         std::vector<char*> pointers;
         for (std::string& word : words) {
@@ -200,15 +204,15 @@ private:
         }
         pointers.push_back(nullptr);
         std::vector<sock_filter> filter = makeFilter();
-        const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+        const sock_fprog filtering{static_cast<unsigned short>(filter.size()), filter.data()};
         m_process = ::fork();
         if (m_process == 0) {
             ::dup2(m_out.get(), STDOUT_FILENO);
             ::dup2(m_err.get(), STDERR_FILENO);
             if (::chdir("/") == 0 && ::ptrace(PTRACE_TRACEME, 0, 0, 0) == 0 &&
                 ::raise(SIGSTOP) == 0 && ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-                ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0) {
-                ::execv(VESTA2_COMMAND, pointers.data());
+                ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filtering) == 0) {
+                ::execv(program, pointers.data());
             }
             ::_exit(notStarted);
         }
@@ -246,14 +250,21 @@ private:
         }
         const std::size_t index = m_result.calls.size();
         m_result.calls.push_back(*call);
-        const bool isDue =
-            m_fault.kind == Fault::Kind::lasting ? index >= m_fault.call : index == m_fault.call;
+        const bool isLasting =
+            m_fault.kind == Fault::Kind::lasting || m_fault.kind == Fault::Kind::halves;
+        const bool isDue = isLasting ? index >= m_fault.call : index == m_fault.call;
         if (m_fault.kind == Fault::Kind::nothing || !isDue) {
             return;
         }
         if (m_fault.kind == Fault::Kind::kill) {
             m_result.isHit = true;
             ::kill(m_process, SIGKILL);
+        } else if (m_fault.kind == Fault::Kind::halves) {
+            m_result.isHit = true;
+            if (call->is(sized) && registers.rdx > 1) {
+                registers.rdx /= 2;
+                ::ptrace(PTRACE_SETREGS, thread, 0, &registers);
+            }
         } else if (std::ranges::count(call->errors(), m_fault.error) != 0) {
             m_result.isHit = true;
             m_result.calls.back().isFailed = true;
@@ -275,9 +286,12 @@ private:
 }  // namespace
 
 std::vector<int> FileCall::errors() const {
-    std::vector<int> possible{EIO};
-    for (const auto& [trait, error] :
-         {std::pair{noSpace, ENOSPC}, {tooMany, EMFILE}, {interrupted, EINTR}}) {
+    std::vector<int> possible{EIO, EACCES, ESTALE, ENOMEM};
+    for (const auto& [trait, error] : {std::pair{noSpace, ENOSPC},
+                                       {noSpace, EDQUOT},
+                                       {changes, EROFS},
+                                       {tooMany, EMFILE},
+                                       {interrupted, EINTR}}) {
         if (is(trait)) {
             possible.push_back(error);
         }

@@ -16,6 +16,7 @@ enum Trait : unsigned {
     writes = 16,  ///< what is in a file
     names = 32,   ///< or which entries a directory has
     flushes = 64,
+    sized = 128,  ///< it may do less than it was asked for
 };
 
 struct FileCall {
@@ -25,7 +26,7 @@ struct FileCall {
     bool isFailed = false;  ///< it was made to fail
 
     [[nodiscard]] bool is(Trait trait) const { return (traits & trait) != 0; }
-    /// Those of EIO, ENOSPC, EMFILE and EINTR that it may fail with.
+    /// All that it may fail with.
     [[nodiscard]] std::vector<int> errors() const;
 };
 
@@ -34,6 +35,7 @@ struct Fault {
         nothing,
         once,     ///< one call fails
         lasting,  ///< it fails, and so do all that follow and can fail with the same error
+        halves,   ///< from then on, calls read and write half of what they are asked to
         kill,     ///< the process is killed just before
     } kind = Kind::nothing;
     std::size_t call = 0;  ///< which one, counted from 0
