@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "broken_calls.h"
+#include "cases.h"
 #include "trial.h"
 
 namespace torture {
@@ -29,10 +30,9 @@ void repeatOperations(Run& run);
 
 const std::vector<Trial>& trials() {
     static const std::vector<Trial> all{
-        {"kills", "robbing", runCommandKilled},
-        {"faults", "unflushed", runCommandWithFaults},
-        {"saves", "in-place", killSavers},
-        {"claims", "unlooked", claim},
+        {"kills", "robbing", runCommandKilled},   {"faults", "unflushed", runCommandWithFaults},
+        {"saves", "in-place", killSavers},        {"claims", "unlooked", claim},
+        {"memory", "littering", failAllocations}, {"leaks", "leaking", repeatOperations},
     };
     return all;
 }
@@ -102,6 +102,14 @@ int main(const Options& options) {
         return std::ranges::count(options.words, name) != 0;
     };
     const auto isNamed = [&](const Trial& trial) { return isWanted(trial.name); };
+    for (const std::string& word : options.words) {
+        const auto isMeant = [&](const Case& each) { return each.command.starts_with(word); };
+        if (std::ranges::none_of(trials(), [&](auto& trial) { return trial.name == word; }) &&
+            std::ranges::none_of(cases(), isMeant)) {
+            std::cout << word << " is neither a trial nor the beginning of a command" << std::endl;
+            return 2;
+        }
+    }
     const bool isSome = std::ranges::any_of(trials(), isNamed);
     int code = 0;
     for (const Trial& trial : trials()) {

@@ -49,6 +49,7 @@ struct FlagManager::Held {
 
     void forgetInherited();
     [[nodiscard]] std::string pathOf(const std::string& name) const;
+    void giveUp(std::map<std::string, Flag>::iterator flag);
     error_t claim(const char* name, const FlagFiles& files, bool force, variant_bag_t& record);
 };
 
@@ -60,7 +61,13 @@ const char* FlagManager::getFlagInfoExtension() { return vesta2::getFlagInfoExte
 std::string getDataFlagName(const std::string& name) { return name + "s"; }
 
 // NOLINTNEXTLINE(bugprone-exception-escape): as promised
-FlagManager::~FlagManager() noexcept(false) { eraseAll(); }
+FlagManager::~FlagManager() noexcept(false) {
+    try {
+        eraseAll();
+    } catch (const std::bad_alloc&) {
+        // The files stay behind, unlocked.
+    }
+}
 
 std::string FlagManager::Held::pathOf(const std::string& name) const {
     return pathIn(directory, name);
@@ -149,15 +156,29 @@ error_t FlagManager::writeFlag(const char* name, bool force, variant_bag_t* info
 error_t FlagManager::Held::claim(const char* name, const FlagFiles& files, bool force,
                                  variant_bag_t& record) {
     auto locker = boost::make_shared<FileLocker>();
-    if (!files.lock(*locker)) {
-        return locker->status();
-    }
-    const error_t code = files.claim(*locker, force, record);
+    // Noted before: what is claimed must be given up some time.
+    process = ::getpid();
+    Flag& noted = flags[name] = Flag{locker, {}};
+    const error_t code =
+        files.lock(*locker) ? files.claim(*locker, force, record) : locker->status();
     if (code == eOK) {
-        flags[name] = Flag{std::move(locker), record};
-        process = ::getpid();
+        noted.info = record;
+    } else {
+        flags.erase(name);
     }
     return code;
+}
+
+/// Forgets it also when its files cannot be deleted, but not when there was no memory to try.
+void FlagManager::Held::giveUp(std::map<std::string, Flag>::iterator flag) {
+    try {
+        FlagFiles(pathOf(flag->first)).giveUp(*flag->second.locker);
+    } catch (const boost::system::system_error&) {
+        flags.erase(flag);
+        throw;
+    }
+    // Only now: our lock lasts as long as our files.
+    flags.erase(flag);
 }
 
 error_t FlagManager::removeFlag(const char* name, bool mine, bool forceErase) {
@@ -220,10 +241,9 @@ error_t FlagManager::eraseFlag(const char* name) {
         return eParameterError;
     }
     const FlagFiles files(m_held->pathOf(name));
-    // Kept until the end, so that our lock lasts as long as our files.
-    const auto held = m_held->flags.extract(name);
-    if (held) {
-        files.giveUp(*held.mapped().locker);
+    const auto held = m_held->flags.find(name);
+    if (held != m_held->flags.end()) {
+        m_held->giveUp(held);
         return eOK;
     }
     FileLocker locker;
@@ -244,21 +264,23 @@ void FlagManager::preserveFlags() {
 }
 
 void FlagManager::restoreFlags(const char* directory) {
-    std::map<std::string, Flag> restored;
-    for (auto& [name, flag] : m_held->flags) {
+    const Lock guard = std::move(m_held->preserveLock);
+    auto preserved = std::exchange(m_held->flags, {});
+    m_held->directory = m_held->directory.empty() ? "" : directory;
+    for (auto& [name, flag] : preserved) {
         // If preserving failed before it: closing the locker later would drop the new lock.
         flag.locker.reset();
         const std::string bare = bareName(name);
         const std::string path = pathIn(directory, bare);
         const FlagFiles files(path);
         auto locker = boost::make_shared<FileLocker>();
-        if (files.lock(*locker) && files.restore(flag.info) == eOK) {
-            restored[m_held->directory.empty() ? path : bare] = Flag{std::move(locker), flag.info};
+        // Noted before it is claimed: what is claimed must be given up some time.
+        const auto noted =
+            m_held->flags.emplace(m_held->directory.empty() ? path : bare, Flag{locker, flag.info});
+        if (!files.lock(*locker) || files.restore(flag.info) != eOK) {
+            m_held->flags.erase(noted.first);
         }
     }
-    m_held->flags = std::move(restored);
-    m_held->directory = m_held->directory.empty() ? "" : directory;
-    const Lock guard = std::move(m_held->preserveLock);
 }
 
 void FlagManager::eraseAll() {
@@ -269,9 +291,8 @@ void FlagManager::eraseAll() {
     const Lock guard(m_held->mutex);
     std::exception_ptr failure;
     while (!m_held->flags.empty()) {
-        const auto flag = m_held->flags.extract(m_held->flags.begin());
         try {
-            FlagFiles(m_held->pathOf(flag.key())).giveUp(*flag.mapped().locker);
+            m_held->giveUp(m_held->flags.begin());
         } catch (const boost::system::system_error&) {
             failure = failure ? failure : std::current_exception();
         }

@@ -1,5 +1,5 @@
 #pragma once
-/// Questions about paths that never throw, but for `lookAt`. Symbolic links are followed. Each
+/// Questions about paths that never throw, but for `lookAt` and `resolved`. Symbolic links are followed. Each
 /// answers "yes" only when that is certain: an error while looking (no access, no descriptors, a
 /// failing disk) is neither "there" nor "absent". What is to be deleted, replaced or claimed
 /// because something is missing must ask `isAbsent`, never `!isThere`.
@@ -8,9 +8,13 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
+#include <cstdlib>
+#include <memory>
 #include <optional>
+#include <string>
 
 #include "basekit2/file_error.h"
+#include "path_parts.h"
 
 namespace vesta2 {
 
@@ -60,6 +64,21 @@ inline boost::filesystem::file_status lookAt(const boost::filesystem::path& path
         basekit2::throw_file_error("cannot look at", path, error.value());
     }
     return fs::file_status(fs::file_not_found);
+}
+
+/// Absolute and free of symbolic links; what is not there yet is taken as it is named. Throws as
+/// `lookAt`. (Boost's own ends the process when it gets no memory.)
+inline std::string resolved(const boost::filesystem::path& path) {
+    const std::unique_ptr<char, void (*)(void*)> found(::realpath(path.c_str(), nullptr),
+                                                       std::free);
+    if (found) {
+        return found.get();
+    }
+    const std::string parent = parentOf(path);
+    if (!basekit2::means_absent(errno) || parent.empty()) {
+        basekit2::throw_file_error("cannot look at", path);
+    }
+    return resolved(parent).append("/").append(nameIn(path.native()));
 }
 
 }  // namespace vesta2

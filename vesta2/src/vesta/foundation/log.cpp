@@ -1,6 +1,7 @@
 #include "log.h"
 
 #include <boost/system/system_error.hpp>
+#include <new>
 #include <string>
 
 #include "logsvc/logsvc.h"
@@ -35,7 +36,7 @@ std::string escape(const std::string& name) {
     return text;
 }
 
-void write(logsvc::severity_t severity, error_t code, const char* subject, int line) {
+void write(logsvc::severity_t severity, error_t code, const char* subject, int line) try {
     if (!logger().has_output()) {
         return;
     }
@@ -45,6 +46,8 @@ void write(logsvc::severity_t severity, error_t code, const char* subject, int l
     }
     text.append(", at file: ").append(sourcePath).append(":").append(std::to_string(line));
     logger().log(severity, text, sourcePath, line);
+} catch (const std::bad_alloc&) {
+    // What failed is to be told by other means; a line of the log is not worth failing for.
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #pragma once
 /// The library's log. Safe from any thread.
 ///
-/// Each line ends with the line of the source that called: the default argument is evaluated there.
+/// A line for which there is no memory is left out. Each line ends with the line of the source that called: the default argument is evaluated there.
 
 #include "vesta2/boost_fwd.h"
 #include "vesta2/error.h"

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <optional>
 
+#include "../foundation/file_checks.h"
 #include "basekit2/file_error.h"
 
 namespace vesta2 {
@@ -32,7 +33,7 @@ std::optional<std::pair<dev_t, ino_t>> identityOf(const fs::path& directory) {
 }  // namespace
 
 GroupBeingEmptied::GroupBeingEmptied(const fs::path& directory) : m_outer(t_innermostGroup) {
-    for (fs::path place = fs::canonical(directory); !place.empty(); place = place.parent_path()) {
+    for (fs::path place = resolved(directory); !place.empty(); place = place.parent_path()) {
         if (const auto identity = identityOf(place)) {
             m_directories.push_back(*identity);
         }

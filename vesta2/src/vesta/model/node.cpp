@@ -67,14 +67,21 @@ Node::Node(std::string markerFilePath, const char* parentGroupPath)
 
 Node::~Node() noexcept {
     m_state->unregister();
-    if (m_state->removeOnClose) {
-        Node::remove();
-    }
-    try {
-        m_state->flags.eraseAll();
-    } catch (const boost::system::system_error& e) {
-        // The files stay behind; the next to claim the flag finds that its owner has ended.
-        failWith(e);
+    // Twice: what there was no memory for may pass.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        try {
+            if (m_state->removeOnClose) {
+                Node::remove();
+            }
+            m_state->flags.eraseAll();
+            break;
+        } catch (const boost::system::system_error& e) {
+            // The files stay behind; the next to claim the flag finds that its owner has ended.
+            failWith(e);
+            break;
+        } catch (const std::bad_alloc&) {
+            setStatus(eUnknown);
+        }
     }
     m_state->propertyStorage->removeChangeListener(&m_state->changeMonitor);
     // A caller may still hold the storages; the bags that they show end here.

@@ -63,7 +63,13 @@ public:
             throw;
         }
     }
-    ~PreservedFlags() { m_flags.restoreFlags(m_place.c_str()); }
+    ~PreservedFlags() {
+        try {
+            m_flags.restoreFlags(m_place.c_str());
+        } catch (const std::bad_alloc&) {
+            // Those that are not claimed again are given up already.
+        }
+    }
     PreservedFlags(const PreservedFlags&) = delete;
     PreservedFlags& operator=(const PreservedFlags&) = delete;
 
@@ -100,8 +106,7 @@ private:
 };
 
 bool liesBelow(const fs::path& place, const fs::path& directory) {
-    const std::string inner = fs::weakly_canonical(place).native() + '/';
-    return inner.rfind(fs::canonical(directory).native() + '/', 0) == 0;
+    return (resolved(place) + '/').starts_with(resolved(directory) + '/');
 }
 
 /// As soon as the source is deleted, the copy must outlive a power cut.

@@ -66,6 +66,8 @@ MadeDirectory::~MadeDirectory() {
     } catch (const boost::system::system_error& e) {
         // The status tells why it was not wanted.
         logFailure(e);
+    } catch (const std::bad_alloc&) {
+        // The temporary file in it tells that it is not whole.
     }
 }
 
