@@ -32,6 +32,7 @@ const std::vector<Trial>& trials() {
     static const std::vector<Trial> all{
         {"kills", "robbing", runCommandKilled},   {"faults", "unflushed", runCommandWithFaults},
         {"saves", "in-place", killSavers},        {"claims", "unlooked", claim},
+        {"numbering", "taken", number},           {"cuts", "unflushed", cutPower},
         {"memory", "littering", failAllocations}, {"leaks", "leaking", repeatOperations},
     };
     return all;
@@ -48,6 +49,8 @@ Options parse(int argc, char** argv) {
             options.seed = static_cast<unsigned>(std::stoul(value()));
         } else if (word == "--seconds") {
             options.seconds = std::stoul(value());
+        } else if (word == "--creations") {
+            options.creations = std::stol(value());
         } else if (word == "--at") {
             std::istringstream places(value());
             for (std::string place; std::getline(places, place, ':');) {

@@ -26,6 +26,7 @@ struct Options {
     bool isWhole = false;             ///< all there is to try, not a sample
     bool isBroken = false;            ///< with calls that break the promise: the trial must notice
     unsigned long seconds = 0;        ///< at most, for a trial; 0 is no limit
+    long creations = 0;               ///< to make, and nothing else: as a rank of a launcher
     unsigned seed = std::random_device()();
 };
 
