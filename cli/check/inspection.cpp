@@ -32,6 +32,11 @@ bool isLeft(const std::string& temporary) {
     return basekit2::is_left_bag_temporary(nameOf(temporary));
 }
 
+/// What is left in a directory that is being deleted.
+bool isOfRemoval(const std::string& temporary) {
+    return isLeft(temporary) && temporary.ends_with(basekit2::removal_suffix);
+}
+
 Finding unreadable(const std::string& path, const std::string& problem) {
     return {"unreadable", path, problem, "check the disk and whether you may read it", nullptr};
 }
@@ -94,7 +99,10 @@ void Inspection::inspectWithoutMarker(const FoundDirectory& place, const Directo
     if (!entries.odd.empty()) {
         return;
     }
-    if (std::any_of(entries.temporaries.begin(), entries.temporaries.end(), isLeft)) {
+    if (std::any_of(entries.temporaries.begin(), entries.temporaries.end(), isOfRemoval)) {
+        m_findings.push_back({"half-removed", directory,
+                              "is what is left of a node that was removed", "delete it", nullptr});
+    } else if (std::any_of(entries.temporaries.begin(), entries.temporaries.end(), isLeft)) {
         m_findings.push_back({"interrupted", directory,
                               "has no marker file, but a temporary one: what made it, a copy or a "
                               "creation, did not come to its end",
@@ -280,7 +288,14 @@ void Inspection::inspectFlags(const FoundDirectory& directory, bool isEnded) {
 void Inspection::inspectTemporaries(const FoundDirectory& directory,
                                     const DirectoryEntries& entries) {
     for (const std::string& path : entries.temporaries) {
-        if (isLeft(path)) {
+        if (isOfRemoval(path)) {
+            m_findings.push_back(
+                {"half-removed", directory.path(),
+                 "what removed or moved it has not come to its end: a part may be gone",
+                 "remove it, " + seeCommand("remove", directory.path()) +
+                     ", or, if nothing is missing, delete " + path,
+                 nullptr});
+        } else if (isLeft(path)) {
             m_findings.push_back(
                 {"temporary-file", path, "is left of a save or a copy whose process has ended",
                  "delete it",

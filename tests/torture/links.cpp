@@ -186,28 +186,25 @@ public:
         const std::map<std::string, std::string> members = list();
         for (const std::string& identity : m_identities) {
             const auto [begin, end] = nodes.equal_range(identity);
-            bool isWhole = false;
+            std::vector<std::string> whole;
             bool isTold = false;
             for (auto node = begin; node != end; ++node) {
-                isWhole = isWhole || support::readFile(node->second + "/data.0/payload") ==
-                                         payloadOf(identity);
+                if (support::readFile(node->second + "/data.0/payload") == payloadOf(identity)) {
+                    whole.push_back(node->second);
+                }
                 isTold = isTold || findings.find("/" + node->second + "/") != findings.npos ||
                          findings.find("/" + node->second + "\"") != findings.npos;
             }
-            if (!isWhole) {
+            if (whole.empty()) {
                 m_run.report.blame("lost: " + identity);
             } else if (members.count(identity) == 0) {
                 ++m_run.report["told by check"];
                 if (!isTold) {
                     m_run.report.blame("neither listed nor told: " + begin->second);
                 }
-                if (!INodeGroup::open("p")->addNode(begin->second.c_str())) {
-                    m_run.report.blame("cannot be added again: " + begin->second + ": " +
-                                       std::to_string(Results::getLastError()));
-                }
             }
+            keepOne(whole, begin, end);
         }
-        keepOneOfEach();
     }
 
 private:
@@ -227,14 +224,18 @@ private:
         return members;
     }
 
-    /// What a process was killed in leaves two of a node. The one that is listed stays.
-    static void keepOneOfEach() {
-        for (const auto& [identity, listed] : list()) {
-            for (const auto& [other, path] : findNodes()) {
-                if (other == identity && !fs::equivalent(path, listed)) {
-                    fs::remove_all(path);
-                }
+    using Found = std::multimap<std::string, std::string>::const_iterator;
+
+    /// What a process was killed in leaves two of a node, and a copy may lack what failed.
+    void keepOne(const std::vector<std::string>& whole, Found begin, Found end) {
+        for (auto node = begin; node != end; ++node) {
+            if (whole.empty() || node->second != whole.front()) {
+                fs::remove_all(node->second);
             }
+        }
+        if (!whole.empty() && !INodeGroup::open("p")->addNode(whole.front().c_str())) {
+            m_run.report.blame("cannot be added again: " + whole.front() + ": " +
+                               std::to_string(Results::getLastError()));
         }
     }
 

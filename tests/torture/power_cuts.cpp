@@ -147,7 +147,11 @@ private:
 
     void actAndCut(const Deed& deed, const std::string& path, moment_t moment, unsigned call) {
         const basekit2::descriptor_t top(::open("mounted", O_RDONLY | O_CLOEXEC));
-        const auto shutDown = [&] { ::ioctl(top.get(), shutDownRequest, &withoutLogFlush); };
+        std::atomic<bool> isCut{false};
+        const auto shutDown = [&] {
+            isCut = true;
+            ::ioctl(top.get(), shutDownRequest, &withoutLogFlush);
+        };
         unsigned calls = 0;
         beforeCall = [&](const char* /*name*/) {
             if (calls++ == call && moment == moment_t::middle) {
@@ -166,7 +170,8 @@ private:
         }
         try {
             deed.act(path);
-            *m_isAcknowledged = Results::getLastError() == eOK;
+            // Without power nothing can be acknowledged any more.
+            *m_isAcknowledged = Results::getLastError() == eOK && !isCut;
         } catch (const std::exception&) {
             // The disk is gone.
         }

@@ -130,6 +130,8 @@ BASEKIT2_API int read_bag_text(const std::string& path, std::string& text, struc
 /// Returns: a name that is unique among all hosts and processes that write to one directory, and
 /// short: the file's own may be as long as the file system allows.
 BASEKIT2_API std::string make_bag_temporary();
+/// Ends the names of those that tell that their directory is being deleted.
+inline constexpr std::string_view removal_suffix = "-removal";
 /// Returns: whether `name` is one of `make_bag_temporary`. A file of such a name that stays was
 /// left by a process that was killed.
 BASEKIT2_API bool is_bag_temporary(std::string_view name);

@@ -11,6 +11,7 @@
 #include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
+#include "../tree/removal_note.h"
 #include "../tree/remove_tree.h"
 #include "basekit2/file_error.h"
 #include "group_being_emptied.h"
@@ -301,7 +302,7 @@ bool Node::eraseFromMap(std::string& key) {
 
 namespace {
 
-/// Deletes the nodes of the node's group, up to the first that cannot be deleted.
+/// Deletes the nodes of the group, up to the first that cannot be deleted.
 bool removeChildren(const fs::path& directory) {
     const GroupBeingEmptied mark(directory);
     // Straight over the directory: a handle on the group would count this node, which may be in its
@@ -320,8 +321,7 @@ bool removeChildren(const fs::path& directory) {
     return setStatus(eOK);
 }
 
-/// Whether the directory is this node's to delete. A link file may name anything, and a broken one
-/// binds its node to itself: what lies around such a file belongs to others.
+/// Whether the directory is this node's to delete. A broken link binds its node to itself.
 bool ownsDirectory(const NodeState& node) {
     if (!node.directory.has_relative_path() || isLink(node.markerFilePath)) {
         return false;
@@ -340,8 +340,12 @@ bool removeDirectory(NodeState& node, const fs::path& group) {
         return setStatus(eInvalidPath);
     }
     const NodeBeingRemoved mark(node.markerFilePath);
-    if (node.ownGroup && !fs::is_symlink(node.directory) && !removeChildren(node.directory)) {
-        return false;
+    std::optional<RemovalNote> note;
+    if (node.ownGroup && !fs::is_symlink(node.directory)) {
+        note.emplace(node.directory.native());
+        if (!removeChildren(node.directory)) {
+            return false;
+        }
     }
     DirectoryLook around(node.directory.parent_path().native());
     removeTree(node.directory, group);

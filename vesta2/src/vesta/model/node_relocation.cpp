@@ -12,6 +12,7 @@
 #include "../tree/flush.h"
 #include "../tree/made_directory.h"
 #include "../tree/new_directory.h"
+#include "../tree/removal_note.h"
 #include "../tree/remove_tree.h"
 #include "../tree/tree_copier.h"
 #include "basekit2/file_error.h"
@@ -115,9 +116,6 @@ void makeLasting(const MadeDirectory& made) {
     flushDirectory(made.path().parent_path());
 }
 
-/// What becomes of a copy with failed steps.
-enum class Incomplete { kept, undone };
-
 /// Lives on in `directory`, whose marker file is called `marker`, as a member of `group`, if any.
 /// False, with the status, when another node is open there, or when the group did not take it in.
 bool settleIn(NodeState& node, const fs::path& directory, const std::string& marker,
@@ -166,7 +164,11 @@ bool mayBeCopied(const NodeState& node, const TreeCopyRequest& copy) {
     return setStatus(liesBelow(copy.destination, copy.source) ? eFileError : eOK);
 }
 
-bool transferTo(NodeState& node, const TreeCopyRequest& copy, Incomplete incomplete) {
+/// Of a move: what tells, as soon as there are two nodes, that the one that is left is deleted.
+using Leaving = std::optional<RemovalNote>;
+
+/// A move has `leaving`; then a copy with failed steps is undone, else it is kept.
+bool transferTo(NodeState& node, const TreeCopyRequest& copy, Leaving* leaving) {
     const marker_state_t state = node.markerState;
     if (!mayBeCopied(node, copy)) {
         return false;
@@ -187,11 +189,12 @@ bool transferTo(NodeState& node, const TreeCopyRequest& copy, Incomplete incompl
     }
     // Deliberate: steps of the copy that failed are told by the status alone.
     const error_t outcome = getStatus();
-    if (incomplete == Incomplete::undone) {
+    if (leaving) {
         if (outcome != eOK) {
             return false;
         }
         makeLasting(made);
+        leaving->emplace(copy.source.native());
     }
     if (!moveInto(node, copy, made, flags, outcome == eOK ? std::optional(state) : std::nullopt)) {
         return false;
@@ -201,7 +204,7 @@ bool transferTo(NodeState& node, const TreeCopyRequest& copy, Incomplete incompl
 }
 
 bool transfer(NodeState& node, const char* destination, bool rename, notify2::IProgress* progress,
-              Incomplete incomplete) {
+              Leaving* leaving) {
     if (!destination || !*destination) {
         return setStatus(eParameterError);
     }
@@ -219,7 +222,7 @@ bool transfer(NodeState& node, const char* destination, bool rename, notify2::IP
             rename ? target.filename().native() + marker.extension().native() : marker.native();
         const std::vector<std::string> exclusions = flagFilePatterns();
         return transferTo(node, {source, target, exclusions, progress, marker.native(), copied},
-                          incomplete);
+                          leaving);
     } catch (const boost::system::system_error& e) {
         return failWith(e);
     }
@@ -228,15 +231,16 @@ bool transfer(NodeState& node, const char* destination, bool rename, notify2::IP
 }  // namespace
 
 bool Node::copy(const char* destination, bool rename, notify2::IProgress* progress) {
-    return transfer(*m_state, destination, rename, progress, Incomplete::kept);
+    return transfer(*m_state, destination, rename, progress, nullptr);
 }
 
 bool Node::move(const char* destination, bool rename, notify2::IProgress* progress) {
     const fs::path old = m_state->directory;
     struct stat source {};
     const bool isKnown = ::lstat(old.c_str(), &source) == 0;
+    Leaving leaving;
     // What could not be copied in full is not deleted.
-    if (!transfer(*m_state, destination, rename, progress, Incomplete::undone)) {
+    if (!transfer(*m_state, destination, rename, progress, &leaving)) {
         return false;
     }
     try {

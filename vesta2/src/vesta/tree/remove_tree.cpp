@@ -8,6 +8,7 @@
 #include "basekit2/file_error.h"
 #include "directory_chain.h"
 #include "level_listing.h"
+#include "removal_note.h"
 #include "tree_walk.h"
 #include "vesta2/names.h"
 
@@ -42,10 +43,19 @@ public:
         forEachEntry(m_chain, [&](const basekit2::directory_listing_t& entry) {
             std::string name(entry.name());
             const bool isDirectory = entry.kind() == DT_DIR;
+            if (!isDirectory && m_misses.size() == 2 && RemovalNote::isOne(name)) {
+                m_notes.push_back(std::move(name));
+                return;
+            }
             if (!isDirectory && m_misses.size() == 2 &&
                 isOneOf(extensionOf(name), nodeMarkerExtensions())) {
                 m_last.push_back(std::move(name));
-            } else if (isDirectory || !unlinkFile(name)) {
+                return;
+            }
+            if (m_misses.size() == 2 && !m_note) {
+                m_note.emplace(m_chain.duplicate());
+            }
+            if (isDirectory || !unlinkFile(name)) {
                 subdirectories.push_back(std::move(name));
             }
         });
@@ -74,10 +84,15 @@ public:
 
     bool leave(const std::string& name) {
         // A node whose removal fails stays a node, which can be found and removed again.
-        for (const std::string& last : m_misses.size() == 2 ? m_last : std::vector<std::string>()) {
-            if (!unlinkFile(last)) {
-                fail(last);
+        if (m_misses.size() == 2) {
+            for (const auto* names : {&m_last, &m_notes}) {
+                for (const std::string& last : *names) {
+                    if (!unlinkFile(last)) {
+                        fail(last);
+                    }
+                }
             }
+            m_note.reset();
         }
         m_chain.leave();
         m_misses.pop_back();
@@ -135,7 +150,10 @@ private:
     DirectoryChain m_chain;
     std::string m_name;
     const FileId* m_only;
-    std::vector<std::string> m_last;  ///< the marker files at the top
+    // What goes last at the top: marker files, and then what tells of the removal.
+    std::vector<std::string> m_last;
+    std::vector<std::string> m_notes;
+    std::optional<RemovalNote> m_note;
     std::uintmax_t m_count = 0;
     std::vector<int> m_misses{0};  ///< by depth: how often the present subdirectory was not empty
 };

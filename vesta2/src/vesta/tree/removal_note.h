@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "basekit2/descriptor.h"
+
+namespace vesta2 {
+
+/// A temporary file in a directory that is being deleted with all that is in it. It goes last, so
+/// that as long as something else is left, it tells that not all is: also when what deletes is
+/// killed. A directory that no file can be made in, or a full disk, does not keep it from being
+/// deleted: then there is none.
+class RemovalNote {
+public:
+    /// In `directory`.
+    explicit RemovalNote(basekit2::descriptor_t directory);
+    explicit RemovalNote(const std::string& directory);
+    /// Deletes it, if it is still there: then the directory stays.
+    ~RemovalNote();
+    RemovalNote(const RemovalNote&) = delete;
+    RemovalNote& operator=(const RemovalNote&) = delete;
+
+    static bool isOne(std::string_view name);
+
+private:
+    basekit2::descriptor_t m_directory;
+    std::string m_name;
+};
+
+}  // namespace vesta2
