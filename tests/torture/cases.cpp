@@ -29,7 +29,7 @@ const std::vector<Case>& cases() {
         {"remove -y p/r001"},
         {"remove -y far/x0"},
         {"remove -y p/e"},
-        {"purge p --keep 1 -y"},
+        {"purge p --keep 1 -y", "others"},
         {"finalize p/open"},
         {"invalidate p/open", "elsewhere unflushed"},
         // The next number is taken when a directory could not be made.

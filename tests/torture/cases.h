@@ -13,7 +13,7 @@ struct Case {
     std::string command;
     /// What sets it apart: "partly" prints that it could not read a part, "elsewhere" makes up in
     /// another place for what fails, and "unflushed" for what could not be flushed, "repairable"
-    /// may leave a directory that `get` repairs.
+    /// may leave a directory that `get` repairs, "others" leaves alone what it may not look into.
     std::string remarks{};
     /// All that is made and written below `place` is on the disk when the first file at `mark` is
     /// made or deleted.

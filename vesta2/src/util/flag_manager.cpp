@@ -66,6 +66,12 @@ FlagManager::~FlagManager() noexcept(false) {
         eraseAll();
     } catch (const std::bad_alloc&) {
         // The files stay behind, unlocked.
+    } catch (const boost::system::system_error& e) {
+        logFailure(e);
+        // A second exception would end the process.
+        if (std::uncaught_exceptions() == 0) {
+            throw;
+        }
     }
 }
 
@@ -159,14 +165,19 @@ error_t FlagManager::Held::claim(const char* name, const FlagFiles& files, bool 
     // Noted before: what is claimed must be given up some time.
     process = ::getpid();
     Flag& noted = flags[name] = Flag{locker, {}};
-    const error_t code =
-        files.lock(*locker) ? files.claim(*locker, force, record) : locker->status();
-    if (code == eOK) {
-        noted.info = record;
-    } else {
+    try {
+        const error_t code =
+            files.lock(*locker) ? files.claim(*locker, force, record) : locker->status();
+        if (code == eOK) {
+            noted.info = record;
+        } else {
+            flags.erase(name);
+        }
+        return code;
+    } catch (const boost::system::system_error&) {
         flags.erase(name);
+        throw;
     }
-    return code;
 }
 
 /// Forgets it also when its files cannot be deleted, but not when there was no memory to try.
