@@ -5,25 +5,12 @@
 #include <mutex>
 
 #include "basekit2/bag_io.h"
+#include "data_texts.h"
 #include "optstore2/data_files.h"
 
 namespace optstore2 {
-namespace {
 
 using platkit::i18n::catalog_t;
-
-/// Null when there is none.
-std::unique_ptr<catalog_t> makeCatalog(const basekit2::variant_bag_t& bag) {
-    auto catalog = bag.empty() ? nullptr : std::make_unique<catalog_t>();
-    for (const auto& entry : bag) {
-        if (const std::string* text = entry.value.as_string()) {
-            catalog->add(entry.name, *text);
-        }
-    }
-    return catalog;
-}
-
-}  // namespace
 
 const catalog_t* getMessageCatalog(const std::string& name) {
     // Never destroyed: messages are still asked for while the process ends.
