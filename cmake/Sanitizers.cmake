@@ -7,3 +7,7 @@ if(VESTA2_SANITIZER)
     add_compile_options(-fno-sanitize-recover=undefined)
   endif()
 endif()
+# The fuzzer looks where an input has led.
+if(VESTA2_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -21,6 +21,7 @@ option(VESTA2_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(VESTA2_BUILD_BENCH "Build the benchmarks" ${PROJECT_IS_TOP_LEVEL})
 option(VESTA2_INSTALL "Install what is built" ${PROJECT_IS_TOP_LEVEL})
 set(VESTA2_SANITIZER "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
+option(VESTA2_FUZZ "Link the fuzz targets with libFuzzer, of clang" OFF)
 include(CMakeDependentOption)
 cmake_dependent_option(VESTA2_STATIC_CLI
   "Link the command to nothing shared but the C library" ON "NOT VESTA2_SANITIZER" OFF)
