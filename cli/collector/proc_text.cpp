@@ -43,7 +43,7 @@ std::uint64_t parseBytes(std::string_view text, std::string_view label) {
 bool parseStatus(std::string_view text, ProcessUsage& usage) {
     // The command's name is free text, but the last ")" ends it.
     const std::size_t nameEnd = text.rfind(") ");
-    if (nameEnd == std::string_view::npos) {
+    if (nameEnd == std::string_view::npos || nameEnd + 2 == text.size()) {
         return false;
     }
     text.remove_prefix(nameEnd + 2);
