@@ -67,7 +67,9 @@ LinkFile readLinkFile(const std::string& path) {
     }
     const basekit2::variant_t* target = bag.find(link_key::target);
     const basekit2::variant_t* checksum = bag.find(link_key::checksum);
-    if (!target || !target->as_string() || !checksum || !checksum->as_string()) {
+    // A path that goes on behind a NUL would be another one to the kernel than it is here.
+    if (!target || !target->as_string() || target->as_string()->find('\0') != std::string::npos ||
+        !checksum || !checksum->as_string()) {
         file.state = marker_state_t::malformed;
         return file;
     }
