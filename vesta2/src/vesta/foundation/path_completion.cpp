@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <filesystem>
 #include <string_view>
 
 namespace vesta2 {
@@ -47,14 +48,10 @@ std::string withOneRoot(std::string_view text) {
     return std::string(text.substr(first - 1));
 }
 
-/// `path` with all folded that can be: nothing is above the root but the root.
-fs::path folded(const fs::path& path) {
-    std::string text = fs::path(withOneRoot(path.native())).lexically_normal().native();
-    while (text == "/.." || text.rfind("/../", 0) == 0) {
-        text.erase(0, 3);
-        text = text.empty() ? "/" : text;
-    }
-    return text;
+/// With all folded that can be: nothing is above the root but the root. Not by Boost, which takes
+/// any name of two characters with a dot in it for "..".
+std::string folded(const fs::path& path) {
+    return std::filesystem::path(withOneRoot(path.native())).lexically_normal().native();
 }
 
 }  // namespace
@@ -65,18 +62,11 @@ void removeEndingSlash(fs::path& path) {
     if (isNormal(path.native())) {
         return;
     }
-    path = folded(path);
-    // A leading "." is left by the folding.
-    if (path.native().rfind("./", 0) == 0) {
-        path = path.native().substr(2);
+    std::string text = folded(path);
+    if (text.ends_with('/') || text == ".") {
+        text.pop_back();
     }
-    if (path.filename() == ".") {
-        path = path.parent_path();
-    }
-    const std::string& text = path.native();
-    if (!text.empty() && text.back() == '/') {
-        path = text.substr(0, text.size() - 1);
-    }
+    path = text;
 }
 
 fs::path completePath(const fs::path& path, const char* baseDir) {
