@@ -125,8 +125,9 @@ void print(Session& session, const std::vector<Fact>& facts) {
     for (const Fact& fact : facts) {
         const std::string key = escapeText(fact.key);
         const std::string pad(width - static_cast<std::size_t>(displayWidth(key)) + 2, ' ');
-        session.out.write(session.out.styled(key, "1") + (session.out.isTerminal() ? pad : "\t") +
-                          session.out.styled(escapeText(fact.text), fact.style) + "\n");
+        session.out.write(session.out.styled(key, "1") + (session.out.isTerminal() ? pad : "\t"));
+        session.out.write(session.out.styled(escapeText(fact.text), fact.style));
+        session.out.write("\n");
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "base/failure.h"
 #include "base/text.h"
@@ -25,6 +26,20 @@ std::string environment(const char* name) {
 bool isForced() {
     const std::string force = environment("CLICOLOR_FORCE");
     return !force.empty() && force != "0";
+}
+
+/// Nothing that is large is copied for it.
+void writeAll(std::string_view rest) {
+    while (!rest.empty()) {
+        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
+        if (written >= 0) {
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EPIPE) {
+            throw BrokenPipe();
+        } else if (errno != EINTR) {
+            throw lostOutput(errno);
+        }
+    }
 }
 
 }  // namespace
@@ -49,6 +64,11 @@ std::string Output::styled(std::string_view text, const char* style) const {
 }
 
 void Output::write(std::string_view text) {
+    if (text.size() >= flushSize) {
+        flush();
+        writeAll(text);
+        return;
+    }
     m_pending += text;
     if (m_pending.size() >= flushSize) {
         flush();
@@ -100,23 +120,7 @@ void Output::writeText(std::string_view text) {
     write((m_isTerminal ? escapeText(text) : std::string(text)) + "\n");
 }
 
-void Output::flush() {
-    std::string_view rest = m_pending;
-    while (!rest.empty()) {
-        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
-        if (written >= 0) {
-            rest.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno == EPIPE) {
-            m_pending.clear();
-            throw BrokenPipe();
-        } else if (errno != EINTR) {
-            const int error = errno;
-            m_pending.clear();
-            throw lostOutput(error);
-        }
-    }
-    m_pending.clear();
-}
+void Output::flush() { writeAll(std::exchange(m_pending, std::string())); }
 
 Failure lostOutput(int error) {
     const Failure cause = Failure::fromErrno(error, "standard output");
