@@ -49,7 +49,8 @@ void judgeLink(const std::string& name, const std::string& text) {
              target == normalPath(target)));
     const std::string marker =
         completePath((name + "x.zentor").c_str(), directory.path().c_str()).native();
-    const std::string checksum = text.substr(0, 64);
+    // With that of the link itself it is left alone, if it leads here.
+    const std::string checksum = found.checksum.empty() ? text.substr(0, 64) : found.checksum;
     const bool isFree = whereLeads(found, {marker, ""}) != Leads::elsewhere;
     const auto result = rewriteLinkFile(path, found, {marker, ""}, checksum);
     require(result == (isFree ? eOK : eAlreadyExists));
