@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "base/failure.h"
+#include "base/signals.h"
 #include "commands/commands.h"
 #include "options/options.h"
 #include "output/json.h"
@@ -55,6 +56,7 @@ void flushAfterFailure(cli::Output& out) {
 
 int main(int argc, char** argv) {  // NOLINT: only a lack of memory while reporting can escape
     occupyStandardStreams();
+    cli::outliveFileLimit();
     cli::Session session;
     try {
         return run(argc, argv, session);

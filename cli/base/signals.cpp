@@ -9,6 +9,14 @@
 
 namespace cli {
 
+namespace {
+
+bool s_endedAtFileLimit = false;
+
+}  // namespace
+
+void outliveFileLimit() { s_endedAtFileLimit = ::signal(SIGXFSZ, SIG_IGN) == SIG_DFL; }
+
 Signals::Signals() {
     sigset_t watched;
     ::sigemptyset(&watched);
@@ -20,6 +28,9 @@ Signals::Signals() {
     ::sigemptyset(&m_originalDefaults);
     if (::signal(SIGPIPE, SIG_IGN) == SIG_DFL) {
         ::sigaddset(&m_originalDefaults, SIGPIPE);
+    }
+    if (s_endedAtFileLimit) {
+        ::sigaddset(&m_originalDefaults, SIGXFSZ);
     }
     ::sigprocmask(SIG_BLOCK, &watched, &m_originalMask);
     m_file = basekit2::descriptor_t(::signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK));

@@ -7,6 +7,10 @@
 
 namespace cli {
 
+/// A file that may not grow (RLIMIT_FSIZE) fails a write, and does not end the process. Programs
+/// that are run get the signal as it was: see `Signals::originalDefaults`.
+void outliveFileLimit();
+
 /// Blocks SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGCHLD, and makes them readable from a descriptor,
 /// until the process ends: a signal cannot leave an unfinished result. SIGPIPE is ignored.
 class Signals {
