@@ -45,7 +45,14 @@ bool isTrace(const std::string& name) {
 }
 
 /// Also by a symbolic link: it is read as the library does.
-bool isRegularFile(const fs::path& path) { return fs::is_regular_file(fs::status(path)); }
+bool isRegularFile(const fs::path& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (error == std::errc::too_many_symbolic_link_levels) {
+        return false;
+    }
+    return fs::is_regular_file(error ? fs::status(path) : status);
+}
 
 /// Any directory may be called like a marker file.
 bool isOwnMarkerName(const fs::path& path) {
@@ -72,7 +79,10 @@ std::optional<std::string> seriesOf(std::string name) {
 
 LinkContent::LinkContent(const std::string& path) {
     variant_bag_t bag;
-    result = basekit2::load_variant_bag(bag, path, basekit2::default_root);
+    // The library reads no link file through a symbolic link, either.
+    result = fs::is_symlink(fs::symlink_status(path))
+                 ? basekit2::bag_unreadable
+                 : basekit2::load_variant_bag(bag, path, basekit2::default_root);
     target = textOf(bag, vesta2::link_key::target);
     target = target.empty() ? target : fullPath(target, path);
     checksum = textOf(bag, vesta2::link_key::checksum);
