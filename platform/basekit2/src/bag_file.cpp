@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include "bag_syntax.h"
 #include "basekit2/bag_io.h"
@@ -163,33 +164,45 @@ bool has_flushed(const place_t& place, std::string_view text) {
 
 struct manner_t {
     durability_t durability = durability_t::lasting;
-    int links = 8;            ///< how many symbolic links may follow one another
-    bool may_be_same = true;  ///< a look at what is there may save the writing
+    int links = 8;                           ///< how many symbolic links may follow one another
+    bool may_be_same = true;                 ///< a look at what is there may save the writing
+    const directory_id_t* wanted = nullptr;  ///< the file must lie there
 };
 
+bool is_of(const directory_id_t& id, int directory) {
+    struct stat info {};
+    return ::fstat(directory, &info) == 0 && info.st_dev == id.device && info.st_ino == id.inode;
+}
+
+int outcome(bool is_done) { return is_done ? bag_ok : bag_unwritable; }
+
 /// Replaces the file at `target`, or the one that a symbolic link there leads to.
-bool replace_file(const path_t& target, std::string_view text, manner_t manner) {
+int replace_file(const path_t& target, std::string_view text, manner_t manner) {
     const place_t place(target);
     if (!place) {
-        return false;
+        return bag_unwritable;
     }
     const int directory = place.directory.get();
+    if (manner.wanted && !is_of(*std::exchange(manner.wanted, nullptr), directory)) {
+        return bag_misplaced;
+    }
     struct stat old {};
     const bool replaces = ::fstatat(directory, place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
     if (replaces && S_ISLNK(old.st_mode)) {
-        return manner.links-- > 0 && replace_file(path_t(target_of(target.text())), text, manner);
+        return manner.links-- > 0 ? replace_file(path_t(target_of(target.text())), text, manner)
+                                  : bag_unwritable;
     }
     if (replaces ? !S_ISREG(old.st_mode) : errno != ENOENT) {
-        return false;
+        return bag_unwritable;
     }
     if (replaces && manner.may_be_same && static_cast<std::size_t>(old.st_size) == text.size() &&
         has_flushed(place, text)) {
-        return true;
+        return bag_ok;
     }
     const bool lasting = replaces || manner.durability == durability_t::lasting;
     temporary_file_t file(directory);
-    return file.fill(text, replaces ? &old : nullptr) && (!lasting || file.flush()) &&
-           file.rename_to(place.name) && (!lasting || flush_directory(directory));
+    return outcome(file.fill(text, replaces ? &old : nullptr) && (!lasting || file.flush()) &&
+                   file.rename_to(place.name) && (!lasting || flush_directory(directory)));
 }
 
 /// Makes the file at `target`.
@@ -235,7 +248,7 @@ int save(const variant_bag_t& bag, const std::string& path, const char* root, ma
     if (bag_failed(result)) {
         return result;
     }
-    return replace_file(path_t(path), text, manner) ? bag_ok : bag_unwritable;
+    return replace_file(path_t(path), text, manner);
 }
 
 std::string host_in_names() {
@@ -257,6 +270,14 @@ int save_variant_bag2(const variant_bag_t& bag, const std::string& path, const c
 int save_changed_bag(const variant_bag_t& bag, const std::string& path) {
     manner_t manner;
     manner.may_be_same = false;
+    return save(bag, path, default_root, manner);
+}
+
+int save_variant_bag_in(const directory_id_t& directory, const variant_bag_t& bag,
+                        const std::string& path, bool is_changed) {
+    manner_t manner;
+    manner.may_be_same = !is_changed;
+    manner.wanted = &directory;
     return save(bag, path, default_root, manner);
 }
 

@@ -41,6 +41,7 @@ enum bag_result_t : int {
     bag_unwritable = bag_failed_bit | 4,  ///< the file cannot be written
     bag_absent = bag_failed_bit | 5,      ///< there is no such file
     bag_exists = bag_failed_bit | 6,      ///< something is there already
+    bag_misplaced = bag_failed_bit | 7,   ///< the directory is not the one that is meant
 };
 
 /// Returns: whether an outcome is a failure.
@@ -91,6 +92,18 @@ inline int save_variant_bag(const variant_bag_t& bag, const std::string& path,
 
 /// The same for a bag that has changed since it was loaded or saved: the file is not compared.
 BASEKIT2_API int save_changed_bag(const variant_bag_t& bag, const std::string& path);
+
+/// Tells a directory from all others as long as it exists.
+struct directory_id_t {
+    unsigned long long device = 0;
+    unsigned long long inode = 0;
+};
+
+/// As `save_variant_bag` or, when `is_changed`, as `save_changed_bag`, but only into that
+/// directory, whatever stands at its path by now. A symbolic link in the file's place is followed
+/// from there. Returns: the same; `bag_misplaced`, and nothing changed, for another directory.
+BASEKIT2_API int save_variant_bag_in(const directory_id_t& directory, const variant_bag_t& bag,
+                                     const std::string& path, bool is_changed);
 
 /// Writes a file that is not there yet: of several that create one file, in whatever process, one
 /// succeeds.

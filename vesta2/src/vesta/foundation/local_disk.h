@@ -5,6 +5,8 @@
 #include <linux/magic.h>
 #include <sys/vfs.h>
 
+#include <string>
+
 namespace vesta2 {
 
 inline bool isLocalDisk(const struct statfs& fileSystem) {
@@ -18,6 +20,12 @@ inline bool isLocalDisk(const struct statfs& fileSystem) {
     default:
         return false;
     }
+}
+
+/// Whether other hosts change what is there, too; false when that cannot be told.
+inline bool isShared(const std::string& directory) {
+    struct statfs fileSystem {};
+    return ::statfs(directory.c_str(), &fileSystem) == 0 && !isLocalDisk(fileSystem);
 }
 
 }  // namespace vesta2

@@ -5,6 +5,7 @@
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../model/creation_record.h"
+#include "../model/node_state.h"
 #include "../tree/made_directory.h"
 #include "../tree/tree_copier.h"
 #include "node_directory.h"
@@ -30,6 +31,7 @@ enum class MarkerName { own, ofSource };
 /// What is duplicated.
 struct Original {
     const fs::path& directory;
+    const FileId& home;
     std::string marker;
     std::string extension;
     MarkerName naming;
@@ -59,8 +61,8 @@ sptr_t<INode> fill(const MadeDirectory& made, const Original& original, const st
                                    ? made.path().filename().native() + original.extension
                                    : original.marker;
     const std::vector<std::string> exclusions = flagFilePatterns();
-    const TreeCopyRequest request{original.directory, made.path(), exclusions, nullptr,
-                                  original.marker,    marker};
+    const TreeCopyRequest request{original.directory, made.path(), exclusions,   nullptr,
+                                  original.marker,    marker,      original.home};
     requireFreeMarkerName(request);
     setStatus(eOK);
     const bool isDone = copyTree(request, made.duplicate());
@@ -120,18 +122,18 @@ std::vector<std::string> splitPatterns(const std::string& text) {
 }  // namespace
 
 sptr_t<INode> ResultDirectory::duplicate(const char* path) const {
-    return duplicateAt(path,
-                       {directory(), markerFileName(), resultMarkerFileExt(), MarkerName::own});
+    return duplicateAt(path, {directory(), NodeState::homeOf(*this), markerFileName(),
+                              resultMarkerFileExt(), MarkerName::own});
 }
 
 sptr_t<INode> Project::duplicate(const char* path) const {
-    return duplicateAt(
-        path, {directory(), markerFileName(), projectMarkerFileExt(), MarkerName::ofSource});
+    return duplicateAt(path, {directory(), NodeState::homeOf(*this), markerFileName(),
+                              projectMarkerFileExt(), MarkerName::ofSource});
 }
 
 sptr_t<INode> Experiment::duplicate(const char* path) const {
-    return duplicateAt(
-        path, {directory(), markerFileName(), experimentMarkerFileExt(), MarkerName::ofSource});
+    return duplicateAt(path, {directory(), NodeState::homeOf(*this), markerFileName(),
+                              experimentMarkerFileExt(), MarkerName::ofSource});
 }
 
 sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
@@ -156,7 +158,9 @@ sptr_t<IResultDirectory> ResultDirectory::exportTo(const char* destination,
             return {};
         }
         MadeDirectory made(created, directory());
-        if (!copyTree({directory(), made.path(), patterns}, made.duplicate())) {
+        TreeCopyRequest request{directory(), made.path(), patterns};
+        request.home = NodeState::homeOf(*this);
+        if (!copyTree(request, made.duplicate())) {
             setStatus(getStatus() == eOK ? eFileError : getStatus());
             return {};
         }

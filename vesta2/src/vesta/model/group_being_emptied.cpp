@@ -9,6 +9,7 @@
 
 #include "../foundation/file_checks.h"
 #include "basekit2/file_error.h"
+#include "vesta2/path_completion.h"
 
 namespace vesta2 {
 
@@ -19,10 +20,10 @@ namespace {
 thread_local const GroupBeingEmptied* t_innermostGroup = nullptr;
 
 /// Nothing when there is no such directory.
-std::optional<std::pair<dev_t, ino_t>> identityOf(const fs::path& directory) {
+std::optional<FileId> identityOf(const fs::path& directory) {
     struct stat info {};
     if (::stat(directory.c_str(), &info) == 0) {
-        return std::pair{info.st_dev, info.st_ino};
+        return FileId(info);
     }
     if (!basekit2::means_absent(errno)) {
         basekit2::throw_file_error("cannot look at", directory);
@@ -32,8 +33,14 @@ std::optional<std::pair<dev_t, ino_t>> identityOf(const fs::path& directory) {
 
 }  // namespace
 
-GroupBeingEmptied::GroupBeingEmptied(const fs::path& directory) : m_outer(t_innermostGroup) {
-    for (fs::path place = resolved(directory); !place.empty(); place = place.parent_path()) {
+GroupBeingEmptied::GroupBeingEmptied(const KnownDirectory& directory)
+    : m_group{normalPath(completePath(directory.path, nullptr)), directory.id},
+      m_outer(t_innermostGroup) {
+    if (!m_group.id.isKnown()) {
+        m_group.id = identityOf(m_group.path).value_or(FileId());
+    }
+    m_directories.push_back(m_group.id);
+    for (fs::path place = resolved(m_group.path); !place.empty(); place = place.parent_path()) {
         if (const auto identity = identityOf(place)) {
             m_directories.push_back(*identity);
         }
@@ -57,6 +64,16 @@ bool GroupBeingEmptied::liesIn(const fs::path& directory) {
         group = group->m_outer;
     }
     return group != nullptr;
+}
+
+KnownDirectory GroupBeingEmptied::outermostAround(const fs::path& place) {
+    KnownDirectory outermost;
+    for (const GroupBeingEmptied* group = t_innermostGroup; group; group = group->m_outer) {
+        if (place.native().starts_with(group->m_group.path.native() + '/')) {
+            outermost = group->m_group;
+        }
+    }
+    return outermost;
 }
 
 }  // namespace vesta2

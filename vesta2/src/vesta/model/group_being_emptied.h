@@ -1,11 +1,9 @@
 #pragma once
 /// The groups whose nodes the calling thread deletes. Each object counts while it lives.
 
-#include <sys/types.h>
-
-#include <boost/filesystem/path.hpp>
-#include <utility>
 #include <vector>
+
+#include "../tree/file_id.h"
 
 namespace vesta2 {
 
@@ -13,8 +11,9 @@ namespace vesta2 {
 /// group's directory nor any above it is deleted as one of its nodes.
 class GroupBeingEmptied {
 public:
-    /// Throws `boost::filesystem::filesystem_error` when the directory cannot be looked at.
-    explicit GroupBeingEmptied(const boost::filesystem::path& directory);
+    /// One whose `id` is not known is what is there now. Throws
+    /// `boost::filesystem::filesystem_error` when the directory cannot be looked at.
+    explicit GroupBeingEmptied(const KnownDirectory& directory);
     ~GroupBeingEmptied();
     GroupBeingEmptied(const GroupBeingEmptied&) = delete;
     GroupBeingEmptied& operator=(const GroupBeingEmptied&) = delete;
@@ -22,9 +21,12 @@ public:
     /// Whether a group that is being emptied is `directory` or lies below it. Throws as the
     /// constructor.
     static bool liesIn(const boost::filesystem::path& directory);
+    /// The outermost such group that has `place` below it by its path; empty when there is none.
+    static KnownDirectory outermostAround(const boost::filesystem::path& place);
 
 private:
-    std::vector<std::pair<dev_t, ino_t>> m_directories;  ///< the group's, and all above it
+    KnownDirectory m_group;
+    std::vector<FileId> m_directories;  ///< the group's, and all above it
     const GroupBeingEmptied* m_outer;
 };
 

@@ -1,11 +1,14 @@
 #include "link_file.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
 #include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
 #include "basekit2/bag_io.h"
+#include "basekit2/descriptor.h"
 #include "marker_io.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
@@ -49,9 +52,30 @@ error_t saveLinkFile(const std::string& path, const std::string& target,
     return result == basekit2::bag_exists ? eAlreadyExists : errorFromObxError(result);
 }
 
+/// Writes the link in one directory, whatever takes its place; not over another than was found.
+error_t replaceIn(const LinkPlace& place, const LinkFile& found, const std::string& target,
+                  const std::string& checksum) {
+    const fs::path path = place.path;
+    const basekit2::descriptor_t group(
+        ::open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!group || isAnother(group.get(), place.group)) {
+        return group ? eNotFound : eUnknown;
+    }
+    fs::path directory = "/proc/self/fd/" + std::to_string(group.get());
+    directory = isDirectory(directory) ? directory : path.parent_path();
+    const std::string certain = (directory / path.filename()).native();
+    const LinkFile present = readLinkFile(certain, place.path);
+    if (present.target != found.target || present.checksum != found.checksum) {
+        return eUnknown;
+    }
+    return saveLinkFile(certain, target, checksum, present.state == marker_state_t::absent);
+}
+
 }  // namespace
 
-LinkFile readLinkFile(const std::string& path) {
+LinkFile readLinkFile(const std::string& path) { return readLinkFile(path, path); }
+
+LinkFile readLinkFile(const std::string& path, const std::string& name) {
     basekit2::variant_bag_t bag;
     LinkFile file;
     // A symbolic link could redirect a write to a file outside the group.
@@ -74,7 +98,7 @@ LinkFile readLinkFile(const std::string& path) {
         return file;
     }
     file.target =
-        normalPath(fs::absolute(*target->as_string(), fs::path(path).parent_path())).native();
+        normalPath(fs::absolute(*target->as_string(), fs::path(name).parent_path())).native();
     file.checksum = *checksum->as_string();
     if (!isOfKind(file.target, path)) {
         file.state = marker_state_t::malformed;
@@ -99,7 +123,7 @@ Leads whereLeads(const LinkFile& link, const NamedMarkers& markers) {
     return isAbsent(link.target) ? Leads::nowhere : Leads::elsewhere;
 }
 
-error_t rewriteLinkFile(const std::string& path, const LinkFile& found, const NamedMarkers& markers,
+error_t rewriteLinkFile(const LinkPlace& place, const LinkFile& found, const NamedMarkers& markers,
                         const std::string& checksum) {
     if (found.state == marker_state_t::read && found.target == markers.present &&
         found.checksum == checksum) {
@@ -108,7 +132,7 @@ error_t rewriteLinkFile(const std::string& path, const LinkFile& found, const Na
     switch (whereLeads(found, markers)) {
     case Leads::here:
     case Leads::nowhere:
-        return saveLinkFile(path, markers.present, checksum, found.state == marker_state_t::absent);
+        return replaceIn(place, found, markers.present, checksum);
     case Leads::elsewhere:
         return eAlreadyExists;
     case Leads::unknown:

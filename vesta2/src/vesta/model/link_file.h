@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "../tree/file_id.h"
 #include "vesta2/error.h"
 #include "vesta2/marker_file.h"
 
@@ -17,6 +18,8 @@ struct LinkFile {
 
 /// A link file that can be parsed but lacks a key is malformed.
 LinkFile readLinkFile(const std::string& path);
+/// The same through another path to it. `name` is its own.
+LinkFile readLinkFile(const std::string& path, const std::string& name);
 
 /// Where a link file leads, as seen from one node.
 enum class Leads {
@@ -34,11 +37,16 @@ struct NamedMarkers {
 
 Leads whereLeads(const LinkFile& link, const NamedMarkers& markers);
 
+struct LinkPlace {
+    const std::string& path;
+    FileId group;  ///< the directory that the link is for
+};
+
 /// Writes a link to the present marker in the place of `found`, if that leads here or nowhere; what
 /// says the same already is left alone, so that looking at a linked node writes nothing. Returns
-/// `eAlreadyExists` for a link to another node, `eUnknown` for one that could not be read, or why
-/// it could not be written.
-error_t rewriteLinkFile(const std::string& path, const LinkFile& found, const NamedMarkers& markers,
+/// `eNotFound` when another directory is in the place of the group's, `eAlreadyExists` for a link
+/// to another node, `eUnknown` for one that could not be read, or why it could not be written.
+error_t rewriteLinkFile(const LinkPlace& place, const LinkFile& found, const NamedMarkers& markers,
                         const std::string& checksum);
 
 /// Deletes a link that leads here or nowhere. That it cannot be deleted is no failure.

@@ -1,10 +1,12 @@
 #include "marker_io.h"
 
+#include <boost/filesystem/operations.hpp>
 #include <utility>
 
 #include "../discovery/extensions.h"
 #include "../foundation/path_parts.h"
 #include "basekit2/bag_io.h"
+#include "vesta2/discovery.h"
 #include "vesta2/node.h"
 #include "vesta2/path_completion.h"
 
@@ -18,6 +20,11 @@ thread_local MarkerInHand* t_innermost = nullptr;
 
 bool areEqual(const timespec& a, const timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+FileId homeOf(const std::string& marker) {
+    struct stat info {};
+    return ::stat(std::string(parentOf(marker)).c_str(), &info) == 0 ? FileId(info) : FileId();
 }
 
 }  // namespace
@@ -39,13 +46,19 @@ marker_state_t stateOfLoad(int result) {
 MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& properties,
                           struct stat* file) {
     std::string text;
-    const int read = basekit2::read_bag_text(path, text, file);
+    // What reads a link file that tells of no node: a symbolic link there is another's file.
+    boost::system::error_code ignored;
+    const bool isForeign = isLink(path) && fs::is_symlink(fs::symlink_status(path, ignored));
+    const int read =
+        isForeign ? basekit2::bag_unreadable : basekit2::read_bag_text(path, text, file);
     if (basekit2::bag_failed(read)) {
         properties.clear();
-        return {stateOfLoad(read), {}};
+        return {stateOfLoad(read), {}, homeOf(path)};
     }
+    // Between two looks at the marker file, when `MarkerInHand` has it: of one and the same place.
+    const FileId home = homeOf(path);
     const int loaded = basekit2::load_variant_bag_from_string(properties, text);
-    return {stateOfLoad(loaded), Checksum::ofText(std::move(text))};
+    return {stateOfLoad(loaded), Checksum::ofText(std::move(text)), home};
 }
 
 MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties) {
@@ -54,9 +67,20 @@ MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& prop
 }
 
 error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path,
-                       bool isChanged) {
-    return errorFromObxError(isChanged ? basekit2::save_changed_bag(properties, path)
-                                       : basekit2::save_variant_bag(properties, path));
+                       const FileId& home, bool isChanged) {
+    int saved = basekit2::bag_misplaced;
+    if (home.isKnown()) {
+        saved =
+            basekit2::save_variant_bag_in({home.device, home.inode}, properties, path, isChanged);
+        if (saved == basekit2::bag_misplaced && !isShared(std::string(parentOf(path)))) {
+            return eNotFound;
+        }
+    }
+    if (saved == basekit2::bag_misplaced) {
+        saved = isChanged ? basekit2::save_changed_bag(properties, path)
+                          : basekit2::save_variant_bag(properties, path);
+    }
+    return errorFromObxError(saved);
 }
 
 fs::path markerFileIn(fs::path directory, std::string name) {
@@ -97,7 +121,7 @@ MarkerInHand::MarkerInHand(std::string path, std::string text, basekit2::variant
     : m_path(std::move(path)),
       m_isNew(true),
       m_properties(std::move(properties)),
-      m_file{marker_state_t::read, Checksum::ofText(std::move(text))},
+      m_file{marker_state_t::read, Checksum::ofText(std::move(text)), homeOf(m_path)},
       m_outer(std::exchange(t_innermost, this)) {}
 
 MarkerInHand::MarkerInHand(std::string path)

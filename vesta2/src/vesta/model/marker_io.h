@@ -6,6 +6,7 @@
 #include <boost/filesystem/path.hpp>
 #include <string>
 
+#include "../tree/file_id.h"
 #include "basekit2/variant.h"
 #include "checksum.h"
 #include "vesta2/error.h"
@@ -19,6 +20,7 @@ marker_state_t stateOfLoad(int result);
 struct MarkerFile {
     marker_state_t state = marker_state_t::absent;
     Checksum checksum;
+    FileId home{};  ///< of the directory that holds it; not known when that cannot be told
 };
 
 /// Reads the file into `properties`, which is empty when that fails. One read serves the checksum
@@ -31,9 +33,10 @@ MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& prop
 MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties);
 
 /// Replaces the marker file in one step, and flushes it. Unless they are known to have changed, a
-/// file that holds just these properties stays.
+/// file that holds just these properties stays. `eNotFound` when another directory than `home` is
+/// in the place of the one that holds it (see `isAnother`).
 error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path,
-                       bool isChanged = false);
+                       const FileId& home = {}, bool isChanged = false);
 
 /// The path of the marker file `name` in `directory`: a name that is only an extension is prefixed
 /// with the directory's own name.

@@ -264,7 +264,7 @@ error_t NodeState::saveProperties(bool isChanged) const {
     // What a marker holds that could not be read is unknown; replacing it would lose that.
     const error_t code = markerState == marker_state_t::unreadable
                              ? eUnknown
-                             : saveMarkerFile(properties, markerFilePath, isChanged);
+                             : saveMarkerFile(properties, markerFilePath, home, isChanged);
     if (code != eOK) {
         logError(code, markerFilePath.c_str());
     }

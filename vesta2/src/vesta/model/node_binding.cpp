@@ -1,5 +1,4 @@
-// The marker file that a node is bound to, the group that it belongs to, and the link file that
-// stands for it in a group elsewhere. The life of a node's link:
+// The marker file of a node, its group, and its link file in a group elsewhere. The life of a link:
 //
 //     none ----- the node joins a group elsewhere ----------------------------> linked
 //     none ----- its marker names a link file that leads here ----------------> linked
@@ -89,6 +88,7 @@ void readProperties(NodeState& node) {
         node.isLinkStale = true;
     }
     node.checksum = std::move(marker.checksum);
+    node.home = marker.home;
     node.markerState = marker.state;
     if (!setStatus(marker.state == marker_state_t::read ? eOK : eUnknown)) {
         logError(getStatus(), node.markerFilePath.c_str());
@@ -194,8 +194,8 @@ bool updateLinkFile(NodeState& node) {
     }
     if (!wanted.empty()) {
         const LinkFile found = readLinkFile(wanted);
-        const error_t code =
-            rewriteLinkFile(wanted, found, markersOf(node), node.checksum.digits());
+        const error_t code = rewriteLinkFile({wanted, NodeState::of(node.parent)->home}, found,
+                                             markersOf(node), node.checksum.digits());
         if (code != eOK) {
             node.isParentKnown = node.isParentKnown && found.state != marker_state_t::unreadable;
             if (wanted != node.linkFilePath) {

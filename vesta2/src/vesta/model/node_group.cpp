@@ -121,7 +121,7 @@ void NodeGroup::purge(const char* mask, int keep) {
         return;
     }
     try {
-        const GroupBeingEmptied mark(m_path);
+        const GroupBeingEmptied mark({m_path});
         NodeIterator nodes(mask ? mask : "", m_path, 0);
         error_t outcome = getStatus();
         const std::size_t kept = keep > 0 ? static_cast<std::size_t>(keep) : 0;

@@ -7,21 +7,17 @@
 
 #include <optional>
 
-#include "../discovery/directory_memory.h"
 #include "../discovery/extensions.h"
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
-#include "../tree/removal_note.h"
-#include "../tree/remove_tree.h"
 #include "basekit2/file_error.h"
-#include "group_being_emptied.h"
 #include "link_file.h"
 #include "marker_io.h"
+#include "node_removal.h"
 #include "node_state.h"
 #include "vesta2/discovery.h"
 #include "vesta2/experiment.h"
 #include "vesta2/names.h"
-#include "vesta2/node_iterator.h"
 #include "vesta2/path_completion.h"
 #include "vesta2/project.h"
 #include "vesta2/result_directory.h"
@@ -39,46 +35,6 @@ boost::recursive_mutex& Node::s_recursiveMutex = *new boost::recursive_mutex();
 unsigned Node::s_lastUid = 0;
 
 namespace {
-
-class NodeBeingRemoved;
-thread_local const NodeBeingRemoved* t_innermostRemoval = nullptr;
-
-/// A node whose directory this thread deletes, perhaps out of its destructor: as long as that lasts
-/// the thread cannot open it.
-class NodeBeingRemoved {
-public:
-    explicit NodeBeingRemoved(const std::string& markerFilePath)
-        : m_markerFilePath(markerFilePath), m_outer(std::exchange(t_innermostRemoval, this)) {}
-    ~NodeBeingRemoved() { t_innermostRemoval = m_outer; }
-    NodeBeingRemoved(const NodeBeingRemoved&) = delete;
-    NodeBeingRemoved& operator=(const NodeBeingRemoved&) = delete;
-
-    static bool contains(const std::string& markerFilePath) {
-        const NodeBeingRemoved* removal = t_innermostRemoval;
-        while (removal && removal->m_markerFilePath != markerFilePath) {
-            removal = removal->m_outer;
-        }
-        return removal != nullptr;
-    }
-
-    /// The directory of the outermost such node that has `place` below it; empty when there is
-    /// none.
-    static fs::path outermostAround(const fs::path& place) {
-        fs::path outermost;
-        for (const NodeBeingRemoved* removal = t_innermostRemoval; removal;
-             removal = removal->m_outer) {
-            const fs::path directory = fs::path(removal->m_markerFilePath).parent_path();
-            if (place.native().starts_with(directory.native() + '/')) {
-                outermost = directory;
-            }
-        }
-        return outermost;
-    }
-
-private:
-    const std::string& m_markerFilePath;
-    const NodeBeingRemoved* m_outer;
-};
 
 bool isOfKind(const fs::path& path, const std::string& markerExt, const std::string& linkExt) {
     return hasExtension(path, markerExt) || hasExtension(path, linkExt);
@@ -164,7 +120,7 @@ sptr_t<INode> NodeState::find(const std::string& path, const char* groupPath) {
     if (inHand && !inHand->isOf(file)) {
         read.reset();
     }
-    if (NodeBeingRemoved::contains(key)) {
+    if (isBeingRemoved(key)) {
         return {};
     }
     NodeState* node = registered(key);
@@ -296,105 +252,6 @@ void Node::reset() {
 bool Node::eraseFromMap(std::string& key) {
     const Lock lock(s_recursiveMutex);
     return s_nodeMap.erase(key) != 0;
-}
-
-// --- removal
-
-namespace {
-
-/// Deletes the nodes of the group, up to the first that cannot be deleted.
-bool removeChildren(const fs::path& directory) {
-    const GroupBeingEmptied mark(directory);
-    // Straight over the directory: a handle on the group would count this node, which may be in its
-    // destructor.
-    NodeIterator child("", directory.native(), 0);
-    for (setStatus(eOK); !child.at_end(); child.next()) {
-        const sptr_t<INode> node = child.current();
-        // Links can make a group hold itself, or what it lies in: those are no members of it.
-        if (node && GroupBeingEmptied::liesIn(node->getPath())) {
-            continue;
-        }
-        if (node ? !node->remove() : !isAbsent(child.path())) {
-            return getStatus() != eOK ? false : setStatus(eUnknown);
-        }
-    }
-    return setStatus(eOK);
-}
-
-/// Whether the directory is this node's to delete. A broken link binds its node to itself.
-bool ownsDirectory(const NodeState& node) {
-    if (!node.directory.has_relative_path() || isLink(node.markerFilePath)) {
-        return false;
-    }
-    const fs::file_status marker = lookAt(node.markerFilePath);
-    return node.linkFilePath.empty() ? !fs::is_directory(marker) : fs::is_regular_file(marker);
-}
-
-/// Deletes the directory with the nodes in it, if it is the node's and there.
-bool removeDirectory(NodeState& node, const fs::path& group) {
-    if (node.isRemoved || !ownsDirectory(node) || !fs::exists(lookAt(node.directory)) ||
-        NodeBeingRemoved::contains(node.markerFilePath)) {
-        return true;
-    }
-    if (GroupBeingEmptied::liesIn(node.directory)) {
-        return setStatus(eInvalidPath);
-    }
-    const NodeBeingRemoved mark(node.markerFilePath);
-    std::optional<RemovalNote> note;
-    if (node.ownGroup && !fs::is_symlink(node.directory)) {
-        note.emplace(node.directory.native());
-        if (!removeChildren(node.directory)) {
-            return false;
-        }
-    }
-    DirectoryLook around(node.directory.parent_path().native());
-    removeTree(node.directory, group);
-    // The number that has become free may be the next one: no numbers are known any more.
-    around.keepThroughOwnChange(-1, {});
-    // What comes into this place later is another node.
-    node.isRemoved = true;
-    node.unregister();
-    return true;
-}
-
-bool removeOwnLink(const NodeState& node, const fs::path& group) {
-    // A marker that is there again is another node's, and so is the link.
-    if (node.linkFilePath.empty() || (node.isRemoved && !isAbsent(node.markerFilePath))) {
-        return true;
-    }
-    switch (whereLeads(readLinkFile(node.linkFilePath),
-                       {node.markerFilePath, node.formerMarkerFilePath})) {
-    case Leads::unknown:
-        return setStatus(eUnknown);
-    case Leads::elsewhere:
-        // It was given to another node, or could not be read when this one was opened.
-        return node.isRemoved || setStatus(eUnknown);
-    case Leads::here:
-    case Leads::nowhere:
-        break;
-    }
-    removeTree(node.linkFilePath, group);
-    return true;
-}
-
-}  // namespace
-
-bool Node::remove() {
-    setStatus(eOK);
-    try {
-        // What stands for the node in its group: as long as a group around it is being deleted, it
-        // must be reached from there without a symbolic link.
-        const bool isLinkedIn = !m_state->linkFilePath.empty();
-        const fs::path place = isLinkedIn ? m_state->linkFilePath : m_state->directory;
-        const fs::path group = NodeBeingRemoved::outermostAround(place);
-        if (!group.empty() && !staysInside(group, place.parent_path())) {
-            return setStatus(eInvalidPath);
-        }
-        return removeDirectory(*m_state, isLinkedIn ? fs::path() : group) &&
-               removeOwnLink(*m_state, group);
-    } catch (const boost::system::system_error& e) {
-        return failWith(e);
-    }
 }
 
 }  // namespace vesta2

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "../foundation/file_checks.h"
@@ -164,8 +165,11 @@ bool mayBeCopied(const NodeState& node, const TreeCopyRequest& copy) {
     return setStatus(liesBelow(copy.destination, copy.source) ? eFileError : eOK);
 }
 
-/// Of a move: what tells, as soon as there are two nodes, that the one that is left is deleted.
-using Leaving = std::optional<RemovalNote>;
+/// What a move leaves behind.
+struct Leaving {
+    std::set<FileId> copied;          ///< the directories: nothing else is deleted
+    std::optional<RemovalNote> note;  ///< as soon as there are two nodes
+};
 
 /// A move has `leaving`; then a copy with failed steps is undone, else it is kept.
 bool transferTo(NodeState& node, const TreeCopyRequest& copy, Leaving* leaving) {
@@ -194,7 +198,7 @@ bool transferTo(NodeState& node, const TreeCopyRequest& copy, Leaving* leaving) 
             return false;
         }
         makeLasting(made);
-        leaving->emplace(copy.source.native());
+        leaving->note.emplace(KnownDirectory{copy.source, node.home});
     }
     if (!moveInto(node, copy, made, flags, outcome == eOK ? std::optional(state) : std::nullopt)) {
         return false;
@@ -221,7 +225,9 @@ bool transfer(NodeState& node, const char* destination, bool rename, notify2::IP
         const std::string copied =
             rename ? target.filename().native() + marker.extension().native() : marker.native();
         const std::vector<std::string> exclusions = flagFilePatterns();
-        return transferTo(node, {source, target, exclusions, progress, marker.native(), copied},
+        return transferTo(node,
+                          {source, target, exclusions, progress, marker.native(), copied, node.home,
+                           leaving ? &leaving->copied : nullptr},
                           leaving);
     } catch (const boost::system::system_error& e) {
         return failWith(e);
@@ -236,8 +242,11 @@ bool Node::copy(const char* destination, bool rename, notify2::IProgress* progre
 
 bool Node::move(const char* destination, bool rename, notify2::IProgress* progress) {
     const fs::path old = m_state->directory;
+    const FileId home = m_state->home;
     struct stat source {};
-    const bool isKnown = ::lstat(old.c_str(), &source) == 0;
+    const bool isKnown =
+        ::lstat(old.c_str(), &source) == 0 && (FileId(source) == home || !home.isKnown() ||
+                                               !S_ISDIR(source.st_mode) || isShared(old.native()));
     Leaving leaving;
     // What could not be copied in full is not deleted.
     if (!transfer(*m_state, destination, rename, progress, &leaving)) {
@@ -248,7 +257,7 @@ bool Node::move(const char* destination, bool rename, notify2::IProgress* progre
         if (!isKnown) {
             return setStatus(eFileError);
         }
-        removeTree(old, FileId(source));
+        removeTree(old, FileId(source), &leaving.copied);
         flushDirectory(old.parent_path());
         return true;
     } catch (const boost::system::system_error& e) {

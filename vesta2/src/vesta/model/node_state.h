@@ -1,7 +1,8 @@
 #pragma once
 /// What a node object holds, and what the sources of `Node` ask of each other: node.cpp
 /// (properties, flags, saving), node_binding.cpp (marker file, parent, link), node_registry.cpp
-/// (which objects there are) and node_relocation.cpp (copies, moves, renames). Known to them alone.
+/// (which objects there are), node_removal.cpp and node_relocation.cpp (copies, moves, renames).
+/// Known to them alone, and `homeOf` to others.
 ///
 ///     (none) ---- lookup of a marker or link file -------------------> bound, or linked
 ///     bound ----- setParent: a group that it does not lie in --------> linked
@@ -20,6 +21,7 @@
 #include <boost/thread/recursive_mutex.hpp>
 #include <thread>
 
+#include "../tree/file_id.h"
 #include "checksum.h"
 #include "vesta2/flag_manager.h"
 #include "vesta2/node.h"
@@ -106,10 +108,15 @@ struct NodeState {
     void unregister(const std::string& key) const;
     void unregister() const;
 
+    /// The directory of the node, wherever it is by now; for the rooms above. Not known when it
+    /// could not be looked at.
+    static const FileId& homeOf(const Node& node) { return node.m_state->home; }
+
     Node& self;
     std::uint32_t references = 0;
     const std::uint32_t uid;
     boost::filesystem::path directory;
+    FileId home;  ///< which one that is, since the node was bound
     std::string path;
     std::string markerFilePath;
     std::string formerMarkerFilePath;  ///< what the link file may still name after a re-binding

@@ -13,6 +13,7 @@
 #include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "marker_io.h"
+#include "node_state.h"
 #include "state_marks.h"
 #include "vesta2/names.h"
 #include "vesta2/result_files.h"
@@ -88,9 +89,9 @@ bool ResultDirectory::setFinalized(bool finalized) {
     }
     try {
         if (finalized) {
-            makeMark(directory(), mark::finalized);
+            makeMark({directory(), NodeState::homeOf(*this)}, mark::finalized);
         } else {
-            removeMark(directory(), mark::finalized);
+            removeMark({directory(), NodeState::homeOf(*this)}, mark::finalized);
         }
         m_finalized = finalized;
     } catch (const boost::system::system_error& e) {
@@ -119,7 +120,7 @@ void ResultDirectory::setInvalid() {
 
 error_t ResultDirectory::markInvalid() {
     try {
-        makeMark(directory(), mark::invalid);
+        makeMark({directory(), NodeState::homeOf(*this)}, mark::invalid);
         return eOK;
     } catch (const boost::system::system_error& e) {
         failWith(e);

@@ -15,18 +15,21 @@ using basekit2::descriptor_t;
 
 namespace {
 
-descriptor_t open(const fs::path& directory) {
-    descriptor_t opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+descriptor_t open(const KnownDirectory& directory) {
+    descriptor_t opened(::open(directory.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened) {
-        basekit2::throw_file_error("cannot open the directory", directory);
+        basekit2::throw_file_error("cannot open the directory", directory.path);
+    }
+    if (isAnother(opened.get(), directory.id)) {
+        basekit2::throw_file_error("another directory is in the place of", directory.path, ENOENT);
     }
     return opened;
 }
 
 }  // namespace
 
-void makeMark(const fs::path& directory, const char* mark) {
-    const fs::path path = directory / mark;
+void makeMark(const KnownDirectory& directory, const char* mark) {
+    const fs::path path = directory.path / mark;
     const descriptor_t place = open(directory);
     constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     const descriptor_t file(
@@ -41,17 +44,17 @@ void makeMark(const fs::path& directory, const char* mark) {
         basekit2::throw_file_error("is no regular file", path);
     }
     flush(file.get(), path);
-    flush(place.get(), directory);
+    flush(place.get(), directory.path);
 }
 
-void removeMark(const fs::path& directory, const char* mark) {
+void removeMark(const KnownDirectory& directory, const char* mark) {
     const descriptor_t place = open(directory);
     // A directory of that name is a mark as well.
     if (::unlinkat(place.get(), mark, 0) != 0 && errno != ENOENT &&
         (errno != EISDIR || ::unlinkat(place.get(), mark, AT_REMOVEDIR) != 0)) {
-        basekit2::throw_file_error("cannot delete", directory / mark);
+        basekit2::throw_file_error("cannot delete", directory.path / mark);
     }
-    flush(place.get(), directory);
+    flush(place.get(), directory.path);
 }
 
 }  // namespace vesta2

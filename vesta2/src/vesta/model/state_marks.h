@@ -3,14 +3,14 @@
 /// it is when it is opened, through no symbolic link, and flushed with it. The operations throw
 /// `boost::filesystem::filesystem_error`.
 
-#include <boost/filesystem/path.hpp>
+#include "../tree/file_id.h"
 
 namespace vesta2 {
 
 /// Makes the mark, or leaves the one that is there. Fails when something of that name is there that
-/// is no regular file.
-void makeMark(const boost::filesystem::path& directory, const char* mark);
-/// Deletes the mark, if it is there.
-void removeMark(const boost::filesystem::path& directory, const char* mark);
+/// is no regular file, and in another directory (`isAnother`).
+void makeMark(const KnownDirectory& directory, const char* mark);
+/// Deletes the mark, if it is there. Fails in another directory.
+void removeMark(const KnownDirectory& directory, const char* mark);
 
 }  // namespace vesta2

@@ -9,6 +9,17 @@ namespace vesta2 {
 
 using basekit2::descriptor_t;
 
+namespace {
+
+descriptor_t openKnown(const KnownDirectory& known) {
+    descriptor_t directory(
+        ::open(known.path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return directory && isAnother(directory.get(), known.id) ? descriptor_t()
+                                                             : std::move(directory);
+}
+
+}  // namespace
+
 RemovalNote::RemovalNote(descriptor_t directory)
     : m_directory(std::move(directory)),
       m_name(basekit2::make_bag_temporary().append(basekit2::removal_suffix)) {
@@ -16,9 +27,7 @@ RemovalNote::RemovalNote(descriptor_t directory)
                                      O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
 }
 
-RemovalNote::RemovalNote(const std::string& directory)
-    : RemovalNote(descriptor_t(
-          ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC))) {}
+RemovalNote::RemovalNote(const KnownDirectory& directory) : RemovalNote(openKnown(directory)) {}
 
 RemovalNote::~RemovalNote() { ::unlinkat(m_directory.get(), m_name.c_str(), 0); }
 

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "basekit2/descriptor.h"
+#include "file_id.h"
 
 namespace vesta2 {
 
@@ -15,7 +16,8 @@ class RemovalNote {
 public:
     /// In `directory`.
     explicit RemovalNote(basekit2::descriptor_t directory);
-    explicit RemovalNote(const std::string& directory);
+    /// None in another directory than is meant.
+    explicit RemovalNote(const KnownDirectory& directory);
     /// Deletes it, if it is still there: then the directory stays.
     ~RemovalNote();
     RemovalNote(const RemovalNote&) = delete;

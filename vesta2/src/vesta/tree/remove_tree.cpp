@@ -23,11 +23,24 @@ namespace {
 /// deletes what the one before missed.
 constexpr int mostPasses = 16;
 
+/// What is to be deleted, if it is that.
+struct Wanted {
+    FileId id;
+    bool isNode = false;                      ///< which a symbolic link may stand for
+    const std::set<FileId>* known = nullptr;  ///< the directories that may be deleted; null for all
+
+    [[nodiscard]] bool isOther(int directory) const {
+        struct stat info {};
+        return isNode ? isAnother(directory, id)
+                      : ::fstat(directory, &info) != 0 || FileId(info) != id;
+    }
+};
+
 /// Works on descriptors alone, so that no name is looked up twice and none leads out of the tree.
 class Remover {
 public:
     /// Deletes the entry `name` of the directory at the top of `chain`; with `only`, if it is that.
-    Remover(DirectoryChain chain, std::string name, const FileId* only)
+    Remover(DirectoryChain chain, std::string name, const Wanted* only)
         : m_chain(std::move(chain)), m_name(std::move(name)), m_only(only) {}
 
     std::uintmax_t run() {
@@ -65,17 +78,18 @@ public:
     Next enter(const std::string& name) {
         const bool isOutermost = m_chain.isAtTop();
         if (m_chain.enter(name.c_str())) {
-            if (isOutermost && m_only && !isWanted("", AT_EMPTY_PATH)) {
+            if (isOutermost && m_only && m_only->isOther(m_chain.descriptor())) {
                 m_chain.leave();
                 return Next::past;
             }
+            requireKnown(name);
             m_misses.push_back(0);
             return Next::into;
         }
         if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
             fail(name);
         }
-        const bool isOther = errno == ENOENT || (isOutermost && m_only && !isWanted(name, 0));
+        const bool isOther = errno == ENOENT || (isOutermost && m_only && !isWanted(name));
         if (!isOther && !unlinkFile(name)) {
             fail(name);
         }
@@ -115,16 +129,29 @@ private:
         basekit2::throw_file_error("cannot delete", path);
     }
 
-    [[nodiscard]] bool isWanted(const std::string& name, int flags) {
+    void requireKnown(const std::string& name) {
         struct stat info {};
-        if (::fstatat(m_chain.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW | flags) !=
-            0) {
+        if (!m_only || !m_only->known ||
+            (::fstat(m_chain.descriptor(), &info) == 0 && m_only->known->contains(FileId(info)))) {
+            return;
+        }
+        if (isAnother(m_chain.descriptor(), m_only->id)) {
+            m_chain.leave();
+            errno = ESTALE;
+            fail(name);
+        }
+    }
+
+    [[nodiscard]] bool isWanted(const std::string& name) {
+        struct stat info {};
+        const int flags = m_only->isNode ? 0 : AT_SYMLINK_NOFOLLOW;
+        if (::fstatat(m_chain.descriptor(), name.c_str(), &info, flags) != 0) {
             if (basekit2::means_absent(errno)) {
                 return false;
             }
             fail(name);
         }
-        return FileId(info) == *m_only;
+        return FileId(info) == m_only->id;
     }
 
     /// True when the entry is gone, also when another process deleted it.
@@ -149,7 +176,7 @@ private:
 
     DirectoryChain m_chain;
     std::string m_name;
-    const FileId* m_only;
+    const Wanted* m_only;
     // What goes last at the top: marker files, and then what tells of the removal.
     std::vector<std::string> m_last;
     std::vector<std::string> m_notes;
@@ -158,24 +185,9 @@ private:
     std::vector<int> m_misses{0};  ///< by depth: how often the present subdirectory was not empty
 };
 
-/// Opens the directory `path` step by step from `inside` on, following no symbolic link on the way;
-/// none, with errno, when one is there or a step fails.
-descriptor_t openInside(const fs::path& inside, const fs::path& path) {
-    descriptor_t directory(::open(inside.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const fs::path below = path.native().substr(inside.size());
-    for (const fs::path& name : below.relative_path()) {
-        if (!directory) {
-            break;
-        }
-        directory = descriptor_t(::openat(directory.get(), name.c_str(),
-                                          O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    }
-    return directory;
-}
-
 /// Deletes the entry `name`, which may be a whole path, of the directory `parent`.
 std::uintmax_t removeEntry(descriptor_t parent, const fs::path& parentPath, const std::string& name,
-                           const FileId* only) {
+                           const Wanted* only) {
     if (!parent && parent.get() != AT_FDCWD) {
         basekit2::throw_file_error("cannot delete", name);
     }
@@ -188,20 +200,52 @@ descriptor_t startOf(const fs::path& path) {
     return descriptor_t(path.is_absolute() ? AT_FDCWD : ::open(".", O_PATH | O_CLOEXEC));
 }
 
+/// Whatever comes into the place of the directory that `path` lies in loses nothing, not even an
+/// empty directory.
+std::uintmax_t removeWanted(const fs::path& path, const Wanted& wanted) {
+    const std::string name = path.native().substr(0, path.native().find_last_not_of('/') + 1);
+    const fs::path around = name.find('/') == name.npos ? "." : fs::path(name).parent_path();
+    descriptor_t parent(::open(around.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!parent && basekit2::means_absent(errno)) {
+        return 0;
+    }
+    return removeEntry(std::move(parent), around, fs::path(name).filename().native(), &wanted);
+}
+
 }  // namespace
 
-std::uintmax_t removeTree(const fs::path& path, const fs::path& inside) {
-    return inside.empty() ? removeEntry(startOf(path), {}, path.native(), nullptr)
-                          : removeEntry(openInside(inside, path.parent_path()), path.parent_path(),
-                                        path.filename().native(), nullptr);
+std::uintmax_t removeTree(const fs::path& path) {
+    return removeEntry(startOf(path), {}, path.native(), nullptr);
 }
 
-std::uintmax_t removeTree(const fs::path& path, const FileId& id) {
-    return removeEntry(startOf(path), {}, path.native(), &id);
+std::uintmax_t removeTree(const fs::path& path, const FileId& id, const std::set<FileId>* known) {
+    return removeWanted(path, {id, false, known});
 }
 
-bool staysInside(const fs::path& inside, const fs::path& path) {
-    return static_cast<bool>(openInside(inside, path));
+std::uintmax_t removeTree(const KnownDirectory& tree, const KnownDirectory& inside) {
+    const Wanted wanted{tree.id, true};
+    if (inside.path.empty()) {
+        return tree.id.isKnown() ? removeWanted(tree.path, wanted) : removeTree(tree.path);
+    }
+    return removeEntry(openInside(inside, tree.path.parent_path()), tree.path.parent_path(),
+                       tree.path.filename().native(), tree.id.isKnown() ? &wanted : nullptr);
+}
+
+descriptor_t openInside(const KnownDirectory& inside, const fs::path& path) {
+    descriptor_t directory(::open(inside.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory && isAnother(directory.get(), inside.id)) {
+        errno = ESTALE;
+        return descriptor_t();
+    }
+    const fs::path below = path.native().substr(inside.path.size());
+    for (const fs::path& name : below.relative_path()) {
+        if (!directory) {
+            break;
+        }
+        directory = descriptor_t(::openat(directory.get(), name.c_str(),
+                                          O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+    return directory;
 }
 
 }  // namespace vesta2

@@ -143,6 +143,9 @@ private:
         if (::fstat(m_source.descriptor(), &info) != 0) {
             basekit2::throw_file_error("cannot look at", m_source.path());
         }
+        if (m_request.entered) {
+            m_request.entered->insert(FileId(info));
+        }
         if (FileId(info) == m_destination) {
             logError(eInvalidPath, m_source.path().c_str());
             setStatus(eInvalidPath);
@@ -282,6 +285,9 @@ bool copyTree(const TreeCopyRequest& request, descriptor_t destination) {
         ::open(request.source.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
     if (!source) {
         basekit2::throw_file_error("cannot list the directory", request.source);
+    }
+    if (isAnother(source.get(), request.home)) {
+        basekit2::throw_file_error("another directory is in the place of", request.source, ENOENT);
     }
     return TreeCopier(request, std::move(source), std::move(destination)).run();
 }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <set>
 #include <string>
 
 #include "basekit2/descriptor.h"
 #include "basekit2/string_span.h"
+#include "file_id.h"
 #include "notify2/progress.h"
 
 namespace vesta2 {
@@ -18,13 +20,19 @@ struct TreeCopyRequest {
     /// is empty.
     std::string marker{};
     std::string copiedMarker{};
+    /// Which directory the source must be; see `isAnother`.
+    FileId home{};
+    /// Gets all directories of the source that were entered.
+    std::set<FileId>* entered = nullptr;
 };
 
 /// Throws `boost::filesystem::filesystem_error` (EEXIST) when something else in the source has the
 /// name that the marker file is to get, or when that cannot be told.
 void requireFreeMarkerName(const TreeCopyRequest& request);
 
-/// `copyDirectoryWithExlusionPattern` into a directory that is open.
+/// `copyDirectoryWithExlusionPattern` into a directory that is open. Throws
+/// `boost::filesystem::filesystem_error` when the source cannot be opened, or is another directory
+/// (ENOENT).
 bool copyTree(const TreeCopyRequest& request, basekit2::descriptor_t destination);
 
 }  // namespace vesta2
