@@ -25,7 +25,7 @@ thread_local struct stat opened {};  ///< the lock file that was looked at by it
 
 bool isLockFile(const std::string& path) { return path.find(".dflgzentor") != std::string::npos; }
 
-bool isBroken(const char* how) { return brokenCalls == how; }
+bool isBroken(const char* how) { return brokenCalls.find(how) != std::string::npos; }
 
 bool fails(const char* call) {
     const int before = errno;
@@ -58,6 +58,9 @@ Instead noteLockFile(int file) {
 }
 
 Instead lookAtOpened(const char* path, struct stat* found) {
+    if (isBroken("trusting")) {
+        return ::stat(path, found);
+    }
     if (!isBroken("unlooked") || !isLockFile(path) || opened.st_ino == 0) {
         return asAlways;
     }
@@ -114,10 +117,16 @@ CALL(int, renameat2, (int from, const char* old, int to, const char* name, unsig
 CALL(int, renameat, (int from, const char* old, int to, const char* name), (from, old, to, name),
      writeInPlace(from, old, to, name))
 CALL(int, statx, (int from, const char* path, int flags, unsigned mask, struct statx* file),
-     (from, path, flags, mask, file), asAlways)
+     (from, path, isBroken("trusting") ? flags & ~AT_SYMLINK_NOFOLLOW : flags, mask, file),
+     asAlways)
 CALL(int, fstat, (int file, struct stat* found), (file, found), noteLockFile(file))
 CALL(int, lstat, (const char* path, struct stat* found), (path, found), lookAtOpened(path, found))
 #undef CALL
+
+extern "C" time_t __real_time(time_t* now);
+extern "C" time_t __wrap_time(time_t* now) {
+    return __real_time(now) + (isBroken("ahead") ? 3600 : 0);
+}
 
 // Two functions of C++, as the linker knows them: Boost's that makes a directory, and ours that
 // reads a link.

@@ -10,8 +10,10 @@
 ///   trusting   symbolic links are followed, and whatever is opened is waited for
 ///   littering  what was made for the time being is not deleted
 ///   leaking    some descriptors are not closed
+///   ahead      the clock is an hour ahead, which breaks nothing: all is old enough to be mended
 ///
-/// The command is built with them, too; it goes by the environment variable VESTA2_BROKEN.
+/// The command is built with them, too; it goes by the environment variable VESTA2_BROKEN, which
+/// may name several.
 
 #include <functional>
 #include <string>

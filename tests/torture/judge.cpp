@@ -81,7 +81,7 @@ struct Judge {
                 blame("prints something else: " + m_run.out);
             }
         } else if (m_case.is("partly") ? !isPartOf(expected, m_run.out, m_fault.error == EACCES)
-                                : m_run.out != expected && !m_case.is("elsewhere")) {
+                                       : m_run.out != expected && !m_case.is("elsewhere")) {
             blame("prints something else: " + m_run.out);
         } else if (!hasItsEffect()) {
             blame("success without its effect");

@@ -34,7 +34,8 @@ const std::vector<Trial>& trials() {
         {"saves", "in-place", killSavers},      {"claims", "unlooked", claim},
         {"numbering", "taken", number},         {"links", "robbing", moveLinkedNodes},
         {"cuts", "unflushed", cutPower},        {"memory", "littering", failAllocations},
-        {"leaks", "leaking", repeatOperations},
+        {"leaks", "leaking", repeatOperations}, {"exchanges", "trusting", exchangeDirectories},
+        {"places", "trusting", replaceFiles},
     };
     return all;
 }

@@ -18,8 +18,8 @@ const std::vector<Operation>& operations();
 /// Makes the tree: a project "p" with the result "r000", and with "far/x0", which is linked.
 void makeTree();
 
-/// What is wrong with the tree, a line each: markers that cannot be read, what was there and is not,
-/// temporary files.
+/// What is wrong with the tree, a line each: markers that cannot be read, what was there and is
+/// not, temporary files.
 std::vector<std::string> examineTree();
 
 }  // namespace torture

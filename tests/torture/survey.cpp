@@ -93,9 +93,9 @@ Survey survey(const std::string& root) {
         } else if (extension == ".zentorlink") {
             out.all[name];
         } else if (extension != ".dflgzentor" && extension != ".infozentor") {
-            out.all[name] = entry.is_regular_file()
-                                ? withoutDigits(support::readFile(entry.path().native()))
-                                : "";
+            std::error_code unknown;
+            const bool isSmall = entry.is_regular_file(unknown) && entry.file_size() <= 1U << 20U;
+            out.all[name] = isSmall ? withoutDigits(support::readFile(entry.path().native())) : "";
         }
     }
     for (const fs::path& marker : markers) {
