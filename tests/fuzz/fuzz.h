@@ -24,7 +24,7 @@ inline void require(bool holds, const char* file = __builtin_FILE(), int line = 
 
 /// Removes up to `size` bytes from the front of an input.
 inline std::string takeText(std::string_view& input, std::size_t size) {
-    const std::string front(input.substr(0, size));
+    std::string front(input.substr(0, size));
     input.remove_prefix(front.size());
     return front;
 }
