@@ -52,7 +52,7 @@ void judgeLink(const std::string& name, const std::string& text) {
     // With that of the link itself it is left alone, if it leads here.
     const std::string checksum = found.checksum.empty() ? text.substr(0, 64) : found.checksum;
     const bool isFree = whereLeads(found, {marker, ""}) != Leads::elsewhere;
-    const auto result = rewriteLinkFile(path, found, {marker, ""}, checksum);
+    const auto result = rewriteLinkFile({path, {}}, found, {marker, ""}, checksum);
     require(result == (isFree ? eOK : eAlreadyExists));
     const LinkFile now = readLinkFile(path);
     require(isFree ? now.target == normalPath(marker) && now.checksum == checksum

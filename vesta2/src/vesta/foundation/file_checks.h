@@ -1,8 +1,8 @@
 #pragma once
-/// Questions about paths that never throw, but for `lookAt` and `resolved`. Symbolic links are followed. Each
-/// answers "yes" only when that is certain: an error while looking (no access, no descriptors, a
-/// failing disk) is neither "there" nor "absent". What is to be deleted, replaced or claimed
-/// because something is missing must ask `isAbsent`, never `!isThere`.
+/// Questions about paths that never throw, but for `lookAt` and `resolved`. Symbolic links are
+/// followed. Each answers "yes" only when that is certain: an error while looking (no access, no
+/// descriptors, a failing disk) is neither "there" nor "absent". What is to be deleted, replaced or
+/// claimed because something is missing must ask `isAbsent`, never `!isThere`.
 
 #include <sys/stat.h>
 
