@@ -1,5 +1,5 @@
 /// Results are made by many at once: by processes, threads, ranks, through several mounts. Each
-/// number is given once, without gaps, and each result has its marker with the record in it.
+/// number is given once, on one host without gaps, and each result has its marker with the record.
 
 #include <fcntl.h>
 #include <sched.h>
@@ -63,9 +63,11 @@ void expectMarkers(Run& run, const std::string& place, const std::string& beginn
         }
         numbers.insert(std::stol(name.substr(beginning.size())));
     }
-    if (static_cast<long>(numbers.size()) != count || *numbers.rbegin() != count - 1) {
+    // What a client of a network file system remembers may make it pass over a number.
+    const bool hasGaps = *numbers.rbegin() != count - 1 && run.options.places.empty();
+    if (static_cast<long>(numbers.size()) != count || hasGaps) {
         run.report.blame(std::to_string(numbers.size()) + " numbers instead of " +
-                         std::to_string(count) + " in " + place);
+                         std::to_string(count) + (hasGaps ? ", with gaps, in " : " in ") + place);
     }
     run.report["results"] += static_cast<long>(numbers.size());
 }

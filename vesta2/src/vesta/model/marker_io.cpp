@@ -61,9 +61,15 @@ MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& prop
     return {stateOfLoad(loaded), Checksum::ofText(std::move(text)), home};
 }
 
-MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties) {
+MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties,
+                          const FileId& home) {
     MarkerInHand* const inHand = MarkerInHand::of(path);
-    return inHand ? inHand->take(properties) : readMarkerFile(path, properties);
+    MarkerFile file = inHand ? inHand->take(properties) : readMarkerFile(path, properties);
+    if (home.isKnown() && file.home != home && !isShared(std::string(parentOf(path)))) {
+        properties.clear();
+        file = {marker_state_t::unreadable, {}, home};
+    }
+    return file;
 }
 
 error_t saveMarkerFile(const basekit2::variant_bag_t& properties, const std::string& path,

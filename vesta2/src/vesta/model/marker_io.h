@@ -29,8 +29,10 @@ struct MarkerFile {
 MarkerFile readMarkerFile(const std::string& path, basekit2::variant_bag_t& properties,
                           struct stat* file = nullptr);
 
-/// As `readMarkerFile`, but from the `MarkerInHand` of the file if there is one.
-MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties);
+/// As `readMarkerFile`, but from the `MarkerInHand` of the file if there is one. What lies in
+/// another directory than `home` is unreadable (see `isAnother`).
+MarkerFile takeMarkerFile(const std::string& path, basekit2::variant_bag_t& properties,
+                          const FileId& home);
 
 /// Replaces the marker file in one step, and flushes it. Unless they are known to have changed, a
 /// file that holds just these properties stays. `eNotFound` when another directory than `home` is

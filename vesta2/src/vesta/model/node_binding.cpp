@@ -83,7 +83,7 @@ void takeName(NodeState& node) {
 }
 
 void readProperties(NodeState& node) {
-    MarkerFile marker = takeMarkerFile(node.markerFilePath, node.properties);
+    MarkerFile marker = takeMarkerFile(node.markerFilePath, node.properties, node.onlyHome);
     if (!node.linkFilePath.empty() && marker.checksum.digits() != node.checksum.digits()) {
         node.isLinkStale = true;
     }

@@ -146,10 +146,12 @@ bool moveInto(NodeState& node, const TreeCopyRequest& copy, MadeDirectory& made,
     const error_t code = getStatus();
     flags.emplace(node.flags, copy.source);
     flags.reset();
+    node.onlyHome = copy.home;
     if (!settleIn(node, copy.source, copy.marker, group, state)) {
         // A link may lead to the copy already.
         made.keep();
     }
+    node.onlyHome = {};
     return setStatus(code == eOK ? eUnknown : code);
 }
 

@@ -116,7 +116,8 @@ struct NodeState {
     std::uint32_t references = 0;
     const std::uint32_t uid;
     boost::filesystem::path directory;
-    FileId home;  ///< which one that is, since the node was bound
+    FileId home;      ///< which one that is, since the node was bound
+    FileId onlyHome;  ///< the node may be bound in no other; not known: in any
     std::string path;
     std::string markerFilePath;
     std::string formerMarkerFilePath;  ///< what the link file may still name after a re-binding
