@@ -1,7 +1,8 @@
 #pragma once
 /// The library's log. Safe from any thread.
 ///
-/// A line for which there is no memory is left out. Each line ends with the line of the source that called: the default argument is evaluated there.
+/// A line for which there is no memory is left out. Each line ends with the line of the source that
+/// called: the default argument is evaluated there.
 
 #include "vesta2/boost_fwd.h"
 #include "vesta2/error.h"
