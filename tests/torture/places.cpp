@@ -103,7 +103,7 @@ const std::vector<std::pair<const char*, Make>>& things() {
          [](auto& path, auto&) { writeFile(path, ""), fs::resize_file(path, tebibyte); }},
         {"an empty file", text("")},
         {"a forbidden file", text("", 0)},
-        {"bytes", text(std::string("\0\xFF<bag\x1B", 8))},
+        {"bytes", text(std::string("\0\xFF<bag\x1B", 7))},
         {"a living owner", text(forged("pid", static_cast<std::uint32_t>(::getpid())))},
         {"process 0", text(forged("pid", std::uint32_t{0}))},
         {"process 1", text(forged("pid", std::uint32_t{1}))},

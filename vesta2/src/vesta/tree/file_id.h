@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <boost/filesystem/path.hpp>
-#include <compare>
 
 #include "../foundation/local_disk.h"
 
@@ -16,7 +15,10 @@ struct FileId {
 
     FileId() = default;
     explicit FileId(const struct stat& info) : device(info.st_dev), inode(info.st_ino) {}
-    auto operator<=>(const FileId&) const = default;
+    bool operator==(const FileId&) const = default;
+    bool operator<(const FileId& other) const {
+        return device != other.device ? device < other.device : inode < other.inode;
+    }
 
     [[nodiscard]] bool isKnown() const { return inode != 0; }
 };
