@@ -172,9 +172,9 @@ public:
     void run(std::size_t number) {
         auto jobs = plan();
         std::shuffle(jobs.begin(), jobs.end(), std::mt19937(m_run.options.seed));
-        // First where most can be broken.
+        // First links in the place of links and flags that commands use: most can be broken there.
         const auto rest = std::ranges::stable_partition(
-            jobs, [](auto& job) { return job[2] == 1 || job[2] == 2 || job[2] == 5; });
+            jobs, [](auto& job) { return job[1] > 2 && job[1] < 6 && job[2] > 0 && job[2] < 3; });
         if (!m_run.options.isWhole) {
             jobs.erase(jobs.begin() + sample, rest.end() - sample);
         }
