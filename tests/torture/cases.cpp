@@ -21,7 +21,7 @@ const std::vector<Case>& cases() {
         {"add far/y0 --to p"},
         {"copy p/r000 p/c0 --rename"},
         {"copy far/x0 far/c0"},
-        {"move p/r001 far/m0", "", "far/m0", "p/r001/"},
+        {"move p/r001 far/m0", "", "far/m0", "p/r001/collector.log"},
         {"move far/x0 far/m0"},
         {"duplicate p/r000 far/d0"},
         {"duplicate p/e far/d0"},

@@ -102,6 +102,14 @@ struct Judge {
         });
     }
 
+    /// Whether nobody misses it after a power cut: flags, and that a temporary file is gone.
+    static bool isPassing(const FileCall& call) {
+        return call.path.find(".dflgzentor") != std::string::npos ||
+               call.path.find(".infozentor") != std::string::npos ||
+               (call.name.starts_with("unlink") &&
+                call.path.find("/.bagtmp-") != std::string::npos);
+    }
+
     [[nodiscard]] bool isFlushed() const {
         std::set<std::string> dirty;
         for (const FileCall& call : m_run.calls) {
@@ -112,7 +120,7 @@ struct Judge {
                 dirty.clear();
             } else if (call.is(flushes)) {
                 dirty.erase(call.path);
-            } else if (call.is(changes) && !m_case.place.empty() &&
+            } else if (call.is(changes) && !isPassing(call) && !m_case.place.empty() &&
                        call.path.rfind(m_case.place, 0) == 0) {
                 dirty.insert(call.is(writes)
                                  ? call.path

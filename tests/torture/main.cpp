@@ -30,11 +30,11 @@ void repeatOperations(Run& run);
 
 const std::vector<Trial>& trials() {
     static const std::vector<Trial> all{
-        {"kills", "robbing", runCommandKilled}, {"faults", "unflushed", runCommandWithFaults},
-        {"saves", "in-place", killSavers},      {"claims", "unlooked", claim},
-        {"numbering", "taken", number},         {"links", "robbing", moveLinkedNodes},
-        {"cuts", "unflushed", cutPower},        {"memory", "littering", failAllocations},
-        {"leaks", "leaking", repeatOperations}, {"exchanges", "trusting", exchangeDirectories},
+        {"kills", "in-place", runCommandKilled}, {"faults", "unflushed", runCommandWithFaults},
+        {"saves", "in-place", killSavers},       {"claims", "unlooked", claim},
+        {"numbering", "taken", number},          {"links", "robbing", moveLinkedNodes},
+        {"cuts", "unflushed", cutPower},         {"memory", "littering", failAllocations},
+        {"leaks", "leaking", repeatOperations},  {"exchanges", "trusting", exchangeDirectories},
         {"places", "trusting", replaceFiles},
     };
     return all;
