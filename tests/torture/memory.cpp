@@ -22,7 +22,7 @@ namespace {
 std::atomic<long> allocationsLeft{-1};
 bool isLasting = false;
 
-bool isRefused() {
+[[maybe_unused]] bool isRefused() {
     if (allocationsLeft < 0 || allocationsLeft-- > 0) {
         return false;
     }
