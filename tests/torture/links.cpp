@@ -4,56 +4,45 @@
 
 #include <unistd.h>
 
-#include <filesystem>
-#include <map>
-#include <nlohmann/json.hpp>
-
-#include "basekit2/bag_io.h"
-#include "broken_calls.h"
-#include "support/child_process.h"
-#include "support/command.h"
-#include "support/temp_directory.h"
-#include "trial.h"
-#include "vesta2/vesta2.h"
+#include "nodes.h"
 
 namespace torture {
 namespace {
 
-namespace fs = std::filesystem;
-using namespace vesta2;
-using Results = ResultDirectoryManager;
-using Result = basekit2::sptr_t<IResultDirectory>;
+constexpr std::size_t workers = 4;
+constexpr std::size_t nodesEach = 3;
 
-constexpr int workers = 4;
-constexpr int nodesEach = 3;
+using Found = std::multimap<std::string, std::string>;
 
-std::string payloadOf(const std::string& identity) { return std::string(3000, identity.back()); }
-
-std::string identityOf(const Result& result) {
-    return result ? fs::path(result->getApplicationLog()).filename().native() : "";
+std::string pathOf(std::size_t worker, std::size_t node) {
+    return "far/x" + std::to_string(worker) + "-" + std::to_string(node);
 }
 
-/// The nodes in "far" by their identities: their directories, copies last.
-std::multimap<std::string, std::string> findNodes() {
-    std::multimap<std::string, std::string> found;
-    for (const bool areCopies : {false, true}) {
-        for (const auto& entry : fs::directory_iterator("far")) {
-            const std::string path = entry.path();
-            if (areCopies != (path.find("copy") != std::string::npos)) {
-                continue;
-            }
-            std::error_code isGone;
-            for (const auto& file : fs::directory_iterator(path, isGone)) {
-                basekit2::variant_bag_t bag;
-                if (file.path().extension() == ".zentor" &&
-                    basekit2::load_variant_bag(bag, file.path(), "") == basekit2::bag_ok) {
-                    const auto log = bag.put_bag("vesta").get_variant("applicationLog", "");
-                    found.emplace(*log.as_string(), path);
-                }
+std::string contentOf(const std::string& identity) { return std::string(3000, identity.back()); }
+
+/// The nodes in "far", but for copies: by their identities, where they are.
+Found findNodes() {
+    Found found;
+    for (const auto& entry : fs::directory_iterator("far")) {
+        const std::string path = entry.path();
+        std::error_code isGone;
+        for (const auto& file : fs::directory_iterator(path, isGone)) {
+            if (file.path().extension() == ".zentor" && !path.starts_with("far/copy")) {
+                found.emplace(identityIn(file.path()), path);
             }
         }
     }
     return found;
+}
+
+/// The identities of the project's members.
+std::set<std::string> list() {
+    std::set<std::string> members;
+    for (auto all = INodeGroup::open("p")->getNodes("*", 0); !all.at_end(); all.next()) {
+        const Result result = IResultDirectory::cast(all.current());
+        members.insert(result ? result->getApplicationLog() : "");
+    }
+    return members;
 }
 
 class Worker {
@@ -73,18 +62,14 @@ public:
 
     void work(Clock::time_point until) {
         while (Clock::now() < until) {
-            const auto nodes = findNodes();
-            const std::string identity =
-                std::to_string(m_number) + "-" + std::to_string(below(nodesEach));
-            const auto node = nodes.find(identity);
-            if (node != nodes.end()) {
-                try {
-                    act(node->second);
-                } catch (const std::exception&) {
-                    ++m_run.report["exceptions"];
-                }
-                ++m_run.report["operations"];
+            const Found nodes = findNodes();
+            const auto node = nodes.find(fs::absolute(pathOf(m_number, below(nodesEach))));
+            try {
+                node != nodes.end() ? act(node->second) : void();
+            } catch (const std::exception&) {
+                ++m_run.report["exceptions"];
             }
+            ++m_run.report["operations"];
         }
         beforeCall = nullptr;
     }
@@ -96,29 +81,20 @@ private:
     }
 
     void act(const std::string& path) {
-        const Result result = Results::open(path.c_str(), true, nullptr);
-        if (!result) {
-            return;
-        }
+        const Result result = open(path);
         switch (below(6)) {
         case 0:
-            for (auto all = INodeGroup::open("p")->getNodes("*", 0); !all.at_end(); all.next()) {
-                m_run.report["listed"] += all.current() ? 1 : 0;
-            }
+            m_run.report["listed"] += static_cast<long>(list().size());
             break;
         case 1:
-            result->move(("far/" + newName("moved")).c_str(), below(2) == 0, nullptr);
+            result->move(newName("far/moved").c_str(), below(2) == 0, nullptr);
             break;
         case 2:
             result->changeUserVisibleName(newName("named").c_str());
             break;
         case 3: {
-            const std::string copy = "far/" + newName("copy");
-            if (result->copy(copy.c_str(), below(2) == 0, nullptr)) {
-                if (const Result made = Results::open(copy.c_str(), true, nullptr)) {
-                    made->remove();
-                }
-            }
+            const std::string copy = newName("far/copy");
+            result->copy(copy.c_str(), below(2) == 0, nullptr) && open(copy)->remove();
             break;
         }
         case 4:
@@ -134,126 +110,90 @@ private:
     const std::size_t m_number;
 };
 
-class Round {
-public:
-    explicit Round(Run& run) : m_run(run) {
-        IProject::create("p", nullptr, false);
-        for (int i = 0; i < workers * nodesEach; ++i) {
-            const std::string identity =
-                std::to_string(i / nodesEach) + "-" + std::to_string(i % nodesEach);
-            const std::string path = "far/x" + identity;
-            const Result result = Results::create(path.c_str(), false, nullptr, true, nullptr);
-            result->setApplicationLog(identity.c_str());
-            result->save();
-            support::writeFile(path + "/data.0/payload", payloadOf(identity));
-            INodeGroup::open("p")->addNode(path.c_str());
-            m_identities.push_back(identity);
-        }
-    }
-
-    void disturb() {
-        const auto until = Clock::now() + std::chrono::milliseconds(500);
-        std::vector<support::ChildProcess> children;
-        const auto start = [&](std::size_t number) {
-            return support::ChildProcess([&, number] {
-                Worker(m_run, number).work(until);
-                return 0;
-            });
-        };
-        for (std::size_t i = 0; i < workers; ++i) {
-            children.push_back(start(i));
-        }
-        while (Clock::now() < until) {
-            ::usleep(2000);
-            for (std::size_t i = 0; i < workers; ++i) {
-                if (!children[i].isRunning()) {
-                    expectEnd(children[i]);
-                    ++m_run.report["kills"];
-                    children[i] = start(i);
-                }
-            }
-        }
-        for (support::ChildProcess& child : children) {
-            expectEnd(child);
-        }
-    }
-
-    void expectAll() {
-        const auto nodes = findNodes();
-        const std::string findings =
-            support::Command({"--json", "check", "p"}, {"."}).finish().out +
-            support::Command({"--json", "check", "far"}, {"."}).finish().out;
-        const std::map<std::string, std::string> members = list();
-        for (const std::string& identity : m_identities) {
-            const auto [begin, end] = nodes.equal_range(identity);
-            std::vector<std::string> whole;
-            bool isTold = false;
-            for (auto node = begin; node != end; ++node) {
-                if (support::readFile(node->second + "/data.0/payload") == payloadOf(identity)) {
-                    whole.push_back(node->second);
-                }
-                isTold = isTold || findings.find("/" + node->second + "/") != findings.npos ||
-                         findings.find("/" + node->second + "\"") != findings.npos;
-            }
-            if (whole.empty()) {
-                m_run.report.blame("lost: " + identity);
-            } else if (members.count(identity) == 0) {
-                ++m_run.report["told by check"];
-                if (!isTold) {
-                    m_run.report.blame("neither listed nor told: " + begin->second);
-                }
-            }
-            keepOne(whole, begin, end);
-        }
-    }
-
-private:
-    void expectEnd(support::ChildProcess& child) {
+/// Those that are killed are replaced, for half a second.
+void disturb(Run& run) {
+    const auto until = Clock::now() + std::chrono::milliseconds(500);
+    std::vector<support::ChildProcess> children;
+    const auto start = [&](std::size_t number) {
+        return support::ChildProcess([&, number] {
+            Worker(run, number).work(until);
+            return 0;
+        });
+    };
+    const auto expectEnd = [&](support::ChildProcess& child) {
         if (const int code = child.wait(std::chrono::seconds(60)); code != 0) {
-            m_run.report.blame("a process ends with " + std::to_string(code));
+            run.report.blame("a process ends with " + std::to_string(code));
         }
+    };
+    for (std::size_t i = 0; i < workers; ++i) {
+        children.push_back(start(i));
     }
-
-    static std::map<std::string, std::string> list() {
-        std::map<std::string, std::string> members;
-        for (auto all = INodeGroup::open("p")->getNodes("*", 0); !all.at_end(); all.next()) {
-            if (const Result result = IResultDirectory::cast(all.current())) {
-                members[identityOf(result)] = result->getPath();
+    while (Clock::now() < until) {
+        ::usleep(2000);
+        for (std::size_t i = 0; i < workers; ++i) {
+            if (!children[i].isRunning()) {
+                expectEnd(children[i]);
+                ++run.report["kills"];
+                children[i] = start(i);
             }
         }
-        return members;
     }
+    std::ranges::for_each(children, expectEnd);
+}
 
-    using Found = std::multimap<std::string, std::string>::const_iterator;
-
-    /// What a process was killed in leaves two of a node, and a copy may lack what failed.
-    void keepOne(const std::vector<std::string>& whole, Found begin, Found end) {
-        for (auto node = begin; node != end; ++node) {
-            if (whole.empty() || node->second != whole.front()) {
-                fs::remove_all(node->second);
+/// A move that was killed leaves two of a node; one stays.
+void expectAll(Run& run) {
+    const Found nodes = findNodes();
+    std::string findings;
+    for (const char* place : {"p", "far"}) {
+        findings += support::Command({"--json", "check", place}, {"."}).finish().out;
+    }
+    const std::set<std::string> members = list();
+    std::set<std::string> kept;
+    for (std::size_t i = 0; i < workers * nodesEach; ++i) {
+        const std::string identity = fs::absolute(pathOf(i / nodesEach, i % nodesEach));
+        std::string whole;
+        bool isTold = false;
+        for (auto [node, end] = nodes.equal_range(identity); node != end; ++node) {
+            if (support::readFile(node->second + "/data.0/payload") == contentOf(identity)) {
+                whole = node->second;
             }
+            isTold = isTold || findings.find("/" + node->second + "/") != findings.npos ||
+                     findings.find("/" + node->second + "\"") != findings.npos;
         }
-        if (!whole.empty() && !INodeGroup::open("p")->addNode(whole.front().c_str())) {
-            m_run.report.blame("cannot be added again: " + whole.front() + ": " +
-                               std::to_string(Results::getLastError()));
+        kept.insert(whole);
+        if (whole.empty()) {
+            run.report.blame("lost: " + identity);
+        } else if (members.count(identity) == 0) {
+            ++run.report["told by check"];
+            isTold ? void() : run.report.blame("neither listed nor told: " + whole);
         }
     }
-
-    Run& m_run;
-    std::vector<std::string> m_identities;
-};
+    for (const auto& entry : fs::directory_iterator("far")) {
+        kept.count(entry.path()) == 0 ? fs::remove_all(entry) : 0;
+    }
+    for (const std::string& path : kept) {
+        if (!path.empty() && !INodeGroup::open("p")->addNode(path.c_str())) {
+            run.report.blame("cannot be added again: " + path);
+        }
+    }
+}
 
 }  // namespace
 
 void moveLinkedNodes(Run& run) {
-    const support::TempDirectory directory;
-    fs::current_path(directory.path().native());
-    const long goal = run.options.isWhole ? 200'000 : 2'000;
-    for (Round round(run); run.report["operations"] < goal && !run.isOver();) {
-        round.disturb();
-        support::runInChild([&] { return round.expectAll(), 0; });
+    const Workplace place;
+    IProject::create("p", nullptr, false);
+    for (std::size_t i = 0; i < workers * nodesEach; ++i) {
+        const std::string path = fs::absolute(pathOf(i / nodesEach, i % nodesEach));
+        make(path, contentOf(path));
+        INodeGroup::open("p")->addNode(path.c_str());
     }
-    fs::current_path("/");
+    const long goal = run.options.isWhole ? 50'000 : 2'000;
+    while (run.report["operations"] < goal && !run.isOver()) {
+        disturb(run);
+        support::runInChild([&] { return expectAll(run), 0; });
+    }
 }
 
 }  // namespace torture

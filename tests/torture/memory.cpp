@@ -1,19 +1,14 @@
-/// The n-th allocation of an operation fails, for every n, once and from then on. Nothing may be
-/// lost, nothing of the process but memory may be missing afterwards, and it works again.
+/// What the library does, as a table of operations that can be repeated. Each is repeated often,
+/// and what the process has open and allocated stays as it is; and each is done without memory: the
+/// n-th allocation fails, for every n, once and from then on. Then nothing may be lost or be
+/// missing in the process, and it works again.
 
-#include <dlfcn.h>
 #include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <new>
 
-#include "operations.h"
-#include "support/child_process.h"
-#include "support/temp_directory.h"
-#include "trial.h"
+#include "nodes.h"
 
 namespace torture {
 namespace {
@@ -56,70 +51,165 @@ void* realloc(void* old, size_t size) {
 namespace torture {
 namespace {
 
-std::size_t openDescriptors() {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                      std::filesystem::directory_iterator()));
+struct Operation {
+    const char* name;
+    std::function<bool()> act;  ///< whether it succeeded; the tree is as it was then
+};
+
+bool remove(const NodeHandle& node) { return node && node->remove(); }
+
+bool moveThereAndBack(const char* here) {
+    const Result result = open(here);
+    return result->move("far/m", true, nullptr) && result->move(here, true, nullptr);
 }
 
-/// In a process of its own. Returns whether there was such an allocation.
-class Attempt {
-public:
-    Attempt(Run& run, const Operation& operation, long number, bool isLast)
-        : m_run(run), m_operation(operation), m_number(number), m_isLasting(isLast) {}
+const std::vector<Operation>& operations() {
+    static const std::vector<Operation> all{
+        {"open", [] { return static_cast<bool>(open("p/r000")); }},
+        {"open linked", [] { return open("far/x0")->isLinked(); }},
+        {"open newest", [] { return static_cast<bool>(Results::open("p/r@@@", false, nullptr)); }},
+        {"create",
+         [] { return remove(Results::create("p/n@@@", false, nullptr, false, nullptr)); }},
+        {"get", [] { return remove(Results::get("p/got", nullptr, true)); }},
+        {"save",
+         [] {
+             static long changes = 0;
+             const Result result = open("p/r000");
+             result->setCollectionTimeBegin(++changes);
+             result->save();
+             return isDone();
+         }},
+        {"flag",
+         [] {
+             const Result result = open("p/r000");
+             return result->setFlag("busy") && result->clearFlag("busy", false);
+         }},
+        {"look at flags", [] { return util::lookAtFlags("p/r000").empty(); }},
+        {"list",
+         [] {
+             int count = 0;
+             for (auto i = INodeGroup::open("p")->getNodes("*", 0); !i.at_end(); i.next()) {
+                 count += i.current() ? 1 : 0;
+             }
+             return count == 2;
+         }},
+        {"add",
+         [] {
+             const NodeHandle node = INodeGroup::open("p")->addNode("far/y0");
+             return node && node->setParent("far");
+         }},
+        {"rename",
+         [] {
+             const Result result = open("p/r000");
+             return result->changeUserVisibleName("other") && result->changeUserVisibleName("r000");
+         }},
+        {"copy",
+         [] { return open("p/r000")->copy("far/c", true, nullptr) && remove(open("far/c")); }},
+        {"move", [] { return moveThereAndBack("p/r000"); }},
+        {"move linked", [] { return moveThereAndBack("far/x0"); }},
+        {"duplicate", [] { return remove(open("p/r000")->duplicate("far/d")); }},
+        {"export", [] { return remove(open("p/r000")->exportTo("far/ex", "")); }},
+        {"finalize",
+         [] {
+             const Result result = open("p/r000");
+             return result->setFinalized(true) && result->isFinalized() &&
+                    result->setFinalized(false);
+         }},
+        {"invalidate",
+         [] {
+             const Result made = Results::create("far/spoiled", false, nullptr, true, nullptr);
+             made ? made->setInvalid() : void();
+             return made && !made->isValid() && remove(made);
+         }},
+        {"purge",
+         [] {
+             for (int i = 0; i < 3; ++i) {
+                 Results::create("series/r@@@", false, nullptr, false, nullptr);
+             }
+             INodeGroup::open("series")->purge("*", 0);
+             return fs::is_empty("series");
+         }},
+        {"diff",
+         [] {
+             Result first;
+             Result second;
+             return Results::openForDiff("p/r000", "far/y0", &first, &second, true) && second;
+         }},
+        {"import", [] { return static_cast<bool>(Results::openForImport("p/r000", "zentor")); }},
+        {"size", [] { return open("p/r000")->getSize() > 0; }},
+        {"projects", [] { return static_cast<bool>(INodeGroup::findProjects(".")); }},
+        {"make a project", [] { return remove(IProject::create("far/np", nullptr, false)); }},
+    };
+    return all;
+}
 
-    int run() {
-        const support::TempDirectory directory;
-        std::filesystem::current_path(directory.path().native());
-        makeTree();
-        m_operation.act();  // what is made but once is there
-        const std::size_t descriptors = openDescriptors();
-        isLasting = m_isLasting;
-        allocationsLeft = m_number;
-        try {
-            m_operation.act();
-        } catch (const std::exception&) {
-            ++m_run.report["exceptions"];
-        }
-        const bool wasRefused = isLasting ? allocationsLeft == 0 : allocationsLeft < 0;
-        allocationsLeft = -1;
-        for (const std::string& what : examineTree()) {
-            // To delete it takes memory; what it is can be told by its name.
-            if (!isLasting || !what.starts_with("left: ")) {
-                blame(what);
-            }
-        }
-        if (openDescriptors() != descriptors) {
-            blame("descriptors are left open");
-        }
-        // What it made so far is in its way.
-        for (const auto& entry : std::filesystem::directory_iterator(".")) {
-            std::filesystem::remove_all(entry);
-        }
-        makeTree();
-        try {
-            if (!m_operation.act()) {
-                blame("does not work any more");
-            }
-        } catch (const std::exception& error) {
-            blame(std::string("does not work any more: ") + error.what());
-        }
-        std::filesystem::current_path("/");
-        return wasRefused ? 1 : 0;
+const std::set<std::string> places{"p/r000", "far/x0", "far/y0"};
+
+void makeTree() {
+    IProject::create("p", nullptr, false);
+    fs::create_directory("series");
+    for (const std::string& place : places) {
+        make(place, place);
     }
+    INodeGroup::open("p")->addNode("far/x0");
+}
 
-private:
-    void blame(const std::string& what) {
-        m_run.report.blame(std::string(m_operation.name) + ": " + what + " (allocation " +
-                           std::to_string(m_number) +
-                           (m_isLasting ? " and all that follow)" : ")"));
+/// What is wrong with the tree. What is left by name can be told even if it takes memory to delete.
+std::vector<std::string> examineTree() {
+    std::vector<std::string> wrong;
+    std::set<std::string> missing = places;
+    for (const auto& entry : fs::recursive_directory_iterator(".")) {
+        const std::string extension = entry.path().extension();
+        const bool isPassing = basekit2::is_bag_temporary(entry.path().filename().native()) ||
+                               extension == ".dflgzentor" || extension == ".infozentor";
+        if (isPassing && !isLasting) {
+            wrong.push_back("left: " + entry.path().native());
+        } else if (extension == ".zentor" || extension == ".zentorproj") {
+            basekit2::variant_bag_t bag;
+            if (basekit2::bag_failed(basekit2::load_variant_bag(bag, entry.path(), ""))) {
+                wrong.push_back("cannot be read: " + entry.path().native());
+            }
+            missing.erase(
+                support::readFile((entry.path().parent_path() / "data.0/payload").native()));
+        }
     }
+    for (const std::string& lost : missing) {
+        wrong.push_back("lost: " + lost);
+    }
+    return wrong;
+}
 
-    Run& m_run;
-    const Operation& m_operation;
-    const long m_number;
-    const bool m_isLasting;
-};
+std::size_t openDescriptors() { return support::namesIn("/proc/self/fd").size(); }
+
+/// In a process of its own: what is wrong; empty when there was no such allocation.
+std::optional<std::vector<std::string>> doWithout(Run& run, const Operation& operation,
+                                                  long allocation) {
+    const Workplace place;
+    makeTree();
+    operation.act();  // what is made but once is there
+    const std::size_t descriptors = openDescriptors();
+    allocationsLeft = allocation;
+    try {
+        operation.act();
+    } catch (const std::exception&) {
+        ++run.report["exceptions"];
+    }
+    const bool wasRefused = isLasting ? allocationsLeft == 0 : allocationsLeft < 0;
+    allocationsLeft = -1;
+    std::vector<std::string> wrong = examineTree();
+    if (openDescriptors() != descriptors) {
+        wrong.emplace_back("descriptors are left open");
+    }
+    // What it made so far would be in its way.
+    for (const auto& entry : fs::directory_iterator(".")) {
+        fs::remove_all(entry);
+    }
+    makeTree();
+    if (!operation.act()) {
+        wrong.emplace_back("does not work any more");
+    }
+    return wasRefused ? std::optional(wrong) : std::nullopt;
+}
 
 }  // namespace
 
@@ -130,19 +220,22 @@ void failAllocations(Run& run) {
     const long step = run.options.isWhole ? 1 : 40;
     for (const Operation& operation : operations()) {
         for (const bool isLast : {false, true}) {
+            isLasting = isLast;
             int code = 1;
-            for (long i = run.below(static_cast<std::size_t>(step)); code == 1 && !run.isOver();
+            for (long i = run.below(static_cast<std::size_t>(step)); code != 0 && !run.isOver();
                  i += step) {
-                code = support::ChildProcess([&] {
-                           return Attempt(run, operation, i, isLast).run();
-                       }).wait(std::chrono::seconds(30));
+                const auto blame = [&](const std::string& what) {
+                    run.report.blame(std::string(operation.name) + ": " + what + " (allocation " +
+                                     std::to_string(i) + (isLast ? " and all that follow)" : ")"));
+                };
+                support::ChildProcess child([&] {
+                    const auto wrong = doWithout(run, operation, i);
+                    std::ranges::for_each(wrong.value_or(std::vector<std::string>()), blame);
+                    return wrong ? 2 : 0;
+                });
+                code = child.wait(std::chrono::seconds(30));
                 ++run.report["refusals"];
-                if (code != 0 && code != 1) {
-                    run.report.blame(std::string(operation.name) + ": ends with " +
-                                     std::to_string(code) + ", allocation " + std::to_string(i) +
-                                     (isLast ? " and all that follow" : ""));
-                    code = 1;
-                }
+                code != 0 && code != 2 ? blame("ends with " + std::to_string(code)) : void();
             }
         }
     }
@@ -151,8 +244,8 @@ void failAllocations(Run& run) {
 /// Again and again: what a process has open and allocated stays as it is.
 void repeatOperations(Run& run) {
     const long rounds = run.options.isWhole ? 100'000 : 500;
-    const support::TempDirectory directory;
-    std::filesystem::current_path(directory.path().native());
+    constexpr std::size_t someBytes = 16 << 10;
+    const Workplace place;
     makeTree();
     for (const Operation& operation : operations()) {
         std::size_t descriptors = 0;
@@ -168,15 +261,11 @@ void repeatOperations(Run& run) {
             }
             ++run.report["operations"];
         }
-        constexpr std::size_t someBytes = 16 << 10;
-        if (descriptors > 0 && openDescriptors() > descriptors) {
-            run.report.blame(std::string(operation.name) + ": descriptors are left open");
-        } else if (descriptors > 0 && ::mallinfo2().uordblks > bytes + someBytes) {
-            run.report.blame(std::string(operation.name) + ": memory is left, " +
-                             std::to_string(::mallinfo2().uordblks - bytes) + " bytes");
+        if (descriptors > 0 &&
+            (openDescriptors() > descriptors || ::mallinfo2().uordblks > bytes + someBytes)) {
+            run.report.blame(std::string(operation.name) + " leaves descriptors or memory");
         }
     }
-    std::filesystem::current_path("/");
 }
 
 }  // namespace torture

@@ -373,14 +373,9 @@ private:
 
 }  // namespace
 
-int useSmallStack();
-
 void replaceFiles(Run& run) {
     if (::geteuid() != 0) {
         throw Unavailable("other users and devices need root");
-    }
-    if (const int code = support::runInChild(useSmallStack); code != 0) {
-        run.report.blame("a small stack is not enough: " + std::to_string(code));
     }
     things();  // with a process that lives
     inProcesses(workers, [&](std::size_t number) { Worker(run).run(number); });

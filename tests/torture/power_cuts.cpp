@@ -9,36 +9,16 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <thread>
 
-#include "basekit2/bag_io.h"
-#include "basekit2/descriptor.h"
-#include "broken_calls.h"
-#include "support/child_process.h"
-#include "support/command.h"
-#include "support/temp_directory.h"
-#include "trial.h"
-#include "vesta2/vesta2.h"
+#include "nodes.h"
 
 namespace torture {
 namespace {
 
-namespace fs = std::filesystem;
-using namespace vesta2;
-using Results = ResultDirectoryManager;
-using Result = basekit2::sptr_t<IResultDirectory>;
-
 // The same for the two file systems: nothing that was not flushed gets to the disk.
 constexpr unsigned long shutDownRequest = _IOR('X', 125, std::uint32_t);
 constexpr std::uint32_t withoutLogFlush = 2;
-
-Result open(const std::string& path) {
-    if (const Result result = Results::open(path.c_str(), true, nullptr)) {
-        return result;
-    }
-    throw std::runtime_error("cannot be opened: " + path);
-}
 
 /// Something that is acknowledged, and how it shows, both for a result "mounted/rN".
 struct Deed {
