@@ -150,7 +150,8 @@ public:
         auto now = filesIn("out");
         std::erase_if(now, [](auto& file) { return file.first.starts_with("p/r000-bad"); });
         if (now != outside) {
-            blame("changes what is outside");
+            const auto other = std::ranges::mismatch(outside, now).in1;
+            blame("changes what is outside: " + (other != outside.end() ? other->first : ""));
         }
         if (fs::exists("made")) {
             for (const auto& [path, content] : filesIn("made")) {

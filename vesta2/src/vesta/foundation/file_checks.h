@@ -40,9 +40,13 @@ inline bool isRegularFile(const boost::filesystem::path& path) {
     return boost::filesystem::is_regular_file(statusOf(path));
 }
 
-/// Whether both paths lead to one file or directory; none when one of them cannot be looked at.
+/// Whether both paths lead to one file or directory; none when one of them cannot be looked at. A
+/// path leads to the same as itself, whatever comes into its place meanwhile.
 inline std::optional<bool> leadToSame(const boost::filesystem::path& a,
                                       const boost::filesystem::path& b) {
+    if (a.native() == b.native()) {
+        return true;
+    }
     struct stat first {};
     struct stat second {};
     if (::stat(a.c_str(), &first) != 0 || ::stat(b.c_str(), &second) != 0) {

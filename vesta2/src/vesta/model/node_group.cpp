@@ -7,6 +7,7 @@
 #include "../foundation/log.h"
 #include "group_being_emptied.h"
 #include "node_registry.h"
+#include "node_state.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -121,7 +122,7 @@ void NodeGroup::purge(const char* mask, int keep) {
         return;
     }
     try {
-        const GroupBeingEmptied mark({m_path});
+        const GroupBeingEmptied mark({m_path, m_owner ? NodeState::homeOf(*m_owner) : FileId()});
         NodeIterator nodes(mask ? mask : "", m_path, 0);
         error_t outcome = getStatus();
         const std::size_t kept = keep > 0 ? static_cast<std::size_t>(keep) : 0;
