@@ -10,6 +10,7 @@
 #include "commands/arguments.h"
 #include "nodes/contents.h"
 #include "nodes/description.h"
+#include "nodes/filter.h"
 #include "nodes/node_argument.h"
 #include "output/table.h"
 #include "vesta2/node_iterator.h"
@@ -28,6 +29,7 @@ struct Arguments {
     std::string mask = "*";
     std::string kind;
     std::string state;
+    std::vector<std::string> where;
     std::string sort = "name";
     int limit = 0;
     bool reverse = false;
@@ -37,6 +39,7 @@ struct Arguments {
 
 struct Row {
     Description node;
+    bool isWanted;
     std::optional<std::uint64_t> size;  ///< nothing when it could not be told
 };
 
@@ -75,6 +78,7 @@ class Listing {
 public:
     Listing(const Arguments& arguments, Session& session)
         : m_arguments(arguments),
+          m_filter(arguments.where),
           m_session(session),
           m_table(session.out, arguments.details ? longColumns() : shortColumns()),
           m_json(session.out, "nodes") {}
@@ -97,7 +101,8 @@ public:
             if (!node) {
                 continue;
             }
-            Row row{describe(node), std::nullopt};
+            Row row{describe(node), false, std::nullopt};
+            row.isWanted = isWanted(*node, row.node);
             if (needsSize()) {
                 row.size = sizeOf(row.node);
             }
@@ -118,6 +123,7 @@ public:
             m_json.finish();
         }
         m_table.finish();
+        m_filter.noteUnusedKeys(m_session);
     }
 
     [[nodiscard]] int shown() const { return m_shown; }
@@ -151,14 +157,17 @@ private:
     [[nodiscard]] bool isFull() const {
         return m_arguments.limit > 0 && m_shown >= m_arguments.limit;
     }
-    [[nodiscard]] bool isWanted(const Description& node) const {
-        return (m_arguments.kind.empty() || node.kind == m_arguments.kind) &&
-               (m_arguments.state.empty() || node.state == m_arguments.state);
+    /// What could not be read is shown, and seen to be so.
+    bool isWanted(vesta2::INode& node, const Description& description) {
+        return (m_arguments.kind.empty() || description.kind == m_arguments.kind) &&
+               (m_arguments.state.empty() || description.state == m_arguments.state) &&
+               m_filter.selects(node, description).value_or(true);
     }
     /// How many of the greatest names suffice, so that no others are opened; 0 for all.
     [[nodiscard]] int greatestWanted() const {
         const bool byName = m_arguments.sort == "name" && m_arguments.reverse;
-        const bool all = m_arguments.kind.empty() && m_arguments.state.empty();
+        const bool all =
+            m_arguments.kind.empty() && m_arguments.state.empty() && m_filter.takesAll();
         return byName && all && !m_arguments.recursive ? m_arguments.limit : 0;
     }
 
@@ -175,7 +184,7 @@ private:
 
     /// Prints the row if it is wanted, and with recursion the nodes below it.
     void show(const Row& row, const GroupNames& groups) {
-        if (isWanted(row.node)) {
+        if (row.isWanted) {
             ++m_shown;
             m_session.json ? writeJson(row, groups) : writeRow(row, groups);
         }
@@ -238,6 +247,7 @@ private:
     }
 
     const Arguments& m_arguments;
+    Filter m_filter;
     Session& m_session;
     Table m_table;
     JsonArrayOutput m_json;
@@ -270,6 +280,8 @@ Action list(Options& options) {
         "--state", arguments->state,
         {"incomplete", "collecting", "orphaned", "finalized", "invalid", "unreadable", "missing"},
         "only this state");
+    options.option("--where", "EXPR", arguments->where,
+                   "only what this holds for, such as 'state=finalized and elapsed>2s'");
     options.choice("--sort", arguments->sort,
                    {"name", "kind", "state", "when", "host", "rank", "size", "command"},
                    "the column to sort by");

@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "base/failure.h"
+#include "base/spelling.h"
 #include "base/text.h"
-#include "options/spelling.h"
 
 namespace cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "options/spelling.h"
+#include "base/spelling.h"
 
 #include <algorithm>
 #include <numeric>

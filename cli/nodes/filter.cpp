@@ -1,0 +1,53 @@
+#include "nodes/filter.h"
+
+#include <algorithm>
+
+#include "base/spelling.h"
+#include "base/text.h"
+#include "nodes/facts.h"
+
+namespace cli {
+
+Filter::Filter(const std::vector<std::string>& expressions) {
+    for (const std::string& expression : expressions) {
+        try {
+            m_expressions.emplace_back(expression);
+        } catch (const SyntaxError& error) {
+            throw Failure(exitUsage, {},
+                          "--where " + shellQuote(expression) + ", column " +
+                              std::to_string(error.column) + ": " + error.what(),
+                          "write it as in --where 'state=finalized and elapsed>2s'");
+        }
+    }
+}
+
+std::optional<bool> Filter::selects(vesta2::INode& node, const Description& description) {
+    const auto values = [&](const std::string& key) {
+        Value value = valueOf(node, description, key);
+        m_keys[key] |= !std::holds_alternative<std::monostate>(value);
+        return value;
+    };
+    bool isKnown = true;
+    for (const Expression& expression : m_expressions) {
+        const std::optional<bool> holds = expression.matches(values);
+        if (holds == false) {
+            return false;
+        }
+        isKnown = isKnown && holds;
+    }
+    return isKnown ? std::optional(true) : std::nullopt;
+}
+
+void Filter::noteUnusedKeys(const Session& session) const {
+    const std::vector<std::string> facts = factNames();
+    for (const auto& [key, isUsed] : m_keys) {
+        if (isUsed || std::ranges::count(facts, key) != 0) {
+            continue;
+        }
+        const std::string guess = nearest(key, facts);
+        session.note("no node has the property " + shellQuote(escapeText(key)) +
+                     (guess.empty() ? "" : "; did you mean '" + guess + "'?"));
+    }
+}
+
+}  // namespace cli

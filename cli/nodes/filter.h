@@ -1,0 +1,32 @@
+#pragma once
+/// The nodes that "--where" selects.
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nodes/description.h"
+#include "output/session.h"
+#include "select/expression.h"
+
+namespace cli {
+
+class Filter {
+public:
+    /// Selects what all of `expressions` hold for. Raises `Failure` for one that is none, with the
+    /// column.
+    explicit Filter(const std::vector<std::string>& expressions);
+
+    [[nodiscard]] bool takesAll() const { return m_expressions.empty(); }
+    /// Nothing when that cannot be told, because the node could not be read.
+    std::optional<bool> selects(vesta2::INode& node, const Description& description);
+    /// Says which keys none of the nodes had: they may be misspelled.
+    void noteUnusedKeys(const Session& session) const;
+
+private:
+    std::vector<Expression> m_expressions;
+    std::map<std::string, bool> m_keys;  ///< that were asked for: whether a node had them
+};
+
+}  // namespace cli

@@ -1,0 +1,155 @@
+#include "select/value.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <ctime>
+#include <limits>
+
+namespace cli {
+namespace {
+
+struct Unit {
+    std::string_view name;
+    double factor;
+};
+
+constexpr std::int64_t second = 1'000'000;
+constexpr std::int64_t day = std::int64_t{24} * 60 * 60;
+
+constexpr std::array durationUnits{
+    Unit{"us", 1},        Unit{"ms", 1000},         Unit{"s", second},
+    Unit{"", second},     Unit{"m", 60.0 * second}, Unit{"h", 3600.0 * second},
+    Unit{"d", day * 1e6}, Unit{"w", 7 * day * 1e6},
+};
+constexpr std::array sizeUnits{
+    Unit{"", 1},       Unit{"B", 1},      Unit{"K", 0x1p10}, Unit{"k", 0x1p10},
+    Unit{"M", 0x1p20}, Unit{"G", 0x1p30}, Unit{"T", 0x1p40}, Unit{"P", 0x1p50},
+};
+
+/// A number without anything behind it.
+template <class Number>
+std::optional<Number> readWhole(const std::string& text) {
+    Number value{};
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    const bool isNumber = error == std::errc() && stop == end && !text.empty() && value == value;
+    return isNumber ? std::optional(value) : std::nullopt;
+}
+
+template <std::size_t count>
+std::optional<Range> readQuantity(const std::string& text, const std::array<Unit, count>& units) {
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+    if (error != std::errc() || !std::isfinite(number)) {
+        return std::nullopt;
+    }
+    for (const Unit& unit : units) {
+        if (unit.name == std::string_view(stop, static_cast<std::size_t>(end - stop))) {
+            const double value = number * unit.factor;
+            if (std::fabs(value) >= 0x1p62) {
+                return std::nullopt;
+            }
+            return Range{std::llround(value), std::llround(value)};
+        }
+    }
+    return std::nullopt;
+}
+
+struct TimeForm {
+    const char* format;
+    std::int64_t seconds;  ///< that it stands for
+    bool isUtc = false;
+};
+
+constexpr std::array timeForms{
+    TimeForm{"%Y-%m-%d", day},
+    TimeForm{"%Y-%m-%dT%H:%M", 60},
+    TimeForm{"%Y-%m-%dT%H:%MZ", 60, true},
+    TimeForm{"%Y-%m-%dT%H:%M:%S", 1},
+    TimeForm{"%Y-%m-%dT%H:%M:%SZ", 1, true},
+};
+
+std::optional<Range> readTime(std::string text) {
+    // A blank may stand between the day and the time.
+    if (const std::size_t blank = text.find(' '); blank != std::string::npos) {
+        text[blank] = 'T';
+    }
+    for (const TimeForm& form : timeForms) {
+        std::tm parts{};
+        const char* const end = ::strptime(text.c_str(), form.format, &parts);
+        if (!end || end != text.data() + text.size()) {
+            continue;
+        }
+        parts.tm_isdst = -1;
+        const std::tm meant = parts;
+        const std::int64_t begin = form.isUtc ? ::timegm(&parts) : ::mktime(&parts);
+        // The 31st of a shorter month is no day.
+        if (parts.tm_mday != meant.tm_mday) {
+            return std::nullopt;
+        }
+        if (form.seconds != day) {
+            return Range{begin, begin + form.seconds - 1};
+        }
+        // A day may have 23 hours, or 25.
+        parts = meant;
+        ++parts.tm_mday;
+        return Range{begin, ::mktime(&parts) - 1};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Range> readRange(Measure measure, const std::string& text) {
+    switch (measure) {
+    case Measure::number:
+        if (const auto whole = readWhole<std::int64_t>(text)) {
+            return Range{*whole, *whole};
+        }
+        break;
+    case Measure::duration:
+        return readQuantity(text, durationUnits);
+    case Measure::size:
+        return readQuantity(text, sizeUnits);
+    case Measure::time:
+        return readTime(text);
+    case Measure::text:
+    case Measure::any:
+        break;
+    }
+    return std::nullopt;
+}
+
+int compareAny(const std::string& a, const std::string& b) {
+    const auto order = [](auto first, auto second) { return first < second ? -1 : first > second; };
+    const auto whole = std::pair(readWhole<std::int64_t>(a), readWhole<std::int64_t>(b));
+    if (whole.first && whole.second) {
+        return order(*whole.first, *whole.second);
+    }
+    const auto number = std::pair(readWhole<double>(a), readWhole<double>(b));
+    if (number.first && number.second) {
+        return order(*number.first, *number.second);
+    }
+    return a.compare(b);
+}
+
+const char* descriptionOf(Measure measure) {
+    switch (measure) {
+    case Measure::number:
+        return "a whole number";
+    case Measure::duration:
+        return "a duration such as 250ms, 2.5s, 90m, 12h or 3d";
+    case Measure::size:
+        return "a size such as 4096, 10K or 1.5G";
+    case Measure::time:
+        return "a day or a time such as 2026-01-31 or 2026-01-31T12:00";
+    case Measure::text:
+    case Measure::any:
+        break;
+    }
+    return "a text";
+}
+
+}  // namespace cli
