@@ -14,13 +14,11 @@ struct Unit {
     double factor;
 };
 
-constexpr std::int64_t second = 1'000'000;
-constexpr std::int64_t day = std::int64_t{24} * 60 * 60;
+constexpr std::int64_t day = 86400;
 
 constexpr std::array durationUnits{
-    Unit{"us", 1},        Unit{"ms", 1000},         Unit{"s", second},
-    Unit{"", second},     Unit{"m", 60.0 * second}, Unit{"h", 3600.0 * second},
-    Unit{"d", day * 1e6}, Unit{"w", 7 * day * 1e6},
+    Unit{"us", 1},   Unit{"ms", 1e3},   Unit{"s", 1e6},     Unit{"", 1e6},
+    Unit{"m", 60e6}, Unit{"h", 3600e6}, Unit{"d", 86400e6}, Unit{"w", 7 * 86400e6},
 };
 constexpr std::array sizeUnits{
     Unit{"", 1},       Unit{"B", 1},      Unit{"K", 0x1p10}, Unit{"k", 0x1p10},
@@ -123,7 +121,7 @@ std::optional<Range> readRange(Measure measure, const std::string& text) {
 }
 
 int compareAny(const std::string& a, const std::string& b) {
-    const auto order = [](auto first, auto second) { return first < second ? -1 : first > second; };
+    const auto order = [](auto one, auto other) { return one < other ? -1 : one > other; };
     const auto whole = std::pair(readWhole<std::int64_t>(a), readWhole<std::int64_t>(b));
     if (whole.first && whole.second) {
         return order(*whole.first, *whole.second);
