@@ -2,9 +2,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <csignal>
-#include <cstdio>
-
 #include "basekit2/bag_io.h"
 #include "support/failing_call.h"
 #include "support/test.h"
@@ -159,18 +156,6 @@ TEST_F(BagFile, IsCreatedOnceAndReplacesNothingElse) {
     EXPECT_THAT(namesIn(m_directory.path()),
                 UnorderedElementsAre("a.bag", "fifo", "sub", "loop", longest));
     EXPECT_TRUE(fs::is_empty(m_directory / "sub"));
-}
-
-TEST_F(BagFile, StaysWhenHalfOfTheNewOneIsWritten) {
-    save(1);
-    const int code = support::runInChild([this] {
-        const rlimit most{100, 100};
-        std::signal(SIGXFSZ, SIG_IGN);
-        ::setrlimit(RLIMIT_FSIZE, &most);
-        return save_variant_bag(numbered(50), m_file) == bag_unwritable ? 0 : 1;
-    });
-    EXPECT_EQ(code, 0);
-    expectOnlyFile(1);
 }
 
 // Those that fail otherwise are tortured.

@@ -1,7 +1,3 @@
-#include <fnmatch.h>
-
-#include <random>
-
 #include "basekit2/files.h"
 #include "basekit2/path.h"
 #include "support/test.h"
@@ -9,35 +5,6 @@
 namespace {
 
 using basekit2::path_t;
-
-TEST(Path, IsTakenApartAndJoined) {
-    for (const char* text : {"", "a", "/", "/a", "a/b", "/a/", "/a/b.c"}) {
-        const path_t path(text);
-        EXPECT_EQ(path.parent().join(path.last_component()).text(), text);
-        EXPECT_EQ(path.last_component().find('/'), std::string_view::npos) << text;
-    }
-    EXPECT_EQ(path_t("/a").parent().text(), "/");
-}
-
-TEST(Path, MatchesAsTheShellDoes) {
-    std::mt19937 random(1);
-    const auto some = [&random](const std::string& characters) {
-        std::string text;
-        for (auto left = random() % 9; left > 0; --left) {
-            text += characters[random() % characters.size()];
-        }
-        return text;
-    };
-    int matches = 0;
-    for (int round = 0; round < 100'000; ++round) {
-        const std::string pattern = some("aabc**?[]]!^-") + "*";
-        const std::string text = some("aabc*[]-!^");
-        const bool expected = ::fnmatch(pattern.c_str(), text.c_str(), FNM_NOESCAPE) == 0;
-        ASSERT_EQ(path_t(text).match(pattern), expected) << pattern << " on " << text;
-        matches += expected ? 1 : 0;
-    }
-    EXPECT_GT(matches, 1000);
-}
 
 TEST(Path, MatchesCharactersAndEndings) {
     // Without a wildcard it is the name itself, or its end.

@@ -2,7 +2,6 @@
 
 #include "basekit2/md5.h"
 #include "basekit2/variant.h"
-#include "platkit/i18n.h"
 #include "platkit/strings.h"
 #include "support/test.h"
 
@@ -72,13 +71,6 @@ TEST(Texts, PassWhateverTheyHold) {
     EXPECT_EQ(md5.get_digest_base16(), "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(platkit::strings::to_upper("con-z\xC3\xBF\xE2\x82\xAC\xFFz\xC3"),
               "CON-Z\xC5\xB8\xE2\x82\xAC\xFFZ\xC3");
-    const auto filled = [](const char* text) {
-        return platkit::i18n::message_t(text).as_ustring({"a", "{0}"});
-    };
-    EXPECT_EQ(filled("{0} and {1}, {0}"), "a and {0}, a");
-    for (const char* text : {"", "{2}", "{} {x} {-1} {99999999999999999999}", "{0"}) {
-        EXPECT_EQ(filled(text), text);
-    }
 }
 
 }  // namespace
