@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
 
 #include "basekit2/bag_io.h"
 #include "support/failing_call.h"
@@ -66,15 +67,19 @@ protected:
     static bool isLocked(const std::string& path) {
         return support::runInChild([&] { return FileLocker().lock(path.c_str()) ? 0 : 1; }) == 1;
     }
+    static std::string recordOf(int pid, int ppid, const std::string& host = "elsewhere") {
+        return "<bag v=\"1\"><uint32 n=\"pid\">" + std::to_string(pid) +
+               "</uint32><uint32 n=\"ppid\">" + std::to_string(ppid) + "</uint32><str n=\"host\">" +
+               host + "</str></bag>";
+    }
     /// The files of the flag, with a record of that process.
     void plantFlag(int pid, int ppid) const {
         writeFile(m_lock, "");
-        writeFile(m_info, "<bag v=\"1\"><uint32 n=\"pid\">" + std::to_string(pid) +
-                              "</uint32><uint32 n=\"ppid\">" + std::to_string(ppid) +
-                              "</uint32></bag>");
+        writeFile(m_info, recordOf(pid, ppid));
     }
     error_t claim() const { return FlagManager().writeFlag(m_flag.c_str(), false, nullptr); }
     error_t ask() const { return FlagManager().isFlagOwner(m_flag.c_str()); }
+    util::FlagLook look() const { return util::lookAtFlag(m_temp.path().native(), "flag"); }
 
     support::TempDirectory m_temp;
     std::string m_path = m_temp / "file";
@@ -187,8 +192,7 @@ TEST_F(FileLockerTest, WhatCannotBeLookedAtIsHeld) {
                                        {{"query", ENOLCK}, flag_state_t::stale},
                                        {{"pread", EIO}, flag_state_t::held}}) {
             fault = given;
-            EXPECT_EQ(util::lookAtFlag(m_temp.path().native(), "flag").state(), state)
-                << given.call << ' ' << given.error;
+            EXPECT_EQ(look().state(), state) << given.call << ' ' << given.error;
         }
         // Nor is it taken or deleted.
         fault = {"open", EMFILE, 2};
@@ -199,6 +203,79 @@ TEST_F(FileLockerTest, WhatCannotBeLookedAtIsHeld) {
         EXPECT_EQ(ask(), eNotOwner);
         EXPECT_EQ(claim(), eOK);
     }
+}
+
+TEST_F(FileLockerTest, FlagsLeftBehindAreJudgedByTheirRecord) {
+    using util::flag_state_t;
+    using Content = std::optional<std::string>;
+    const support::ChildProcess owner(::pause);
+    const int self = util::getPid();
+    // A number that another process has got since.
+    const std::string reused = recordOf(owner.pid(), self + 1);
+    // What a look tells, and what a claim, a removal and a question come to.
+    for (const auto& [hasLock, info, state, claimed, removed, asked] :
+         Rows<bool, Content, flag_state_t, error_t, error_t, error_t>{
+             {true, std::nullopt, flag_state_t::free, eOK, eNotFound, eNotFound},
+             {true, "", flag_state_t::free, eOK, eNotFound, eNotFound},
+             {true, "<bag v=", flag_state_t::free, eOK, eNotFound, eNotFound},
+             {false, reused, flag_state_t::stale, eOK, eNotFound, eNotFound},
+             {true, recordOf(owner.pid(), self), flag_state_t::held, eFileLocked, eFileLocked,
+              eNotOwner},
+             {true, reused, flag_state_t::stale, eOK, eOK, eNotFound},
+             {true, recordOf(owner.pid(), 1, std::string(5000, 'h')), flag_state_t::stale, eOK, eOK,
+              eNotFound}}) {
+        const auto plant = [&, &hasLock = hasLock, &info = info] {
+            fs::remove(m_lock);
+            fs::remove(m_info);
+            hasLock ? writeFile(m_lock, "") : void();
+            info ? writeFile(m_info, *info) : void();
+        };
+        plant();
+        EXPECT_EQ(look().state(), state) << info.value_or("none");
+        EXPECT_EQ(FlagManager().removeFlag(m_flag.c_str(), false, false), removed);
+        plant();
+        EXPECT_EQ(ask(), asked) << info.value_or("none");
+        for (const bool force : {false, true}) {
+            plant();
+            FlagManager flags;
+            const error_t expected = force ? eOK : claimed;
+            EXPECT_EQ(flags.writeFlag(m_flag.c_str(), force, nullptr), expected);
+            EXPECT_EQ(look().record().get_variant("pid").to_int64() == self, expected == eOK);
+            EXPECT_EQ(isLocked(m_lock), expected == eOK) << info.value_or("none");
+        }
+    }
+    // Past what is read of a record; the new one is found in front of the rest.
+    writeFile(m_info, recordOf(owner.pid(), self) + std::string(64 * 1024, ' '));
+    EXPECT_EQ(claim(), eOK);
+    // Somebody who is about to claim it.
+    FileLocker locker;
+    ASSERT_TRUE(locker.lock(m_lock.c_str()));
+    support::checkInChild([this] {
+        EXPECT_EQ(FlagManager().writeFlag(m_flag.c_str(), true, nullptr), eFileLocked);
+        EXPECT_EQ(look().state(), flag_state_t::held);
+    });
+}
+
+TEST_F(FileLockerTest, AFlagIsGivenUpWhileSomebodyReadsItsRecord) {
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    FlagManager owner;
+    ASSERT_EQ(owner.writeFlag(m_flag.c_str(), false, nullptr), eOK);
+    const support::ChildProcess reader([&] {
+        FileLocker locker;
+        return locker.lock(m_info.c_str()) && ::write(ends[1], "", 1) == 1 ? ::pause() : 1;
+    });
+    ::close(ends[1]);
+    char isReading = 1;
+    ASSERT_EQ(::read(ends[0], &isReading, 1), 1);
+    ::close(ends[0]);
+    support::checkInChild([this] {
+        basekit2::variant_bag_t record;
+        EXPECT_EQ(FlagManager().writeFlag(m_flag.c_str(), false, &record), eFileLocked);
+        EXPECT_EQ(record.get_variant("pid").to_int64(), ::getppid()) << "told who has it";
+    });
+    EXPECT_EQ(owner.removeFlag(m_flag.c_str(), true, false), eOK);
+    EXPECT_TRUE(fs::is_empty(m_temp.path()));
 }
 
 TEST_F(FileLockerTest, OneProcessLocksAFileOnceAndLosesNoLockByIt) {

@@ -1,7 +1,6 @@
 #include <cstdlib>
 
 #include "support/test.h"
-#include "vesta2/discovery.h"
 #include "vesta2/i_result_directory.h"
 #include "vesta2/names.h"
 #include "vesta2/pattern.h"
@@ -12,33 +11,14 @@ namespace {
 
 using namespace vesta2;
 
-TEST(Pattern, GeneratesNames) {
-    ResultVariableBag variables;
-    variables.putVariable("user", "bob");
-    variables.putVariable("number", 7);
-    variables.putVariable("again", "{user}");
-    variables.putVariable("", "unnamed");
-    variables.putVariable("a{b", "odd");
-    const basekit2::variant_bag_t* section = variables.get_bag("vesta");
-    // With the numbers 5, 1000 and -5.
-    for (const auto& [text, of5, of1000, ofMinus5] :
-         rows<4>("r@@@ r005 r1000 r0-5; @@@@@@@@ 00000005 00001000 000000-5;"
-                 "plain plain5 plain1000 plain-5; run@@.2x run05.2x run1000.2x run-5.2x;"
-                 "{number}_@{user} {number}_5bob {number}_1000bob {number}_-5bob;"
-                 "{again}{}{a{b}@ {user}unnamedodd5 {user}unnamedodd1000 {user}unnamedodd-5;"
-                 "}{user}{@ }bob{5 }bob{1000 }bob{-5; {x}{x{user}@ {x}{x{user}5 {x}{x{user}1000 "
-                 "{x}{x{user}-5")) {
-        Pattern pattern;
-        ASSERT_EQ(pattern.set(text, section), eOK) << text;
-        EXPECT_EQ(pattern.generateFileName(5, section), of5);
-        EXPECT_EQ(pattern.generateFileName(1000, section), of1000);
-        EXPECT_EQ(pattern.generateFileName(-5, section), ofMinus5);
-    }
+// What names are made of a pattern is in fuzz/patterns, but for numbers below 0.
+TEST(Pattern, KeepsItsSuffixAndTheSignOfANumber) {
     // Without a suffix of its own a pattern keeps that of the one before.
     Pattern pattern;
     pattern.set("a@.2x", nullptr);
     pattern.set("b@@", nullptr);
     EXPECT_EQ(pattern.generateFileName(1, nullptr), "b01.2x");
+    EXPECT_EQ(pattern.generateFileName(-5, nullptr), "b-5.2x");
 }
 
 TEST(Pattern, MatchesPrefixAndNumber) {
@@ -85,18 +65,6 @@ TEST(MpiRank, IsThatOfTheFirstVariableThatIsSet) {
         ::setenv("PMI_ID", second.c_str(), 1);
         ::setenv("OMPI_COMM_WORLD_RANK", third.c_str(), 1);
         EXPECT_EQ(ResultDirectoryManager::getCurrentMpiRank(), std::stoi(rank)) << first;
-    }
-}
-
-TEST(Split, TakesTheMarkerFileOff) {
-    for (const auto& [path, directory, file] :
-         rows<3>("/x/r000/a.zentor /x/r000 a.zentor; /x/.zentor /x .zentor; a.zentor - a.zentor;"
-                 "/x/r@@@ /x/r@@@ .zentor; /x/a.zentorlink /x/a.zentorlink .zentor;"
-                 "/x/a.Zentor /x/a.Zentor .zentor")) {
-        std::string foundDirectory;
-        std::string foundFile;
-        splitDirPatternAndFileName(path, ".zentor", foundDirectory, foundFile);
-        EXPECT_EQ(foundDirectory + ' ' + foundFile, directory + ' ' + file) << path;
     }
 }
 
