@@ -261,32 +261,6 @@ TEST_F(CopyTest, ADirectoryThatIsMovedLeadsNobodyOutOfItsTree) {
     EXPECT_FALSE(fs::exists("to/kept"));
 }
 
-TEST_F(CopyTest, RemovalIsNotLedOutsideByADirectoryThatTurnsIntoALink) {
-    play("write outside/1/kept");
-    std::jthread swapper([](const std::stop_token& stop) {
-        while (!stop.stop_requested()) {
-            ::renameat2(AT_FDCWD, "tree/1", AT_FDCWD, "link", RENAME_EXCHANGE);
-        }
-    });
-    boost::system::error_code ignored;
-    for (int round = 0; round < 3000 && fs::exists("outside/1/kept"); ++round) {
-        ::unlink("link");
-        ::rmdir("link");
-        fs::create_symlink(at("outside/1"), "link", ignored);
-        fs::create_directories("tree/1", ignored);
-        try {
-            removeTree("tree");
-        } catch (const fs::filesystem_error&) {
-            // Somebody puts back what was deleted: to give up is fine.
-        }
-    }
-    swapper.request_stop();
-    swapper.join();
-    play("rm link; symlink outside link");
-    EXPECT_EQ(removeTree("link") + removeTree("link"), 1U);
-    play("tree outside -> 1 1/kept");
-}
-
 TEST_F(CopyTest, CancelledCopyLeavesNothing) {
     play("result r000; hold r r000; flag r mine");
     for (int i = 0; i < 210; ++i) {

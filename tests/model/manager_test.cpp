@@ -24,6 +24,16 @@ TEST_F(ManagerTest, PatternTakesTheNextNumber) {
              (created.empty() ? "no unknown" : place + created));
     }
     EXPECT_STREQ(Results::getDefaultResultDirectoryName(), "r@@@");
+    // Also where a listing is dear, and what is known of it is kept through what is made there.
+    for (int i = 0; i < 3000; ++i) {
+        writeFile("many/file" + std::to_string(i), "");
+    }
+    play(R"(create many/s@   -> many/s0
+            create many/s@   -> many/s1
+            create many/r@@@ -> many/r000
+            create many/r005 -> many/r005
+            create many/r@@@ -> many/r006
+            create many/s@   -> many/s2)");
 }
 
 TEST_F(ManagerTest, NewResultCarriesItsRecordAndVariables) {

@@ -2,29 +2,8 @@
 // name the link of their source, names that are taken, links that lead upwards.
 
 #include <atomic>
-#include <cstdlib>
-#include <new>
 
 #include "model_test.h"
-
-namespace {
-
-/// So many allocations of this thread work before one fails; -1 for all.
-thread_local long allocationsLeft = -1;
-
-}  // namespace
-
-// A sanitizer has allocation functions of its own.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define VESTA2_ALLOCATIONS_CAN_FAIL
-void* operator new(std::size_t size) {
-    void* const memory =
-        allocationsLeft >= 0 && allocationsLeft-- == 0 ? nullptr : std::malloc(size + 1);
-    return memory ? memory : throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-#endif
 
 namespace {
 
@@ -180,26 +159,6 @@ TEST_F(MembershipTest, LinkLeadsOutOfItsGroupByNoSymbolicLink) {
             unchanged; rm p/r000.zentorlink; symlink nothing p/r000.zentorlink
             add p far/r000 -> no unknown
             unchanged)");
-}
-
-TEST_F(MembershipTest, NodeThatCouldNotBeMadeIsNotRegistered) {
-#ifndef VESTA2_ALLOCATIONS_CAN_FAIL
-    GTEST_SKIP() << "allocations cannot be made to fail under a sanitizer";
-#endif
-    play("project p; result far/r000; add p far/r000; experiment p/e");
-    for (const char* path : {"far/r000/r000.zentor", "p/r000.zentorlink", "p/e/e.zentorexp"}) {
-        NodeHandle node;
-        for (long most = 0; !node; ++most) {
-            ASSERT_LT(most, 10'000);
-            try {
-                allocationsLeft = most;
-                node = lookup(path);
-            } catch (const std::bad_alloc&) {
-            }
-            allocationsLeft = -1;
-            ASSERT_TRUE(node || Node::handleCount() == 0U) << path << " at allocation " << most;
-        }
-    }
 }
 
 TEST_F(MembershipTest, LongChainsOfParentsEndWithoutAParent) {
