@@ -100,6 +100,36 @@ std::string fitWidth(const std::string& escaped, int width) {
     return escaped.substr(0, escaped.size() - rest.size()) + "…";
 }
 
+bool isCountedBefore(std::string_view a, std::string_view b) {
+    // The digits at the front, without zeros before them; both are removed.
+    const auto takeNumber = [](std::string_view& text) {
+        const std::size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
+        const std::string_view digits = text.substr(0, end);
+        text.remove_prefix(end);
+        return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
+    };
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    std::string_view restA = a;
+    std::string_view restB = b;
+    while (!restA.empty() && !restB.empty()) {
+        if (isDigit(restA.front()) && isDigit(restB.front())) {
+            const std::string_view first = takeNumber(restA);
+            const std::string_view second = takeNumber(restB);
+            if (first != second) {
+                return first.size() != second.size() ? first.size() < second.size()
+                                                     : first < second;
+            }
+        } else if (restA.front() != restB.front()) {
+            return restA < restB;
+        } else {
+            restA.remove_prefix(1);
+            restB.remove_prefix(1);
+        }
+    }
+    // Of "7" and "07" neither is less as a number.
+    return restA.empty() && restB.empty() ? a < b : restA.empty();
+}
+
 std::string shellQuote(const std::string& word) {
     static constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
                                               "0123456789%+,-./:=@_";

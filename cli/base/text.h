@@ -19,6 +19,9 @@ int displayWidth(std::string_view escaped);
 /// `escaped`, cut to `width` columns with an ellipsis at its end when it is wider.
 std::string fitWidth(const std::string& escaped, int width);
 
+/// Orders names as people count: digits by the number that they stand for, all else by bytes.
+bool isCountedBefore(std::string_view a, std::string_view b);
+
 /// Words quoted for a POSIX shell.
 std::string shellQuote(const std::vector<std::string>& words);
 std::string shellQuote(const std::string& word);

@@ -14,18 +14,17 @@
 #include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/file_comparison.h"
+#include "nodes/members.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"
 #include "output/table.h"
-#include "vesta2/discovery.h"
 #include "vesta2/names.h"
-#include "vesta2/result_directory_manager.h"
+#include "vesta2/node.h"
 
 namespace cli {
 namespace {
 
 using basekit2::variant_t;
-using vesta2::ResultDirectoryManager;
 using ResultHandle = basekit2::sptr_t<vesta2::IResultDirectory>;
 
 struct Arguments {
@@ -77,43 +76,34 @@ std::optional<double> percent(const Row& row) {
     return (*number(row.after) - *number(row.before)) / *number(row.before) * 100;
 }
 
-Description requireResult(const ResultHandle& result, const std::string& path) {
-    if (!result) {
-        throw Failure(exitNotFound, path, "could not be opened", "it may just have been removed");
+/// The result before `newest` in the series that `pattern` stands for.
+ResultHandle resultBefore(const ResultHandle& newest, const std::string& pattern) {
+    const std::vector<std::string> members = membersAt(pattern, nullptr);
+    bool isPast = false;
+    for (auto marker = members.rbegin(); marker != members.rend(); ++marker) {
+        auto result = vesta2::IResultDirectory::cast(vesta2::Node::lookup(*marker, nullptr));
+        if (result && isPast) {
+            return result;
+        }
+        isPast = isPast || result == newest;
     }
-    requirePresent(*result);
-    Description description = describe(result);
-    requireReadable(description);
-    return description;
+    throw Failure(exitNotFound, newest->getPath(), "there is no second result",
+                  "name another result, or a pattern that matches two, such as 'r@@@'");
 }
 
-std::string greatestMatch(const std::string& path) {
-    return vesta2::findLastMatching(path, nullptr, vesta2::resultMarkerFileExt(), false);
-}
-
-/// Both arguments mean the same result: then it is compared with the one before it, which the
-/// library gives as the second.
+/// The old one first. A pattern alone means its newest result and the one before it.
 Pair openPair(const std::string& a, const std::string& b) {
     Pair pair;
-    const std::string matchA = greatestMatch(a);
-    if (matchA.empty()) {
-        namedNode(a);
-        throw Failure(exitNotFound, a, "no result", "name a result or a pattern such as 'r@@@'");
+    pair.before = namedPresentResult(a);
+    pair.after = namedPresentResult(b);
+    if (pair.before == pair.after) {
+        pair.before = resultBefore(pair.after, a);
+        requirePresent(*pair.before);
     }
-    const bool newestFirst = matchA == greatestMatch(b);
-    if (!ResultDirectoryManager::openForDiff(a.c_str(), b.c_str(), &pair.before, &pair.after,
-                                             false)) {
-        if (!newestFirst) {
-            namedNode(b);
-        }
-        throw Failure(exitNotFound, newestFirst ? a : b, "there is no second result",
-                      "name another result, or a pattern that matches two, such as 'r@@@'");
-    }
-    if (newestFirst) {
-        std::swap(pair.before, pair.after);
-    }
-    pair.old = requireResult(pair.before, a);
-    pair.now = requireResult(pair.after, b);
+    pair.old = describe(pair.before);
+    pair.now = describe(pair.after);
+    requireReadable(pair.old);
+    requireReadable(pair.now);
     return pair;
 }
 

@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "commands/arguments.h"
 #include "nodes/description.h"
+#include "nodes/members.h"
 #include "nodes/node_argument.h"
 #include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"

@@ -11,9 +11,10 @@
 #include "nodes/contents.h"
 #include "nodes/description.h"
 #include "nodes/filter.h"
+#include "nodes/members.h"
 #include "nodes/node_argument.h"
 #include "output/table.h"
-#include "vesta2/node_iterator.h"
+#include "vesta2/node.h"
 
 namespace cli {
 namespace {
@@ -85,18 +86,15 @@ public:
 
     /// Lists the nodes of `group` that match `mask`, and with recursion all below them.
     void add(vesta2::INodeGroup& group, const std::string& mask, const GroupNames& groups) {
-        vesta2::NodeIterator nodes(mask, group.getPath(), greatestWanted());
-        const vesta2::error_t status = vesta2::getStatus();
-        if (status != vesta2::eOK && status != vesta2::eNotFound) {
-            throw searchFailure(status, mask);
-        }
+        const std::vector<std::string> markers = membersAt(mask, group.getPath());
         std::vector<Row> rows;
-        for (; !isFull() && !nodes.at_end(); nodes.next()) {
+        for (std::size_t i = markers.size() - wantedOf(markers.size());
+             !isFull() && i < markers.size(); ++i) {
             // Only one node of a group is open at a time, and one that has just been removed is no
             // error.
-            const auto node = nodes.current();
-            if (!node && isThere(nodes.path())) {
-                throw Failure::fromStatus(vesta2::getStatus(), nodes.path());
+            const auto node = vesta2::Node::lookup(markers[i], nullptr);
+            if (!node && isThere(markers[i])) {
+                throw Failure::fromStatus(vesta2::getStatus(), markers[i]);
             }
             if (!node) {
                 continue;
@@ -163,12 +161,13 @@ private:
                (m_arguments.state.empty() || description.state == m_arguments.state) &&
                m_filter.selects(node, description).value_or(true);
     }
-    /// How many of the greatest names suffice, so that no others are opened; 0 for all.
-    [[nodiscard]] int greatestWanted() const {
+    /// How many of so many, the last ones, suffice, so that no others are opened.
+    [[nodiscard]] std::size_t wantedOf(std::size_t count) const {
         const bool byName = m_arguments.sort == "name" && m_arguments.reverse;
         const bool all =
             m_arguments.kind.empty() && m_arguments.state.empty() && m_filter.takesAll();
-        return byName && all && !m_arguments.recursive ? m_arguments.limit : 0;
+        const bool isLimited = byName && all && !m_arguments.recursive && m_arguments.limit > 0;
+        return isLimited ? std::min(count, static_cast<std::size_t>(m_arguments.limit)) : count;
     }
 
     void sort(std::vector<Row>& rows) const {

@@ -2,10 +2,9 @@
 
 #include "base/failure.h"
 #include "commands/arguments.h"
+#include "nodes/members.h"
 #include "nodes/node_argument.h"
 #include "nodes/removal.h"
-#include "vesta2/discovery.h"
-#include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -32,16 +31,8 @@ int run(const Arguments& arguments, Session& session) {
     const std::string mask = arguments.mask.empty()
                                  ? vesta2::ResultDirectoryManager::getDefaultResultDirectoryName()
                                  : arguments.mask;
-    const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
-                                vesta2::projectMarkerFileExt());
-    vesta2::FileSet found;
-    vesta2::findPatternedMarkerFileOrLink(mask, group->getPath(), kinds, found, 0, false);
-    const vesta2::error_t status = vesta2::getStatus();
-    if (status != vesta2::eOK && status != vesta2::eNotFound) {
-        throw searchFailure(status, mask);
-    }
-    // In file-name order: the newest of a numbered series are the last.
-    std::vector<std::string> markers(found.begin(), found.end());
+    // The newest are the last.
+    std::vector<std::string> markers = membersAt(mask, group->getPath());
     const auto keep = static_cast<std::size_t>(arguments.keep);
     markers.resize(markers.size() > keep ? markers.size() - keep : 0);
     return removeNodes(markers, arguments.choice, session);

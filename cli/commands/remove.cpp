@@ -28,7 +28,7 @@ int run(const Arguments& arguments, Session& session) {
 Action remove(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     options.arguments("NODE", arguments->nodes,
-                      "what to delete; of a pattern the greatest match alone", true);
+                      "what to delete; of a pattern the greatest number alone", true);
     removalFlags(options, arguments->choice);
     return makeAction(arguments, run);
 }

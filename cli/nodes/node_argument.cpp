@@ -8,6 +8,7 @@
 
 #include "base/presence.h"
 #include "base/text.h"
+#include "nodes/members.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
@@ -52,15 +53,6 @@ std::string requirePath(const std::string& path) {
     return vesta2::completePath(path, nullptr).native();
 }
 
-Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
-    if (status == vesta2::eParameterError) {
-        // The status of a search does not tell what is wrong with a pattern.
-        const std::string name = boost::filesystem::path(pattern).filename().native();
-        status = vesta2::ResultDirectoryManager::validateResultDirectoryPattern(name.c_str());
-    }
-    return Failure::fromStatus(status, pattern);
-}
-
 void requireMask(const std::string& mask) {
     if (mask.find('/') != std::string::npos) {
         throw Failure(exitUsage, {}, "--mask " + shellQuote(mask) + " is a path",
@@ -75,16 +67,11 @@ basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument) {
     // Before patterns: a directory may be named "r@@@".
     std::string marker = vesta2::findMarkerFileOrLink(path, kinds, true);
     if (marker.empty()) {
-        vesta2::FileSet found;
-        vesta2::findPatternedMarkerFileOrLink(path, nullptr, kinds, found, 1, false);
-        const vesta2::error_t status = vesta2::getStatus();
-        if (found.empty() && status != vesta2::eNotFound) {
-            throw searchFailure(status, path);
-        }
+        const std::vector<std::string> found = membersAt(path, nullptr);
         if (found.empty()) {
             throw noNode(path);
         }
-        marker = *found.begin();
+        marker = found.back();
     }
     basekit2::sptr_t<vesta2::INode> node = vesta2::Node::lookup(marker, nullptr);
     if (!node && vesta2::getStatus() != vesta2::eNotFound) {

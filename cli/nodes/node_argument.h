@@ -16,7 +16,7 @@ namespace cli {
 std::string requirePath(const std::string& path);
 
 /// The node that `argument` names: a directory, a marker file, a link file, or else a pattern, of
-/// which the greatest match is taken. Raises `Failure` when there is none. The marker file may be
+/// which the greatest number is taken. Raises `Failure` when there is none. The marker file may be
 /// unreadable: see `describe`.
 basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument);
 
@@ -32,9 +32,6 @@ basekit2::sptr_t<vesta2::IResultDirectory> namedPresentResult(const std::string&
 
 /// Raises `Failure` for a mask that is a path: what it leads to is no node of the group.
 void requireMask(const std::string& mask);
-
-/// Why a search for `pattern` ended with `status`.
-Failure searchFailure(vesta2::error_t status, const std::string& pattern);
 
 /// The group at `argument`: a project, an experiment or any directory.
 basekit2::sptr_t<vesta2::INodeGroup> namedGroup(const std::string& argument);

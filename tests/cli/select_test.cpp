@@ -83,4 +83,17 @@ TEST_F(CliSelectTest, ErrorsPointAtTheColumn) {
     }
 }
 
+using CliOrderTest = CliTest;
+
+TEST_F(CliOrderTest, TheGreatestNumberIsTheNewest) {
+    for (const char* name : {"r1000", "r999", "r1001", "r998", "a-10b2", "a-9b10", "a-010b1"}) {
+        output(std::string("create result ") + name);
+    }
+    EXPECT_EQ(listed("--mask *"), "a-9b10 a-010b1 a-10b2 r998 r999 r1000 r1001");
+    EXPECT_EQ(listed("--reverse --limit 2"), "r1001 r1000");
+    EXPECT_EQ(show("r@@@ name"), "r1001\n");
+    EXPECT_EQ(json("diff r@@@")["old"], directory / "r1000");
+    EXPECT_EQ(output("purge . --keep 2 -y"), (directory / "r998\n") + (directory / "r999\n"));
+}
+
 }  // namespace
