@@ -256,6 +256,25 @@ TEST_F(FileLockerTest, FlagsLeftBehindAreJudgedByTheirRecord) {
     });
 }
 
+// Where symbolic links would lead is watched by the trial of places.
+TEST_F(FileLockerTest, WhatOthersPlantedIsNoFlag) {
+    writeFile(m_path, recordOf(1, 1));
+    for (const std::string& planted : {m_lock, m_info}) {
+        for (const bool isPipe : {true, false}) {
+            isPipe ? void(::mkfifo(planted.c_str(), 0666)) : fs::create_hard_link(m_path, planted);
+            for (const bool force : {false, true}) {
+                EXPECT_NE(FlagManager().writeFlag(m_flag.c_str(), force, nullptr), eOK) << planted;
+                EXPECT_NE(FlagManager().removeFlag(m_flag.c_str(), force, force), eOK) << planted;
+            }
+            EXPECT_NE(ask(), eOK);
+            look();
+            EXPECT_EQ(fs::status(planted).type(), isPipe ? fs::fifo_file : fs::regular_file);
+            fs::remove(planted);
+        }
+    }
+    EXPECT_EQ(readFile(m_path), recordOf(1, 1));
+}
+
 TEST_F(FileLockerTest, AFlagIsGivenUpWhileSomebodyReadsItsRecord) {
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);

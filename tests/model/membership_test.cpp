@@ -152,15 +152,6 @@ TEST_F(MembershipTest, LinksThatLeadUpwardsDeleteNothingThere) {
     }
 }
 
-TEST_F(MembershipTest, LinkLeadsOutOfItsGroupByNoSymbolicLink) {
-    writeFile("victim", "<bag v=\"1\"/>");
-    play(R"(project p; result far/r000; note victim nothing; symlink victim p/r000.zentorlink
-            add p far/r000 -> no unknown
-            unchanged; rm p/r000.zentorlink; symlink nothing p/r000.zentorlink
-            add p far/r000 -> no unknown
-            unchanged)");
-}
-
 TEST_F(MembershipTest, LongChainsOfParentsEndWithoutAParent) {
     constexpr int length = 250;
     const auto name = [](int i) { return "e" + std::to_string(i); };

@@ -42,12 +42,6 @@ inline void runThreads(unsigned count, const std::function<void(unsigned)>& work
     }
 }
 
-/// What the pattern "r@@@" makes of a number.
-inline std::string resultName(int number) {
-    const std::string digits = std::to_string(number);
-    return "r" + std::string(3 - std::min<std::size_t>(digits.size(), 3), '0') + digits;
-}
-
 /// Every test works in an empty directory, and ends with nothing left in the registry of open
 /// nodes. What is made by name is closed again.
 class ModelTest : public testing::Test {
@@ -92,9 +86,6 @@ protected:
     }
     static sptr_t<IProject> makeProject(const std::string& directory, bool removeOnClose = false) {
         return IProject::create(directory.c_str(), nullptr, removeOnClose);
-    }
-    static bool add(const std::string& group, const std::string& node) {
-        return static_cast<bool>(INodeGroup::open(group.c_str())->addNode(node.c_str()));
     }
     static ResultHandle openResult(const std::string& path) {
         return Results::open(path.c_str(), true, nullptr);

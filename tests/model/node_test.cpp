@@ -1,7 +1,6 @@
 // One node: its properties, its marker, and the registry of those that are open.
 
 #include <atomic>
-#include <random>
 
 #include "model_test.h"
 #include "vesta/model/marker_io.h"
@@ -148,34 +147,6 @@ TEST_F(NodeTest, ProjectRemovedOnCloseTakesItsNodesWithItAndIsNotFoundMeanwhile)
     EXPECT_TRUE(fs::exists("q/r000")) << "the child holds its project";
     m_held.clear();
     EXPECT_FALSE(fs::exists("q"));
-}
-
-TEST_F(NodeTest, ThreadsShareNodesThatTheyOpenAndDrop) {
-    constexpr std::size_t nodes = 100;
-    std::vector<std::string> markers;
-    play("project p q");
-    for (std::size_t i = 0; i < nodes; ++i) {
-        // A quarter of them is linked.
-        const std::string place = (i % 4 == 0 ? "far/r" : "p/r") + std::to_string(i);
-        markers.push_back(makeResult(place));
-        add("p", place);
-    }
-    std::atomic<int> faults{0};
-    runThreads(8, [&](unsigned seed) {
-        std::mt19937 random(seed);
-        std::vector<NodeHandle> kept(8);
-        for (int round = 0; round < 600; ++round) {
-            const std::size_t i = random() % nodes;
-            const NodeHandle node = lookup(markers[i]);
-            NodeHandle copy = node;
-            faults += node && lookup(markers[i]) == copy && node->getProject() ? 0 : 1;
-            if (i % 4 == 0 && round % 20 == 0) {
-                node->setParent(at(round % 40 == 0 ? "p" : "q").c_str());
-            }
-            kept[random() % kept.size()] = std::move(copy);
-        }
-    });
-    EXPECT_EQ(faults, 0);
 }
 
 TEST_F(NodeTest, NodeThatIsDeletedIsFoundWholeOrNotAtAll) {
