@@ -202,7 +202,8 @@ void Inspection::inspectMarker(const std::string& path) {
     }
     const std::string link = marker.backlink;
     const std::string group = directoryOf(link);
-    if (link.empty() || !isThere(group)) {
+    // One that lies in the group itself needs no link, and may have had one elsewhere.
+    if (link.empty() || !isThere(group) || isSame(directoryOf(directoryOf(path)), group)) {
         return;
     }
     const LinkContent found(link);

@@ -89,7 +89,9 @@ void Recording::requireSameDirectory() const {
     struct stat made {};
     struct stat present {};
     if (::fstat(m_directory.get(), &made) != 0 || ::stat(m_result->getPath(), &present) != 0) {
-        throw Failure::fromErrno(errno, m_result->getPath());
+        throw Failure(exitFailure, m_result->getPath(),
+                      "is not there any more, or cannot be looked at",
+                      "look where it was moved to");
     }
     if (made.st_dev != present.st_dev || made.st_ino != present.st_ino) {
         throw Failure(exitFailure, m_result->getPath(),

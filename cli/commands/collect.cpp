@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "base/failure.h"
+#include "base/presence.h"
 #include "base/text.h"
 #include "collector/recording.h"
 #include "collector/run_program.h"
@@ -18,6 +19,7 @@
 #include "nodes/new_result.h"
 #include "nodes/properties.h"
 #include "nodes/variables.h"
+#include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
@@ -55,8 +57,12 @@ Failure collectionFailure(const Failure& cause, const std::string& directory,
         path.replace(0, directory.size(), now);
     }
     const std::string remedy = cause.remedy().empty() ? "" : cause.remedy() + "; ";
-    const char* state = describe(result).state == "invalid" ? " is invalid" : " is incomplete";
-    return {cause.code(), path, cause.problem(), remedy + "the result " + now + state};
+    // The open object reports the mark even when it could not be made.
+    const bool isInvalid = isThere(now + "/" + vesta2::mark::invalid);
+    // Any other code could be the program's.
+    const int code = cause.code() >= exitNotExecutable ? cause.code() : int{exitFailure};
+    return {code, path, cause.problem(),
+            remedy + "the result " + now + (isInvalid ? " is invalid" : " is incomplete")};
 }
 
 RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,

@@ -113,8 +113,9 @@ int runMove(const Arguments& arguments, Session& session) {
     if (!isDone || isThere(old)) {
         throw Failure(exitFailure, old,
                       "is at " + place.path() +
-                          ", too: it could not be deleted, or its group not changed",
-                      "see 'vesta2 show' of both, and remove the one that is in no group");
+                          ", too, in full: what is still here could not be deleted, or has changed "
+                          "meanwhile",
+                      "see what is here, and remove it with 'vesta2 remove'");
     }
     if (status != vesta2::eOK) {
         throw notSettled(place, "was moved");

@@ -43,6 +43,11 @@ int run(const Arguments& arguments, Session& session) {
     if (!result) {
         throw Failure::fromStatus(status, path);
     }
+    // Something else may stand where the marker file belongs.
+    if (!vesta2::IResultDirectory::probe(path.c_str()) && result->getPath() == path) {
+        throw Failure(exitFailure, result->getMarkerFilePath(),
+                      "is no marker file, and in its place", "move it away, and try again");
+    }
     return reportNode(session, "result", result, result->getPath());
 }
 

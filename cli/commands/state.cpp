@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "base/failure.h"
+#include "base/presence.h"
 #include "base/signals.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
@@ -56,9 +57,15 @@ ResultHandle setInvalid(ResultHandle result) {
     requireMarkable(*result);
     // A signal must not interrupt the move.
     const Signals signals;
+    const std::string former = result->getPath();
     result->setInvalid();
     const vesta2::error_t status = vesta2::getStatus();
     const std::string path = result->getPath();
+    if (path != former && isThere(former)) {
+        throw Failure(exitFailure, former,
+                      "a part could not be deleted when the invalid result moved to " + path,
+                      "see whether you may delete it, and delete the rest with 'vesta2 remove'");
+    }
     // The open object reports the mark even when it could not be made.
     result.reset();
     result = namedResult(path);

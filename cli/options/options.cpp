@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <map>
 #include <string_view>
@@ -177,7 +178,20 @@ void Options::option(const char* names, const char* type, std::vector<std::strin
 
 void Options::option(const char* names, const char* type, int& target, int least, int greatest,
                      const char* help) {
-    m_app.add_option(names, target, help)->option_text(type)->check(CLI::Range(least, greatest));
+    // The parser's own takes "010" for 8.
+    const auto read = [&target, name = std::string(names), least,
+                       greatest](const std::vector<std::string>& texts) {
+        const std::string& text = texts.back();
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, target);
+        if (error != std::errc() || stop != end || target < least || target > greatest) {
+            throw CLI::ValidationError(name, shellQuote(text) + " is no whole number from " +
+                                                 std::to_string(least) + " to " +
+                                                 std::to_string(greatest));
+        }
+        return true;
+    };
+    m_app.add_option(names, read, help)->option_text(type);
 }
 
 void Options::choice(const char* names, std::string& target,

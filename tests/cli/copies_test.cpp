@@ -65,6 +65,16 @@ TEST_F(CliCopiesTest, WhatIsInvalidStepsAside) {
     EXPECT_EQ(output("invalidate r000"), directory / "r000-bad\n");
     EXPECT_EQ(output("invalidate r000-bad"), directory / "r000-bad\n") << "and stays there";
     output("create result r000");
+    // Without a group it becomes a member of the one that it is moved into, and needs no link
+    // there.
+    output("create project p");
+    output("add r000 --to p");
+    EXPECT_EQ(output("move r000 p/r000"), directory / "p/r000\n");
+    EXPECT_EQ(run("check p").code, 0);
+    output("create result single");
+    EXPECT_EQ(output("move single p/single"), directory / "p/single\n");
+    EXPECT_EQ(listed("p"), "r000 single");
+    output("create result r000");
     EXPECT_EQ(output("invalidate r000"), directory / "r000\n") << "its place is taken";
     EXPECT_EQ(show("r000 state"), "invalid\n");
 }

@@ -75,6 +75,7 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
              {"rename r1 a/b", 2, "reserved character"},
              {"relink r1 p", 2, "not reached through a link"},
              {"files p", 2, "no result"},
+             {"list --limit 0x1", 2, "--limit"},
              {"finalize p", 2, "result"},
              {"purge / --keep 1 -y", 2, "root directory"}}) {
         const support::CommandResult result = run(words);

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "../foundation/file_checks.h"
@@ -16,6 +15,7 @@
 #include "../tree/removal_note.h"
 #include "../tree/remove_tree.h"
 #include "../tree/tree_copier.h"
+#include "../tree/tree_record.h"
 #include "basekit2/file_error.h"
 #include "basekit2/files.h"
 #include "link_file.h"
@@ -117,7 +117,8 @@ void makeLasting(const MadeDirectory& made) {
     flushDirectory(made.path().parent_path());
 }
 
-/// Lives on in `directory`, whose marker file is called `marker`, as a member of `group`, if any.
+/// Lives on in `directory`, whose marker file is called `marker`, as a member of `group`, if any;
+/// else of the one that it lies in now.
 /// False, with the status, when another node is open there, or when the group did not take it in.
 bool settleIn(NodeState& node, const fs::path& directory, const std::string& marker,
               const sptr_t<INode>& group, std::optional<marker_state_t> state) {
@@ -130,7 +131,8 @@ bool settleIn(NodeState& node, const fs::path& directory, const std::string& mar
     // Without its section the marker has no group to be linked into.
     const bool isRead = node.markerState == marker_state_t::read;
     return isThere && node.markerState == state.value_or(node.markerState) &&
-           node.self.getParent() == group && node.isPlaced && (getStatus() == eOK || !isRead);
+           (!group || node.self.getParent() == group) && node.isPlaced &&
+           (getStatus() == eOK || !isRead);
 }
 
 /// The node lives on in the copy, with its flags; or, with the status, where it was.
@@ -169,7 +171,7 @@ bool mayBeCopied(const NodeState& node, const TreeCopyRequest& copy) {
 
 /// What a move leaves behind.
 struct Leaving {
-    std::set<FileId> copied;          ///< the directories: nothing else is deleted
+    TreeRecord record;                ///< of what was copied: nothing else is deleted
     std::optional<RemovalNote> note;  ///< as soon as there are two nodes
 };
 
@@ -229,7 +231,7 @@ bool transfer(NodeState& node, const char* destination, bool rename, notify2::IP
         const std::vector<std::string> exclusions = flagFilePatterns();
         return transferTo(node,
                           {source, target, exclusions, progress, marker.native(), copied, node.home,
-                           leaving ? &leaving->copied : nullptr},
+                           leaving ? &leaving->record : nullptr},
                           leaving);
     } catch (const boost::system::system_error& e) {
         return failWith(e);
@@ -256,16 +258,16 @@ bool Node::move(const char* destination, bool rename, notify2::IProgress* progre
     }
     try {
         // Nor is it when it is not certain which directory that was.
-        if (!isKnown) {
-            return setStatus(eFileError);
+        if (isKnown && (removeTree(old, FileId(source), &leaving.record) > 0 || isAbsent(old))) {
+            flushDirectory(old.parent_path());
+            return true;
         }
-        removeTree(old, FileId(source), &leaving.copied);
-        flushDirectory(old.parent_path());
-        return true;
     } catch (const boost::system::system_error& e) {
         failWith(e);
-        return setStatus(eFileError);
     }
+    // There are two nodes now.
+    leaving.note->keep();
+    return setStatus(eFileError);
 }
 
 bool Node::changeMarkerFilePath(const char* newMarker) {

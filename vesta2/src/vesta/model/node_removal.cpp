@@ -49,8 +49,9 @@ private:
     const NodeBeingRemoved* m_outer;
 };
 
-/// Deletes the nodes of the node's group, up to the first that cannot be deleted.
-bool removeChildren(const KnownDirectory& group) {
+/// Deletes the nodes of the node's group, up to the first that cannot be deleted. Sets `isPart` as
+/// soon as one is gone.
+bool removeChildren(const KnownDirectory& group, bool& isPart) {
     const fs::path& directory = group.path;
     const GroupBeingEmptied mark(group);
     // Straight over the directory: a handle on the group would count this node, which may be in its
@@ -65,9 +66,25 @@ bool removeChildren(const KnownDirectory& group) {
         if (node ? !node->remove() : !isAbsent(child.path())) {
             return getStatus() != eOK ? false : setStatus(eUnknown);
         }
+        isPart = true;
     }
     return setStatus(eOK);
 }
+
+/// Of a group. The note stays when a part is left.
+struct GroupRemoval {
+    std::optional<RemovalNote> note;
+    bool isPart = false;
+
+    GroupRemoval() = default;
+    ~GroupRemoval() {
+        if (note && isPart) {
+            note->keep();
+        }
+    }
+    GroupRemoval(const GroupRemoval&) = delete;
+    GroupRemoval& operator=(const GroupRemoval&) = delete;
+};
 
 /// Whether the directory is this node's to delete. A link file may name anything, and a broken one
 /// binds its node to itself: what lies around such a file belongs to others.
@@ -91,10 +108,10 @@ bool removeDirectory(NodeState& node, const KnownDirectory& group) {
     }
     const NodeBeingRemoved mark(node.markerFilePath);
     const KnownDirectory own{node.directory, node.home};
-    std::optional<RemovalNote> note;
+    GroupRemoval removal;
     if (node.ownGroup && !fs::is_symlink(node.directory)) {
-        note.emplace(own);
-        if (!removeChildren(own)) {
+        removal.note.emplace(own);
+        if (!removeChildren(own, removal.isPart)) {
             return false;
         }
     }
@@ -103,6 +120,7 @@ bool removeDirectory(NodeState& node, const KnownDirectory& group) {
         logError(eNotFound, node.directory.c_str());
         return setStatus(eNotFound);
     }
+    removal.isPart = false;
     // The number that has become free may be the next one: no numbers are known any more.
     around.keepThroughOwnChange(-1, {});
     // What comes into this place later is another node.

@@ -18,10 +18,15 @@ struct CopyEnded {};
 /// fails, on the thread that owns it.
 class BatchCopier {
 public:
-    /// The chains lead to the directory whose files are added.
+    /// The chains lead to the directory whose files are added. `record`, which may be null, learns
+    /// what was copied.
     BatchCopier(notify2::IProgress* progress, const DirectoryChain& source,
-                const DirectoryChain& target)
-        : m_progress(progress), m_source(source), m_target(target), m_files(progress) {}
+                const DirectoryChain& target, TreeRecord* record)
+        : m_progress(progress),
+          m_source(source),
+          m_target(target),
+          m_files(progress, record),
+          m_workers(record) {}
 
     [[nodiscard]] bool isCancelled() const { return m_files.isCancelled(); }
     /// Throws `CopyEnded` when it is cancelled, as all below.

@@ -45,6 +45,8 @@ private:
 /// Copies what takes one step: its owner asks between steps whether to go on.
 class SmallFileCopier : notify2::IProgress {
 public:
+    explicit SmallFileCopier(TreeRecord* record) : m_files(this, record, FileCopier::smallFile) {}
+
     /// Adds what was copied to `done`; false for a file that is not for a worker.
     bool copy(const CopiedDirectory& directory, std::string& name,
               std::vector<CopyBatch::Done>& done) {
@@ -65,7 +67,7 @@ private:
     void finish() override {}
     bool isCancelled() override { return true; }
 
-    FileCopier m_files{this, FileCopier::smallFile};
+    FileCopier m_files;
     std::optional<double> m_size;
 };
 
@@ -128,7 +130,7 @@ std::optional<CopyBatch> CopyWorkers::next(Wait wait) {
 }
 
 void CopyWorkers::work() noexcept {
-    SmallFileCopier copier;
+    SmallFileCopier copier(m_record);
     std::unique_lock lock(m_mutex);
     for (;;) {
         m_hasWork.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });

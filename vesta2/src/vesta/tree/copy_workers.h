@@ -12,6 +12,7 @@
 
 #include "basekit2/descriptor.h"
 #include "directory_chain.h"
+#include "tree_record.h"
 
 namespace vesta2 {
 
@@ -46,7 +47,7 @@ struct CopyBatch {
 /// for the owner to copy, so that whatever there is to tell is told on the owner's thread.
 class CopyWorkers {
 public:
-    CopyWorkers() = default;
+    explicit CopyWorkers(TreeRecord* record) : m_record(record) {}
     /// What has not been begun is dropped.
     ~CopyWorkers();
     CopyWorkers(const CopyWorkers&) = delete;
@@ -70,6 +71,7 @@ private:
     void work() noexcept;
     void copy(CopyBatch& batch, class SmallFileCopier& copier) const;
 
+    TreeRecord* const m_record;
     std::size_t m_mostThreads = 0;
     bool m_isCounted = false;
     std::vector<std::thread> m_threads;

@@ -137,6 +137,9 @@ FileCopier::Copied FileCopier::copy(const DirectoryView& from, const std::string
     if (!isMarked || !target.close()) {
         names.failAtTarget("cannot write");
     }
+    if (m_record) {
+        m_record->addFile(info);
+    }
     unfinished.keep();
     reportWhole(job);
     return Copied::whole;

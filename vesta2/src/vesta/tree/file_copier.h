@@ -9,6 +9,7 @@
 
 #include "directory_chain.h"
 #include "notify2/progress.h"
+#include "tree_record.h"
 
 namespace vesta2 {
 
@@ -19,10 +20,10 @@ public:
     /// Up to here one read and one write cost less than asking the kernel for anything cleverer.
     static constexpr std::uint64_t smallFile = std::uint64_t{64} * 1024;
 
-    /// `progress`, which may be null, learns of the bytes that are done. Copies files of at most
-    /// `largest` bytes.
-    explicit FileCopier(notify2::IProgress* progress, std::uint64_t largest = anySize)
-        : m_progress(progress), m_largest(largest) {}
+    /// `progress`, which may be null, learns of the bytes that are done, and `record`, which may be
+    /// null, of what was copied. Copies files of at most `largest` bytes.
+    FileCopier(notify2::IProgress* progress, TreeRecord* record, std::uint64_t largest = anySize)
+        : m_progress(progress), m_record(record), m_largest(largest) {}
 
     enum class Copied { whole, leftOut, tooLarge, cancelled };
 
@@ -66,6 +67,7 @@ private:
     void reportWhole(const Job& job);
 
     notify2::IProgress* m_progress;
+    TreeRecord* m_record;
     std::uint64_t m_largest;
     bool m_canShare = true;
     bool m_canCopyInKernel = true;

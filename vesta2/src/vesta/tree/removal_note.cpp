@@ -29,7 +29,11 @@ RemovalNote::RemovalNote(descriptor_t directory)
 
 RemovalNote::RemovalNote(const KnownDirectory& directory) : RemovalNote(openKnown(directory)) {}
 
-RemovalNote::~RemovalNote() { ::unlinkat(m_directory.get(), m_name.c_str(), 0); }
+RemovalNote::~RemovalNote() {
+    if (m_directory) {
+        ::unlinkat(m_directory.get(), m_name.c_str(), 0);
+    }
+}
 
 bool RemovalNote::isOne(std::string_view name) {
     return basekit2::is_bag_temporary(name) && name.ends_with(basekit2::removal_suffix);

@@ -18,10 +18,13 @@ public:
     explicit RemovalNote(basekit2::descriptor_t directory);
     /// None in another directory than is meant.
     explicit RemovalNote(const KnownDirectory& directory);
-    /// Deletes it, if it is still there: then the directory stays.
+    /// Deletes it, if it is still there: then the directory stays whole.
     ~RemovalNote();
     RemovalNote(const RemovalNote&) = delete;
     RemovalNote& operator=(const RemovalNote&) = delete;
+
+    /// It stays, because the directory stays with a part of what was in it.
+    void keep() { m_directory.close(); }
 
     static bool isOne(std::string_view name);
 

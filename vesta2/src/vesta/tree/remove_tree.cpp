@@ -1,6 +1,7 @@
 #include "remove_tree.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "../discovery/extensions.h"
@@ -26,8 +27,8 @@ constexpr int mostPasses = 16;
 /// What is to be deleted, if it is that.
 struct Wanted {
     FileId id;
-    bool isNode = false;                      ///< which a symbolic link may stand for
-    const std::set<FileId>* known = nullptr;  ///< the directories that may be deleted; null for all
+    bool isNode = false;                ///< which a symbolic link may stand for
+    const TreeRecord* known = nullptr;  ///< what may be deleted; null for all
 
     [[nodiscard]] bool isOther(int directory) const {
         struct stat info {};
@@ -44,7 +45,15 @@ public:
         : m_chain(std::move(chain)), m_name(std::move(name)), m_only(only) {}
 
     std::uintmax_t run() {
-        walkTree(*this);
+        try {
+            walkTree(*this);
+        } catch (...) {
+            // What is left looks whole.
+            if (m_note && m_count > 0) {
+                m_note->keep();
+            }
+            throw;
+        }
         return m_count;
     }
 
@@ -83,6 +92,7 @@ public:
                 return Next::past;
             }
             requireKnown(name);
+            requireSameMount(name, isOutermost);
             m_misses.push_back(0);
             return Next::into;
         }
@@ -132,12 +142,46 @@ private:
     void requireKnown(const std::string& name) {
         struct stat info {};
         if (!m_only || !m_only->known ||
-            (::fstat(m_chain.descriptor(), &info) == 0 && m_only->known->contains(FileId(info)))) {
+            (::fstat(m_chain.descriptor(), &info) == 0 &&
+             m_only->known->holdsDirectory(FileId(info)))) {
             return;
         }
         if (isAnother(m_chain.descriptor(), m_only->id)) {
             m_chain.leave();
             errno = ESTALE;
+            fail(name);
+        }
+    }
+
+    /// What is mounted in the tree is no part of it.
+    void requireSameMount(const std::string& name, bool isOutermost) {
+        struct statx info {};
+        const bool isTold =
+            ::statx(m_chain.descriptor(), "", AT_EMPTY_PATH, STATX_MNT_ID, &info) == 0 &&
+            (info.stx_mask & STATX_MNT_ID) != 0;
+        const std::uint64_t mount = isTold ? info.stx_mnt_id : 0;
+        if (!isOutermost && mount != m_mount) {
+            m_chain.leave();
+            errno = EBUSY;
+            fail(name);
+        }
+        m_mount = mount;
+    }
+
+    /// As `requireKnown`, of an entry that is no directory.
+    void requireKnownFile(const std::string& name) {
+        struct stat parent {};
+        struct stat info {};
+        if (!m_only || !m_only->known || m_chain.isAtTop() || RemovalNote::isOne(name) ||
+            (::fstat(m_chain.descriptor(), &parent) == 0 &&
+             ::fstatat(m_chain.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+             (S_ISDIR(info.st_mode) || m_only->known->mayBeDeleted(name, info, FileId(parent))))) {
+            return;
+        }
+        if (info.st_ino != 0) {
+            errno = ESTALE;
+        }
+        if (errno != ENOENT) {
             fail(name);
         }
     }
@@ -165,6 +209,7 @@ private:
 
     /// False when it may be a directory.
     bool unlinkFile(const std::string& name) {
+        requireKnownFile(name);
         if (unlink(name, 0)) {
             return true;
         }
@@ -182,6 +227,7 @@ private:
     std::vector<std::string> m_notes;
     std::optional<RemovalNote> m_note;
     std::uintmax_t m_count = 0;
+    std::uint64_t m_mount = 0;     ///< that the tree lies in; 0 where that cannot be told
     std::vector<int> m_misses{0};  ///< by depth: how often the present subdirectory was not empty
 };
 
@@ -218,7 +264,7 @@ std::uintmax_t removeTree(const fs::path& path) {
     return removeEntry(startOf(path), {}, path.native(), nullptr);
 }
 
-std::uintmax_t removeTree(const fs::path& path, const FileId& id, const std::set<FileId>* known) {
+std::uintmax_t removeTree(const fs::path& path, const FileId& id, const TreeRecord* known) {
     return removeWanted(path, {id, false, known});
 }
 

@@ -7,6 +7,7 @@
 
 #include "basekit2/descriptor.h"
 #include "file_id.h"
+#include "tree_record.h"
 
 namespace vesta2 {
 
@@ -17,10 +18,10 @@ namespace vesta2 {
 std::uintmax_t removeTree(const boost::filesystem::path& path);
 
 /// The same, when `path` is what `id` was taken of. Anything else that is there is left alone, and
-/// 0 is returned. With `known`, all directories below it are among these: it throws at another one,
-/// which has come there meanwhile.
+/// 0 is returned. With `known`, all below it is among that: it throws at what has come there, or
+/// has changed, meanwhile.
 std::uintmax_t removeTree(const boost::filesystem::path& path, const FileId& id,
-                          const std::set<FileId>* known = nullptr);
+                          const TreeRecord* known = nullptr);
 
 /// The same, when it is that directory (`isAnother`), or a symbolic link to it: then the link is
 /// deleted. With a directory `inside` above it, no symbolic link is followed from there on. Nothing

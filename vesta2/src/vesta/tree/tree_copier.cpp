@@ -44,7 +44,7 @@ public:
         : m_request(request),
           m_source(std::move(source), request.source.native()),
           m_target(std::move(destination), request.destination.native()),
-          m_files(request.progress, m_source, m_target) {}
+          m_files(request.progress, m_source, m_target, request.record) {}
 
     bool run() {
         try {
@@ -68,21 +68,26 @@ public:
         std::vector<std::string> subdirectories;
         m_open.emplace_back();
         m_files.enter(m_open.back().isWhole);
+        std::string leftOut;
+        bool isDirectory = false;
         try {
             forEachEntry(m_source, [&](const basekit2::directory_listing_t& entry) {
                 m_files.goOnUnlessCancelled();
                 std::string name(entry.name());
+                const unsigned char kind = entry.kind();
                 if (!*m_open.back().isWhole || basekit2::is_bag_temporary(name) ||
                     skipOnExport(name, m_request.exclusions)) {
+                    isDirectory = isDirectory || kind == DT_DIR;
+                    leftOut = kind == DT_DIR || kind == DT_REG ? name : leftOut;
                     return;
                 }
-                const unsigned char kind = entry.kind();
                 if (kind == DT_DIR) {
                     subdirectories.push_back(std::move(name));
                 } else if (kind == DT_REG) {
                     noteFile(std::move(name));
                 }
             });
+            record(leftOut, isDirectory);
             m_files.copyRest(m_open.back().marks.empty());
         } catch (const boost::system::system_error& e) {
             endLevel(e);
@@ -124,6 +129,24 @@ private:
         SharedFlag isWhole = std::make_shared<std::atomic<bool>>(true);
     };
 
+    /// The directory that is being listed. A directory is never left out as one of a flag's files.
+    void record(const std::string& leftOut, bool isDirectory) {
+        if (!m_request.record) {
+            return;
+        }
+        const bool isNode = std::ranges::any_of(
+            m_open.back().marks, [](const Mark& mark) { return mark.turn == Turn::node; });
+        if (!leftOut.empty() && (isDirectory || !isNode)) {
+            basekit2::throw_file_error("named like a flag's, and would be lost:",
+                                       m_source.pathOf(leftOut.c_str()), EINVAL);
+        }
+        struct stat info {};
+        if (::fstat(m_source.descriptor(), &info) != 0) {
+            basekit2::throw_file_error("cannot look at", m_source.path());
+        }
+        m_request.record->addDirectory(FileId(info), isNode);
+    }
+
     void endLevel(const boost::system::system_error& e) {
         failWith(e);
         *m_open.back().isWhole = false;
@@ -142,9 +165,6 @@ private:
         struct stat info {};
         if (::fstat(m_source.descriptor(), &info) != 0) {
             basekit2::throw_file_error("cannot look at", m_source.path());
-        }
-        if (m_request.entered) {
-            m_request.entered->insert(FileId(info));
         }
         if (FileId(info) == m_destination) {
             logError(eInvalidPath, m_source.path().c_str());

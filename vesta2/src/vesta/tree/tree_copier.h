@@ -1,13 +1,13 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
-#include <set>
 #include <string>
 
 #include "basekit2/descriptor.h"
 #include "basekit2/string_span.h"
 #include "file_id.h"
 #include "notify2/progress.h"
+#include "tree_record.h"
 
 namespace vesta2 {
 
@@ -22,8 +22,9 @@ struct TreeCopyRequest {
     std::string copiedMarker{};
     /// Which directory the source must be; see `isAnother`.
     FileId home{};
-    /// Gets all directories of the source that were entered.
-    std::set<FileId>* entered = nullptr;
+    /// Gets what was copied. Then nothing may be left out that is somebody's own: a file that is
+    /// named like one of a flag, but lies in no node's directory, is a failed step.
+    TreeRecord* record = nullptr;
 };
 
 /// Throws `boost::filesystem::filesystem_error` (EEXIST) when something else in the source has the
