@@ -152,9 +152,12 @@ public:
     /// `ResultDirectoryManager::getLastError`.
     virtual bool copy(const char* destination, bool rename, notify2::IProgress* progress) = 0;
     /// The same, flushes the copy's file system, and then deletes the old directory and flushes
-    /// that: a power cut loses nothing of either. False, with nothing changed, also when a step or
-    /// the flush failed; false with `eFileError`, and the node in its new place, when the old
-    /// directory cannot be deleted.
+    /// that: a power cut loses nothing of either. A node without a group becomes a member of the
+    /// one that it comes to lie in. False, with nothing changed, also when a step or the flush
+    /// failed, or when a file that is named like one of a flag's lies in no node's directory and
+    /// would be lost; false with `eFileError`, and the node in its new place, when the old
+    /// directory cannot be deleted in full, or something in it has come or changed since it was
+    /// copied: that stays, with a temporary file that tells of it.
     virtual bool move(const char* destination, bool rename, notify2::IProgress* progress) = 0;
     /// Makes a second node of the same kind at `path`, which must not exist (of a pattern, the next
     /// number is taken), with a copy of all but the flags and, for a result, the link. This node
