@@ -291,6 +291,7 @@ bool Expression::isOrdered(bool isLess, bool isGreater) const {
 
 std::vector<std::string> factNames() {
     std::vector<std::string> names;
+    names.reserve(facts.size());
     for (const Fact& fact : facts) {
         names.emplace_back(fact.name);
     }

@@ -31,7 +31,9 @@ std::optional<Number> readWhole(const std::string& text) {
     Number value{};
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
-    const bool isNumber = error == std::errc() && stop == end && !text.empty() && value == value;
+    // "nan" and "inf" are words.
+    const bool isWord = text.empty() || text.find_first_not_of("0123456789+-.eE") != text.npos;
+    const bool isNumber = error == std::errc() && stop == end && !isWord;
     return isNumber ? std::optional(value) : std::nullopt;
 }
 

@@ -66,7 +66,7 @@ bool removeChildren(const KnownDirectory& group, bool& isPart) {
         if (node ? !node->remove() : !isAbsent(child.path())) {
             return getStatus() != eOK ? false : setStatus(eUnknown);
         }
-        isPart = true;
+        isPart = isPart || node;
     }
     return setStatus(eOK);
 }

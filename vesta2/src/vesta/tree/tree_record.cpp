@@ -6,10 +6,6 @@
 
 namespace vesta2 {
 
-bool TreeRecord::isPassing(const std::string& name) {
-    return basekit2::is_bag_temporary(name) || skipOnExport(name, flagFilePatterns());
-}
-
 void TreeRecord::addDirectory(const FileId& id, bool isNode) { m_directories[id] = isNode; }
 
 void TreeRecord::addFile(const struct stat& info) {
@@ -25,7 +21,9 @@ bool TreeRecord::mayBeDeleted(const std::string& name, const struct stat& info,
     const auto file = m_files.find(FileId(info));
     if (file == m_files.end()) {
         const auto directory = m_directories.find(parent);
-        return isPassing(name) && directory != m_directories.end() && directory->second;
+        const bool isNode = directory != m_directories.end() && directory->second;
+        return isNode &&
+               (basekit2::is_bag_temporary(name) || skipOnExport(name, flagFilePatterns()));
     }
     return file->second.size == info.st_size &&
            file->second.changed.tv_sec == info.st_mtim.tv_sec &&

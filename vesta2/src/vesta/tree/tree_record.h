@@ -4,7 +4,6 @@
 
 #include <map>
 #include <mutex>
-#include <set>
 #include <string>
 
 #include "file_id.h"
@@ -15,10 +14,6 @@ namespace vesta2 {
 /// changed since may not be in the copy as it is. Several threads may add to it.
 class TreeRecord {
 public:
-    /// Whether a copy leaves the entry out by its name: it is named like one of a flag's files, or
-    /// like a temporary one.
-    static bool isPassing(const std::string& name);
-
     /// A directory, which has a marker file or not.
     void addDirectory(const FileId& id, bool isNode);
     /// A regular file, as it was when it was opened.
@@ -26,7 +21,8 @@ public:
 
     [[nodiscard]] bool holdsDirectory(const FileId& id) const { return m_directories.contains(id); }
     /// Whether nothing is lost by the deletion of the entry `name`, which is no directory, of the
-    /// directory `parent`. Passing ones are those of a node only beside its marker file.
+    /// directory `parent`. What is named like a flag's file, or like a temporary one, and was left
+    /// out by that, is the node's only beside a marker file.
     [[nodiscard]] bool mayBeDeleted(const std::string& name, const struct stat& info,
                                     const FileId& parent) const;
 
