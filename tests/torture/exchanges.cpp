@@ -115,7 +115,8 @@ public:
         }
     }
 
-    /// `level` is the directory that changes places, as a path below the trees.
+    /// `level` is the directory that changes places, as a path below the trees; or "made", which is
+    /// being made.
     void attempt(const Operation& operation, const std::string& level) {
         for (const char* made : {"in", "out", "made", "parked"}) {
             fs::remove_all(made);
@@ -123,8 +124,9 @@ public:
         support::Command({"-a", "template/in", "template/out", "."}, {".", {}, 0, "cp"}).finish();
         const auto outside = filesIn("out");
         const std::size_t payloads = payloadsIn({"in"});
-        m_inner = "in/" + level;
-        fs::create_symlink(fs::absolute("out/" + level), m_parked);
+        const bool isMade = level == "made";
+        m_inner = isMade ? level : "in/" + level;
+        fs::create_symlink(fs::absolute(isMade ? "out/p/r000/data.0" : "out/" + level), m_parked);
         const basekit2::descriptor_t watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
         for (const auto& [path, content] : outside) {
             if (fs::is_directory("out/" + path)) {
@@ -219,7 +221,8 @@ void exchangeDirectories(Run& run) {
     const int rounds = run.options.isWhole ? 100 : 4;
     for (int i = 0; i < rounds; ++i) {
         for (const Operation& operation : operations) {
-            for (const char* level : {"p/r000/data.0/deep", "p/r000/data.0", "p/r000", "p"}) {
+            for (const char* level :
+                 {"p/r000/data.0/deep", "p/r000/data.0", "p/r000", "p", "made"}) {
                 run.isOver() ? void() : exchanges.attempt(operation, level);
             }
         }
