@@ -122,11 +122,12 @@ public:
             fs::remove_all(made);
         }
         support::Command({"-a", "template/in", "template/out", "."}, {".", {}, 0, "cp"}).finish();
+        fs::create_directory("out/empty");
         const auto outside = filesIn("out");
         const std::size_t payloads = payloadsIn({"in"});
         const bool isMade = level == "made";
         m_inner = isMade ? level : "in/" + level;
-        fs::create_symlink(fs::absolute(isMade ? "out/p/r000/data.0" : "out/" + level), m_parked);
+        fs::create_symlink(fs::absolute(isMade ? "out/empty" : "out/" + level), m_parked);
         const basekit2::descriptor_t watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
         for (const auto& [path, content] : outside) {
             if (fs::is_directory("out/" + path)) {
