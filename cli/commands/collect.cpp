@@ -3,11 +3,11 @@
 
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
 #include "base/failure.h"
-#include "base/presence.h"
 #include "base/text.h"
 #include "collector/recording.h"
 #include "collector/run_program.h"
@@ -57,8 +57,10 @@ Failure collectionFailure(const Failure& cause, const std::string& directory,
         path.replace(0, directory.size(), now);
     }
     const std::string remedy = cause.remedy().empty() ? "" : cause.remedy() + "; ";
-    // The open object reports the mark even when it could not be made.
-    const bool isInvalid = isThere(now + "/" + vesta2::mark::invalid);
+    // The open object reports the mark even when it could not be made; what cannot be looked at has
+    // none for others either.
+    std::error_code unknown;
+    const bool isInvalid = std::filesystem::exists(now + "/" + vesta2::mark::invalid, unknown);
     // Any other code could be the program's.
     const int code = cause.code() >= exitNotExecutable ? cause.code() : int{exitFailure};
     return {code, path, cause.problem(),
