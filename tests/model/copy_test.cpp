@@ -261,6 +261,27 @@ TEST_F(CopyTest, ADirectoryThatIsMovedLeadsNobodyOutOfItsTree) {
     EXPECT_FALSE(fs::exists("to/kept"));
 }
 
+TEST_F(CopyTest, AMoveDeletesWhatItCopiedAndNothingElse) {
+    makeResult("r");
+    const ResultHandle result = openResult("r");
+    writeFile(at("r/data.0/log"), "some");
+    writeFile(at("r/data.0/trace.infozentor"), "somebody's own");
+    EXPECT_FALSE(result->move("m", true, nullptr));
+    EXPECT_FALSE(fs::exists(at("m"))) << "it would lack a file";
+    fs::rename(at("r/data.0/trace.infozentor"), at("r/flag.infozentor"));
+    Progress progress;
+    progress.atEnd = [] {
+        writeFile("r/data.0/new", "late");
+        std::ofstream("r/data.0/log", std::ios::app) << ", more";
+    };
+    EXPECT_FALSE(result->move("m", true, &progress));
+    EXPECT_STREQ(result->getPath(), at("m").c_str());
+    EXPECT_EQ(readFile(at("m/data.0/log")), "some");
+    EXPECT_EQ(readFile(at("r/data.0/log")) + readFile(at("r/data.0/new")), "some, morelate");
+    EXPECT_TRUE(result->move("n", true, nullptr)) << "nothing has changed there";
+    EXPECT_FALSE(fs::exists(at("m")));
+}
+
 TEST_F(CopyTest, CancelledCopyLeavesNothing) {
     play("result r000; hold r r000; flag r mine");
     for (int i = 0; i < 210; ++i) {

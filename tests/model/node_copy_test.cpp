@@ -130,35 +130,6 @@ TEST_F(NodeCopyTest, FailedStepIsToldByTheStatusAndLosesNothing) {
     });
 }
 
-/// Changes the source when all is copied, and not yet deleted.
-struct LateWriter : notify2::IProgress {
-    void start(const char* /*message*/, double /*total*/) override {}
-    void advance(double /*amount*/) override {}
-    void setCurrentItem(const char* /*path*/) override {}
-    void finish() override {
-        writeFile("r/data.0/new", "late");
-        std::ofstream("r/data.0/log", std::ios::app) << ", more";
-    }
-    bool isCancelled() override { return false; }
-};
-
-TEST_F(NodeCopyTest, AMoveDeletesWhatItCopiedAndNothingElse) {
-    makeResult("r");
-    const ResultHandle result = openResult("r");
-    writeFile(at("r/data.0/log"), "some");
-    writeFile(at("r/data.0/trace.infozentor"), "somebody's own");
-    EXPECT_FALSE(result->move("m", true, nullptr));
-    EXPECT_FALSE(fs::exists(at("m"))) << "it would lack a file";
-    fs::rename(at("r/data.0/trace.infozentor"), at("r/flag.infozentor"));
-    LateWriter writer;
-    EXPECT_FALSE(result->move("m", true, &writer));
-    EXPECT_STREQ(result->getPath(), at("m").c_str());
-    EXPECT_EQ(readFile(at("m/data.0/log")), "some");
-    EXPECT_EQ(readFile(at("r/data.0/log")) + readFile(at("r/data.0/new")), "some, morelate");
-    EXPECT_TRUE(result->move("n", true, nullptr)) << "nothing has changed there";
-    EXPECT_FALSE(fs::exists(at("m")));
-}
-
 TEST_F(NodeCopyTest, WhatIsMountedInATreeIsNotDeletedWithIt) {
     support::checkInChild([this] {
         makeResult("r");
