@@ -82,22 +82,43 @@ int displayWidth(std::string_view escaped) {
     return width;
 }
 
-std::string fitWidth(const std::string& escaped, int width) {
-    if (displayWidth(escaped) <= width) {
-        return escaped;
-    }
+namespace {
+
+/// The front of `escaped` that takes at most `width` columns.
+std::string_view frontOf(std::string_view escaped, int width) {
     std::string_view rest = escaped;
-    int left = width - 1;
     while (!rest.empty()) {
         std::string_view after = rest;
-        const auto character = static_cast<utf8proc_int32_t>(basekit2::next_character(after));
-        left -= utf8proc_charwidth(character);
-        if (left < 0) {
+        width -= utf8proc_charwidth(static_cast<utf8proc_int32_t>(basekit2::next_character(after)));
+        if (width < 0) {
             break;
         }
         rest = after;
     }
-    return escaped.substr(0, escaped.size() - rest.size()) + "…";
+    return escaped.substr(0, escaped.size() - rest.size());
+}
+
+/// The end of `escaped` that takes at most `width` columns.
+std::string_view endOf(std::string_view escaped, int width) {
+    while (displayWidth(escaped) > width) {
+        basekit2::next_character(escaped);
+    }
+    return escaped;
+}
+
+}  // namespace
+
+std::string fitWidth(const std::string& escaped, int width) {
+    return displayWidth(escaped) <= width ? escaped
+                                          : std::string(frontOf(escaped, width - 1)) + "…";
+}
+
+std::string fitWidthByMiddle(const std::string& escaped, int width) {
+    if (displayWidth(escaped) <= width) {
+        return escaped;
+    }
+    const int end = (width - 1) / 2;
+    return std::string(frontOf(escaped, width - 1 - end)).append("…").append(endOf(escaped, end));
 }
 
 bool isCountedBefore(std::string_view a, std::string_view b) {
@@ -188,6 +209,33 @@ std::string shortSize(std::uint64_t bytes) {
         ++unit;
     }
     return fmt::format("{:.{}f}{}", size, size < 9.95 ? 1 : 0, units[unit]);
+}
+
+std::string shortDuration(std::int64_t microseconds) {
+    if (microseconds < 0) {
+        return "-" + shortDuration(-microseconds);
+    }
+    constexpr std::int64_t second = 1'000'000;
+    const auto digits = [](double value) {
+        return fmt::format("{:.{}f}", value, value < 9.995 ? 2 : value < 99.95 ? 1 : 0);
+    };
+    if (microseconds < 1000) {
+        return std::to_string(microseconds) + "us";
+    }
+    if (microseconds < second - 500) {
+        return digits(static_cast<double>(microseconds) / 1e3) + "ms";
+    }
+    if (microseconds < 60 * second - second / 20) {
+        return digits(static_cast<double>(microseconds) / 1e6) + "s";
+    }
+    const std::int64_t seconds = (microseconds + second / 2) / second;
+    if (seconds < 3600) {
+        return fmt::format("{}m{:02}s", seconds / 60, seconds % 60);
+    }
+    if (seconds < 86400) {
+        return fmt::format("{}h{:02}m", seconds / 3600, seconds / 60 % 60);
+    }
+    return fmt::format("{}d{:02}h", seconds / 86400, seconds / 3600 % 24);
 }
 
 std::string base64(std::string_view bytes) {

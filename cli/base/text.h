@@ -18,6 +18,8 @@ std::string escapeText(std::string_view text);
 int displayWidth(std::string_view escaped);
 /// `escaped`, cut to `width` columns with an ellipsis at its end when it is wider.
 std::string fitWidth(const std::string& escaped, int width);
+/// As `fitWidth`, with the ellipsis in the middle: the ends of names differ most.
+std::string fitWidthByMiddle(const std::string& escaped, int width);
 
 /// Orders names as people count: digits by the number that they stand for, all else by bytes.
 bool isCountedBefore(std::string_view a, std::string_view b);
@@ -38,6 +40,9 @@ std::string localDay(std::int64_t seconds);
 
 /// "1.5M": three digits and a binary unit.
 std::string shortSize(std::uint64_t bytes);
+
+/// "2.34s", "250ms", "2m05s", "3h12m" or "4d03h": three digits or two units.
+std::string shortDuration(std::int64_t microseconds);
 
 std::string base64(std::string_view bytes);
 

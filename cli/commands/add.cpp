@@ -7,6 +7,7 @@
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "output/item_report.h"
 
 namespace cli {
@@ -63,7 +64,7 @@ int run(const Arguments& arguments, Session& session) {
         }
         requireMember(*member, *group);
         report.add(member->isLinked() ? member->getLinkFilePath() : member->getPath(), [&] {
-            Json object = toJson(describe(member));
+            Json object = nodeJson(member);
             object["linkFile"] = jsonText(member->getLinkFilePath());
             return object;
         });

@@ -3,11 +3,21 @@
 namespace cli {
 
 void nodeArgument(Options& options, std::string& node) {
-    options.argument("NODE", node, "a directory, marker file, link file or pattern");
+    options.argument("NODE", node, "a name as list shows it, a path, or a pattern for the newest");
 }
 
 void resultArgument(Options& options, std::string& result) {
     options.argument("NODE", result, "a result, or a pattern");
+}
+
+void whereOption(Options& options, std::vector<std::string>& expressions) {
+    options.option("--where", "EXPR", expressions,
+                   "only what this holds for, such as 'state=finalized and elapsed>2s'");
+}
+
+void selectorArguments(Options& options, Selector& selector, const char* help) {
+    options.arguments("NODE", selector.nodes, help, false);
+    whereOption(options, selector.where);
 }
 
 void destinationArgument(Options& options, std::string& destination) {

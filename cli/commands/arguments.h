@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "nodes/removal.h"
+#include "nodes/selection.h"
 #include "options/options.h"
 
 namespace cli {
@@ -15,6 +16,10 @@ namespace cli {
 void nodeArgument(Options& options, std::string& node);
 /// NODE: a result.
 void resultArgument(Options& options, std::string& result);
+/// "--where": expressions that must hold.
+void whereOption(Options& options, std::vector<std::string>& expressions);
+/// NODE... and "--where".
+void selectorArguments(Options& options, Selector& selector, const char* help);
 /// DEST: the place of a node that is made from another.
 void destinationArgument(Options& options, std::string& destination);
 /// "--into": the group of a new node.

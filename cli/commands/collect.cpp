@@ -17,6 +17,7 @@
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/new_result.h"
+#include "nodes/node_json.h"
 #include "nodes/properties.h"
 #include "nodes/variables.h"
 #include "vesta2/names.h"
@@ -100,10 +101,8 @@ void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDire
               const RunOutcome& outcome) {
     if (session.json) {
         // The standard output stream is the program's.
-        Json object = toJson(describe(result));
-        object[outcome.wasKilled ? key::exitSignal : key::exitCode] = outcome.code;
-        object[key::elapsed] = std::to_string(outcome.elapsed.count());
-        writeRawMessage(withSchema({{"result", object}}).dump(-1, ' ', true));
+        Json object = nodeJson(result);
+        writeRawMessage(withSchema({{"node", object}}).dump(-1, ' ', true));
         return;
     }
     const std::string end = outcome.wasKilled

@@ -14,6 +14,7 @@
 #include "nodes/flags.h"
 #include "nodes/new_place.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "output/progress.h"
 #include "vesta2/names.h"
 #include "vesta2/tree_copy.h"
@@ -91,7 +92,7 @@ int runCopy(const Arguments& arguments, Session& session) {
     if (!arguments.rename && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {
         session.note("two nodes of one name are here now, and a list shows one; see --rename");
     }
-    return reportNode(session, "node", node, node->getPath());
+    return reportNode(session, node, node->getPath());
 }
 
 int runMove(const Arguments& arguments, Session& session) {
@@ -120,7 +121,7 @@ int runMove(const Arguments& arguments, Session& session) {
     if (status != vesta2::eOK) {
         throw notSettled(place, "was moved");
     }
-    return reportNode(session, "node", node, node->getPath());
+    return reportNode(session, node, node->getPath());
 }
 
 Action declareCopy(Options& options, Run& run) {

@@ -7,6 +7,7 @@
 #include "nodes/description.h"
 #include "nodes/new_result.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "nodes/variables.h"
 #include "vesta2/path_completion.h"
 
@@ -28,7 +29,7 @@ Action createResult(Options& options) {
     return [arguments](Session& session) {
         const auto result =
             createNewResult(arguments->wanted, nameVariables(arguments->variables, {}));
-        return reportNode(session, "result", result, result->getPath());
+        return reportNode(session, result, result->getPath());
     };
 }
 
@@ -52,7 +53,7 @@ Action createGroupNode(Options& options, const Make& make) {
         if (!node) {
             throw Failure::fromStatus(vesta2::getStatus(), path);
         }
-        return reportNode(session, "node", node, node->getPath());
+        return reportNode(session, node, node->getPath());
     };
 }
 

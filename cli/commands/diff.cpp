@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -17,12 +18,15 @@
 #include "nodes/members.h"
 #include "nodes/node_argument.h"
 #include "nodes/properties.h"
+#include "nodes/selection.h"
 #include "output/table.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 
 namespace cli {
 namespace {
+
+namespace fs = std::filesystem;
 
 using basekit2::variant_t;
 using ResultHandle = basekit2::sptr_t<vesta2::IResultDirectory>;
@@ -78,10 +82,12 @@ std::optional<double> percent(const Row& row) {
 
 /// The result before `newest` in the series that `pattern` stands for.
 ResultHandle resultBefore(const ResultHandle& newest, const std::string& pattern) {
-    const std::vector<std::string> members = membersAt(pattern, nullptr);
+    const fs::path path(pattern);
+    const std::vector<Member> members =
+        matching(membersOf(path.parent_path().native()), path.filename().native());
     bool isPast = false;
-    for (auto marker = members.rbegin(); marker != members.rend(); ++marker) {
-        auto result = vesta2::IResultDirectory::cast(vesta2::Node::lookup(*marker, nullptr));
+    for (auto member = members.rbegin(); member != members.rend(); ++member) {
+        auto result = vesta2::IResultDirectory::cast(openMember(member->marker));
         if (result && isPast) {
             return result;
         }
@@ -181,12 +187,12 @@ Json toJson(const Row& row) {
 }
 
 void print(Session& session, const std::vector<Row>& rows, const Pair& pair) {
-    Table table(session.out, {{"WHAT", Column::Align::left, true},
+    Table table(session.out, {{"WHAT", Column::Align::left, Column::Cut::never},
                               {"NAME"},
                               {"OLD", Column::Align::right},
                               {"NEW", Column::Align::right},
-                              {"CHANGE", Column::Align::right, true},
-                              {"PERCENT", Column::Align::right, true}});
+                              {"CHANGE", Column::Align::right, Column::Cut::never},
+                              {"PERCENT", Column::Align::right, Column::Cut::never}});
     table.add({{"result"}, {"name"}, {pair.old.name}, {pair.now.name}, {}, {}});
     for (const Row& row : rows) {
         const std::optional<double> growth = percent(row);

@@ -38,8 +38,8 @@ int run(const Arguments& arguments, Session& session) {
     }
     bool isFit = true;
     Json items = Json::array();
-    Table table(session.out, {{"TRIAL", Column::Align::left, true},
-                              {"DOES", Column::Align::left, true},
+    Table table(session.out, {{"TRIAL", Column::Align::left, Column::Cut::never},
+                              {"DOES", Column::Align::left, Column::Cut::never},
                               {"WHAT IT MEANS"},
                               {"SEEN"}});
     for (const Trial& trial : trials) {

@@ -8,6 +8,7 @@
 #include "nodes/description.h"
 #include "nodes/new_place.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "vesta2/names.h"
 
 namespace cli {
@@ -34,7 +35,7 @@ int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, S
     if (!made || status != vesta2::eOK) {
         throw place.failure(status);
     }
-    return reportNode(session, "node", made, made->getPath());
+    return reportNode(session, made, made->getPath());
 }
 
 int runDuplicate(const Arguments& arguments, Session& session) {

@@ -103,11 +103,11 @@ int runList(const Arguments& arguments, Session& session) {
         return exitOk;
     }
     Table table(session.out, {{"NAME"},
-                              {"STATE", Column::Align::left, true},
+                              {"STATE", Column::Align::left, Column::Cut::never},
                               {"HOST"},
                               {"USER"},
-                              {"PID", Column::Align::right, true},
-                              {"SINCE", Column::Align::left, true}});
+                              {"PID", Column::Align::right, Column::Cut::never},
+                              {"SINCE", Column::Align::left, Column::Cut::never}});
     for (const FlagLook& look : looks) {
         table.add(toCells(look, session.out.isTerminal()));
     }

@@ -5,6 +5,7 @@
 #include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "nodes/variables.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
@@ -48,7 +49,7 @@ int run(const Arguments& arguments, Session& session) {
         throw Failure(exitFailure, result->getMarkerFilePath(),
                       "is no marker file, and in its place", "move it away, and try again");
     }
-    return reportNode(session, "result", result, result->getPath());
+    return reportNode(session, result, result->getPath());
 }
 
 }  // namespace

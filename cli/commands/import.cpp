@@ -6,6 +6,7 @@
 #include "nodes/description.h"
 #include "nodes/members.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
 
@@ -36,7 +37,7 @@ int run(const Arguments& arguments, Session& session) {
         throw Failure(exitNotFound, path, "no result with a marker file '*." + extension + "'",
                       "check the path and --ext");
     }
-    return reportNode(session, "result", result, result->getPath());
+    return reportNode(session, result, result->getPath());
 }
 
 }  // namespace

@@ -32,10 +32,10 @@ int run(const Arguments& arguments, Session& session) {
                                  ? vesta2::ResultDirectoryManager::getDefaultResultDirectoryName()
                                  : arguments.mask;
     // The newest are the last.
-    std::vector<std::string> markers = membersAt(mask, group->getPath());
+    std::vector<Member> members = matching(membersOf(group->getPath()), mask);
     const auto keep = static_cast<std::size_t>(arguments.keep);
-    markers.resize(markers.size() > keep ? markers.size() - keep : 0);
-    return removeNodes(markers, arguments.choice, session);
+    members.resize(members.size() > keep ? members.size() - keep : 0);
+    return removeNodes(members, arguments.choice, session);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "vesta2/discovery.h"
 #include "vesta2/file_set.h"
 
@@ -50,7 +51,7 @@ int run(const Arguments& arguments, Session& session) {
         throw Failure(exitFailure, link, "could not be rewritten",
                       "see the library's log with -v, and try again");
     }
-    return reportNode(session, "node", node, node->getMarkerFilePath());
+    return reportNode(session, node, node->getMarkerFilePath());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 
 namespace cli {
 namespace {
@@ -44,7 +45,7 @@ int run(const Arguments& arguments, Session& session) {
     if (!former.empty() && oldMarker != node->getMarkerFilePath()) {
         requireLinkFollowed(*node, former);
     }
-    return reportNode(session, "node", node, node->getMarkerFilePath());
+    return reportNode(session, node, node->getMarkerFilePath());
 }
 
 }  // namespace

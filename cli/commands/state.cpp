@@ -8,6 +8,7 @@
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "options/options.h"
 #include "output/item_report.h"
 
@@ -19,10 +20,10 @@ using ResultHandle = basekit2::sptr_t<vesta2::IResultDirectory>;
 using Marking = ResultHandle(ResultHandle result);
 
 int markAll(const std::vector<std::string>& arguments, Marking& mark, Session& session) {
-    ItemReport report(session, "results");
+    ItemReport report(session, "nodes");
     for (const std::string& argument : arguments) {
         const ResultHandle result = mark(namedResult(argument));
-        report.add(result->getPath(), [&] { return toJson(describe(result)); });
+        report.add(result->getPath(), [&] { return nodeJson(result); });
     }
     return report.finish();
 }

@@ -1,10 +1,8 @@
 #include "nodes/description.h"
 
 #include <boost/filesystem/path.hpp>
-#include <nlohmann/json.hpp>
 
 #include "base/presence.h"
-#include "base/text.h"
 #include "nodes/flags.h"
 #include "vesta2/i_experiment.h"
 #include "vesta2/i_project.h"
@@ -141,29 +139,6 @@ Description describe(const basekit2::sptr_t<vesta2::INode>& node) {
                           .stem()
                           .native();
     return out;
-}
-
-Json toJson(const Description& description) {
-    Json object = {{"path", jsonText(description.path)},
-                   {"name", jsonText(description.name)},
-                   {"kind", description.kind}};
-    object["state"] = description.state.empty() ? Json() : Json(description.state);
-    object["when"] = description.time > 0 ? Json(utcTime(description.time)) : Json();
-    object["host"] = description.host.empty() ? Json() : jsonText(description.host);
-    object["rank"] = description.rank >= 0 ? Json(description.rank) : Json();
-    object["link"] = description.link.empty() ? Json() : Json(description.link);
-    object["command"] = description.command.empty() ? Json() : jsonText(description.command);
-    return object;
-}
-
-int reportNode(Session& session, const char* member, const basekit2::sptr_t<vesta2::INode>& node,
-               const std::string& text) {
-    if (session.json) {
-        session.out.writeJson({{member, toJson(describe(node))}});
-    } else {
-        session.out.writeText(text);
-    }
-    return exitOk;
 }
 
 const char* stateStyle(const std::string& state) {

@@ -6,8 +6,6 @@
 
 #include "base/failure.h"
 #include "basekit2/object.h"
-#include "output/json.h"
-#include "output/session.h"
 #include "vesta2/i_node.h"
 #include "vesta2/i_result_directory.h"
 
@@ -38,13 +36,6 @@ bool isMissing(const basekit2::sptr_t<vesta2::INode>& node);
 /// Reads the marker file, the state marks and the flag files alone. An error while reading makes
 /// the node "unreadable".
 Description describe(const basekit2::sptr_t<vesta2::INode>& node);
-
-Json toJson(const Description& description);
-
-/// Prints the result of a command on a node: as JSON the node's description under `member`, else
-/// `text`. Returns the exit code of success.
-int reportNode(Session& session, const char* member, const basekit2::sptr_t<vesta2::INode>& node,
-               const std::string& text);
 
 /// Style of a state's text.
 const char* stateStyle(const std::string& state);

@@ -4,9 +4,12 @@
 #include <array>
 #include <ctime>
 #include <filesystem>
+#include <iterator>
+#include <sstream>
 
 #include "nodes/contents.h"
 #include "nodes/properties.h"
+#include "select/keys.h"
 
 namespace cli {
 namespace {
@@ -24,6 +27,18 @@ Value propertyOf(vesta2::INode& node, const std::string& key) {
     // What is too great for a number here is compared by its digits.
     const bool isGreat = value.kind() == kind_t::uint64 && value.to_int64() < 0;
     return value.as_string() || isGreat ? Value(Texts{valueText(value)}) : Value(value.to_int64());
+}
+
+/// The words of a text.
+Value wordsOf(vesta2::INode& node, const char* key) {
+    const Value value = propertyOf(node, key);
+    const auto* const texts = std::get_if<Texts>(&value);
+    if (!texts) {
+        return value;
+    }
+    std::istringstream stream(texts->front());
+    Texts words{std::istream_iterator<std::string>(stream), {}};
+    return words.empty() ? Value() : Value(std::move(words));
 }
 
 Value sumOf(vesta2::INode& node, const char* first, const char* second) {
@@ -64,6 +79,7 @@ constexpr std::array outerFacts{
     Fact{"kind", [](auto&, auto& it) { return Value(Texts{it.kind}); }},
     Fact{"state", [](auto&, auto& it) { return textOrNothing(it.state); }},
     Fact{"name", [](auto&, auto& it) { return Value(Texts{it.name}); }},
+    Fact{"path", [](auto&, auto& it) { return Value(Texts{it.path}); }},
     Fact{"size", [](auto&, auto& it) { return sizeOf(it.path); }},
     Fact{"link",
          [](auto&, auto& it) {
@@ -82,6 +98,9 @@ constexpr std::array recordedFacts{
     Fact{"cpu", [](auto& node, auto&) { return sumOf(node, key::userTime, key::systemTime); }},
     Fact{"memory", [](auto& node, auto&) { return propertyOf(node, key::peakMemory); }},
     Fact{"exit", [](auto& node, auto&) { return exitOf(node); }},
+    Fact{"tag", [](auto& node, auto&) { return wordsOf(node, key::tags); }},
+    Fact{"note", [](auto& node, auto&) { return propertyOf(node, key::note); }},
+    Fact{"pinned", [](auto& node, auto&) { return propertyOf(node, key::pinned); }},
 };
 
 }  // namespace
@@ -96,6 +115,16 @@ Value valueOf(vesta2::INode& node, const Description& description, const std::st
     }
     fact = std::ranges::find(recordedFacts, key, &Fact::key);
     return fact != recordedFacts.end() ? fact->read(node, description) : propertyOf(node, key);
+}
+
+Measure measureOf(const std::string& key) {
+    if (const FactKey* const fact = findFact(key)) {
+        return fact->measure;
+    }
+    return isTime(key)                     ? Measure::time
+           : key.ends_with("Microseconds") ? Measure::duration
+           : key.ends_with("Bytes")        ? Measure::size
+                                           : Measure::any;
 }
 
 }  // namespace cli

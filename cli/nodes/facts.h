@@ -12,4 +12,7 @@ namespace cli {
 /// whose marker file could not be read most is unknown.
 Value valueOf(vesta2::INode& node, const Description& description, const std::string& key);
 
+/// How the values of `key` are written: those of a property tell by the unit in their name.
+Measure measureOf(const std::string& key);
+
 }  // namespace cli

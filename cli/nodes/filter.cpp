@@ -5,6 +5,7 @@
 #include "base/spelling.h"
 #include "base/text.h"
 #include "nodes/facts.h"
+#include "select/keys.h"
 
 namespace cli {
 
@@ -24,7 +25,7 @@ Filter::Filter(const std::vector<std::string>& expressions) {
 std::optional<bool> Filter::selects(vesta2::INode& node, const Description& description) {
     const auto values = [&](const std::string& key) {
         Value value = valueOf(node, description, key);
-        m_keys[key] |= !std::holds_alternative<std::monostate>(value);
+        m_keys.add(key, value);
         return value;
     };
     bool isKnown = true;
@@ -38,7 +39,7 @@ std::optional<bool> Filter::selects(vesta2::INode& node, const Description& desc
     return isKnown ? std::optional(true) : std::nullopt;
 }
 
-void Filter::noteUnusedKeys(const Session& session) const {
+void KeyUse::noteUnused(const Session& session) const {
     const std::vector<std::string> facts = factNames();
     for (const auto& [key, isUsed] : m_keys) {
         if (isUsed || std::ranges::count(facts, key) != 0) {

@@ -12,6 +12,19 @@
 
 namespace cli {
 
+/// Which keys were asked for, and whether a node had them.
+class KeyUse {
+public:
+    void add(const std::string& key, const Value& value) {
+        m_keys[key] |= !std::holds_alternative<std::monostate>(value);
+    }
+    /// Says which none of the nodes had: they may be misspelled.
+    void noteUnused(const Session& session) const;
+
+private:
+    std::map<std::string, bool> m_keys;
+};
+
 class Filter {
 public:
     /// Selects what all of `expressions` hold for. Raises `Failure` for one that is none, with the
@@ -21,12 +34,11 @@ public:
     [[nodiscard]] bool takesAll() const { return m_expressions.empty(); }
     /// Nothing when that cannot be told, because the node could not be read.
     std::optional<bool> selects(vesta2::INode& node, const Description& description);
-    /// Says which keys none of the nodes had: they may be misspelled.
-    void noteUnusedKeys(const Session& session) const;
+    void noteUnusedKeys(const Session& session) const { m_keys.noteUnused(session); }
 
 private:
     std::vector<Expression> m_expressions;
-    std::map<std::string, bool> m_keys;  ///< that were asked for: whether a node had them
+    KeyUse m_keys;
 };
 
 }  // namespace cli

@@ -1,14 +1,73 @@
 #include "nodes/members.h"
 
 #include <algorithm>
+#include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/path.hpp>
+#include <functional>
+#include <string_view>
+#include <unordered_map>
 
 #include "base/text.h"
+#include "basekit2/directory_listing.h"
+#include "basekit2/path.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
+#include "vesta2/pattern.h"
 #include "vesta2/result_directory_manager.h"
 
 namespace cli {
+namespace {
+
+/// The marker or link file of an entry; empty for what is no node, and for what others keep to
+/// themselves: that must not hide the rest.
+std::string nodeFileAt(const basekit2::directory_listing_t& listing, const vesta2::FileSet& kinds) {
+    try {
+        const bool mayBeNode =
+            listing.is_directory() || vesta2::hasLinkExtension(std::string(listing.name()), kinds);
+        return mayBeNode ? vesta2::findMarkerFileOrLink(listing.path(), kinds, false) : "";
+    } catch (const boost::filesystem::filesystem_error& error) {
+        if (!listing.concerns_entry_alone(error)) {
+            throw;
+        }
+        return {};
+    }
+}
+
+std::string_view fileNameOf(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+
+std::string_view stemOf(std::string_view path) {
+    const std::string_view name = fileNameOf(path);
+    return name.substr(0, name.rfind('.'));
+}
+
+/// What stands for the node in its directory: the node's own, or the link file without extension.
+std::string_view entryOf(std::string_view marker) {
+    return vesta2::isLink(std::string(marker)) ? stemOf(marker)
+                                               : fileNameOf(marker.substr(0, marker.rfind('/')));
+}
+
+void giveNames(std::vector<Member>& members) {
+    // How many nodes a name could stand for. The texts lie in the members.
+    std::unordered_map<std::string_view, int> uses;
+    for (const Member& member : members) {
+        const std::string_view stem = stemOf(member.marker);
+        ++uses[stem];
+        if (entryOf(member.marker) != stem) {
+            ++uses[entryOf(member.marker)];
+        }
+    }
+    for (Member& member : members) {
+        const std::string_view stem = stemOf(member.marker);
+        const std::string_view marker = member.marker;
+        const bool isPlain = !stem.empty() && uses[stem] == 1;
+        const std::size_t entry = marker.rfind('/', marker.rfind('/') - 1) + 1;
+        member.name = isPlain                         ? stem
+                      : vesta2::isLink(member.marker) ? fileNameOf(marker)
+                                                      : marker.substr(entry);
+    }
+}
+
+}  // namespace
 
 Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
     if (status == vesta2::eParameterError) {
@@ -19,18 +78,58 @@ Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
     return Failure::fromStatus(status, pattern);
 }
 
-std::vector<std::string> membersAt(const std::string& path, const char* directory) {
+std::vector<Member> membersOf(const std::string& directory) {
+    std::vector<Member> members;
+    auto listing = basekit2::directory_listing_t::if_directory(directory);
+    if (!listing) {
+        return members;
+    }
     const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
                                 vesta2::projectMarkerFileExt());
-    vesta2::FileSet found;
-    vesta2::findPatternedMarkerFileOrLink(path, directory, kinds, found, 0, false);
-    const vesta2::error_t status = vesta2::getStatus();
-    if (status != vesta2::eOK && status != vesta2::eNotFound) {
-        throw searchFailure(status, path);
+    while (listing->next()) {
+        if (std::string marker = nodeFileAt(*listing, kinds); !marker.empty()) {
+            members.push_back({std::move(marker), {}});
+        }
     }
-    std::vector<std::string> members(found.begin(), found.end());
-    const auto name = [](std::string_view member) { return member.substr(member.rfind('/') + 1); };
-    std::ranges::sort(members, isCountedBefore, name);
+    giveNames(members);
+    std::ranges::sort(members, isCountedBefore, &Member::name);
+    return members;
+}
+
+Naming namingOf(const std::string& name) {
+    vesta2::Pattern pattern;
+    if (name.find_first_of("*?[") != std::string::npos) {
+        return Naming::all;
+    }
+    const bool isPattern = pattern.set(name, nullptr) == vesta2::eOK && pattern.width() > 0;
+    return isPattern ? Naming::newest : Naming::one;
+}
+
+std::vector<Member> matching(std::vector<Member> members, const std::string& mask) {
+    if (mask == "*") {
+        return members;
+    }
+    std::function<bool(const Member&)> isMeant;
+    vesta2::Pattern pattern;
+    if (namingOf(mask) == Naming::all) {
+        isMeant = [&](const Member& member) {
+            return basekit2::path_t(std::string(stemOf(member.marker))).match(mask);
+        };
+    } else {
+        if (const auto status = vesta2::validateFileName(mask.c_str())) {
+            throw Failure::fromStatus(status, mask);
+        }
+        if (pattern.set(mask, nullptr) != vesta2::eOK) {
+            throw searchFailure(vesta2::eParameterError, mask);
+        }
+        const bool isPattern = pattern.width() > 0;
+        isMeant = [&pattern, &mask, isPattern](const Member& member) {
+            const std::string_view stem = stemOf(member.marker);
+            return isPattern ? pattern.match(std::string(stem), nullptr)
+                             : stem == mask || entryOf(member.marker) == mask;
+        };
+    }
+    std::erase_if(members, [&](const Member& member) { return !isMeant(member); });
     return members;
 }
 

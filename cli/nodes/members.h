@@ -1,5 +1,5 @@
 #pragma once
-/// The nodes of a directory.
+/// The nodes of a directory, as people name them.
 
 #include <string>
 #include <vector>
@@ -8,11 +8,25 @@
 
 namespace cli {
 
-/// The marker and link files of the nodes that the last component of `path` stands for: a name, a
-/// pattern, or "*". Ordered by their names as people count, r999 before r1000: the newest of a
-/// series is the last. A relative path begins in `directory`; null for the working directory.
-/// Raises `Failure` for what is no name.
-std::vector<std::string> membersAt(const std::string& path, const char* directory);
+struct Member {
+    std::string marker;  ///< its marker or link file
+    /// What every command takes for it in this directory: the name of the file without extension.
+    /// Where that could be another node, too, it is the path of the file from here.
+    std::string name;
+};
+
+/// All nodes of a directory, ordered as people count, r999 before r1000: the newest of a series is
+/// the last. Empty when there is no such directory.
+std::vector<Member> membersOf(const std::string& directory);
+
+/// What a name stands for.
+enum class Naming { one, newest, all };
+/// "r@@@" stands for the newest, "r*" for all, and any other for one.
+Naming namingOf(const std::string& name);
+
+/// Those of `members` that `mask` names: a name, a pattern, or a glob. Raises `Failure` for what is
+/// none of them.
+std::vector<Member> matching(std::vector<Member> members, const std::string& mask);
 
 /// Why a search for `pattern` ended with `status`.
 Failure searchFailure(vesta2::error_t status, const std::string& pattern);

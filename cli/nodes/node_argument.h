@@ -15,9 +15,8 @@ namespace cli {
 /// which cannot be a node.
 std::string requirePath(const std::string& path);
 
-/// The node that `argument` names: a directory, a marker file, a link file, or else a pattern, of
-/// which the greatest number is taken. Raises `Failure` when there is none. The marker file may be
-/// unreadable: see `describe`.
+/// The node that `argument` names: see `memberNamed`. Raises `Failure` when there is none. The
+/// marker file may be unreadable: see `describe`.
 basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument);
 
 /// Raises `Failure` when all that is left of the node is the link file that led to it.

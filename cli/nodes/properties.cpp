@@ -47,6 +47,9 @@ KnownKey known(std::string_view key) {
         KnownKey{key::readBytes, Role::measurement, kind_t::uint64},
         KnownKey{key::writtenBytes, Role::measurement, kind_t::uint64},
         KnownKey{key::sampleCount, Role::measurement, kind_t::uint64},
+        KnownKey{key::tags, Role::remark, kind_t::str},
+        KnownKey{key::note, Role::remark, kind_t::str},
+        KnownKey{key::pinned, Role::remark, kind_t::str},
     };
     const auto* found = std::find_if(keys.begin(), keys.end(),
                                      [&](const KnownKey& entry) { return entry.key == key; });

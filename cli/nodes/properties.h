@@ -23,6 +23,10 @@ inline constexpr const char* peakMemory = "peakMemoryBytes";
 inline constexpr const char* readBytes = "readBytes";
 inline constexpr const char* writtenBytes = "writtenBytes";
 inline constexpr const char* sampleCount = "sampleCount";
+// What people say of a result.
+inline constexpr const char* tags = "user/tags";  ///< in order, a blank between two
+inline constexpr const char* note = "user/note";
+inline constexpr const char* pinned = "user/pinned";  ///< "yes": no clean-up deletes it
 }  // namespace key
 
 enum class Role {
@@ -30,6 +34,7 @@ enum class Role {
     creation,     ///< written when the node was made, and never changed
     time,         ///< when something happened
     measurement,  ///< differs between two runs of the same program
+    remark,       ///< what people say of it
     link,         ///< path of the link file; kept by the library
 };
 

@@ -12,24 +12,16 @@
 #include "base/text.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
+#include "nodes/node_json.h"
+#include "nodes/selection.h"
 #include "output/item_report.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_node_group.h"
-#include "vesta2/node.h"
 
 namespace cli {
 namespace {
 
 using NodeHandle = basekit2::sptr_t<vesta2::INode>;
-
-/// Empty when somebody else has deleted the node.
-NodeHandle lookUp(const std::string& marker) {
-    NodeHandle node = vesta2::Node::lookup(marker, nullptr);
-    if (!node && isThere(marker)) {
-        throw Failure::fromStatus(vesta2::getStatus(), marker);
-    }
-    return node;
-}
 
 /// What is deleted, for people: with the nodes that go with it.
 std::string deletionText(const NodeHandle& node) {
@@ -64,18 +56,18 @@ void removeNode(const NodeHandle& handle) {
 void requireUnclaimedAt(const std::string& marker) {
     if (!vesta2::isLink(marker)) {
         requireUnclaimed(std::filesystem::path(marker).parent_path().native());
-    } else if (const NodeHandle node = lookUp(marker)) {
+    } else if (const NodeHandle node = openMember(marker)) {
         requireUnclaimed(*node);
     }
 }
 
-bool askUser(const std::vector<std::string>& markers) {
-    for (const std::string& marker : markers) {
-        if (const NodeHandle node = lookUp(marker)) {
+bool askUser(const std::vector<Member>& members) {
+    for (const auto& [marker, name] : members) {
+        if (const NodeHandle node = openMember(marker)) {
             writeMessage(escapeText("will delete the " + deletionText(node)));
         }
     }
-    writeRawMessage("Delete " + std::to_string(markers.size()) + " for good? [y/N]");
+    writeRawMessage("Delete " + std::to_string(members.size()) + " for good? [y/N]");
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";
@@ -83,28 +75,27 @@ bool askUser(const std::vector<std::string>& markers) {
 
 }  // namespace
 
-int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
-                Session& session) {
+int removeNodes(const std::vector<Member>& members, const RemovalChoice& choice, Session& session) {
     if (!choice.dryRun) {
-        std::for_each(markers.begin(), markers.end(), requireUnclaimedAt);
+        std::ranges::for_each(members, requireUnclaimedAt, &Member::marker);
     }
-    const bool asks = !choice.withoutQuestion && !choice.dryRun && !markers.empty();
+    const bool asks = !choice.withoutQuestion && !choice.dryRun && !members.empty();
     if (asks && (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)) {
         throw Failure(exitUsage, {}, "nobody can be asked whether to delete",
                       "give -y to delete without a question, or --dry-run to see what");
     }
-    if (asks && !askUser(markers)) {
+    if (asks && !askUser(members)) {
         session.note("nothing deleted");
         return exitNegative;
     }
-    ItemReport report(session, "removed");
-    for (const std::string& marker : markers) {
-        const NodeHandle node = lookUp(marker);
+    ItemReport report(session, "nodes");
+    for (const auto& [marker, name] : members) {
+        const NodeHandle node = openMember(marker);
         if (!node) {
             continue;
         }
         const std::string path = isMissing(node) ? marker : node->getPath();
-        Json item = session.json ? toJson(describe(node)) : Json();
+        Json item = session.json ? nodeJson(node) : Json();
         if (!choice.dryRun) {
             removeNode(node);
         }

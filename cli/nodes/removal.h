@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "nodes/members.h"
 #include "output/session.h"
 
 namespace cli {
@@ -13,10 +14,9 @@ struct RemovalChoice {
     bool dryRun = false;
 };
 
-/// Deletes the nodes of these marker or link files, and prints the path of each. On a terminal it
+/// Deletes these nodes, and prints the path of each. On a terminal it
 /// asks first; elsewhere it refuses without "-y". Stops at the first that cannot be deleted.
 /// Returns the exit code.
-int removeNodes(const std::vector<std::string>& markers, const RemovalChoice& choice,
-                Session& session);
+int removeNodes(const std::vector<Member>& members, const RemovalChoice& choice, Session& session);
 
 }  // namespace cli

@@ -20,15 +20,22 @@ std::string jsonName(const std::string& name) {
     return basekit2::is_utf8(name) ? name : escapeText(name);
 }
 
+Json jsonNumber(std::int64_t number) {
+    constexpr std::int64_t greatest = std::int64_t{1} << 53;
+    const bool isExact = -greatest <= number && number <= greatest;
+    return isExact ? Json(number) : Json(std::to_string(number));
+}
+
 Json jsonValue(const basekit2::variant_t& value) {
     switch (value.kind()) {
     case kind_t::int32:
     case kind_t::uint32:
-        return value.to_int64();
     case kind_t::int64:
-        return std::to_string(value.to_int64());
+        return jsonNumber(value.to_int64());
     case kind_t::uint64:
-        return std::to_string(static_cast<std::uint64_t>(value.to_int64()));
+        return value.to_int64() < 0
+                   ? Json(std::to_string(static_cast<std::uint64_t>(value.to_int64())))
+                   : jsonNumber(value.to_int64());
     case kind_t::str:
         return jsonText(*value.as_string());
     case kind_t::bag:

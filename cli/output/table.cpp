@@ -1,7 +1,9 @@
 #include "output/table.h"
 
+#include <unistd.h>
+
 #include <algorithm>
-#include <numeric>
+#include <limits>
 #include <utility>
 
 #include "base/text.h"
@@ -10,59 +12,157 @@ namespace cli {
 namespace {
 
 constexpr int gap = 2;
-constexpr int narrowest = 8;
+constexpr int narrowestText = 8;
+constexpr int narrowestName = 12;
+/// So many rows tell the widths.
+constexpr std::size_t mostKept = 500;
+
+/// In quotes where it holds what separates.
+std::string csvText(const std::string& text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
+    }
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted.append(c == '"' ? 2 : 1, c);
+    }
+    return quoted + "\"";
+}
 
 }  // namespace
 
-Table::Table(Output& out, std::vector<Column> columns)
-    : m_out(out), m_columns(std::move(columns)) {}
+Format formatOf(std::string_view name) {
+    return name == "table" ? Format::people
+           : name == "tsv" ? Format::tsv
+           : name == "csv" ? Format::csv
+                           : Format::automatic;
+}
 
-void Table::add(std::vector<Cell> row) {
+Table::Table(Output& out, std::vector<Column> columns, Format format)
+    : m_out(out),
+      m_columns(std::move(columns)),
+      m_format(format),
+      m_isForPeople(format == Format::people || (format == Format::automatic && out.isTerminal())) {
+}
+
+Table::Row Table::titles() const {
+    Row row;
+    for (const Column& column : m_columns) {
+        row.push_back({m_isForPeople || column.key.empty() ? column.title : column.key, "1"});
+    }
+    return row;
+}
+
+void Table::add(Row row) {
+    if (!m_isForPeople) {
+        if (!std::exchange(m_isBegun, true) && m_format != Format::automatic) {
+            writeLine(titles());
+        }
+        writeLine(row);
+        return;
+    }
     for (Cell& cell : row) {
         cell.text = cell.text.empty() ? "-" : escapeText(cell.text);
     }
-    if (m_out.isTerminal()) {
-        m_rows.push_back(std::move(row));
+    if (m_isBegun) {
+        print(row);
         return;
     }
-    std::string line;
-    for (const Cell& cell : row) {
-        line += (line.empty() ? "" : "\t") + m_out.styled(cell.text, cell.style);
+    m_rows.push_back(std::move(row));
+    if (m_rows.size() == mostKept) {
+        printKept();
     }
-    m_out.write(line + "\n");
 }
 
 void Table::finish() {
+    if (m_isForPeople) {
+        printKept();
+    } else if (!m_isBegun && m_format != Format::automatic) {
+        writeLine(titles());
+    }
+}
+
+void Table::writeLine(const Row& row) {
+    const bool isCsv = m_format == Format::csv;
+    std::string line;
+    for (const Cell& cell : row) {
+        line += &cell == row.data() ? "" : isCsv ? "," : "\t";
+        const std::string text = isCsv && !m_out.isTerminal() ? cell.text : escapeText(cell.text);
+        line += isCsv ? csvText(text) : m_out.styled(text.empty() ? "-" : text, cell.style);
+    }
+    m_out.write(line + (isCsv ? "\r\n" : "\n"));
+}
+
+void Table::printKept() {
     if (m_rows.empty()) {
         return;
     }
-    std::vector<int> widths;
-    std::vector<Cell> titles;
     for (const Column& column : m_columns) {
-        widths.push_back(displayWidth(column.title));
-        titles.push_back({column.title, "1"});
+        m_widths.push_back(displayWidth(column.title));
     }
-    for (const std::vector<Cell>& row : m_rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], displayWidth(row[i].text));
+    for (std::size_t i = 0; i < m_columns.size(); ++i) {
+        const auto isSame = [&](const Row& row) { return row[i].text == m_rows[0][i].text; };
+        if (m_columns[i].isOnlyForDifferences && std::ranges::all_of(m_rows, isSame)) {
+            m_widths[i] = 0;
+            continue;
+        }
+        for (const Row& row : m_rows) {
+            m_widths[i] = std::max(m_widths[i], displayWidth(row[i].text));
         }
     }
-    shrink(widths);
-    print(titles, widths);
-    for (const std::vector<Cell>& row : m_rows) {
-        print(row, widths);
+    if (m_out.isTerminal()) {
+        leaveOutColumns();
+        shrink();
+    }
+    m_isBegun = true;
+    print(titles());
+    for (const Row& row : m_rows) {
+        print(row);
     }
     m_rows.clear();
 }
 
-void Table::shrink(std::vector<int>& widths) const {
-    int excess = std::accumulate(widths.begin(), widths.end(), -gap - terminalWidth(STDOUT_FILENO),
-                                 [](int sum, int width) { return sum + width + gap; });
-    for (; excess > 0; --excess) {
+int Table::totalWidth() const {
+    int total = -gap;
+    for (const int width : m_widths) {
+        total += width > 0 ? width + gap : 0;
+    }
+    return total;
+}
+
+void Table::leaveOutColumns() {
+    const std::vector<int> widths = m_widths;
+    shrink();
+    while (totalWidth() > terminalWidth(STDOUT_FILENO)) {
+        std::size_t least = m_columns.size();
+        for (std::size_t i = 0; i < m_columns.size(); ++i) {
+            const int rank = m_widths[i] > 0 ? m_columns[i].leftOutAs : 0;
+            if (rank > 0 && (least == m_columns.size() || rank > m_columns[least].leftOutAs)) {
+                least = i;
+            }
+        }
+        if (least == m_columns.size()) {
+            break;
+        }
+        m_widths[least] = 0;
+    }
+    // What is left may be as wide as it was.
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+        m_widths[i] = m_widths[i] > 0 ? widths[i] : 0;
+    }
+}
+
+void Table::shrink() {
+    shrinkThose(Column::Cut::end, narrowestText);
+    shrinkThose(Column::Cut::name, narrowestName);
+}
+
+void Table::shrinkThose(Column::Cut cut, int narrowest) {
+    for (int excess = totalWidth() - terminalWidth(STDOUT_FILENO); excess > 0; --excess) {
         int* widest = nullptr;
-        for (std::size_t i = 0; i < widths.size(); ++i) {
-            if (!m_columns[i].isRigid && (!widest || widths[i] > *widest)) {
-                widest = &widths[i];
+        for (std::size_t i = 0; i < m_widths.size(); ++i) {
+            if (m_columns[i].cut == cut && (!widest || m_widths[i] > *widest)) {
+                widest = &m_widths[i];
             }
         }
         if (!widest || *widest <= narrowest) {
@@ -72,17 +172,24 @@ void Table::shrink(std::vector<int>& widths) const {
     }
 }
 
-void Table::print(const std::vector<Cell>& row, const std::vector<int>& widths) {
+void Table::print(const Row& row) {
     std::string line;
+    std::string pending;  // blanks at the end of a line are left out
     for (std::size_t i = 0; i < row.size(); ++i) {
-        const bool isLast = i + 1 == row.size();
-        const std::string text = fitWidth(row[i].text, widths[i]);
-        const std::string pad(static_cast<std::size_t>(widths[i] - displayWidth(text)), ' ');
-        const bool isRight = m_columns[i].align == Column::Align::right;
-        line += (isRight ? pad : "") + m_out.styled(text, row[i].style);
-        if (!isLast) {
-            line += (isRight ? "" : pad) + std::string(gap, ' ');
+        const Column& column = m_columns[i];
+        const int width = m_widths[i];
+        if (width == 0) {
+            continue;
         }
+        const std::string text = column.cut == Column::Cut::never ? row[i].text
+                                 : column.cut == Column::Cut::name
+                                     ? fitWidthByMiddle(row[i].text, width)
+                                     : fitWidth(row[i].text, width);
+        const std::string pad(static_cast<std::size_t>(std::max(width - displayWidth(text), 0)),
+                              ' ');
+        const bool isRight = column.align == Column::Align::right;
+        line += pending + (isRight ? pad : "") + m_out.styled(text, row[i].style);
+        pending = (isRight ? "" : pad) + std::string(gap, ' ');
     }
     m_out.write(line + "\n");
 }

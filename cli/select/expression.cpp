@@ -5,42 +5,13 @@
 
 #include "base/text.h"
 #include "basekit2/path.h"
+#include "select/keys.h"
 
 namespace cli {
 namespace {
 
 /// Parentheses and "not", in each other.
 constexpr int mostLevels = 100;
-
-struct Fact {
-    std::string_view name;
-    Measure measure;
-    std::string_view choices{};  ///< between blanks; any when empty
-};
-
-constexpr std::array facts{
-    Fact{"kind", Measure::text, " result experiment project "},
-    Fact{"state", Measure::text,
-         " incomplete collecting orphaned finalized invalid unreadable missing "},
-    Fact{"name", Measure::text},
-    Fact{"host", Measure::text},
-    Fact{"command", Measure::text},
-    Fact{"link", Measure::text},
-    Fact{"rank", Measure::number},
-    Fact{"exit", Measure::number},
-    Fact{"when", Measure::time},
-    Fact{"age", Measure::duration},
-    Fact{"elapsed", Measure::duration},
-    Fact{"cpu", Measure::duration},
-    Fact{"memory", Measure::size},
-    Fact{"size", Measure::size},
-};
-
-const Fact& factOf(std::string_view key) {
-    static constexpr Fact property{"", Measure::any};
-    const auto* found = std::ranges::find(facts, key, &Fact::name);
-    return found != facts.end() ? *found : property;
-}
 
 constexpr std::string_view blanks = " \t\r\n";
 constexpr std::string_view special = "()=!<>~'\"";
@@ -136,7 +107,9 @@ private:
         const std::size_t begin = m_at;
         std::string& text = comparison.m_text;
         text = takeText("a value", "()");
-        const Fact& fact = factOf(comparison.m_key);
+        static constexpr FactKey property{"", Measure::any};
+        const FactKey* const known = findFact(comparison.m_key);
+        const FactKey& fact = known ? *known : property;
         if (comparison.m_kind == Kind::like) {
             return;
         }
@@ -151,8 +124,8 @@ private:
         const bool isWord = text.find(' ') == text.npos && !text.empty();
         if (!fact.choices.empty() &&
             (!isWord || fact.choices.find(' ' + text + ' ') == fact.choices.npos)) {
-            const std::string_view known = fact.choices.substr(1, fact.choices.size() - 2);
-            fail(begin, shellQuote(text) + " is none of " + std::string(known));
+            const std::string_view all = fact.choices.substr(1, fact.choices.size() - 2);
+            fail(begin, shellQuote(text) + " is none of " + std::string(all));
         }
     }
 
@@ -287,15 +260,6 @@ bool Expression::isOrdered(bool isLess, bool isGreater) const {
     default:
         return !isLess && !isGreater;
     }
-}
-
-std::vector<std::string> factNames() {
-    std::vector<std::string> names;
-    names.reserve(facts.size());
-    for (const Fact& fact : facts) {
-        names.emplace_back(fact.name);
-    }
-    return names;
 }
 
 }  // namespace cli

@@ -69,7 +69,4 @@ private:
     Range m_range;  ///< what the text stands for, when it is measured
 };
 
-/// The keys that stand for what every result has; any other is the path of a property.
-std::vector<std::string> factNames();
-
 }  // namespace cli

@@ -1,10 +1,14 @@
 #include "select/value.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <ctime>
 #include <limits>
+
+#include "base/text.h"
 
 namespace cli {
 namespace {
@@ -133,6 +137,59 @@ int compareAny(const std::string& a, const std::string& b) {
         return order(*number.first, *number.second);
     }
     return a.compare(b);
+}
+
+namespace {
+
+std::string textOf(const Value& value, std::string (*numberText)(std::int64_t number, Measure),
+                   Measure measure) {
+    if (const auto* number = std::get_if<std::int64_t>(&value)) {
+        return numberText(*number, measure);
+    }
+    if (const auto* texts = std::get_if<std::vector<std::string>>(&value)) {
+        return fmt::format("{}", fmt::join(*texts, ","));
+    }
+    return std::holds_alternative<Unknown>(value) ? "?" : "";
+}
+
+}  // namespace
+
+int compareValues(const Value& a, const Value& b) {
+    if (!isPresent(a) || !isPresent(b)) {
+        return static_cast<int>(isPresent(b)) - static_cast<int>(isPresent(a));
+    }
+    const auto* const one = std::get_if<std::int64_t>(&a);
+    const auto* const other = std::get_if<std::int64_t>(&b);
+    return one && other ? (*one < *other ? -1 : *one > *other)
+                        : compareAny(exactText(a, Measure::any), exactText(b, Measure::any));
+}
+
+std::string exactText(const Value& value, Measure measure) {
+    return textOf(
+        value,
+        [](std::int64_t number, Measure unit) {
+            return unit == Measure::time ? utcTime(number) : std::to_string(number);
+        },
+        measure);
+}
+
+std::string humanText(const Value& value, Measure measure) {
+    return textOf(
+        value,
+        [](std::int64_t number, Measure unit) {
+            switch (unit) {
+            case Measure::duration:
+                return shortDuration(number);
+            case Measure::size:
+                return number < 0 ? std::to_string(number)
+                                  : shortSize(static_cast<std::uint64_t>(number));
+            case Measure::time:
+                return localTime(number);
+            default:
+                return std::to_string(number);
+            }
+        },
+        measure);
 }
 
 const char* descriptionOf(Measure measure) {

@@ -40,8 +40,8 @@ protected:
         return nlohmann::json::parse(run(Words("--json").with(words)).out, nullptr, false);
     }
     /// What a listing shows, one name behind the other.
-    std::string listed(const std::string& arguments) {
-        const nlohmann::json listing = json("list " + arguments);
+    std::string listed(const Words& command) {
+        const nlohmann::json listing = json(command);
         std::string names;
         for (const auto& node : listing["nodes"]) {
             names.append(names.empty() ? "" : " ").append(node["name"].get<std::string>());

@@ -38,7 +38,7 @@ TEST_F(CollectTest, TheProgramsEndIsTheCommandsEnd) {
     EXPECT_EQ(show("r001 exitCode") + show("r002 exitSignal"), "42\n9\n");
     const auto told = nlohmann::json::parse(run("collect --json -- true").err);
     EXPECT_EQ(told["schema"], 1);
-    EXPECT_EQ(told["result"]["path"], directory / "r005");
+    EXPECT_EQ(told["node"]["path"], directory / "r005");
     EXPECT_THAT(read("r003-bad/collector.log"), HasSubstr("no such program"));
     EXPECT_THAT(read("r000/command.log"), HasSubstr("command: true\n"));
     EXPECT_THAT(read("r000/collector.log"),
@@ -95,9 +95,9 @@ read x < done)",
     EXPECT_GT(busiest, 10);
     EXPECT_LE(busiest, 100.0 * static_cast<double>(::sysconf(_SC_NPROCESSORS_ONLN)) + 0.1);
     const auto properties = json("show r000")["properties"];
-    EXPECT_GE(std::stoll(properties["writtenBytes"].get<std::string>()), 8388608);
-    EXPECT_GT(std::stoll(properties["userTimeMicroseconds"].get<std::string>()), 0);
-    EXPECT_EQ(properties["sampleCount"], std::to_string(samples.size()));
+    EXPECT_GE(properties["writtenBytes"].get<std::int64_t>(), 8388608);
+    EXPECT_GT(properties["userTimeMicroseconds"].get<std::int64_t>(), 0);
+    EXPECT_EQ(properties["sampleCount"], samples.size());
 
     // What happens between two samples counts in the end.
     ASSERT_EQ(run(shell("head -c 100000 /dev/zero > file", "--interval 60000")).code, 0);
@@ -158,13 +158,13 @@ TEST_F(CollectTest, CtrlCReachesTheProgramOnce) {
 TEST_F(CollectTest, AResultIsLeftAloneUntilItsCollectorHasEnded) {
     Command collector = start(shell("echo $$; exec sleep 100"));
     ASSERT_TRUE(collector.awaitOutput("\n"));
-    EXPECT_EQ(listed("--state collecting"), "r000");
+    EXPECT_EQ(listed("list --state collecting"), "r000");
     EXPECT_EQ(run("set r000 note=lost").code, 5);
     collector.send(SIGKILL);
     EXPECT_EQ(::kill(static_cast<pid_t>(std::stol(collector.output())), SIGKILL), 0)
         << "the program goes on by itself";
     collector.finish();
-    EXPECT_EQ(listed("--state orphaned"), "r000");
+    EXPECT_EQ(listed("list --state orphaned"), "r000");
     EXPECT_EQ(show("r000 collectionCommand"), "sh -c 'echo $$; exec sleep 100'\n");
     EXPECT_NE(show("r000 collectionTimeBegin"), "");
     EXPECT_EQ(run("set r000 note=kept").code, 0);

@@ -33,7 +33,7 @@ TEST_F(CliCopiesTest, ExportLeavesOutAndImportFindsWhatIsNamed) {
                 ElementsAre(".norun", "collector.log", "command.log", "data.0", "e.zentor"));
     write("foreign/run.other", "<?xml version=\"1.0\"?><bag v=\"1\"/>");
     EXPECT_EQ(output("import foreign --ext .other"), directory / "foreign\n");
-    EXPECT_EQ(json("import foreign --ext other")["result"]["name"], "run");
+    EXPECT_EQ(json("import foreign --ext other")["node"]["name"], "run");
 }
 
 TEST_F(CliCopiesTest, CancellingLeavesNothingHalfDone) {
@@ -73,7 +73,7 @@ TEST_F(CliCopiesTest, WhatIsInvalidStepsAside) {
     EXPECT_EQ(run("check p").code, 0);
     output("create result single");
     EXPECT_EQ(output("move single p/single"), directory / "p/single\n");
-    EXPECT_EQ(listed("p"), "r000 single");
+    EXPECT_EQ(listed("list p"), "r000 single");
     output("create result r000");
     EXPECT_EQ(output("invalidate r000"), directory / "r000\n") << "its place is taken";
     EXPECT_EQ(show("r000 state"), "invalid\n");

@@ -23,9 +23,9 @@ TEST_F(CliGroupsTest, ListShowsGroupsAsATree) {
                                             {"-r --reverse", "x r000 e r000"},
                                             {"-r --limit 2", "e r000"},
                                             {"--mask r@@@", "r000"}}) {
-        EXPECT_EQ(listed(std::string("p ") + options), expected) << options;
+        EXPECT_EQ(listed(std::string("list ") + std::string("p ") + options), expected) << options;
     }
-    EXPECT_THAT(output("list -r p"), HasSubstr("\ne/r000\tresult\t"));
+    EXPECT_THAT(output("list -r p"), HasSubstr("\ne/r000\tincomplete\t"));
     const nlohmann::json nodes = json("list -r p")["nodes"];
     ASSERT_EQ(nodes.size(), 4U);
     EXPECT_EQ(nodes[1]["groups"], nlohmann::json({"e"}));
@@ -39,7 +39,7 @@ TEST_F(CliGroupsTest, ListShowsGroupsAsATree) {
 
 TEST_F(CliGroupsTest, MembersAreRenamedRepairedAndFinalized) {
     EXPECT_EQ(output("rename p/x.zentorlink y"), directory / "far/x/y.zentor\n");
-    EXPECT_EQ(listed("p"), "e r000 y");
+    EXPECT_EQ(listed("list p"), "e r000 y");
     EXPECT_EQ(run("relink p/y.zentorlink far/x").code, 1) << "it is not missing";
     fs::rename(directory / "far/x", directory / "moved");
     EXPECT_EQ(json("list p")["nodes"][2]["state"], "missing");
@@ -50,7 +50,7 @@ TEST_F(CliGroupsTest, MembersAreRenamedRepairedAndFinalized) {
     write("p/r000/data.0/a.txt", "a");
     EXPECT_EQ(output("files p/r000 *.csv"), directory / "p/r000/data.0/b.csv\n");
     output("finalize p/r000 p/e/r000");
-    EXPECT_EQ(listed("-r p --state finalized"), "r000 r000");
+    EXPECT_EQ(listed("list -r p --state finalized"), "r000 r000");
 }
 
 TEST_F(CliGroupsTest, RemovalDeletesWhatIsNamedAndAsksFirst) {
@@ -84,17 +84,17 @@ TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     }
     EXPECT_EQ(output("purge p --keep 3 --dry-run"), directory / "p/r000\n");
     output("purge p --keep 2 -y");
-    EXPECT_EQ(listed("p"), "e r002 r003 x");
+    EXPECT_EQ(listed("list p"), "e r002 r003 x");
     output("purge p --keep 0 --mask r@@@ -y");
-    EXPECT_EQ(listed("p"), "e x");
+    EXPECT_EQ(listed("list p"), "e x");
 }
 
 TEST_F(CliGroupsTest, ListingCopiedGroupsChangesNoMarker) {
     support::Command({"-ec", "cp -a p p2"}, {directory.path().native(), {}, 0, "sh"}).finish();
     output("set far/x c=1");
-    listed("p2");
+    listed("list p2");
     const auto before = stampOf(directory / "far/x/x.zentor");
-    EXPECT_EQ(listed("p"), listed("p2"));
+    EXPECT_EQ(listed("list p"), listed("list p2"));
     EXPECT_EQ(stampOf(directory / "far/x/x.zentor"), before);
 }
 

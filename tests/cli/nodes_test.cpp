@@ -19,7 +19,7 @@ TEST_F(NodesTest, NamesAreBytes) {
         EXPECT_EQ(output({"create", "result", "--", name}), directory / name + "\n");
         EXPECT_EQ(output({"show", "--", name, "name"}), shown + "\n");
         EXPECT_EQ(json({"show", "--", name, "name"})["values"]["name"], inJson);
-        EXPECT_THAT(output("list"), HasSubstr(shown + "\tresult\tincomplete\t"));
+        EXPECT_THAT(output("list"), HasSubstr(shown + "\tincomplete\t"));
         EXPECT_THAT(json("list")["nodes"].dump(), HasSubstr(inJson.dump()));
         EXPECT_EQ(output({"get", "--", name}), directory / name + "\n");
         output({"add", "--to", "p", "--", name});
@@ -45,8 +45,8 @@ TEST_F(NodesTest, ListFiltersSortsAndLimits) {
           {"--reverse --limit 2", "s0-bad r003"},
           {"--mask r@@@ --state finalized --reverse --limit 1", "r002"},
           {"--sort size --reverse --limit 1", "r000"},
-          {"--sort command --mask r@@@", "r003 r000 r001 r002"}}) {
-        EXPECT_EQ(listed(options), expected) << options;
+          {"--sort command --mask r@@@", "r000 r001 r002 r003"}}) {
+        EXPECT_EQ(listed(std::string("list ") + options), expected) << options;
     }
     EXPECT_THAT(output("list -l --state finalized"), HasSubstr(directory / "r000"));
 }
@@ -55,7 +55,7 @@ TEST_F(NodesTest, AnUnreadableMarkerIsShownAndNeverOverwritten) {
     output("create result r000");
     output("create result r001");
     write("r000/r000.zentor", "<bag v=");
-    EXPECT_EQ(listed("--state unreadable"), "r000");
+    EXPECT_EQ(listed("list --state unreadable"), "r000");
     for (const char* refused : {"show r000", "rename r000 q", "set r000 a=b", "diff r000 r001"}) {
         const auto result = run(refused);
         EXPECT_EQ(result.code, 7) << refused;
@@ -148,7 +148,7 @@ TEST_F(NodesTest, ATerminalGetsAlignedHarmlessLines) {
     const std::string out = start("list", "NO_COLOR=1", 72).finish().out;
     EXPECT_THAT(out, Not(HasSubstr("\x1b")));
     EXPECT_THAT(out, AllOf(HasSubstr("NAME "), HasSubstr("\xe2\x80\xa6\r\n")));
-    EXPECT_THAT(out, HasSubstr("\r\n\xe7\xb5\x90\xe6\x9e\x9c        result"));
+    EXPECT_THAT(out, HasSubstr("\r\n\xe7\xb5\x90\xe6\x9e\x9c              incomplete"));
     std::istringstream lines(out);
     std::size_t widest = 0;
     for (std::string line; std::getline(lines, line);) {
@@ -172,7 +172,7 @@ TEST_F(NodesTest, WhatWasRemovedBeforeAFailureIsTold) {
         EXPECT_THAT(result.err, HasSubstr("a1"));
         EXPECT_THAT(result.out, AllOf(HasSubstr("/a0"), Not(HasSubstr("/a1"))));
         EXPECT_FALSE(exists("a0"));
-        EXPECT_EQ(listed("."), "a1 a2");
+        EXPECT_EQ(listed("list ."), "a1 a2");
     }
 }
 

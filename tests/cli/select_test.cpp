@@ -15,12 +15,7 @@ protected:
         output("set bad threads=16 ratio=1.50");
     }
     std::string where(const std::string& expression) {
-        const nlohmann::json listing = json({"list", "--where", expression});
-        std::string names;
-        for (const auto& node : listing["nodes"]) {
-            names.append(names.empty() ? "" : " ").append(node["name"].get<std::string>());
-        }
-        return names;
+        return listed({"list", "--where", expression});
     }
 };
 
@@ -83,14 +78,68 @@ TEST_F(CliSelectTest, ErrorsPointAtTheColumn) {
     }
 }
 
+TEST_F(CliSelectTest, CommandsTakeWhatIsSelected) {
+    for (const auto& [selector, expected] : std::vector<std::pair<Words, std::string>>{
+             {{"[bc]*"}, "bad cut"},
+             {{"ok", "*", "./ok"}, "ok bad cut empty"},
+             {{"*", "--where", "exit!=0 and exit"}, "bad cut"},
+             {{"ok", "cut", "--where", "name=cut"}, "cut"}}) {
+        EXPECT_EQ(listed(Words("list").with(selector)), expected);
+    }
+    write("bad/bad.zentor", "<");
+    EXPECT_EQ(run("remove * -y --where exit=0").code, 7);
+    EXPECT_EQ(run("remove * -y --where exit=5 --where name=ok").code, 3);
+    EXPECT_EQ(output("remove -y --where name=~e*"), directory / "empty\n");
+    EXPECT_EQ(listed("list"), "bad cut ok");
+}
+
+TEST_F(CliSelectTest, NamesAreThoseThatCommandsTake) {
+    output("rename ok good");
+    output("create result good2");
+    output("rename good2 twin");
+    output("create result twin2");
+    output("rename twin2 twin");
+    EXPECT_EQ(show("good path"), directory / "ok\n");
+    EXPECT_EQ(listed("list --sort name"), "bad cut empty good good2/twin.zentor twin2/twin.zentor");
+    EXPECT_EQ(show("twin2/twin.zentor path"), directory / "twin2\n");
+    EXPECT_THAT(run("show twin").err, HasSubstr("several nodes have this name"));
+    // A directory of that name would be taken for the node.
+    output("rename cut bad");
+    EXPECT_EQ(listed("list -q"), "bad/bad.zentor cut/bad.zentor empty good good2/twin.zentor "
+                                 "twin2/twin.zentor");
+}
+
+TEST_F(CliSelectTest, ListsAreSortedCountedAndFormatted) {
+    output("set empty user/tags='a");
+    output({"set", "ok", "user/tags=a b"});
+    EXPECT_EQ(listed("list --sort threads,name --reverse"), "bad ok empty cut");
+    EXPECT_EQ(listed("list --sort elapsed --reverse --limit 1"), "ok");
+    EXPECT_EQ(output("list --columns name,threads,tag --sort threads --format csv"),
+              "name,threads,tag\r\nok,4,\"a,b\"\r\nbad,16,\r\ncut,,\r\nempty,,'a\r\n");
+    EXPECT_EQ(output("list ok bad --format tsv --columns threads,exit"),
+              "threads\texit\n4\t0\n16\t1\n");
+    const std::string lines = output("list --format jsonl --limit 2 --columns exit");
+    const auto first = nlohmann::json::parse(lines.substr(0, lines.find('\n')));
+    EXPECT_EQ(first["node"]["values"]["exit"], 1);
+    EXPECT_EQ(first["node"]["tags"], nlohmann::json::array());
+    EXPECT_EQ(output("list --group-by tag --columns threads"),
+              "'a\t1\tthreads\t-\t-\t-\na\t1\tthreads\t4\t4\t4\n"
+              "b\t1\tthreads\t4\t4\t4\n-\t2\tthreads\t16\t16\t16\n");
+    EXPECT_EQ(json("list --group-by kind --columns threads")["groups"][0]["measures"]["threads"],
+              nlohmann::json::parse(R"({"count": 2, "min": 4, "median": 10, "max": 16})"));
+    const std::string people = start("list", "NO_COLOR=1", 200).finish().out;
+    EXPECT_THAT(people, HasSubstr("TAGS"));
+    EXPECT_THAT(people, AllOf(HasSubstr("ms  "), Not(HasSubstr("HOST")), Not(HasSubstr("KIND"))));
+}
+
 using CliOrderTest = CliTest;
 
 TEST_F(CliOrderTest, TheGreatestNumberIsTheNewest) {
     for (const char* name : {"r1000", "r999", "r1001", "r998", "a-10b2", "a-9b10", "a-010b1"}) {
         output(std::string("create result ") + name);
     }
-    EXPECT_EQ(listed("--mask *"), "a-9b10 a-010b1 a-10b2 r998 r999 r1000 r1001");
-    EXPECT_EQ(listed("--reverse --limit 2"), "r1001 r1000");
+    EXPECT_EQ(listed("list --mask *"), "a-9b10 a-010b1 a-10b2 r998 r999 r1000 r1001");
+    EXPECT_EQ(listed("list --reverse --limit 2"), "r1001 r1000");
     EXPECT_EQ(show("r@@@ name"), "r1001\n");
     EXPECT_EQ(json("diff r@@@")["old"], directory / "r1000");
     EXPECT_EQ(output("purge . --keep 2 -y"), (directory / "r998\n") + (directory / "r999\n"));

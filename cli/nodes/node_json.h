@@ -1,0 +1,23 @@
+#pragma once
+/// Nodes as JSON: the one shape that every command prints. docs/json.md describes it.
+
+#include "nodes/description.h"
+#include "output/json.h"
+#include "output/session.h"
+#include "select/value.h"
+
+namespace cli {
+
+/// Numbers as numbers, of one text the text, of several an array; null where there is none or where
+/// it could not be read.
+Json jsonOf(const Value& value, Measure measure);
+
+Json nodeJson(vesta2::INode& node, const Description& description);
+Json nodeJson(const basekit2::sptr_t<vesta2::INode>& node);
+
+/// Prints the result of a command on a node: as JSON the node, else `text`. Returns the exit code
+/// of success.
+int reportNode(Session& session, const basekit2::sptr_t<vesta2::INode>& node,
+               const std::string& text);
+
+}  // namespace cli
