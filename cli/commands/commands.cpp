@@ -2,8 +2,9 @@
 
 namespace cli {
 
-Declaration collect, create, get, list, show, set, diff, files, add, rename, relink, copy, move,
-    duplicate, exportResult, importResult, flag, finalize, invalidate, remove, purge, check, doctor;
+Declaration collect, create, get, list, show, set, tag, note, pin, unpin, diff, files, add, rename,
+    relink, copy, move, duplicate, exportResult, importResult, flag, finalize, invalidate, remove,
+    purge, check, doctor;
 
 const std::vector<CommandEntry>& commandTable() {
     static const std::vector<CommandEntry> table{
@@ -12,7 +13,11 @@ const std::vector<CommandEntry>& commandTable() {
         {"get", "the result at a path, made or repaired when needed", &get},
         {"list", "the nodes of a group", &list},
         {"show", "all about a node", &show},
-        {"set", "change properties of a node", &set},
+        {"set", "change properties of nodes", &set},
+        {"tag", "put words on nodes, by which they are found again", &tag},
+        {"note", "say something of a node", &note},
+        {"pin", "keep nodes from every purge", &pin},
+        {"unpin", "let them be purged again", &unpin},
         {"diff", "compare two results", &diff},
         {"files", "the collected files of a result", &files},
         {"add", "take nodes into a project or an experiment", &add},

@@ -1,23 +1,13 @@
-#include <linux/magic.h>
-#include <nlohmann/json.hpp>
-#include <sys/statfs.h>
-
 #include <charconv>
-#include <chrono>
-#include <limits>
 #include <memory>
 #include <optional>
-#include <thread>
 
 #include "base/failure.h"
 #include "base/text.h"
 #include "commands/arguments.h"
-#include "nodes/description.h"
-#include "nodes/flags.h"
-#include "nodes/node_argument.h"
+#include "nodes/change.h"
 #include "nodes/properties.h"
-#include "vesta2/names.h"
-#include "vesta2/node.h"
+#include "select/keys.h"
 
 namespace cli {
 namespace {
@@ -26,8 +16,9 @@ using basekit2::variant_t;
 using kind_t = basekit2::variant_t::kind_t;
 
 struct Arguments {
-    std::string node;
-    std::vector<std::string> assignments;
+    std::vector<std::string> words;
+    std::vector<std::string> where;
+    std::vector<std::string> unset;
 };
 
 template <class Number>
@@ -76,6 +67,23 @@ std::string kindName(kind_t kind) {
     }
 }
 
+/// Raises `Failure` for what people may not change.
+void requireOwn(vesta2::INode& node, const std::string& key) {
+    if (roleOf(key) == Role::creation || roleOf(key) == Role::link) {
+        throw Failure(exitUsage, node.getPath(), shellQuote(key) + " is kept by the library",
+                      "choose another key");
+    }
+    if (findFact(key)) {
+        throw Failure(exitUsage, node.getPath(),
+                      shellQuote(key) + " is told from other properties, and cannot be set",
+                      key == "tag"      ? "use 'vesta2 tag'"
+                      : key == "note"   ? "use 'vesta2 note'"
+                      : key == "pinned" ? "use 'vesta2 pin'"
+                      : key == "name"   ? "use 'vesta2 rename'"
+                                        : "choose another key");
+    }
+}
+
 Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
     const auto parts = splitAssignment(assignment);
     if (!parts) {
@@ -83,10 +91,7 @@ Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
                       "write it as KEY=VALUE");
     }
     const auto& [key, text] = *parts;
-    if (roleOf(key) == Role::creation || roleOf(key) == Role::link) {
-        throw Failure(exitUsage, node.getPath(), shellQuote(key) + " is kept by the library",
-                      "choose another key");
-    }
+    requireOwn(node, key);
     const variant_t old = getProperty(node, key);
     const kind_t kind = old.empty() ? usualKind(key) : old.kind();
     const std::optional<variant_t> value = parseValue(text, kind);
@@ -98,75 +103,62 @@ Property parseAssignment(vesta2::INode& node, const std::string& assignment) {
     return {key, *value};
 }
 
-/// Where the node is, without keeping it open: what is read before the claim may be out of date.
-struct Place {
-    explicit Place(const std::string& argument) {
-        const auto node = namedPresentNode(argument);
-        directory = node->getPath();
-        marker = node->getMarkerFilePath();
-    }
-
-    std::string directory;
-    std::string marker;
+/// Which words are NODEs, and which assignments.
+struct Words {
+    Selector selector;
+    std::vector<std::string> assignments;
 };
 
-/// Makes the client of a network file system revalidate `path`: its cache may name the file from
-/// before the last owner of the flag saved. Returns whether the cached content may be out of date
-/// too, as with clients in user space (FUSE), for a second.
-bool askServerFor(const std::string& path) {
-    struct statfs fileSystem {};
-    return ::statfs(path.c_str(), &fileSystem) != 0 || fileSystem.f_type == FUSE_SUPER_MAGIC;
-}
-
-/// Opens the node as it is on disk after the claim.
-basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
-    constexpr std::chrono::milliseconds pause(100);
-    constexpr int mostTries = 30;
-    for (int attempt = 1;; ++attempt) {
-        const bool mayBeWrong = askServerFor(place.marker);
-        auto node = namedNode(place.marker);
-        const bool isRead = vesta2::Node::markerState(node) == vesta2::marker_state_t::read;
-        if (isRead || !mayBeWrong || attempt == mostTries) {
-            requireReadable(node);
-            return node;
+/// The first word is a NODE, unless expressions select the nodes; of the others those with a "="
+/// are assignments.
+Words sortWords(const Arguments& arguments) {
+    Words words;
+    words.selector.where = arguments.where;
+    for (const std::string& word : arguments.words) {
+        const bool isNode =
+            words.selector.nodes.empty() && words.assignments.empty() && arguments.where.empty();
+        if (isNode || word.find('=') == std::string::npos) {
+            words.selector.nodes.push_back(word);
+        } else {
+            words.assignments.push_back(word);
         }
-        std::this_thread::sleep_for(pause);
     }
+    if (words.assignments.empty() && arguments.unset.empty()) {
+        throw Failure(exitUsage, {}, "what to change is missing",
+                      "write it as KEY=VALUE, or --unset KEY");
+    }
+    return words;
 }
 
 int run(const Arguments& arguments, Session& session) {
-    const Place place(arguments.node);
-    const FlagClaim claim = claimForChange(place.directory);
-    // A collector saves its own copy of the properties, and would overwrite the change.
-    requireUnclaimed(place.directory, {flags::collecting, vesta2::flag_name::projectReadOnly});
-    const auto node = openClaimed(place);
-    std::vector<Property> changes;
-    for (const std::string& assignment : arguments.assignments) {
-        changes.push_back(parseAssignment(*node, assignment));
-    }
-    for (const Property& change : changes) {
-        if (!putProperty(*node, change.key, change.value)) {
-            throw Failure(exitUsage, node->getPath(), shellQuote(change.key) + " cannot be a key",
-                          "nothing was changed");
+    const Words words = sortWords(arguments);
+    const auto change = [&](vesta2::INode& node) {
+        std::vector<Property> changes;
+        for (const std::string& assignment : words.assignments) {
+            changes.push_back(parseAssignment(node, assignment));
         }
-    }
-    saveProperties(*node);
-    if (session.json) {
-        Json values = Json::object();
-        for (const Property& change : changes) {
-            values[jsonName(change.key)] = jsonValue(change.value);
+        for (const std::string& key : arguments.unset) {
+            requireOwn(node, key);
+            changes.push_back({key, {}});
         }
-        session.out.writeJson({{"path", jsonText(node->getPath())}, {"properties", values}});
-    }
-    return exitOk;
+        for (const auto& [key, value] : changes) {
+            if (!putProperty(node, key, value)) {
+                throw Failure(exitUsage, node.getPath(), shellQuote(key) + " cannot be a key",
+                              "nothing was changed");
+            }
+        }
+    };
+    return changeNodes(selectMembers(words.selector, session), change, session);
 }
 
 }  // namespace
 
 Action set(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    nodeArgument(options, arguments->node);
-    options.arguments("KEY=VALUE", arguments->assignments, "the properties to change", true);
+    options.arguments("NODE", arguments->words,
+                      "which nodes, and behind them KEY=VALUE for each property to change", false);
+    whereOption(options, arguments->where);
+    options.option("--unset", "KEY", arguments->unset, "remove a property");
     return makeAction(arguments, run);
 }
 

@@ -10,8 +10,12 @@
 #include "commands/arguments.h"
 #include "nodes/contents.h"
 #include "nodes/description.h"
+#include "nodes/facts.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "nodes/properties.h"
+#include "nodes/selection.h"
+#include "select/keys.h"
 #include "vesta2/i_project.h"
 #include "vesta2/node.h"
 
@@ -19,7 +23,8 @@ namespace cli {
 namespace {
 
 struct Arguments {
-    std::string node;
+    std::vector<std::string> words;
+    std::vector<std::string> where;
     std::vector<std::string> keys;
 };
 
@@ -38,7 +43,8 @@ void addText(std::vector<Fact>& facts, const char* key, const char* text) {
 }
 
 void addNumber(std::vector<Fact>& facts, std::string_view key, std::uint64_t number) {
-    facts.push_back({std::string(key), std::to_string(number), std::to_string(number)});
+    facts.push_back(
+        {std::string(key), std::to_string(number), jsonNumber(static_cast<std::int64_t>(number))});
 }
 
 void addParents(std::vector<Fact>& facts, const basekit2::sptr_t<vesta2::INode>& node) {
@@ -53,9 +59,9 @@ void addParents(std::vector<Fact>& facts, const basekit2::sptr_t<vesta2::INode>&
         addText(facts, "project", project->getPath());
     }
     if (node->isLinked()) {
-        addText(facts, "link", node->getLinkFilePath());
-        const char* stale = node->isLinkStale() ? "stale" : "fresh";
-        facts.push_back({"linkState", stale, stale});
+        addText(facts, "linkFile", node->getLinkFilePath());
+        const char* stale = node->isLinkStale() ? "stale" : "linked";
+        facts.push_back({"link", stale, stale});
     }
 }
 
@@ -131,48 +137,131 @@ void print(Session& session, const std::vector<Fact>& facts) {
     }
 }
 
-/// Every key before the first output: either all values come, or none.
-std::vector<Fact> select(const std::vector<Fact>& facts, const std::vector<std::string>& keys,
-                         const std::string& path) {
-    std::vector<Fact> chosen;
-    for (const std::string& key : keys) {
-        const auto found = std::find_if(facts.begin(), facts.end(),
-                                        [&](const Fact& fact) { return fact.key == key; });
-        if (found == facts.end()) {
-            throw Failure(exitNotFound, path, "has no property " + shellQuote(key),
-                          seeCommand("show", path) + " for all of them");
-        }
-        chosen.push_back(*found);
+/// What can be told of a node.
+struct Account {
+    std::vector<Fact> facts;
+    std::vector<Fact> properties;
+};
+
+Account accountOf(const basekit2::sptr_t<vesta2::INode>& node, const std::vector<std::string>& keys,
+                  bool forPeople) {
+    Account account{gatherFacts(node), gatherProperties(*node, forPeople)};
+    if (wantsContents(keys) && isThere(node->getPath())) {
+        addContents(account.facts, node);
     }
-    return chosen;
+    return account;
+}
+
+/// The value of a key of a node; raises `Failure` when it has none.
+Fact chosen(const basekit2::sptr_t<vesta2::INode>& node, const Account& account,
+            const std::string& key) {
+    for (const std::vector<Fact>* facts : {&account.facts, &account.properties}) {
+        const auto found = std::ranges::find(*facts, key, &Fact::key);
+        if (found != facts->end()) {
+            return *found;
+        }
+    }
+    const Value value = findFact(key) ? valueOf(*node, describe(node), key) : Value();
+    if (!isPresent(value)) {
+        const std::string path = node->getPath();
+        throw Failure(exitNotFound, path,
+                      "has no property " + shellQuote(key) + ", and no node is called so",
+                      seeCommand("show", path) + " for all that it has");
+    }
+    return {key, exactText(value, measureOf(key)), jsonOf(value, measureOf(key))};
+}
+
+/// Whether a word behind the first names something of the first node, rather than another node.
+bool isKey(const std::string& word, const Member& first) {
+    if (findFact(word) || std::ranges::count(contentKeys, word) != 0) {
+        return true;
+    }
+    const auto node = openMember(first.marker);
+    if (!node) {
+        return false;
+    }
+    const Account account{gatherFacts(node), gatherProperties(*node, false)};
+    return std::ranges::count(account.facts, word, &Fact::key) != 0 ||
+           std::ranges::count(account.properties, word, &Fact::key) != 0;
+}
+
+/// Which words are NODEs, and which KEYs.
+struct Request {
+    Selector selector;
+    std::vector<std::string> keys;
+};
+
+Request sortWords(const Arguments& arguments) {
+    Request request{{{}, arguments.where}, arguments.keys};
+    if (!arguments.where.empty() || arguments.words.empty()) {
+        request.selector.nodes = arguments.words;
+        return request;
+    }
+    request.selector.nodes = {arguments.words.front()};
+    const Member first = membersNamed(arguments.words.front()).front();
+    for (auto word = arguments.words.begin() + 1; word != arguments.words.end(); ++word) {
+        bool isNode = false;
+        if (!isKey(*word, first)) {
+            try {
+                isNode = !membersNamed(*word).empty();
+            } catch (const Failure& failure) {
+                if (failure.code() != exitNotFound) {
+                    throw;
+                }
+            }
+        }
+        (isNode ? request.selector.nodes : request.keys).push_back(*word);
+    }
+    return request;
+}
+
+Json json(const basekit2::sptr_t<vesta2::INode>& node, const Account& account,
+          const std::vector<std::string>& keys) {
+    Json object = nodeJson(node);
+    if (keys.empty()) {
+        object.update(toJson(account.facts));
+        object["properties"] = toJson(account.properties);
+        return object;
+    }
+    std::vector<Fact> values;
+    values.reserve(keys.size());
+    for (const std::string& key : keys) {
+        values.push_back(chosen(node, account, key));
+    }
+    object["values"] = toJson(values);
+    return object;
 }
 
 int run(const Arguments& arguments, Session& session) {
-    const auto node = namedNode(arguments.node);
-    std::vector<Fact> facts = gatherFacts(node);
-    if (wantsContents(arguments.keys) && isThere(node->getPath())) {
-        addContents(facts, node);
+    const Request request = sortWords(arguments);
+    const std::vector<Member> members = selectMembers(request.selector, session);
+    const bool wantsAll = request.keys.empty();
+    Json nodes = Json::array();
+    std::string values;  // all come, or none
+    for (const Member& member : members) {
+        const auto node = openMember(member.marker);
+        if (!node) {
+            throw Failure::fromErrno(ENOENT, member.marker);
+        }
+        const bool forPeople = wantsAll && session.out.isTerminal() && !session.json;
+        Account account = accountOf(node, request.keys, forPeople);
+        if (session.json) {
+            nodes.push_back(json(node, account, request.keys));
+        } else if (wantsAll) {
+            session.out.write(&member == members.data() ? "" : "\n");
+            account.facts.insert(account.facts.end(), account.properties.begin(),
+                                 account.properties.end());
+            print(session, account.facts);
+        }
+        for (const std::string& key : session.json ? std::vector<std::string>() : request.keys) {
+            values += escapeText(chosen(node, account, key).text) + "\n";
+        }
     }
-    const bool wantsAll = arguments.keys.empty();
-    const std::vector<Fact> fromMarker =
-        gatherProperties(*node, wantsAll && session.out.isTerminal());
-    if (wantsAll && session.json) {
-        session.out.writeJson({{"node", toJson(facts)}, {"properties", toJson(fromMarker)}});
-        return exitOk;
-    }
-    facts.insert(facts.end(), fromMarker.begin(), fromMarker.end());
-    if (wantsAll) {
-        print(session, facts);
-        return exitOk;
-    }
-    const std::vector<Fact> chosen = select(facts, arguments.keys, node->getPath());
     if (session.json) {
-        session.out.writeJson({{"values", toJson(chosen)}});
-        return exitOk;
+        session.out.writeJson(members.size() == 1 ? Json{{"node", std::move(nodes[0])}}
+                                                  : Json{{"nodes", std::move(nodes)}});
     }
-    for (const Fact& fact : chosen) {
-        session.out.write(escapeText(fact.text) + "\n");
-    }
+    session.out.write(values);
     return exitOk;
 }
 
@@ -180,8 +269,10 @@ int run(const Arguments& arguments, Session& session) {
 
 Action show(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    nodeArgument(options, arguments->node);
-    options.arguments("KEY", arguments->keys, "print the values of these alone, one a line", false);
+    options.arguments("NODE", arguments->words,
+                      "which nodes, and behind them KEYs: their values alone, one a line", false);
+    whereOption(options, arguments->where);
+    options.option("--key", "KEY", arguments->keys, "a KEY that could also name a node");
     return makeAction(arguments, run);
 }
 

@@ -4,11 +4,10 @@
 #include <array>
 #include <ctime>
 #include <filesystem>
-#include <iterator>
-#include <sstream>
 
 #include "nodes/contents.h"
 #include "nodes/properties.h"
+#include "nodes/tags.h"
 #include "select/keys.h"
 
 namespace cli {
@@ -29,16 +28,9 @@ Value propertyOf(vesta2::INode& node, const std::string& key) {
     return value.as_string() || isGreat ? Value(Texts{valueText(value)}) : Value(value.to_int64());
 }
 
-/// The words of a text.
-Value wordsOf(vesta2::INode& node, const char* key) {
-    const Value value = propertyOf(node, key);
-    const auto* const texts = std::get_if<Texts>(&value);
-    if (!texts) {
-        return value;
-    }
-    std::istringstream stream(texts->front());
-    Texts words{std::istream_iterator<std::string>(stream), {}};
-    return words.empty() ? Value() : Value(std::move(words));
+Value tagsIn(vesta2::INode& node) {
+    Texts tags = tagsOf(node);
+    return tags.empty() ? Value() : Value(std::move(tags));
 }
 
 Value sumOf(vesta2::INode& node, const char* first, const char* second) {
@@ -98,7 +90,7 @@ constexpr std::array recordedFacts{
     Fact{"cpu", [](auto& node, auto&) { return sumOf(node, key::userTime, key::systemTime); }},
     Fact{"memory", [](auto& node, auto&) { return propertyOf(node, key::peakMemory); }},
     Fact{"exit", [](auto& node, auto&) { return exitOf(node); }},
-    Fact{"tag", [](auto& node, auto&) { return wordsOf(node, key::tags); }},
+    Fact{"tag", [](auto& node, auto&) { return tagsIn(node); }},
     Fact{"note", [](auto& node, auto&) { return propertyOf(node, key::note); }},
     Fact{"pinned", [](auto& node, auto&) { return propertyOf(node, key::pinned); }},
 };

@@ -101,6 +101,7 @@ public:
     void addProgram(const CLI::App& app, std::vector<std::string>& target) {
         m_programs[&app] = &target;
     }
+    void addSigned(const CLI::App& app) { m_signed = &app; }
     void addAction(const CLI::App& app, Action action) { m_actions[&app] = std::move(action); }
 
     Action parse(int argc, char** argv) {
@@ -112,6 +113,7 @@ public:
                 word->insert(word->begin(), verbatimMark);
             }
         }
+        markSigned(words);
         std::reverse(words.begin(), words.end());
         m_root.parse(std::move(words));
 
@@ -139,6 +141,31 @@ private:
         return !words.empty() && !words.front().empty() && words.front().front() == verbatimMark;
     }
 
+    /// Of a command whose arguments may begin with "-", those that are none of its options.
+    void markSigned(std::vector<std::string>& words) const {
+        const auto isOption = [](const std::string& word) {
+            return word.size() > 1 && word.front() == '-';
+        };
+        const auto hasValue = [](const std::string& word) {
+            return word == "-C" || word == "--color";
+        };
+        auto word = words.begin();
+        while (word != words.end() && isOption(*word)) {
+            word += hasValue(*word) && word + 1 != words.end() ? 2 : 1;
+        }
+        if (!m_signed || word == words.end() || *word != m_signed->get_name()) {
+            return;
+        }
+        for (const auto end = std::find(word, words.end(), "--"); word != end; ++word) {
+            const bool isLong = word->compare(0, 2, "--") == 0;
+            const bool isKnown = hasValue(*word) || *word == "-h" || *word == "-q" ||
+                                 *word == "-v" || *word == "-vv";
+            if (isOption(*word) && !isLong && !isKnown) {
+                word->insert(word->begin(), verbatimMark);
+            }
+        }
+    }
+
     void stripMarks() {
         for (std::string* text : m_texts) {
             stripMark(*text);
@@ -152,6 +179,7 @@ private:
     std::vector<std::string*> m_texts;
     std::vector<std::vector<std::string>*> m_lists;
     std::map<const CLI::App*, std::vector<std::string>*> m_programs;
+    const CLI::App* m_signed = nullptr;
     std::map<const CLI::App*, Action> m_actions;
 };
 
@@ -219,6 +247,12 @@ void Options::arguments(const char* name, std::vector<std::string>& target, cons
                         bool required) {
     m_app.add_option(name, target, help)->option_text("...")->required(required);
     m_parser.addTexts(target);
+}
+
+void Options::signedArguments(const char* name, std::vector<std::string>& target,
+                              const char* help) {
+    arguments(name, target, help, false);
+    m_parser.addSigned(m_app);
 }
 
 void Options::program(std::vector<std::string>& target) {

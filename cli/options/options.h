@@ -42,6 +42,8 @@ public:
     void optionalArgument(const char* name, std::string& target, const char* help);
     void arguments(const char* name, std::vector<std::string>& target, const char* help,
                    bool required);
+    /// May begin with "-", when they are no option of the command.
+    void signedArguments(const char* name, std::vector<std::string>& target, const char* help);
     /// What follows "--", word for word.
     void program(std::vector<std::string>& target);
     void command(const char* name, const char* summary, Declaration& declare);

@@ -94,7 +94,7 @@ read x < done)",
     EXPECT_GE(most, 2) << "the program and its orphan";
     EXPECT_GT(busiest, 10);
     EXPECT_LE(busiest, 100.0 * static_cast<double>(::sysconf(_SC_NPROCESSORS_ONLN)) + 0.1);
-    const auto properties = json("show r000")["properties"];
+    const auto properties = json("show r000")["node"]["properties"];
     EXPECT_GE(properties["writtenBytes"].get<std::int64_t>(), 8388608);
     EXPECT_GT(properties["userTimeMicroseconds"].get<std::int64_t>(), 0);
     EXPECT_EQ(properties["sampleCount"], samples.size());
@@ -159,7 +159,7 @@ TEST_F(CollectTest, AResultIsLeftAloneUntilItsCollectorHasEnded) {
     Command collector = start(shell("echo $$; exec sleep 100"));
     ASSERT_TRUE(collector.awaitOutput("\n"));
     EXPECT_EQ(listed("list --state collecting"), "r000");
-    EXPECT_EQ(run("set r000 note=lost").code, 5);
+    EXPECT_EQ(run("set r000 remark=lost").code, 5);
     collector.send(SIGKILL);
     EXPECT_EQ(::kill(static_cast<pid_t>(std::stol(collector.output())), SIGKILL), 0)
         << "the program goes on by itself";
@@ -167,7 +167,7 @@ TEST_F(CollectTest, AResultIsLeftAloneUntilItsCollectorHasEnded) {
     EXPECT_EQ(listed("list --state orphaned"), "r000");
     EXPECT_EQ(show("r000 collectionCommand"), "sh -c 'echo $$; exec sleep 100'\n");
     EXPECT_NE(show("r000 collectionTimeBegin"), "");
-    EXPECT_EQ(run("set r000 note=kept").code, 0);
+    EXPECT_EQ(run("set r000 remark=kept").code, 0);
     run("collect -q -- true");
     EXPECT_EQ(json("flag list r001")["flags"].size(), 0U);
 }

@@ -115,7 +115,7 @@ TEST_F(CliFlagsTest, SetEndsWithTheProcessThatStartedIt) {
 }
 
 TEST_F(CliFlagsTest, ChangesAtOnceAreAllKept) {
-    const std::size_t before = json("show r000")["properties"].size();
+    const std::size_t before = json("show r000")["node"]["properties"].size();
     std::deque<Command> all;
     for (int i = 0; i < 24; ++i) {
         all.emplace_back(Words("set r@@@ key" + std::to_string(i) + "=kept"),
@@ -124,7 +124,7 @@ TEST_F(CliFlagsTest, ChangesAtOnceAreAllKept) {
     for (Command& command : all) {
         EXPECT_EQ(command.finish().code, 0);
     }
-    EXPECT_EQ(json("show r000")["properties"].size(), before + all.size());
+    EXPECT_EQ(json("show r000")["node"]["properties"].size(), before + all.size());
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ TEST_F(CliGroupsTest, MembersAreRenamedRepairedAndFinalized) {
     EXPECT_EQ(json("list p")["nodes"][2]["state"], "missing");
     EXPECT_EQ(run("relink p/y.zentorlink p").code, 3) << "a project is no result";
     EXPECT_EQ(output("relink p/y.zentorlink moved"), directory / "moved/y.zentor\n");
-    EXPECT_EQ(show("p/y.zentorlink path linkState"), directory / "moved\nfresh\n");
+    EXPECT_EQ(show("p/y.zentorlink path link"), directory / "moved\nlinked\n");
     write("p/r000/data.0/b.csv", "b");
     write("p/r000/data.0/a.txt", "a");
     EXPECT_EQ(output("files p/r000 *.csv"), directory / "p/r000/data.0/b.csv\n");

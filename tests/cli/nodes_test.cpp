@@ -18,7 +18,7 @@ TEST_F(NodesTest, NamesAreBytes) {
              {"-dash", "-dash", "-dash"}}) {
         EXPECT_EQ(output({"create", "result", "--", name}), directory / name + "\n");
         EXPECT_EQ(output({"show", "--", name, "name"}), shown + "\n");
-        EXPECT_EQ(json({"show", "--", name, "name"})["values"]["name"], inJson);
+        EXPECT_EQ(json({"show", "--", name, "name"})["node"]["values"]["name"], inJson);
         EXPECT_THAT(output("list"), HasSubstr(shown + "\tincomplete\t"));
         EXPECT_THAT(json("list")["nodes"].dump(), HasSubstr(inJson.dump()));
         EXPECT_EQ(output({"get", "--", name}), directory / name + "\n");
@@ -66,18 +66,21 @@ TEST_F(NodesTest, AnUnreadableMarkerIsShownAndNeverOverwritten) {
 
 TEST_F(NodesTest, SetChangesAllOrNothing) {
     run("collect -q -- true");
-    EXPECT_EQ(output({"set", "r000", "note=a=b c", "exitCode=-3", "site/room=12"}), "");
-    EXPECT_EQ(show("r000 note exitCode site/room"), "a=b c\n-3\n12\n");
+    EXPECT_EQ(output({"set", "r000", "remark=a=b c", "exitCode=-3", "site/room=12"}),
+              directory / "r000\n");
+    EXPECT_EQ(show("r000 remark exitCode site/room"), "a=b c\n-3\n12\n");
     EXPECT_THAT(read("r000/r000.zentor"), HasSubstr("<int32 n=\"exitCode\">-3</int32>"));
-    EXPECT_EQ(json("set r000 exitCode=4")["properties"]["exitCode"], 4);
+    EXPECT_EQ(json("set r000 exitCode=4")["nodes"][0]["exit"], 4);
     const std::string before = read("r000/r000.zentor");
     for (const std::string& refused :
          words("exitCode=four exitCode=4x exitCode=99999999999 elapsedMicroseconds=-1 "
-               "finalizationTimeEnd= variables=x note/below=1 a//b=1 =x word timestamp=5 "
-               "backlink=/elsewhere mpirank=1")) {
+               "finalizationTimeEnd= variables=x remark/below=1 a//b=1 =x timestamp=5 "
+               "backlink=/elsewhere mpirank=1 elapsed=3 note=x")) {
         EXPECT_EQ(run("set r000 other=1 " + refused).code, 2) << refused;
         EXPECT_EQ(read("r000/r000.zentor"), before) << refused;
     }
+    output("set r000 --unset site/room --unset none");
+    EXPECT_EQ(run("show r000 site/room").code, 3);
     // A number even where there is none yet.
     output("create result r001");
     EXPECT_EQ(run("set r001 collectionTimeBegin=soon").code, 2);
@@ -87,12 +90,37 @@ TEST_F(NodesTest, SetChangesAllOrNothing) {
     EXPECT_EQ(json("list --mask r001")["nodes"][0]["when"], "2001-09-09T01:46:40Z");
 }
 
+TEST_F(NodesTest, PeopleSayWhatTheyThinkOfResults) {
+    for (const char* name : {"a", "b", "c"}) {
+        output(std::string("create result ") + name);
+    }
+    EXPECT_EQ(output("tag a b +slow +O3"), (directory / "a\n") + (directory / "b\n"));
+    output("tag * -slow +x --where tag=slow");
+    EXPECT_EQ(show("a b tag"), "O3,x\nO3,x\n");
+    EXPECT_EQ(listed("list --where tag=x"), "a b");
+    output({"note", "c", "the one to keep"});
+    output("pin --where note");
+    EXPECT_EQ(show("c note pinned"), "the one to keep\nyes\n");
+    EXPECT_EQ(json("unpin c")["nodes"][0]["pinned"], false);
+    output({"note", "c", ""});
+    // A node behind the first is told from a key.
+    EXPECT_EQ(json("show a b name")["nodes"][1]["values"]["name"], "b");
+    // One that cannot be changed keeps the others from it.
+    write("b/b.zentor", "<");
+    EXPECT_EQ(run("tag a b c +late").code, 7);
+    EXPECT_EQ(listed("list --where tag=late"), "b") << "of b nobody knows";
+    for (const char* refused :
+         {"tag a", "tag +x", "tag a +", "tag a +a,b", "set a", "set a kind=x", "pin", "note a"}) {
+        EXPECT_EQ(run(refused).code, 2) << refused;
+    }
+}
+
 TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
     for (const std::string name : {"a", "b"}) {
         output("create result " + name);
         write(name + "/same", std::string(300000, 's'));
         write(name + "/sub/long", std::string(200000, 'x') + name);
-        output("set " + name + " note=" + name + " exitCode=" + std::to_string(name[0]));
+        output("set " + name + " remark=" + name + " exitCode=" + std::to_string(name[0]));
     }
     write("a/gone", "1");
     write("b/new\nline", "22");
@@ -110,7 +138,7 @@ TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
     const std::string shown = std::regex_replace(result.out, std::regex("time\ttimestamp.*\n"), "");
     EXPECT_EQ(shown, "result\tname\ta\tb\t-\t-\n"
                      "property\tstate\tincomplete\tfinalized\tchanged\t-\n"
-                     "property\tnote\ta\tb\tchanged\t-\n"
+                     "property\tremark\ta\tb\tchanged\t-\n"
                      "property\texitCode\t97\t98\t+1\t+1.0%\n"
                      "file\tgone\t1\t-\tremoved\t-\n"
                      "file\tsub/long\t200001\t200001\tchanged\t-\n"
@@ -120,11 +148,11 @@ TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
 TEST_F(NodesTest, GetMakesOpensAndRepairs) {
     const std::string path = directory / "r1" + "\n";
     EXPECT_EQ(output("get r1"), path);
-    output("set r1 note=kept");
+    output("set r1 remark=kept");
     const auto again = run("-v get r1");
     EXPECT_EQ(again.out, path);
     EXPECT_EQ(again.err, "") << "that it is there is no error";
-    EXPECT_EQ(show("r1 note"), "kept\n");
+    EXPECT_EQ(show("r1 remark"), "kept\n");
     EXPECT_EQ(output("get --literal q@@"), directory / "q@@\n");
     write("expt/expt.zentorexp", "<bag v=\"1\"/>");
     EXPECT_EQ(run("get expt").code, 4);
