@@ -13,12 +13,13 @@
 #include "base/failure.h"
 #include "base/spelling.h"
 #include "base/text.h"
+#include "options/own_words.h"
 
 namespace cli {
 namespace {
 
-/// Prefix of the arguments behind "--", so that the parser does not take them for options. It is
-/// removed after parsing.
+/// Prefix of the arguments behind "--", and of a program's words, so that the parser does not take
+/// them for options. It is removed after parsing.
 constexpr char verbatimMark = '\x01';
 
 void stripMark(std::string& text) {
@@ -86,7 +87,7 @@ Failure missingProgram(const CLI::App& app) {
     return {exitUsage,
             {},
             "the program to run is missing",
-            "put it behind '--', as in '" + fullName(app) + " -- PROGRAM ARGUMENT...'"};
+            "put it at the end, as in '" + fullName(app) + " ... PROGRAM ARGUMENT...'"};
 }
 
 }  // namespace
@@ -104,13 +105,19 @@ public:
     void addSigned(const CLI::App& app) { m_signed = &app; }
     void addAction(const CLI::App& app, Action action) { m_actions[&app] = std::move(action); }
 
-    Action parse(int argc, char** argv) {
-        std::vector<std::string> words(argv + 1, argv + argc);
-        const auto end = std::find(words.begin(), words.end(), "--");
-        for (auto word = words.begin(); word != words.end(); ++word) {
-            const bool isMarked = !word->empty() && word->front() == verbatimMark;
-            if (word > end || isMarked) {
-                word->insert(word->begin(), verbatimMark);
+    /// How many of the words are not those of a program that is to be run.
+    [[nodiscard]] std::size_t ownWords(const std::vector<std::string>& words) const {
+        return countOwnWords(m_root, words,
+                             [&](const CLI::App& app) { return m_programs.count(&app) > 0; });
+    }
+
+    Action parse(std::vector<std::string> words) {
+        const std::size_t own = ownWords(words);
+        for (std::size_t at = 0; at < words.size(); ++at) {
+            std::string& word = words[at];
+            const bool isMarked = !word.empty() && word.front() == verbatimMark;
+            if (isMarked || at > own || (at == own && word != "--")) {
+                word.insert(word.begin(), verbatimMark);
             }
         }
         markSigned(words);
@@ -119,28 +126,14 @@ public:
 
         const CLI::App& command = selected(m_root);
         const auto program = m_programs.find(&command);
-        if (program != m_programs.end() && !isVerbatim(*program->second)) {
+        if (program != m_programs.end() && program->second->empty()) {
             throw missingProgram(command);
         }
         stripMarks();
         return m_actions.at(&command);
     }
 
-    /// Why `command` was not parsed, where `words` were left over.
-    [[nodiscard]] Failure leftOver(const CLI::App& command,
-                                   const std::vector<std::string>& words) const {
-        const auto program = m_programs.find(&command);
-        return program != m_programs.end() && !program->second->empty() &&
-                       !isVerbatim(*program->second)
-                   ? missingProgram(command)
-                   : unexpected(command, words.front());
-    }
-
 private:
-    static bool isVerbatim(const std::vector<std::string>& words) {
-        return !words.empty() && !words.front().empty() && words.front().front() == verbatimMark;
-    }
-
     /// Of a command whose arguments may begin with "-", those that are none of its options.
     void markSigned(std::vector<std::string>& words) const {
         const auto isOption = [](const std::string& word) {
@@ -256,7 +249,7 @@ void Options::signedArguments(const char* name, std::vector<std::string>& target
 }
 
 void Options::program(std::vector<std::string>& target) {
-    arguments("PROGRAM", target, "behind '--': the program and its arguments", false);
+    arguments("PROGRAM", target, "the program and its arguments; '--' may go before it", false);
     m_parser.addProgram(m_app, target);
 }
 
@@ -312,12 +305,6 @@ void changeDirectory(const std::string& directory) {
     }
 }
 
-/// Whether "--json" was given, for a command line that cannot be parsed.
-bool asksForJson(int argc, char** argv) {
-    const auto* end = std::find(argv + 1, argv + argc, std::string_view("--"));
-    return std::find(argv + 1, const_cast<char**>(end), std::string_view("--json")) != end;
-}
-
 }  // namespace
 
 Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>& commands,
@@ -343,8 +330,9 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
             app.add_subcommand(entry.name, entry.summary)->group("Commands");
         }
     }
+    const std::vector<std::string> words(argv + 1, argv + argc);
     try {
-        Request request{parser.parse(argc, argv), {}};
+        Request request{parser.parse(words), {}};
         session.out.setColor(globals.color);
         session.verbose = globals.verbosity > 0;
         setLogLevel(globals.verbosity);
@@ -358,7 +346,9 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
         const CLI::App& command = selected(app);
         return {{}, command.help(command.get_parent() ? fullName(*command.get_parent()) : "")};
     } catch (const CLI::ParseError& error) {
-        session.json = asksForJson(argc, argv);
+        // Not the "--json" of a program.
+        const auto end = words.begin() + static_cast<std::ptrdiff_t>(parser.ownWords(words));
+        session.json = std::find(words.begin(), end, "--json") != end;
         const CLI::App& command = selected(app);
         const auto is = [&](CLI::ExitCodes kind) {
             return error.get_exit_code() == static_cast<int>(kind);
@@ -367,7 +357,7 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
         std::vector<std::string> extra = app.remaining(true);
         extra.erase(std::remove(extra.begin(), extra.end(), "--"), extra.end());
         if (!extra.empty() && (isMissing || is(CLI::ExitCodes::ExtrasError))) {
-            throw parser.leftOver(command, extra);
+            throw unexpected(command, extra.front());
         }
         std::string problem = error.what();
         if (isMissing && !commandNames(command).empty()) {

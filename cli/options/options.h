@@ -1,6 +1,6 @@
 #pragma once
 /// Parsing of the command line. A command declares its arguments and returns the action to run. The
-/// parser library is included by one source file alone.
+/// parser library is included by the sources of this folder alone.
 
 #include <functional>
 #include <string>
@@ -44,7 +44,8 @@ public:
                    bool required);
     /// May begin with "-", when they are no option of the command.
     void signedArguments(const char* name, std::vector<std::string>& target, const char* help);
-    /// What follows "--", word for word.
+    /// The last argument: a program and what belongs to it, word for word, with or without "--"
+    /// before it.
     void program(std::vector<std::string>& target);
     void command(const char* name, const char* summary, Declaration& declare);
 

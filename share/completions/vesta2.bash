@@ -21,23 +21,54 @@ _vesta2_command() {
     fi
 }
 
+# Where the words of a program begin that "collect" or "flag run" is to run: at the current word or
+# before it, or nothing.
+_vesta2_program() {
+    local at skip= words=()
+    for ((at = 1; at <= COMP_CWORD; ++at)); do
+        # Bash makes three words of NAME=VALUE.
+        if [[ ${COMP_WORDS[at]} == '=' ]]; then
+            skip=1
+            continue
+        fi
+        if [[ $skip ]]; then
+            skip=
+            continue
+        fi
+        case ${COMP_WORDS[at]} in
+        --)
+            ((at == COMP_CWORD)) || echo $((at + 1))
+            return
+            ;;
+        -C | --color | --name | --into | --var | --interval | --wait) skip=1 ;;
+        -*) ;;
+        *)
+            words+=("${COMP_WORDS[at]}")
+            if [[ ${words[0]} == collect && ${#words[@]} == 2 ]] ||
+                [[ ${words[*]:0:2} == 'flag run' && ${#words[@]} == 5 ]]; then
+                echo "$at"
+                return
+            fi
+            ;;
+        esac
+    done
+}
+
 _vesta2() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local general='-C --json --color --quiet --verbose --help'
     local choices= command word
     COMPREPLY=()
 
-    # Behind "--" stands a program of its own.
-    for ((word = 1; word < COMP_CWORD; ++word)); do
-        if [[ ${COMP_WORDS[word]} == -- ]]; then
-            if ((word == COMP_CWORD - 1)); then
-                mapfile -t COMPREPLY < <(compgen -c -- "$current")
-            else
-                compopt -o default
-            fi
-            return
+    word=$(_vesta2_program)
+    if [[ $word ]]; then
+        if ((word == COMP_CWORD)); then
+            mapfile -t COMPREPLY < <(compgen -c -- "$current")
+        else
+            compopt -o default
         fi
-    done
+        return
+    fi
 
     case $previous in
     --color) choices='auto always never' ;;

@@ -46,12 +46,16 @@ TEST_F(CollectTest, TheProgramsEndIsTheCommandsEnd) {
 }
 
 TEST_F(CollectTest, WordsReachTheProgramUntouched) {
-    const auto result = run(Words("collect -q -- printf <%s>")
-                                .with({"--", "-q", "[a,b]", "", "\x01x", "a b'c", "--json"}));
-    EXPECT_EQ(result.out, "<--><-q><[a,b]><><\x01x><a b'c><--json>");
-    EXPECT_EQ(result.err, "");
+    const Words words{"--", "-q", "[a,b]", "", "\x01x", "a b'c", "--json", "list"};
+    for (const char* command :
+         {"collect -q -- printf <%s>", "collect -qC . --var a=b --interval 5 printf <%s>",
+          "-q flag run r000 f -- printf <%s>", "flag run r000 --wait 0 f printf <%s>"}) {
+        const auto result = run(Words(command).with(words));
+        EXPECT_EQ(result.out, "<--><-q><[a,b]><><\x01x><a b'c><--json><list>") << command;
+        EXPECT_EQ(result.err, "");
+    }
     EXPECT_EQ(show("r000 collectionCommand"),
-              "printf '<%s>' -- -q '[a,b]' '' '\\x01x' 'a b'\\\\''c' --json\n");
+              "printf '<%s>' -- -q '[a,b]' '' '\\x01x' 'a b'\\\\''c' --json list\n");
     EXPECT_EQ(output("collect -- grep SigBlk /proc/self/status"), "SigBlk:\t0000000000000000\n");
 }
 
