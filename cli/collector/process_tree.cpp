@@ -25,17 +25,21 @@ std::vector<pid_t> ownChildren() { return readChildren(::getpid(), 1); }
 
 }  // namespace
 
-ProcessTree::ProcessTree() {
+ProcessTree::ProcessTree(pid_t foreignGroup) : m_foreignGroup(foreignGroup) {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     const std::vector<pid_t> children = ownChildren();
     m_foreign.insert(children.begin(), children.end());
+}
+
+bool ProcessTree::isForeign(pid_t child) const {
+    return m_foreign.count(child) > 0 || (m_foreignGroup && ::getpgid(child) == m_foreignGroup);
 }
 
 ProcessUsage ProcessTree::measure() {
     ProcessUsage sum = m_retired;
     std::vector<pid_t> pending = ownChildren();
     pending.erase(std::remove_if(pending.begin(), pending.end(),
-                                 [&](pid_t child) { return m_foreign.count(child) > 0; }),
+                                 [&](pid_t child) { return isForeign(child); }),
                   pending.end());
     while (!pending.empty()) {
         const pid_t process = pending.back();
@@ -61,11 +65,14 @@ bool ProcessTree::reap(Ended& child) {
     // Not everybody may see the bytes of a process that has ended, but waiting for it adds them to
     // those of this one.
     const FileBytes before = readOwnBytes();
-    child.process = ::wait4(-1, &child.status, WNOHANG, &child.usage);
-    if (child.process <= 0) {
+    siginfo_t ended{};
+    // Its group can be asked as long as it has not been waited for.
+    if (::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid == 0) {
         return false;
     }
-    child.isForeign = m_foreign.erase(child.process) > 0;
+    child.isForeign = isForeign(ended.si_pid);
+    child.process = ::wait4(ended.si_pid, &child.status, 0, &child.usage);
+    m_foreign.erase(child.process);
     if (!child.isForeign) {
         const FileBytes after = readOwnBytes();
         m_retired.cpuNanoseconds +=

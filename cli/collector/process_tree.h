@@ -14,8 +14,9 @@ namespace cli {
 /// descendants whose parents end become its children.
 class ProcessTree {
 public:
-    /// Children that this process has already never count.
-    ProcessTree();
+    /// Children that this process has already never count, nor do those in the process group
+    /// `foreignGroup`, unless it is 0: theirs can become this process's.
+    explicit ProcessTree(pid_t foreignGroup);
 
     /// The sum over the running and the ended processes. Times and bytes never decrease.
     ProcessUsage measure();
@@ -29,6 +30,9 @@ public:
     bool reap(Ended& child);
 
 private:
+    [[nodiscard]] bool isForeign(pid_t child) const;
+
+    pid_t m_foreignGroup;
     std::set<pid_t> m_foreign;
     ProcessUsage m_retired;
     ProcessUsage m_last;

@@ -38,8 +38,12 @@ void Recording::begin() {
     m_result->setCollectorCommand(line.c_str());
     m_result->setCollectionTimeBegin(std::time(nullptr));
     putProperty(*m_result, key::workingDirectory, m_workingDirectory);
-    saveProperties(*m_result);
     log("collecting: " + line);
+}
+
+void Recording::save() {
+    requireSameDirectory();
+    saveProperties(*m_result);
 }
 
 void Recording::log(const std::string& line) {
@@ -63,8 +67,7 @@ void Recording::end(const RunOutcome& outcome) {
     put(key::writtenBytes, outcome.writtenBytes);
     put(key::sampleCount, outcome.sampleCount);
     m_result->setFinalizationTimeEnd(std::time(nullptr));
-    requireSameDirectory();
-    saveProperties(*m_result);
+    save();
 }
 
 void Recording::finish() {

@@ -19,8 +19,10 @@ public:
     Recording(basekit2::sptr_t<vesta2::IResultDirectory> result,
               const std::vector<std::string>& command);
 
-    /// Saves what is known before the program runs.
+    /// Logs the command, and puts its properties in memory.
     void begin();
+    /// Saves what is known before the program runs.
+    void save();
     /// A line with the time in the collector's log.
     void log(const std::string& line);
     /// Saves the outcome.

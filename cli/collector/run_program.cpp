@@ -32,14 +32,12 @@ public:
     Run(const RunRequest& request, Signals& signals)
         : m_request(request),
           m_signals(signals),
+          m_tree(request.workTree.group()),
           m_sampler(m_tree, request.samples, request.interval) {
         if (request.capture) {
             m_output.emplace(STDOUT_FILENO, *request.capture);
             m_error.emplace(STDERR_FILENO, *request.capture);
         }
-        rusage own{};
-        ::getrusage(RUSAGE_SELF, &own);
-        m_ownPeakBytes = toBytes(own.ru_maxrss);
     }
 
     RunOutcome run() {
@@ -76,6 +74,10 @@ private:
         if (m_outcome.startError != 0) {
             return false;
         }
+        // As the kernel saw it when the program replaced the copy of this process.
+        rusage own{};
+        ::getrusage(RUSAGE_SELF, &own);
+        m_ownPeakBytes = toBytes(own.ru_maxrss);
         m_request.report("started as process " + std::to_string(m_program));
         if (m_request.capture) {
             m_output->closeWriteEnd();
@@ -87,10 +89,11 @@ private:
     /// Until something happens or a sample is due, and does what is needed then.
     void wait() {
         const pollfd nothing{-1, 0, 0};
-        std::array<pollfd, 3> events{pollfd{m_signals.descriptor(), POLLIN, 0},
-                                     m_output ? m_output->interest() : nothing,
-                                     m_error ? m_error->interest() : nothing};
-        const auto left = std::max(m_sampler.due() - Clock::now(), Clock::duration::zero());
+        std::array<pollfd, 4> events{
+            pollfd{m_signals.descriptor(), POLLIN, 0}, m_output ? m_output->interest() : nothing,
+            m_error ? m_error->interest() : nothing, m_request.workTree.interest()};
+        const auto due = std::min(m_sampler.due(), m_request.workTree.due());
+        const auto left = std::max(due - Clock::now(), Clock::duration::zero());
         const auto seconds = duration_cast<std::chrono::seconds>(left);
         const timespec timeout{seconds.count(), std::chrono::nanoseconds(left - seconds).count()};
         if (::ppoll(events.data(), events.size(), &timeout, nullptr) > 0) {
@@ -104,6 +107,7 @@ private:
                 takeSignals();
             }
         }
+        m_request.workTree.advance();
         if (!m_hasEnded && Clock::now() >= m_sampler.due()) {
             m_sampler.sample();
         }

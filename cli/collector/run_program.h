@@ -3,12 +3,13 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "base/signals.h"
 #include "collector/record_file.h"
+#include "collector/surroundings.h"
+#include "collector/work_tree.h"
 
 namespace cli {
 
@@ -19,8 +20,9 @@ struct RunRequest {
     std::chrono::milliseconds interval{};
     /// Gets a copy of the program's output; null when the program keeps the standard streams.
     RecordFile* capture = nullptr;
-    /// Called with a line for the log.
-    std::function<void(const std::string&)> report;
+    /// Asked while the program runs.
+    WorkTree& workTree;
+    Report report;
 };
 
 struct RunOutcome {

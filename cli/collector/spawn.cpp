@@ -3,24 +3,19 @@
 #include <spawn.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <sstream>
+
+#include "collector/program_file.h"
 
 namespace cli {
 namespace {
 
 /// Whether PATH leads to a file of that name, executable or not.
 bool isInPath(const std::string& name) {
-    const char* path = std::getenv("PATH");
-    std::istringstream directories(path ? path : "");
-    for (std::string directory; std::getline(directories, directory, ':');) {
-        directory.append("/").append(name);
-        if (::access(directory.c_str(), F_OK) == 0) {
-            return true;
-        }
-    }
-    return false;
+    const std::vector<std::string> places = placesOf(name);
+    return std::any_of(places.begin(), places.end(),
+                       [](const std::string& place) { return ::access(place.c_str(), F_OK) == 0; });
 }
 
 }  // namespace
@@ -36,7 +31,9 @@ int spawnProgram(const SpawnRequest& request, pid_t& process) {
     ::posix_spawnattr_init(&attributes);
     ::posix_spawnattr_setsigmask(&attributes, &request.signals.originalMask());
     ::posix_spawnattr_setsigdefault(&attributes, &request.signals.originalDefaults());
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    const int group = request.inOwnGroup ? POSIX_SPAWN_SETPGROUP : 0;
+    ::posix_spawnattr_setflags(
+        &attributes, static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group));
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     if (request.output >= 0) {

@@ -20,10 +20,13 @@ struct SpawnRequest {
     /// Become the standard streams; negative for those of the collector.
     int output = -1;
     int error = -1;
+    /// Whether it gets a process group of its own, and no signal of the collector's.
+    bool inOwnGroup = false;
 };
 
 /// Starts a program, looked for in PATH, with the signal settings that the collector was started
-/// with, in the collector's process group. Returns 0, or the `errno` value of the failure.
+/// with, in the collector's process group unless told otherwise. Returns 0, or the `errno` value of
+/// the failure.
 int spawnProgram(const SpawnRequest& request, pid_t& process);
 
 /// What such a failure means, in the words and with the codes of shells.

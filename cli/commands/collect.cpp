@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -13,12 +14,15 @@
 #include "collector/run_program.h"
 #include "collector/sampler.h"
 #include "collector/spawn.h"
+#include "collector/surroundings.h"
+#include "collector/work_tree.h"
 #include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
 #include "nodes/new_result.h"
 #include "nodes/node_json.h"
 #include "nodes/properties.h"
+#include "nodes/tags.h"
 #include "nodes/variables.h"
 #include "vesta2/names.h"
 #include "vesta2/result_directory_manager.h"
@@ -31,6 +35,9 @@ struct Arguments {
     std::vector<std::string> variables;
     bool capture = false;
     int interval = 100;
+    std::vector<std::string> environment;
+    std::vector<std::string> tags;
+    std::string note;
     std::vector<std::string> program;
 };
 
@@ -71,6 +78,15 @@ Failure collectionFailure(const Failure& cause, const std::string& directory,
 RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
                   Recording& recording, Signals& signals) {
     recording.begin();
+    const Report report = [&](const std::string& line) { recording.log(line); };
+    putProgram(result, arguments.program.front(), report);
+    putEnvironment(result, arguments.environment, report);
+    putLimits(result);
+    setTags(result, arguments.tags);
+    if (!arguments.note.empty()) {
+        putProperty(result, key::note, arguments.note);
+    }
+    recording.save();
     std::optional<RecordFile> output;
     if (arguments.capture) {
         output.emplace(result.getApplicationLog());
@@ -80,13 +96,15 @@ RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
         throw Failure::fromStatus(vesta2::ResultDirectoryManager::getLastError(), result.getPath());
     }
     RecordFile samples(std::string(dataDirectory) + "/" + samplesFileName);
+    WorkTree workTree(signals);
     const RunRequest request{
-        arguments.program, samples, std::chrono::milliseconds(arguments.interval),
-        output ? &*output : nullptr, [&](const std::string& line) { recording.log(line); }};
+        arguments.program,           samples,  std::chrono::milliseconds(arguments.interval),
+        output ? &*output : nullptr, workTree, report};
     const RunOutcome outcome = runProgram(request, signals);
     if (outcome.startError != 0) {
         throw startFailure(arguments.program.front(), outcome.startError);
     }
+    workTree.finish(result, report);
     // Saved before a failed write is raised.
     recording.end(outcome);
     samples.settle();
@@ -115,6 +133,7 @@ void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDire
 int run(const Arguments& arguments, Session& session) {
     // First of all: from here on a signal cannot leave half a result.
     Signals signals;
+    std::for_each(arguments.tags.begin(), arguments.tags.end(), requireTag);
     const auto result = createNewResult(
         arguments.wanted, nameVariables(arguments.variables, arguments.program.front()));
     std::optional<Recording> recording;
@@ -156,6 +175,10 @@ Action collect(Options& options) {
     options.flag("--capture", arguments->capture, "also save the program's output");
     options.option("--interval", "MS", arguments->interval, 1, greatestInterval,
                    "milliseconds between samples; else 100");
+    options.option("--env", "NAME", arguments->environment,
+                   "also keep this variable of the environment; may be a glob");
+    options.option("--tag", "T", arguments->tags, "a word to sort by");
+    options.option("--note", "TEXT", arguments->note, "a text about the run");
     options.program(arguments->program);
     return makeAction(arguments, run);
 }

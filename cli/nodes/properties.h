@@ -23,6 +23,21 @@ inline constexpr const char* peakMemory = "peakMemoryBytes";
 inline constexpr const char* readBytes = "readBytes";
 inline constexpr const char* writtenBytes = "writtenBytes";
 inline constexpr const char* sampleCount = "sampleCount";
+inline constexpr const char* programPath = "programPath";
+inline constexpr const char* programDigest = "programDigest";
+inline constexpr const char* revision = "revision";
+inline constexpr const char* revisionState = "revisionState";
+/// A variable's name follows.
+inline constexpr const char* environment = "environment/";
+inline constexpr const char* limitAddressSpace = "limits/AS";
+inline constexpr const char* limitCpu = "limits/CPU";
+inline constexpr const char* limitData = "limits/DATA";
+inline constexpr const char* limitFileSize = "limits/FSIZE";
+inline constexpr const char* limitFiles = "limits/NOFILE";
+inline constexpr const char* limitProcesses = "limits/NPROC";
+inline constexpr const char* limitStack = "limits/STACK";
+inline constexpr const char* limitLocked = "limits/MEMLOCK";
+inline constexpr const char* limitCore = "limits/CORE";
 // What people say of a result.
 inline constexpr const char* tags = "user/tags";  ///< in order, a blank between two
 inline constexpr const char* note = "user/note";

@@ -55,6 +55,11 @@ protected:
     void write(const std::string& name, const std::string& text) {
         writeFile(directory / name, text);
     }
+    /// A program for a shell.
+    void script(const std::string& name, const std::string& text) {
+        write(name, "#!/bin/sh\n" + text);
+        fs::permissions(directory / name, fs::owner_all);
+    }
     bool exists(const std::string& name) { return fs::exists(directory / name); }
 
     support::TempDirectory directory;

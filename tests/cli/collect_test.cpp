@@ -74,6 +74,91 @@ TEST_F(CollectTest, NamesAreMadeOfVariables) {
     EXPECT_EQ(show("a_b__ variables/app"), "a_b__\n");
 }
 
+TEST_F(CollectTest, WhatAProgramWasRunWithIsKept) {
+    script("bin/tool", "");
+    script("own", "");
+    script("hidden", "");
+    fs::permissions(directory / "hidden", fs::owner_exe);
+    const auto collect = [&](const std::string& path, const Words& words) {
+        const std::string start = "ulimit -Sn 77; PATH=" + path +
+                                  " LD_= ODD=1 NOT_OMP=1 OMP_X='a\xff' exec "
+                                  "/usr/bin/env N/A=1 NO=2 " VESTA2_COMMAND " -q collect \"$@\"";
+        return Command(Words{"-c", start, "sh"}.with(words),
+                       {directory.path().native(), {}, 0, "sh"})
+            .finish()
+            .code;
+    };
+    ASSERT_EQ(collect("none:bin", "--env O?? --env N* --tag z --tag a --tag z tool"), 0);
+    EXPECT_EQ(show("r000 programPath programDigest limits/NOFILE user/tags"),
+              directory / "bin/tool" +
+                  "\nsha256:a8076d3d28d21e02012b20eaf7dbf75409a6277134439025f282e368e3305abf"
+                  "\n77\na z\n");
+    const auto properties = json("show r000")["properties"];
+    std::string names;
+    for (const auto& [name, value] : properties.items()) {
+        names += name.rfind("environment/", 0) == 0 ? name.substr(12) + " " : "";
+    }
+    EXPECT_EQ(names, "LD_ NO NOT_OMP ODD OMP_X PATH ");
+    EXPECT_EQ(properties["environment/OMP_X"]["bytes"], "Yf8=");
+    EXPECT_THAT(read("r000/collector.log"), HasSubstr("the variable N/A is left out"));
+    // An empty place of PATH is the working directory.
+    ASSERT_EQ(collect("none:", {"--note", "a\nb", "own"}), 0);
+    EXPECT_EQ(show("r001 programPath user/note"), directory / "own" + "\na\\nb\n");
+    if (::geteuid() != 0) {
+        collect("none:", "hidden");
+        EXPECT_THAT(read("r002-bad/collector.log"), HasSubstr("hidden: permission denied"));
+    }
+}
+
+TEST_F(CollectTest, GitTellsTheRevisionInTime) {
+    const std::string id(40, 'a');
+    const auto collect = [&](const std::string& program) {
+        const std::string path = "PATH=" + directory / "bin" + ":/usr/bin:/bin";
+        Command({path, VESTA2_COMMAND, "-q", "collect", "sh", "-c", program},
+                {directory.path().native(), {}, 0, "env"})
+            .finish();
+        return json("show r@@@")["properties"];
+    };
+    fs::create_directories(directory / ".git");
+    // What git does when it is asked for the revision and the state; both; what the log tells.
+    for (const auto& [revision, state, kept, told] : Rows<Text, Text, std::string, Text>{
+             {"echo $id", "", id + " clean", "ended"},
+             {"echo hint >&2; echo $id", "echo ' M file'", id + " dirty", "ended"},
+             {"echo fatal: a >&2; exit 128", "", " ", "revision is left out: fatal: a"},
+             {"echo $id", "echo fatal: b >&2; exit 128", " ", "revision is left out: fatal: b"},
+             {"echo $id", "exec sleep 100", id + " ", "revisionState is left out: git took"}}) {
+        script("bin/git", "id=" + id + "\ncase \"$*\" in\nrev-parse*) " + revision + ";;\n*) " +
+                              state + "\nesac\n");
+        bool isAsExpected = false;
+        // A machine may be too slow for an answer in time, but not always.
+        for (int attempt = 0; attempt < 50 && !isAsExpected; ++attempt) {
+            auto properties = collect("true");
+            const std::string name = output("show r@@@ name");
+            const std::string log = read(name.substr(0, 4) + "/collector.log");
+            isAsExpected =
+                properties.value("revision", "") + " " + properties.value("revisionState", "") ==
+                    kept &&
+                log.find(told) != std::string::npos;
+        }
+        EXPECT_TRUE(isAsExpected) << told;
+    }
+    // What git starts ends with it, and does not count as the program's.
+    script("bin/git", "yes >junk &\necho $! >started\nmv started yes\nwait\n");
+    const auto properties =
+        collect("until [ -e yes ] && ! kill -0 $(cat yes) 2>/dev/null; do :; done");
+    EXPECT_LT(std::stoull(properties["writtenBytes"].get<std::string>()),
+              fs::file_size(directory / "junk"));
+    // The real one finds its way, too. What it does not know makes nothing dirty.
+    fs::remove_all(directory / "bin");
+    fs::remove_all(directory / ".git");
+    collect("git init -q; git -c user.name=a -c user.email=a commit -q --allow-empty -m one");
+    const std::string head = read(".git/HEAD").substr(5);
+    const std::string commit = read(".git/" + head.substr(0, head.size() - 1));
+    for (int attempt = 0; attempt < 50 && !collect("true").contains("revisionState"); ++attempt) {
+    }
+    EXPECT_EQ(show("r@@@ revision revisionState"), commit + "clean\n");
+}
+
 TEST_F(CollectTest, SamplesCountTheWholeTree) {
     // The writer loses its parent and sits in another session; its bytes count all the same.
     ASSERT_EQ(run(shell(R"(mkfifo done

@@ -1,0 +1,104 @@
+#include "collector/program_file.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <nettle/sha2.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "basekit2/descriptor.h"
+#include "basekit2/uninterrupted.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// What is searched when there is no PATH.
+std::string standardPath() {
+    std::string path(::confstr(_CS_PATH, nullptr, 0), '\0');
+    ::confstr(_CS_PATH, path.data(), path.size());
+    path.resize(path.size() - 1);
+    return path;
+}
+
+bool isExecutable(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           ::access(path.c_str(), X_OK) == 0;
+}
+
+}  // namespace
+
+std::vector<std::string> placesOf(const std::string& program) {
+    if (program.empty() || program.find('/') != std::string::npos) {
+        return {program};
+    }
+    const char* const given = std::getenv("PATH");
+    const std::string path = given ? given : standardPath();
+    std::vector<std::string> places;
+    for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
+        end = path.find(':', at);
+        const std::string directory = path.substr(at, end - at);
+        // An empty one is the working directory.
+        places.push_back((directory.empty() ? "." : directory) + "/" + program);
+    }
+    return places;
+}
+
+std::string findProgram(const std::string& program) {
+    for (const std::string& place : placesOf(program)) {
+        if (isExecutable(place)) {
+            const fs::path path(place);
+            std::error_code failed;
+            const fs::path directory =
+                path.is_absolute() ? path.parent_path() : fs::canonical(path.parent_path(), failed);
+            return failed ? fs::absolute(path).native() : (directory / path.filename()).native();
+        }
+    }
+    return {};
+}
+
+std::string digestOf(const std::string& path) {
+    const basekit2::descriptor_t file(basekit2::uninterrupted(
+        [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0) {
+        throw Failure::fromErrno(errno, path);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(exitFailure, path, "no regular file");
+    }
+    if (status.st_size > greatestDigested) {
+        throw Failure(exitFailure, path, "larger than " + shortSize(greatestDigested));
+    }
+    sha256_ctx state{};
+    ::sha256_init(&state);
+    std::array<std::uint8_t, 65536> piece{};
+    // What grows meanwhile is not followed.
+    for (off_t left = status.st_size; left > 0;) {
+        const ssize_t got =
+            basekit2::uninterrupted([&] { return ::read(file.get(), piece.data(), piece.size()); });
+        if (got <= 0) {
+            throw got < 0 ? Failure::fromErrno(errno, path)
+                          : Failure(exitFailure, path, "became shorter while it was read");
+        }
+        const auto size = static_cast<std::size_t>(std::min<off_t>(got, left));
+        ::sha256_update(&state, size, piece.data());
+        left -= static_cast<off_t>(size);
+    }
+    std::array<std::uint8_t, SHA256_DIGEST_SIZE> digest{};
+    ::sha256_digest(&state, digest.size(), digest.data());
+    return fmt::format("sha256:{:02x}", fmt::join(digest, ""));
+}
+
+}  // namespace cli
