@@ -23,9 +23,10 @@ set(knows_cli_options ${knows_cli_output} cli_output)
 set(knows_cli_select ${knows_cli_base} cli_base)
 set(knows_cli_nodes ${knows_cli_output} cli_output cli_select)
 set(knows_cli_collector ${knows_cli_nodes} cli_nodes)
+set(knows_cli_compare ${knows_cli_collector} cli_collector)
 set(knows_cli_check ${knows_cli_nodes} cli_nodes)
 set(knows_cli_doctor ${knows_cli_base} cli_base)
-set(knows_cli_commands ${knows_cli_collector} cli_collector cli_check cli_doctor cli_options)
+set(knows_cli_commands ${knows_cli_collector} cli_collector cli_check cli_compare cli_doctor cli_options)
 set(knows_cli_main ${knows_cli_commands} cli_commands)
 
 # The public headers lie in one flat folder; each belongs to the room that implements it.

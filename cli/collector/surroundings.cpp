@@ -8,6 +8,7 @@
 #include <map>
 #include <utility>
 
+#include "base/digest.h"
 #include "base/failure.h"
 #include "base/text.h"
 #include "basekit2/path.h"

@@ -2,233 +2,215 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <optional>
-#include <string_view>
-#include <utility>
 
+#include "base/digest.h"
 #include "base/failure.h"
 #include "base/text.h"
-#include "basekit2/path.h"
-#include "collector/sampler.h"
 #include "commands/arguments.h"
-#include "nodes/description.h"
-#include "nodes/file_comparison.h"
-#include "nodes/members.h"
+#include "compare/comparison.h"
+#include "nodes/columns.h"
+#include "nodes/facts.h"
 #include "nodes/node_argument.h"
+#include "nodes/node_json.h"
 #include "nodes/properties.h"
 #include "nodes/selection.h"
 #include "output/table.h"
-#include "vesta2/names.h"
-#include "vesta2/node.h"
 
 namespace cli {
 namespace {
 
-namespace fs = std::filesystem;
-
 using basekit2::variant_t;
-using ResultHandle = basekit2::sptr_t<vesta2::IResultDirectory>;
 
 struct Arguments {
-    std::string a;
-    std::string b;
+    Selector selector;
+    std::string reference;
+    std::vector<std::string> tolerance;
+    std::string format;
+    bool wantsAll = false;
 };
 
-struct Pair {
-    ResultHandle before;
-    ResultHandle after;
-    Description old;
-    Description now;
-};
-
-struct Row {
-    const char* what;
-    std::string name;
-    variant_t before;
-    variant_t after;
-    /// Whether the row makes the results different. Times and measurements differ in any two runs:
-    /// they are shown, but not judged.
-    bool isJudged = true;
-};
-
-std::optional<double> number(const variant_t& value) {
-    if (!value.is_number()) {
-        return std::nullopt;
-    }
-    return value.kind() == variant_t::kind_t::uint64
-               ? static_cast<double>(static_cast<std::uint64_t>(value.to_int64()))
-               : static_cast<double>(value.to_int64());
+ComparedResult openResult(const Member& member) {
+    ComparedResult compared;
+    compared.result = namedPresentResult(member.marker);
+    compared.description = describe(compared.result);
+    compared.description.name = member.name;
+    requireReadable(compared.description);
+    return compared;
 }
 
-bool isGrowth(const Row& row) { return number(row.before) && number(row.after); }
-
-std::string changeText(const Row& row) {
-    if (!isGrowth(row)) {
-        return row.before.empty() ? "added" : row.after.empty() ? "removed" : "changed";
+/// The result before the newest in the series that `pattern` stands for.
+Member memberBefore(const Member& newest, const std::string& pattern) {
+    const std::vector<Member> series = seriesOf(pattern);
+    const auto at = std::ranges::find(series, newest.marker, &Member::marker);
+    if (at == series.begin() || at == series.end()) {
+        throw Failure(exitNotFound, newest.marker, "there is no second result",
+                      "name another result, or a pattern that matches two, such as 'r@@@'");
     }
-    return row.before == row.after
-               ? "same"
-               : fmt::format("{:+.0f}", *number(row.after) - *number(row.before));
+    return *(at - 1);
 }
 
-std::optional<double> percent(const Row& row) {
-    if (!isGrowth(row) || isTime(row.name) || *number(row.before) == 0) {
-        return std::nullopt;
+/// The reference first.
+std::vector<ComparedResult> openResults(const Arguments& arguments, const Session& session) {
+    std::vector<Member> members = selectMembers(arguments.selector, session);
+    const std::vector<std::string>& words = arguments.selector.nodes;
+    if (!arguments.reference.empty()) {
+        const Member reference = memberNamed(arguments.reference);
+        std::erase_if(members, [&](auto& member) { return member.marker == reference.marker; });
+        members.insert(members.begin(), reference);
+    } else if (members.size() == 1 && words.size() == 1) {
+        members.insert(members.begin(), memberBefore(members[0], words[0]));
     }
-    return (*number(row.after) - *number(row.before)) / *number(row.before) * 100;
-}
-
-/// The result before `newest` in the series that `pattern` stands for.
-ResultHandle resultBefore(const ResultHandle& newest, const std::string& pattern) {
-    const fs::path path(pattern);
-    const std::vector<Member> members =
-        matching(membersOf(path.parent_path().native()), path.filename().native());
-    bool isPast = false;
-    for (auto member = members.rbegin(); member != members.rend(); ++member) {
-        auto result = vesta2::IResultDirectory::cast(openMember(member->marker));
-        if (result && isPast) {
-            return result;
-        }
-        isPast = isPast || result == newest;
-    }
-    throw Failure(exitNotFound, newest->getPath(), "there is no second result",
-                  "name another result, or a pattern that matches two, such as 'r@@@'");
-}
-
-/// The old one first. A pattern alone means its newest result and the one before it.
-Pair openPair(const std::string& a, const std::string& b) {
-    Pair pair;
-    pair.before = namedPresentResult(a);
-    pair.after = namedPresentResult(b);
-    if (pair.before == pair.after) {
-        pair.before = resultBefore(pair.after, a);
-        requirePresent(*pair.before);
-    }
-    pair.old = describe(pair.before);
-    pair.now = describe(pair.after);
-    requireReadable(pair.old);
-    requireReadable(pair.now);
-    return pair;
-}
-
-Row propertyRow(const std::string& name, const variant_t& before, const variant_t& after) {
-    switch (roleOf(name)) {
-    case Role::measurement:
-        return {"measurement", name, before, after, false};
-    case Role::time:
-        return {"time", name, before, after, false};
-    default:
-        // When a result was made is a time like the others.
-        return {isTime(name) ? "time" : "property", name, before, after, !isTime(name)};
-    }
-}
-
-void addProperties(std::vector<Row>& rows, const Pair& pair) {
-    const std::vector<Property> before = properties(*pair.before);
-    std::vector<Property> after = properties(*pair.after);
-    const auto add = [&](const std::string& name, const variant_t& old, const variant_t& now) {
-        if (roleOf(name) != Role::link && (old != now || roleOf(name) == Role::measurement)) {
-            rows.push_back(propertyRow(name, old, now));
-        }
-    };
-    for (const auto& [name, value] : before) {
-        const auto match =
-            std::find_if(after.begin(), after.end(),
-                         [&, &key = name](const Property& entry) { return entry.key == key; });
-        add(name, value, match == after.end() ? variant_t() : match->value);
-        if (match != after.end()) {
-            after.erase(match);
+    std::vector<ComparedResult> results;
+    std::ranges::transform(members, std::back_inserter(results), openResult);
+    // One node may be reached in two ways.
+    for (auto each = results.begin() + 1; each != results.end(); ++each) {
+        if (each->result == results.front().result) {
+            throw Failure(exitUsage, each->description.path, "is compared with itself",
+                          "name another result");
         }
     }
-    for (const auto& [name, value] : after) {
-        add(name, {}, value);
+    if (results.size() == 1) {
+        throw Failure(exitUsage, results.front().description.path, "is compared with itself",
+                      "name another result");
     }
+    return results;
 }
 
-void addState(std::vector<Row>& rows, const Pair& pair) {
-    if (pair.old.state != pair.now.state) {
-        rows.push_back({"property", "state", pair.old.state, pair.now.state});
+std::string valueTextFor(const ComparedRow& row, const variant_t& value, bool forPeople) {
+    const Measure measure =
+        std::string_view(row.what) == "file" ? Measure::size : measureOf(row.name);
+    if (value.empty()) {
+        return {};
     }
+    const std::string text = valueText(value);
+    const auto number = readRange(Measure::number, text);
+    return forPeople && number ? humanText(Value(number->first), measure) : text;
 }
 
-/// What `collect` writes itself holds times and measurements.
-bool isRecord(const Pair& pair, const std::string& name) {
-    const auto baseName = [](const std::string& path) {
-        return std::string(basekit2::path_t(path).last_component());
-    };
-    const bool isLog = name == baseName(pair.before->getCollectorLog()) ||
-                       name == baseName(pair.after->getCollectorLog());
-    return isLog || (name.rfind(vesta2::getCollectorDataDirectoryPrefix(), 0) == 0 &&
-                     baseName(name) == samplesFileName);
-}
-
-void addFiles(std::vector<Row>& rows, const Pair& pair) {
-    for (const FileDifference& file : compareFiles(pair.before->getPath(), pair.after->getPath())) {
-        const auto value = [](const std::string& text) {
-            return text.empty() ? variant_t() : variant_t(text);
-        };
-        const bool recorded = isRecord(pair, file.path);
-        rows.push_back({recorded ? "record" : "file", file.path, value(file.before),
-                        value(file.after), !recorded});
+std::string changeText(const ComparedRow& row) {
+    const variant_t& before = row.values[0];
+    const variant_t& after = row.values[1];
+    if (before.empty() || after.empty()) {
+        return before.empty() && after.empty() ? "same" : before.empty() ? "added" : "removed";
     }
+    const bool isFile = !row.firstLines.empty();
+    if (isFile) {
+        return row.firstLines[1] > 0 ? fmt::format("line {}", row.firstLines[1]) : "changed";
+    }
+    if (before == after) {
+        return "same";
+    }
+    const bool isGrowth = before.is_number() && after.is_number();
+    return isGrowth ? fmt::format("{:+.0f}", *numberIn(after) - *numberIn(before)) : "changed";
 }
 
-Json toJson(const Row& row) {
-    const std::optional<double> growth = percent(row);
-    return {{"what", row.what},
-            {"name", jsonText(row.name)},
-            {"old", jsonValue(row.before)},
-            {"new", jsonValue(row.after)},
-            {"change", changeText(row)},
-            {"percent", growth ? Json(*growth) : Json()},
-            {"judged", row.isJudged}};
+std::string percentText(const ComparedRow& row, std::size_t at) {
+    const bool isCounted = row.firstLines.empty() && !isTime(row.name);
+    const std::optional<double> percent =
+        isCounted ? percentOf(row.values[0], row.values[at]) : std::nullopt;
+    return percent ? fmt::format("{:+.1f}%", *percent) : "";
 }
 
-void print(Session& session, const std::vector<Row>& rows, const Pair& pair) {
-    Table table(session.out, {{"WHAT", Column::Align::left, Column::Cut::never},
-                              {"NAME"},
-                              {"OLD", Column::Align::right},
-                              {"NEW", Column::Align::right},
-                              {"CHANGE", Column::Align::right, Column::Cut::never},
-                              {"PERCENT", Column::Align::right, Column::Cut::never}});
-    table.add({{"result"}, {"name"}, {pair.old.name}, {pair.now.name}, {}, {}});
-    for (const Row& row : rows) {
-        const std::optional<double> growth = percent(row);
-        const auto text = [](const variant_t& value) {
-            return value.empty() ? std::string() : valueText(value);
-        };
-        const char* style = row.isJudged ? "31" : "";
-        table.add({{row.what, style},
-                   {row.name},
-                   {text(row.before)},
-                   {text(row.after)},
-                   {changeText(row)},
-                   {growth ? fmt::format("{:+.1f}%", *growth) : ""}});
+/// Beside a value how much it differs from the first, where there is no column for that.
+std::string cellText(const ComparedRow& row, std::size_t at, bool forPeople) {
+    std::string text = valueTextFor(row, row.values[at], forPeople);
+    const bool isPair = row.values.size() == 2;
+    if (isPair || !forPeople || at == 0 || row.values[at] == row.values[0]) {
+        return text;
+    }
+    const std::string percent = percentText(row, at);
+    return percent.empty() ? text : text + " " + percent;
+}
+
+void print(Session& session, const std::vector<ComparedRow>& rows,
+           const std::vector<ComparedResult>& results, Format format) {
+    const bool isPair = results.size() == 2;
+    std::vector<Column> columns{{"WHAT", Column::Align::left, Column::Cut::never},
+                                {"NAME", Column::Align::left, Column::Cut::name}};
+    for (const ComparedResult& each : results) {
+        Column column{escapeText(each.description.name), Column::Align::right};
+        column.key = each.description.name;
+        columns.push_back(std::move(column));
+    }
+    if (isPair) {
+        columns.push_back({"CHANGE", Column::Align::right, Column::Cut::never});
+        columns.push_back({"PERCENT", Column::Align::right, Column::Cut::never, 1});
+    }
+    Table table(session.out, std::move(columns), format);
+    const bool forPeople = table.isForPeople();
+    if (!forPeople && format == Format::automatic) {
+        std::vector<Cell> names{{"result"}, {"name"}};
+        for (const ComparedResult& each : results) {
+            names.push_back({each.description.name});
+        }
+        names.resize(names.size() + (isPair ? 2 : 0));
+        table.add(std::move(names));
+    }
+    for (const ComparedRow& row : rows) {
+        const char* const style = row.isDifferent ? "31" : "";
+        std::vector<Cell> cells{{row.what, style}, {row.name}};
+        for (std::size_t i = 0; i < row.values.size(); ++i) {
+            cells.push_back({cellText(row, i, forPeople), i > 0 ? style : ""});
+        }
+        if (isPair) {
+            cells.push_back({changeText(row), style});
+            cells.push_back({percentText(row, 1)});
+        }
+        table.add(std::move(cells));
     }
     table.finish();
 }
 
+/// The digest of a file, or nothing where none is taken.
+Json digestJson(const std::string& path) {
+    try {
+        return digestOf(path);
+    } catch (const Failure&) {
+        return nullptr;
+    }
+}
+
+Json toJson(const ComparedRow& row, const std::vector<ComparedResult>& results) {
+    const bool isFile = !row.firstLines.empty();
+    Json values = Json::array();
+    for (std::size_t i = 0; i < row.values.size(); ++i) {
+        const std::optional<double> percent = percentOf(row.values[0], row.values[i]);
+        Json value = {{"value", jsonValue(row.values[i])}};
+        if (isFile) {
+            value["digest"] = digestJson(results[i].description.path + "/" + row.name);
+            value["firstDifferentLine"] = row.firstLines[i] > 0 ? Json(row.firstLines[i]) : Json();
+        } else {
+            value["percent"] = percent && !isTime(row.name) ? Json(*percent) : Json();
+        }
+        values.push_back(std::move(value));
+    }
+    return {{"what", row.what},
+            {"name", jsonText(row.name)},
+            {"values", std::move(values)},
+            {"judged", row.isJudged},
+            {"different", row.isDifferent}};
+}
+
 int run(const Arguments& arguments, Session& session) {
-    const std::string a = requirePath(arguments.a);
-    const std::string b = arguments.b.empty() ? a : requirePath(arguments.b);
-    const Pair pair = openPair(a, b);
-    std::vector<Row> rows;
-    addState(rows, pair);
-    addProperties(rows, pair);
-    addFiles(rows, pair);
-    const bool isSame =
-        std::none_of(rows.begin(), rows.end(), [](const Row& row) { return row.isJudged; });
-    if (session.json) {
+    const Tolerance tolerance(arguments.tolerance);
+    const std::vector<ComparedResult> results = openResults(arguments, session);
+    const std::vector<ComparedRow> rows = compareResults(results, tolerance, arguments.wantsAll);
+    const bool isSame = std::ranges::none_of(rows, &ComparedRow::isDifferent);
+    if (session.json || arguments.format == "json") {
+        Json nodes = Json::array();
+        for (const ComparedResult& each : results) {
+            nodes.push_back(nodeJson(*each.result, each.description));
+        }
         Json list = Json::array();
-        std::transform(rows.begin(), rows.end(), std::back_inserter(list), toJson);
-        session.out.writeJson({{"same", isSame},
-                               {"old", jsonText(pair.before->getPath())},
-                               {"new", jsonText(pair.after->getPath())},
-                               {"rows", std::move(list)}});
+        for (const ComparedRow& row : rows) {
+            list.push_back(toJson(row, results));
+        }
+        session.out.writeJson(
+            {{"same", isSame}, {"nodes", std::move(nodes)}, {"rows", std::move(list)}});
     } else {
-        print(session, rows, pair);
+        print(session, rows, results, formatOf(arguments.format));
     }
     return isSame ? exitOk : exitNegative;
 }
@@ -237,10 +219,16 @@ int run(const Arguments& arguments, Session& session) {
 
 Action diff(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("A", arguments->a,
-                     "the old result; alone: a pattern, of which the newest "
-                     "result is compared with the one before it");
-    options.optionalArgument("B", arguments->b, "the new result");
+    selectorArguments(options, arguments->selector,
+                      "the results, the old one first; a pattern alone: its newest with the one "
+                      "before it");
+    options.option("--reference", "NODE", arguments->reference,
+                   "what the others are compared with; else the first");
+    options.option("--tolerance", "[KEY=]N%", arguments->tolerance,
+                   "judge measurements, or KEY, too: a difference of more than N percent counts");
+    options.flag("--all", arguments->wantsAll, "also what is the same");
+    options.choice("--format", arguments->format, {"table", "tsv", "csv", "json"},
+                   "how to print; else a table on a terminal, and lines with tabs elsewhere");
     return makeAction(arguments, run);
 }
 

@@ -124,6 +124,10 @@ std::vector<Member> membersNamed(const std::string& argument) {
     return std::move(meaning.members);
 }
 
+std::vector<Member> seriesOf(const std::string& argument) {
+    return std::move(meaningOf(argument).members);
+}
+
 Member memberNamed(const std::string& argument) {
     std::vector<Member> members = membersNamed(argument);
     if (members.size() > 1) {

@@ -23,6 +23,9 @@ struct Selector {
 /// name. Several of one name only where they are meant. Raises `Failure` when there is none.
 std::vector<Member> membersNamed(const std::string& argument);
 
+/// All nodes of a pattern or a glob, in their order; of any other argument as `membersNamed`.
+std::vector<Member> seriesOf(const std::string& argument);
+
 /// As `membersNamed`, of one node.
 Member memberNamed(const std::string& argument);
 

@@ -93,7 +93,7 @@ TEST_F(CollectTest, WhatAProgramWasRunWithIsKept) {
               directory / "bin/tool" +
                   "\nsha256:a8076d3d28d21e02012b20eaf7dbf75409a6277134439025f282e368e3305abf"
                   "\n77\na z\n");
-    const auto properties = json("show r000")["properties"];
+    const auto properties = json("show r000")["node"]["properties"];
     std::string names;
     for (const auto& [name, value] : properties.items()) {
         names += name.rfind("environment/", 0) == 0 ? name.substr(12) + " " : "";
@@ -117,7 +117,7 @@ TEST_F(CollectTest, GitTellsTheRevisionInTime) {
         Command({path, VESTA2_COMMAND, "-q", "collect", "sh", "-c", program},
                 {directory.path().native(), {}, 0, "env"})
             .finish();
-        return json("show r@@@")["properties"];
+        return json("show r@@@")["node"]["properties"];
     };
     fs::create_directories(directory / ".git");
     // What git does when it is asked for the revision and the state; both; what the log tells.
@@ -146,8 +146,7 @@ TEST_F(CollectTest, GitTellsTheRevisionInTime) {
     script("bin/git", "yes >junk &\necho $! >started\nmv started yes\nwait\n");
     const auto properties =
         collect("until [ -e yes ] && ! kill -0 $(cat yes) 2>/dev/null; do :; done");
-    EXPECT_LT(std::stoull(properties["writtenBytes"].get<std::string>()),
-              fs::file_size(directory / "junk"));
+    EXPECT_LT(properties["writtenBytes"].get<std::uint64_t>(), fs::file_size(directory / "junk"));
     // The real one finds its way, too. What it does not know makes nothing dirty.
     fs::remove_all(directory / "bin");
     fs::remove_all(directory / ".git");

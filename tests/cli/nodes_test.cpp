@@ -131,9 +131,10 @@ TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
     run("collect -q -- true");
     const auto newest = json("diff r@@@");
     EXPECT_EQ(newest["same"], true) << "measurements are not judged";
-    EXPECT_EQ(newest["old"], directory / "r000");
-    EXPECT_EQ(newest["new"], directory / "r001");
+    EXPECT_EQ(newest["nodes"][0]["path"], directory / "r000");
+    EXPECT_EQ(newest["nodes"][1]["path"], directory / "r001");
     EXPECT_EQ(run("diff r000").code, 3);
+    EXPECT_EQ(run("diff a ./a").code, 2);
     // The two may have been made in different seconds.
     const std::string shown = std::regex_replace(result.out, std::regex("time\ttimestamp.*\n"), "");
     EXPECT_EQ(shown, "result\tname\ta\tb\t-\t-\n"
@@ -141,8 +142,36 @@ TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
                      "property\tremark\ta\tb\tchanged\t-\n"
                      "property\texitCode\t97\t98\t+1\t+1.0%\n"
                      "file\tgone\t1\t-\tremoved\t-\n"
-                     "file\tsub/long\t200001\t200001\tchanged\t-\n"
-                     "file\tnew\\nline\t-\t2\tadded\t-\n");
+                     "file\tnew\\nline\t-\t2\tadded\t-\n"
+                     "file\tsub/long\t200001\t200001\tline 1\t-\n");
+}
+
+TEST_F(NodesTest, ManyAreComparedWithOneAndWithinATolerance) {
+    for (const char* name : {"a", "b", "c"}) {
+        output(std::string("create result ") + name);
+    }
+    output("set a elapsedMicroseconds=1000 rate=2.5");
+    output("set b elapsedMicroseconds=1049 rate=2.6");
+    output("set c elapsedMicroseconds=940");
+    for (const auto& [arguments, code] : std::vector<std::pair<std::string, int>>{
+             {"a b", 1},  // the rate differs
+             {"a b --tolerance rate=5%", 0},
+             {"a b --tolerance rate=5% --tolerance 5%", 0},
+             {"a b --tolerance rate=5% --tolerance elapsed=4.8%", 1},
+             {"--reference b a --tolerance rate=5% --tolerance elapsed=4.8%", 0},
+             {"a b --tolerance rate=3%", 1},
+             {"a c --tolerance rate=100%", 1},
+             {"a b c --tolerance=none", 2},
+             {"a b --tolerance other=5%", 2},
+             {"a a", 2}}) {
+        EXPECT_EQ(run("diff " + arguments).code, code) << arguments;
+    }
+    EXPECT_THAT(run("diff --where name --reference b").out,
+                AllOf(HasSubstr("result\tname\tb\ta\tc\n"),
+                      HasSubstr("property\trate\t2.6\t2.5\t-\n"),
+                      HasSubstr("measurement\telapsedMicroseconds\t1049\t1000\t940\n")));
+    const std::string people = start("diff a b c", "NO_COLOR=1", 100).finish().out;
+    EXPECT_THAT(people, AllOf(HasSubstr("1.00ms"), HasSubstr("940us -6.0%")));
 }
 
 TEST_F(NodesTest, GetMakesOpensAndRepairs) {

@@ -141,7 +141,7 @@ TEST_F(CliOrderTest, TheGreatestNumberIsTheNewest) {
     EXPECT_EQ(listed("list --mask *"), "a-9b10 a-010b1 a-10b2 r998 r999 r1000 r1001");
     EXPECT_EQ(listed("list --reverse --limit 2"), "r1001 r1000");
     EXPECT_EQ(show("r@@@ name"), "r1001\n");
-    EXPECT_EQ(json("diff r@@@")["old"], directory / "r1000");
+    EXPECT_EQ(json("diff r@@@")["nodes"][0]["name"], "r1000");
     EXPECT_EQ(output("purge . --keep 2 -y"), (directory / "r998\n") + (directory / "r999\n"));
 }
 

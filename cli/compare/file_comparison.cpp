@@ -1,11 +1,11 @@
-#include "nodes/file_comparison.h"
+#include "compare/file_comparison.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/filesystem/path.hpp>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <map>
 
@@ -81,19 +81,36 @@ std::size_t readPiece(const basekit2::descriptor_t& file, char* piece, const fs:
     return filled;
 }
 
-bool isSameContent(const fs::path& a, const fs::path& b) {
+/// Where the contents of two files part.
+struct Parting {
+    bool isSame = false;
+    std::int64_t line = 0;  ///< as `FileDifference::firstLine`
+};
+
+Parting compareContents(const fs::path& a, const fs::path& b) {
     const basekit2::descriptor_t fileA = openForReading(a);
     const basekit2::descriptor_t fileB = openForReading(b);
     std::vector<char> pieceA(pieceSize);
     std::vector<char> pieceB(pieceSize);
+    Parting parting{false, 1};
     while (true) {
         const std::size_t sizeA = readPiece(fileA, pieceA.data(), a);
         const std::size_t sizeB = readPiece(fileB, pieceB.data(), b);
-        if (sizeA != sizeB || std::memcmp(pieceA.data(), pieceB.data(), sizeA) != 0) {
-            return false;
+        const auto endA = pieceA.begin() + static_cast<std::ptrdiff_t>(sizeA);
+        const auto endB = pieceB.begin() + static_cast<std::ptrdiff_t>(sizeB);
+        const auto [atA, atB] = std::mismatch(pieceA.begin(), endA, pieceB.begin(), endB);
+        const bool isText = std::find(pieceA.begin(), endA, '\0') == endA &&
+                            std::find(pieceB.begin(), endB, '\0') == endB;
+        if (!isText) {
+            parting.line = 0;
+        } else if (parting.line > 0) {
+            parting.line += std::count(pieceA.begin(), atA, '\n');
+        }
+        if (atA != endA || atB != endB) {
+            return parting;
         }
         if (sizeA < pieceSize) {
-            return true;
+            return {true, 0};
         }
     }
 }
@@ -107,19 +124,23 @@ std::vector<FileDifference> compareFiles(const std::string& before, const std::s
     for (const auto& [path, entry] : old) {
         const auto match = added.find(path);
         if (match == added.end()) {
-            differences.push_back({path, summaryOf(entry), {}});
+            differences.push_back({path, summaryOf(entry), {}, 0});
             continue;
         }
         const std::string kind = summaryOf(entry);
         const std::string newKind = summaryOf(match->second);
         const bool isFile = entry.symlink_status().type() == fs::file_type::regular;
-        if (kind != newKind || (isFile && !isSameContent(entry.path(), match->second.path()))) {
-            differences.push_back({path, kind, newKind});
+        const bool areFiles =
+            isFile && match->second.symlink_status().type() == fs::file_type::regular;
+        const Parting parting = areFiles ? compareContents(entry.path(), match->second.path())
+                                         : Parting{kind == newKind, 0};
+        if (!parting.isSame) {
+            differences.push_back({path, kind, newKind, parting.line});
         }
         added.erase(match);
     }
     for (const auto& [path, entry] : added) {
-        differences.push_back({path, {}, summaryOf(entry)});
+        differences.push_back({path, {}, summaryOf(entry), 0});
     }
     return differences;
 }

@@ -13,6 +13,8 @@ struct FileDifference {
     /// What is there, empty when nothing is: the size of a regular file in bytes, else the kind.
     std::string before;
     std::string after;
+    /// Of two texts the first line that differs, from 1; 0 for anything else.
+    std::int64_t firstLine = 0;
 };
 
 /// Everything below the two directories, but for what the library keeps there itself (marker, state
