@@ -4,8 +4,8 @@ include(CMakePackageConfigHelpers)
 install(TARGETS vesta2 EXPORT vesta2Targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-# Loaded by the library, from beside it.
-install(TARGETS vesta2_log LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# Loaded by the library, and by nobody else.
+install(TARGETS vesta2_log LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${VESTA2_MODULE_DIR})
 install(FILES share/vesta2/product.xml share/vesta2/vesta2.catalog.xml
   DESTINATION ${CMAKE_INSTALL_DATADIR}/vesta2)
 install(DIRECTORY

@@ -26,6 +26,10 @@ include(CMakeDependentOption)
 cmake_dependent_option(VESTA2_STATIC_CLI
   "Link the command to nothing shared but the C library" ON "NOT VESTA2_SANITIZER" OFF)
 
+# What only the library loads, below the directory of libraries: versions whose libraries may be
+# installed side by side do not share it.
+set(VESTA2_MODULE_DIR vesta2-${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+
 # From the directory of programs to that of libraries, in an installation.
 file(RELATIVE_PATH VESTA2_LIBDIR_FROM_BINDIR
   ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})

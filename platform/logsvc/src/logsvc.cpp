@@ -52,9 +52,9 @@ log_function_t load(bool present) {
         return say_nothing;
     }
     const std::string& directory = basekit2::library_directory();
-    void* module = directory.empty()
-                       ? nullptr
-                       : ::dlopen((directory + "/libvesta2-log.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* module = directory.empty() ? nullptr
+                                     : ::dlopen((directory + "/" VESTA2_LOG_MODULE).c_str(),
+                                                RTLD_NOW | RTLD_LOCAL);
     void* function = module ? ::dlsym(module, log_function_name) : nullptr;
     return function ? reinterpret_cast<log_function_t>(function) : say_nothing;
 }
