@@ -334,7 +334,7 @@ std::string make_bag_temporary() {
     std::uint64_t random = 0;
     // No counter: processes that were forked into process tables of their own have one number.
     // Cannot fail for so few bytes; and were it to, the exclusive creation would notice a clash.
-    static_cast<void>(::getrandom(&random, sizeof random, 0));
+    [[maybe_unused]] const ssize_t read = ::getrandom(&random, sizeof random, 0);
     return std::string(temporary_prefix) + host + '-' + std::to_string(::getpid()) + '-' +
            std::to_string(random);
 }
