@@ -56,3 +56,10 @@ endforeach()
 configure_file(cmake/vesta2.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vesta2.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vesta2.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall
+    COMMAND ${CMAKE_COMMAND} -DMANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt
+      -P ${PROJECT_SOURCE_DIR}/cmake/Uninstall.cmake
+    VERBATIM)
+endif()

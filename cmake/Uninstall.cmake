@@ -1,0 +1,26 @@
+# Deletes what `cmake --install` installed last from this build, and those of its directories that are the
+# project's own. Run with -DMANIFEST=<list of files>.
+cmake_minimum_required(VERSION 3.25)
+
+if(NOT EXISTS ${MANIFEST})
+  message(FATAL_ERROR "${MANIFEST} is not there; only the build that was installed can be uninstalled")
+endif()
+file(STRINGS ${MANIFEST} files)
+set(directories)
+foreach(file IN LISTS files)
+  if(EXISTS ${file} OR IS_SYMLINK ${file})
+    message(STATUS "Deleting ${file}")
+    file(REMOVE ${file})
+  endif()
+  cmake_path(GET file PARENT_PATH directory)
+  list(APPEND directories ${directory})
+endforeach()
+
+list(REMOVE_DUPLICATES directories)
+foreach(directory IN LISTS directories)
+  cmake_path(GET directory FILENAME name)
+  file(GLOB left ${directory}/*)
+  if(IS_DIRECTORY ${directory} AND NOT left AND name MATCHES "^(vesta2(-[0-9.]+)?|basekit2|optstore2|notify2)$")
+    file(REMOVE_RECURSE ${directory})
+  endif()
+endforeach()
