@@ -32,7 +32,7 @@ const std::vector<CommandEntry>& commandTable() {
         {"finalize", "mark results as complete", &finalize},
         {"invalidate", "mark results as unusable", &invalidate},
         {"remove", "delete nodes", &remove},
-        {"purge", "delete all but the last results of a group", &purge},
+        {"purge", "delete the results of a group that no rule keeps", &purge},
         {"check", "what is damaged in a group, and what can be mended", &check},
         {"doctor", "what a file system does, and what is promised there", &doctor},
     };

@@ -34,24 +34,6 @@ std::string deletionText(const NodeHandle& node) {
     return line;
 }
 
-void removeNode(const NodeHandle& handle) {
-    vesta2::INode& node = *handle;
-    // It may have been claimed while the user was asked.
-    requireUnclaimed(node);
-    const bool wasThere = !isMissing(handle);
-    const std::string directory = node.getPath();
-    const std::string link = node.getLinkFilePath();
-    if (!node.remove()) {
-        throw Failure::fromStatus(vesta2::getStatus(), directory);
-    }
-    // The library keeps what it failed to look at, and still reports success.
-    const bool isDirectoryLeft = wasThere && isThere(directory);
-    if (isDirectoryLeft || (!link.empty() && isThere(link))) {
-        throw Failure(exitFailure, isDirectoryLeft ? directory : link, "could not be deleted",
-                      "see the library's log with -v, and try again");
-    }
-}
-
 /// Of a node that is stored here only the directory is looked at.
 void requireUnclaimedAt(const std::string& marker) {
     if (!vesta2::isLink(marker)) {
@@ -75,10 +57,25 @@ bool askUser(const std::vector<Member>& members) {
 
 }  // namespace
 
-int removeNodes(const std::vector<Member>& members, const RemovalChoice& choice, Session& session) {
-    if (!choice.dryRun) {
-        std::ranges::for_each(members, requireUnclaimedAt, &Member::marker);
+void removeNode(const basekit2::sptr_t<vesta2::INode>& handle) {
+    vesta2::INode& node = *handle;
+    // It may have been claimed while the user was asked.
+    requireUnclaimed(node);
+    const bool wasThere = !isMissing(handle);
+    const std::string directory = node.getPath();
+    const std::string link = node.getLinkFilePath();
+    if (!node.remove()) {
+        throw Failure::fromStatus(vesta2::getStatus(), directory);
     }
+    // The library keeps what it failed to look at, and still reports success.
+    const bool isDirectoryLeft = wasThere && isThere(directory);
+    if (isDirectoryLeft || (!link.empty() && isThere(link))) {
+        throw Failure(exitFailure, isDirectoryLeft ? directory : link, "could not be deleted",
+                      "see the library's log with -v, and try again");
+    }
+}
+
+bool mayDelete(const std::vector<Member>& members, const RemovalChoice& choice, Session& session) {
     const bool asks = !choice.withoutQuestion && !choice.dryRun && !members.empty();
     if (asks && (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)) {
         throw Failure(exitUsage, {}, "nobody can be asked whether to delete",
@@ -86,6 +83,16 @@ int removeNodes(const std::vector<Member>& members, const RemovalChoice& choice,
     }
     if (asks && !askUser(members)) {
         session.note("nothing deleted");
+        return false;
+    }
+    return true;
+}
+
+int removeNodes(const std::vector<Member>& members, const RemovalChoice& choice, Session& session) {
+    if (!choice.dryRun) {
+        std::ranges::for_each(members, requireUnclaimedAt, &Member::marker);
+    }
+    if (!mayDelete(members, choice, session)) {
         return exitNegative;
     }
     ItemReport report(session, "nodes");

@@ -30,8 +30,7 @@ TEST_F(CliFlagsTest, WhoHoldsAFlagIsToldAndRespected) {
     for (const char* refused :
          {"flag set r000 mine", "flag run r000 mine -- touch r000/touched", "flag clear r000 mine",
           "flag clear r000 mine --force", "move r000 elsewhere", "invalidate r000", "rename r000 q",
-          "finalize r000", "create result r000 --overwrite", "remove -y quiet r000",
-          "purge . --keep 0 --mask r@@@ -y"}) {
+          "finalize r000", "create result r000 --overwrite", "remove -y quiet r000"}) {
         const auto result = run(refused);
         EXPECT_EQ(result.code, 5) << refused;
         EXPECT_THAT(result.err, AllOf(HasSubstr("flag mine is held by "), HasSubstr(pid)));

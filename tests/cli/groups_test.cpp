@@ -74,6 +74,61 @@ TEST_F(CliGroupsTest, RemovalDeletesWhatIsNamedAndAsksFirst) {
     EXPECT_FALSE(exists("p"));
 }
 
+TEST_F(CliGroupsTest, PurgeKeepsWhatARuleNames) {
+    // The days are far from a change of the clocks, in any time zone.
+    constexpr std::int64_t day = 86400;
+    constexpr std::int64_t first = 1705320000;  // a Monday at noon
+    for (const auto& [name, time] :
+         std::vector<std::pair<std::string, std::int64_t>>{{"r000", first},
+                                                           {"r001", first + 60},
+                                                           {"r002", first + day},
+                                                           {"r003", first + 7 * day},
+                                                           {"r004", first + 30 * day},
+                                                           {"r005", first + 30 * day + 60},
+                                                           {"r006", first + 31 * day}}) {
+        output("create result " + name);
+        write(name + "/data.0/x", std::string(100000, 'x'));
+        output("set " + name + " collectionTimeBegin=" + std::to_string(time));
+    }
+    output("pin r001");
+    output("tag r000 r003 +best");
+    output("invalidate r006");
+    output("set r006-bad --unset collectionTimeBegin");
+    const auto keptBy = [&](const std::string& rules) {
+        std::string names;
+        const nlohmann::json told = json("purge . -y --dry-run " + rules);
+        for (const auto& node : told["nodes"]) {
+            if (node["action"] == "keep") {
+                names.append(names.empty() ? "" : " ").append(node["name"].get<std::string>());
+            }
+        }
+        return names;
+    };
+    for (const auto& [rules, kept] : std::vector<std::pair<std::string, std::string>>{
+             {"--keep 2", "r001 r004 r005"},
+             {"--keep 1 --keep-tag best", "r000 r001 r003 r005"},
+             {"--keep-daily 2", "r001 r003 r005"},
+             {"--keep-weekly 2", "r001 r003 r005"},
+             {"--keep-monthly 9", "r001 r003 r005"},
+             {"--keep-within 1h", "r001 r006-bad"},
+             {"--max-size 250K", "r001 r005"},
+             {"--keep 3 --keep-tag best --max-size 1K", "r000 r001 r003"},
+             {"--keep 1 --where tag=best", "r003"}}) {
+        EXPECT_EQ(keptBy(rules), kept) << rules;
+    }
+    Command holder = start("flag set r002 mine");
+    ASSERT_TRUE(holder.awaitOutput("\n"));
+    write("r004/r004.zentor", "<");
+    const std::string told = output("purge . -y --keep 0 --mask r@@@");
+    EXPECT_THAT(told, AllOf(HasSubstr("keep\tr001\tpinned\n"), HasSubstr("r002\tthe flag mine is"),
+                            HasSubstr("keep\tr004\tunreadable: "),
+                            HasSubstr("delete\tr006-bad\tinvalid\n")));
+    EXPECT_EQ(listed("list --kind result"), "r001 r002 r004");
+    for (const char* refused : {"--keep-within 1x", "--max-size -1K", "--keep-daily 0"}) {
+        EXPECT_EQ(run(std::string("purge . --dry-run ") + refused).code, 2) << refused;
+    }
+}
+
 TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     for (int i = 0; i < 3; ++i) {
         output("create result r@@@ --into p");
@@ -82,7 +137,8 @@ TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
                                 "purge p --keep 0 -y --mask ../p/r@@@", "list --mask p/r@@@"}) {
         EXPECT_EQ(run(refused).code, 2) << refused;
     }
-    EXPECT_EQ(output("purge p --keep 3 --dry-run"), directory / "p/r000\n");
+    EXPECT_THAT(output("purge p --keep 3 --dry-run"),
+                testing::StartsWith("delete\tr000\tkept by no rule\nkeep\tr001\tone"));
     output("purge p --keep 2 -y");
     EXPECT_EQ(listed("list p"), "e r002 r003 x");
     output("purge p --keep 0 --mask r@@@ -y");
