@@ -104,8 +104,8 @@ TEST_F(CliSelectTest, NamesAreThoseThatCommandsTake) {
     EXPECT_EQ(show("twin2/twin.zentor path"), directory / "twin2\n");
     EXPECT_THAT(run("show twin").err, HasSubstr("several nodes have this name"));
     // A directory of that name would be taken for the node.
-    output("rename cut bad");
-    EXPECT_EQ(listed("list -q"), "bad/bad.zentor cut/bad.zentor empty good good2/twin.zentor "
+    output("rename cut ok");
+    EXPECT_EQ(listed("list -q"), "bad cut/ok.zentor empty good good2/twin.zentor "
                                  "twin2/twin.zentor");
 }
 
