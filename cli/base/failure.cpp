@@ -55,7 +55,7 @@ Failure Failure::fromStatus(vesta2::error_t status, const std::string& path) {
         return {exitUsage, path, "has more than 8 '@'", "use a shorter group, such as 'r@@@'"};
     case vesta2::eReservedCharacters:
         return {exitUsage, path,
-                "the name has a reserved character, one of < > : \" | ? * and backslash",
+                "the name has a reserved character, one of < > : \" / | ? * and backslash",
                 "choose another name; a pattern is written with '@', as in 'r@@@'"};
     case vesta2::eReservedDeviceName:
         return {exitUsage, path, "the name is reserved for a device", "choose another name"};

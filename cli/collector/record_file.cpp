@@ -5,16 +5,16 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <utility>
 
 #include "base/failure.h"
 #include "basekit2/uninterrupted.h"
 
 namespace cli {
 
-RecordFile::RecordFile(std::string path)
-    : m_path(std::move(path)), m_file(basekit2::uninterrupted([&] {
-          return ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
+RecordFile::RecordFile(int directory, const std::string& path, const std::string& name)
+    : m_path(path + "/" + name), m_file(basekit2::uninterrupted([&] {
+          return ::openat(directory, name.c_str(),
+                          O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
       })) {
     if (!m_file) {
         throw Failure::fromErrno(errno, m_path);

@@ -13,8 +13,8 @@ namespace cli {
 /// must not stop the program.
 class RecordFile {
 public:
-    /// Makes the file, or raises `Failure`.
-    explicit RecordFile(std::string path);
+    /// Makes the file `name` in the open `directory`, which `path` led to; or raises `Failure`.
+    RecordFile(int directory, const std::string& path, const std::string& name);
 
     void append(std::string_view text);
     /// Flushes the file and its directory entry. Raises the first failure, also one of `append`.

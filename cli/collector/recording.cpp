@@ -1,9 +1,5 @@
 #include "collector/recording.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <utility>
@@ -20,16 +16,22 @@ std::uint64_t count(std::chrono::microseconds time) {
     return static_cast<std::uint64_t>(time.count());
 }
 
+/// Of a file in the directory of the result.
+std::string nameOf(const std::string& path) {
+    return std::filesystem::path(path).filename().native();
+}
+
 }  // namespace
 
 Recording::Recording(basekit2::sptr_t<vesta2::IResultDirectory> result,
-                     const std::vector<std::string>& command)
+                     const MadeDirectory& directory, const std::vector<std::string>& command)
     : m_result(std::move(result)),
       m_command(command),
       m_workingDirectory(std::filesystem::current_path().native()),
-      m_directory(::open(m_result->getPath(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-      m_log(m_result->getCollectorLog()),
-      m_commandLog(m_result->getCommandLog()) {}
+      m_directory(directory),
+      m_log(m_directory.descriptor(), m_directory.path(), nameOf(m_result->getCollectorLog())),
+      m_commandLog(m_directory.descriptor(), m_directory.path(),
+                   nameOf(m_result->getCommandLog())) {}
 
 void Recording::begin() {
     const std::string line = shellQuote(m_command);
@@ -42,7 +44,7 @@ void Recording::begin() {
 }
 
 void Recording::save() {
-    requireSameDirectory();
+    m_directory.require();
     saveProperties(*m_result);
 }
 
@@ -74,7 +76,7 @@ void Recording::finish() {
     m_log.settle();
     m_commandLog.settle();
     flushDirectory(std::filesystem::path(m_result->getPath()).parent_path());
-    requireSameDirectory();
+    m_directory.require();
     m_result->setFinalized(true);
     const vesta2::error_t status = vesta2::ResultDirectoryManager::getLastError();
     if (status != vesta2::eOK) {
@@ -84,23 +86,8 @@ void Recording::finish() {
 
 void Recording::giveUp(const std::string& reason) {
     log(reason);
-    requireSameDirectory();
+    m_directory.require();
     m_result->setInvalid();
-}
-
-void Recording::requireSameDirectory() const {
-    struct stat made {};
-    struct stat present {};
-    if (::fstat(m_directory.get(), &made) != 0 || ::stat(m_result->getPath(), &present) != 0) {
-        throw Failure(exitFailure, m_result->getPath(),
-                      "is not there any more, or cannot be looked at",
-                      "look where it was moved to");
-    }
-    if (made.st_dev != present.st_dev || made.st_ino != present.st_ino) {
-        throw Failure(exitFailure, m_result->getPath(),
-                      "is another directory than the one that was being collected in",
-                      "look for that where it was moved to");
-    }
 }
 
 }  // namespace cli

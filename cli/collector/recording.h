@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "basekit2/object.h"
+#include "collector/made_directory.h"
 #include "collector/record_file.h"
 #include "collector/run_program.h"
 #include "vesta2/i_result_directory.h"
@@ -15,8 +16,8 @@ namespace cli {
 /// directory that has taken the path of the result is never written to.
 class Recording {
 public:
-    /// Opens the logs; raises `Failure`.
-    Recording(basekit2::sptr_t<vesta2::IResultDirectory> result,
+    /// Opens the logs in `directory`, which is that of the result; raises `Failure`.
+    Recording(basekit2::sptr_t<vesta2::IResultDirectory> result, const MadeDirectory& directory,
               const std::vector<std::string>& command);
 
     /// Logs the command, and puts its properties in memory.
@@ -33,12 +34,10 @@ public:
     void giveUp(const std::string& reason);
 
 private:
-    void requireSameDirectory() const;
-
     basekit2::sptr_t<vesta2::IResultDirectory> m_result;
     const std::vector<std::string>& m_command;
     std::string m_workingDirectory;
-    basekit2::descriptor_t m_directory;
+    const MadeDirectory& m_directory;
     RecordFile m_log;
     RecordFile m_commandLog;
 };

@@ -10,7 +10,9 @@
 
 #include "base/failure.h"
 #include "base/text.h"
+#include "collector/made_directory.h"
 #include "collector/recording.h"
+#include "collector/result_file.h"
 #include "collector/run_program.h"
 #include "collector/sampler.h"
 #include "collector/spawn.h"
@@ -38,6 +40,7 @@ struct Arguments {
     std::vector<std::string> environment;
     std::vector<std::string> tags;
     std::string note;
+    std::string resultFile;
     std::vector<std::string> program;
 };
 
@@ -76,7 +79,7 @@ Failure collectionFailure(const Failure& cause, const std::string& directory,
 }
 
 RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
-                  Recording& recording, Signals& signals) {
+                  const MadeDirectory& directory, Recording& recording, Signals& signals) {
     recording.begin();
     const Report report = [&](const std::string& line) { recording.log(line); };
     putProgram(result, arguments.program.front(), report);
@@ -89,13 +92,11 @@ RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
     recording.save();
     std::optional<RecordFile> output;
     if (arguments.capture) {
-        output.emplace(result.getApplicationLog());
+        output.emplace(directory.descriptor(), directory.path(),
+                       std::filesystem::path(result.getApplicationLog()).filename().native());
     }
-    const char* dataDirectory = result.createCollectorDataDir();
-    if (!dataDirectory) {
-        throw Failure::fromStatus(vesta2::ResultDirectoryManager::getLastError(), result.getPath());
-    }
-    RecordFile samples(std::string(dataDirectory) + "/" + samplesFileName);
+    RecordFile samples(directory.descriptor(), directory.path(),
+                       directory.makeDataDirectory() + "/" + samplesFileName);
     WorkTree workTree(signals);
     const RunRequest request{
         arguments.program,           samples,  std::chrono::milliseconds(arguments.interval),
@@ -115,12 +116,28 @@ RunOutcome record(const Arguments& arguments, vesta2::IResultDirectory& result,
     return outcome;
 }
 
+/// One line.
+std::string asJson(const basekit2::sptr_t<vesta2::IResultDirectory>& result) {
+    return withSchema({{"node", nodeJson(result)}}).dump(-1, ' ', true);
+}
+
+void writeResultFile(const ResultFile& file,
+                     const basekit2::sptr_t<vesta2::IResultDirectory>& result) {
+    try {
+        file.write(asJson(result) + "\n");
+    } catch (const std::exception&) {
+        const Failure cause = Failure::current();
+        throw Failure(exitFailure, cause.path(),
+                      "the result file could not be written: " + cause.problem(),
+                      std::string("the result ") + result->getPath() + " is whole");
+    }
+}
+
 void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDirectory>& result,
               const RunOutcome& outcome) {
     if (session.json) {
         // The standard output stream is the program's.
-        Json object = nodeJson(result);
-        writeRawMessage(withSchema({{"node", object}}).dump(-1, ' ', true));
+        writeRawMessage(asJson(result));
         return;
     }
     const std::string end = outcome.wasKilled
@@ -131,22 +148,29 @@ void announce(const Session& session, const basekit2::sptr_t<vesta2::IResultDire
 }
 
 int run(const Arguments& arguments, Session& session) {
-    // First of all: from here on a signal cannot leave half a result.
+    std::optional<ResultFile> file;
+    if (!arguments.resultFile.empty()) {
+        file.emplace(arguments.resultFile);
+    }
+    // From here on a signal cannot leave half a result.
     Signals signals;
     std::for_each(arguments.tags.begin(), arguments.tags.end(), requireTag);
     const auto result = createNewResult(
         arguments.wanted, nameVariables(arguments.variables, arguments.program.front()));
     std::optional<Recording> recording;
-    const std::string directory = result->getPath();
+    const MadeDirectory directory(result);
     RunOutcome outcome;
     try {
         claimNewResult(*result);
+        directory.require();
         // A marker file that cannot be read must not be overwritten.
         requireReadable(result);
-        recording.emplace(result, arguments.program);
-        outcome = record(arguments, *result, *recording, signals);
+        recording.emplace(result, directory, arguments.program);
+        outcome = record(arguments, *result, directory, *recording, signals);
     } catch (const std::exception&) {
         const Failure cause = Failure::current();
+        // Goes before what came of it.
+        directory.require();
         if (cause.code() == exitLocked) {
             throw;
         }
@@ -155,10 +179,13 @@ int run(const Arguments& arguments, Session& session) {
         } else {
             result->setInvalid();
         }
-        throw collectionFailure(cause, directory, result);
+        throw collectionFailure(cause, directory.path(), result);
     }
     result->removeFlag(flags::collecting, false);
     announce(session, result, outcome);
+    if (file) {
+        writeResultFile(*file, result);
+    }
     if (outcome.outputError != 0) {
         throw lostOutput(outcome.outputError);
     }
@@ -179,6 +206,8 @@ Action collect(Options& options) {
                    "also keep this variable of the environment; may be a glob");
     options.option("--tag", "T", arguments->tags, "a word to sort by");
     options.option("--note", "TEXT", arguments->note, "a text about the run");
+    options.option("--result-file", "F", arguments->resultFile,
+                   "write what --json tells of the result to this file");
     options.program(arguments->program);
     return makeAction(arguments, run);
 }

@@ -21,6 +21,7 @@ struct Arguments {
 
 Action createResult(Options& options) {
     auto arguments = std::make_shared<Arguments>();
+    arguments->wanted.mayOverwrite = true;
     options.argument("NAME", arguments->wanted.name, "a name, a path or a pattern such as 'r@@@'");
     intoOption(options, arguments->wanted.group);
     literalFlag(options, arguments->wanted.literal);

@@ -1,6 +1,7 @@
 #include "nodes/new_result.h"
 
 #include <boost/filesystem/path.hpp>
+#include <climits>
 
 #include "base/failure.h"
 #include "base/presence.h"
@@ -20,10 +21,9 @@ namespace {
 
 using vesta2::ResultDirectoryManager;
 
-/// Overwriting deletes a whole tree, so it is done to results alone: a mistyped name must not cost
-/// a home directory.
-void requireOverwritable(const NewResult& wanted, const std::string& group,
-                         const vesta2::ResultVariableBag& variables) {
+/// Where the result will be, but for the number of a pattern.
+boost::filesystem::path placeOf(const NewResult& wanted, const std::string& group,
+                                const vesta2::ResultVariableBag& variables) {
     std::string directory;
     std::string marker;
     vesta2::splitDirPatternAndFileName(wanted.name, vesta2::resultMarkerFileExt(), directory,
@@ -31,8 +31,24 @@ void requireOverwritable(const NewResult& wanted, const std::string& group,
     const boost::filesystem::path whole(directory);
     const std::string name = vesta2::Pattern::subst(whole.filename().native(),
                                                     variables.get_bag(vesta2::section::vesta));
-    const std::string path =
-        vesta2::completePath(whole.parent_path() / name, group.c_str()).native();
+    return vesta2::completePath(whole.parent_path() / name, group.c_str());
+}
+
+/// The directory would be made, and then no marker file in it.
+void requireShortName(const boost::filesystem::path& place) {
+    const std::size_t most = NAME_MAX - vesta2::resultMarkerFileExt().size();
+    const std::size_t size = place.filename().size();
+    if (size > most) {
+        throw Failure(exitUsage, place.native(),
+                      "the name is too long: it has " + std::to_string(size) + " bytes",
+                      "choose one of at most " + std::to_string(most) +
+                          ", to which the marker file's can be added");
+    }
+}
+
+/// Overwriting deletes a whole tree, so it is done to results alone: a mistyped name must not cost
+/// a home directory.
+void requireOverwritable(const std::string& path) {
     if (!isThere(path)) {
         return;
     }
@@ -43,11 +59,21 @@ void requireOverwritable(const NewResult& wanted, const std::string& group,
     requireUnclaimed(*namedResult(path));
 }
 
+/// A result is a directory, but holds no others.
+void requireNoResult(const std::string& group) {
+    if (!group.empty() && vesta2::IResultDirectory::probe(group.c_str())) {
+        throw Failure(exitUsage, group, "is a result, and no group to make another in",
+                      "name a directory, a project or an experiment");
+    }
+}
+
 Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const std::string& path) {
     switch (status) {
     case vesta2::eAlreadyExists:
         return {exitExists, path, "is there already",
-                "choose another name or a pattern such as 'r@@@', or use --overwrite"};
+                wanted.mayOverwrite
+                    ? "choose another name or a pattern such as 'r@@@', or use --overwrite"
+                    : "choose another name or a pattern such as 'r@@@'"};
     case vesta2::eInsufficientPermissions:
         return {exitPermission, path, "cannot be made: permission denied",
                 "choose a directory that you may write to"};
@@ -73,10 +99,13 @@ Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const s
 basekit2::sptr_t<vesta2::IResultDirectory>
 createNewResult(const NewResult& wanted, const vesta2::ResultVariableBag& variables) {
     const std::string group = groupPath(wanted.group);
+    requireNoResult(group);
     requirePath(wanted.name);
     requireKnownVariables(wanted.name, variables);
+    const boost::filesystem::path place = placeOf(wanted, group, variables);
+    requireShortName(place);
     if (wanted.overwrite) {
-        requireOverwritable(wanted, group, variables);
+        requireOverwritable(place.native());
     }
     auto result =
         ResultDirectoryManager::create(wanted.name.c_str(), wanted.overwrite, &variables,

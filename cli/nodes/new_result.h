@@ -14,6 +14,7 @@ struct NewResult {
     std::string group{};  ///< directory of the group; empty for the working directory
     bool literal = false;
     bool overwrite = false;
+    bool mayOverwrite = false;  ///< whether the command can be told to overwrite
 };
 
 /// Makes the result and opens it; raises `Failure` when that does not work.

@@ -261,12 +261,57 @@ TEST_F(CollectTest, AResultIsLeftAloneUntilItsCollectorHasEnded) {
 }
 
 TEST_F(CollectTest, WhatTookThePlaceOfTheResultIsLeftAlone) {
-    const auto result = run(shell("mv r000 gone; mkdir r000; echo kept > r000/r000.zentor"));
-    EXPECT_EQ(result.code, 7);
-    EXPECT_THAT(result.err, HasSubstr("r000: is another directory"));
-    EXPECT_EQ(read("r000/r000.zentor"), "kept\n");
-    EXPECT_THAT(namesIn(directory / "r000"), ElementsAre("r000.zentor"));
-    EXPECT_EQ(show("gone state"), "orphaned\n");
+    const std::string moved = "the one that was made is now " + (directory / "gone");
+    for (const auto& [script, found, fate] : Rows<std::string, Text, std::string>{
+             {"mv r000 gone; mkdir r000; echo kept > r000/r000.zentor", "is another directory",
+              moved},
+             {"mv r000 gone; echo kept > r000", "is no directory", moved},
+             {"mv r000 gone", "is gone", moved},
+             {"rm -r r000", "is gone", "was removed"}}) {
+        const auto result = run(shell(script));
+        EXPECT_EQ(result.code, 7) << script;
+        EXPECT_THAT(result.err, AllOf(HasSubstr("r000: " + std::string(found)), HasSubstr(fate)));
+        if (fs::is_directory(directory / "r000")) {
+            EXPECT_EQ(read("r000/r000.zentor"), "kept\n");
+            EXPECT_THAT(namesIn(directory / "r000"), ElementsAre("r000.zentor"));
+        } else {
+            EXPECT_EQ(exists("r000"), script.find("kept") != std::string::npos) << script;
+        }
+        if (exists("gone")) {
+            EXPECT_EQ(show("gone state"), "orphaned\n");
+        }
+        fs::remove_all(directory / "r000");
+        fs::remove_all(directory / "gone");
+    }
+}
+
+TEST_F(CollectTest, TheResultFileIsApartFromTheStreams) {
+    write("old", "old");
+    fs::create_symlink("target", directory / "link");
+    for (const std::string file : {"new", "old", "link"}) {
+        const auto result = run(Words("collect -q --result-file " + file + " echo data"));
+        EXPECT_EQ(result.out + result.err, "data\n") << file;
+        const auto told = nlohmann::json::parse(read(file), nullptr, false);
+        EXPECT_EQ(told["result"]["state"], "finalized") << file;
+        EXPECT_EQ(told["result"]["exitCode"], 0);
+    }
+    EXPECT_TRUE(fs::is_symlink(directory / "link"));
+    // The descriptor of the caller, of which nothing is lost; never one of the command's own.
+    const auto shellRun = [&](const std::string& text) {
+        return Command({"-c", VESTA2_COMMAND " -q collect --name d@@ --result-file " + text},
+                       {directory.path().native(), {}, 0, "sh"})
+            .finish();
+    };
+    EXPECT_EQ(shellRun("/dev/fd/3 true 3>>old").code, 0);
+    const std::string old = read("old");
+    EXPECT_EQ(std::count(old.begin(), old.end(), '\n'), 2);
+    EXPECT_EQ(shellRun("/dev/fd/3 true 3>&-").code, 2);
+    EXPECT_EQ(shellRun("none/file true").code, 3);
+    EXPECT_FALSE(exists("d01")) << "refused before anything was made";
+    const auto full = shellRun("/dev/full true");
+    EXPECT_EQ(full.code, 7);
+    EXPECT_THAT(full.err, AllOf(HasSubstr("no space left"), HasSubstr("d01 is whole")));
+    EXPECT_EQ(show("d01 state"), "finalized\n");
 }
 
 }  // namespace

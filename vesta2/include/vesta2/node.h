@@ -95,6 +95,10 @@ public:
     /// the directory could not be looked at when the result was opened. True for other nodes and an
     /// empty handle.
     static bool areMarksKnown(const basekit2::sptr_t<INode>& node);
+    /// Returns: whether the open `directory` is the one that the node lay in when it was last bound
+    /// to its marker file; true also when that cannot be told, as where other hosts change the file
+    /// system, and for an empty handle.
+    static bool isHome(const basekit2::sptr_t<INode>& node, int directory);
     /// Returns: the number (see `uid`) of the node that is open on the marker file; 0 when none is.
     static unsigned openOn(const std::string& markerFilePath);
     /// Takes the node that is open on the marker file out of the registry, if it has this number:

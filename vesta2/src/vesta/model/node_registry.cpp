@@ -233,6 +233,11 @@ bool Node::areMarksKnown(const sptr_t<INode>& node) {
     return !state || state->areMarksKnown;
 }
 
+bool Node::isHome(const sptr_t<INode>& node, int directory) {
+    const NodeState* state = NodeState::of(node);
+    return !state || !isAnother(directory, state->home);
+}
+
 unsigned Node::nodeCount() {
     const Lock lock(s_recursiveMutex);
     return s_lastUid;
