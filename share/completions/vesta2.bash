@@ -40,7 +40,8 @@ _vesta2_program() {
             ((at == COMP_CWORD)) || echo $((at + 1))
             return
             ;;
-        -C | --color | --name | --into | --var | --interval | --wait) skip=1 ;;
+        -C | --color | --name | --into | --var | --env | --tag | --note | --result-file | \
+            --interval | --wait) skip=1 ;;
         -*) ;;
         *)
             words+=("${COMP_WORDS[at]}")
@@ -75,7 +76,12 @@ _vesta2() {
     --kind) choices='result experiment project' ;;
     --state) choices='incomplete collecting orphaned finalized invalid unreadable missing' ;;
     --sort) choices='name kind state when host rank size command' ;;
-    --name | --var | --interval | --mask | --limit | --keep | --exclude | --ext | --wait) return ;;
+    --name | --var | --tag | --note | --interval | --mask | --limit | --keep | --exclude | --ext | \
+        --wait) return ;;
+    --env)
+        mapfile -t COMPREPLY < <(compgen -e -- "$current")
+        return
+        ;;
     -C | --into | --to)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
@@ -91,7 +97,8 @@ _vesta2() {
         esac
         if [[ $current == -* ]]; then
             case $command in
-            collect) choices='--name --into --var --capture --interval --' ;;
+            collect) choices='--name --into --var --env --tag --note --result-file --capture
+                --interval --' ;;
             'create result') choices='--into --literal --overwrite --var' ;;
             get) choices='--literal --var' ;;
             list) choices='--mask --kind --state --sort --limit --reverse --recursive --long' ;;
