@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "output/session.h"
@@ -64,6 +65,9 @@ struct CommandEntry {
     const char* name;
     const char* summary;
     Declaration* declare;
+    const char* examples;           ///< a line each
+    std::string_view aliases{};     ///< other names, a blank between two
+    std::string_view nearMisses{};  ///< what others call it, in the same form
 };
 
 /// Raises `Failure` for wrong use. Options for all commands are put into `session` even then, as

@@ -292,8 +292,8 @@ TEST_F(CollectTest, TheResultFileIsApartFromTheStreams) {
         const auto result = run(Words("collect -q --result-file " + file + " echo data"));
         EXPECT_EQ(result.out + result.err, "data\n") << file;
         const auto told = nlohmann::json::parse(read(file), nullptr, false);
-        EXPECT_EQ(told["result"]["state"], "finalized") << file;
-        EXPECT_EQ(told["result"]["exitCode"], 0);
+        EXPECT_EQ(told["node"]["state"], "finalized") << file;
+        EXPECT_EQ(told["node"]["exit"], 0);
     }
     EXPECT_TRUE(fs::is_symlink(directory / "link"));
     // The descriptor of the caller, of which nothing is lost; never one of the command's own.

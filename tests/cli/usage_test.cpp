@@ -14,6 +14,9 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
     for (const auto& [words, code, told] : Rows<Words, int, Text>{
              {"", 2, "a command is missing"},
              {"lits", 2, "did you mean 'list'?"},
+             {"delete r1 --help", 2, "did you mean 'remove'?"},
+             {"show --key", 2, "the value of --key is missing"},
+             {"ls --limit 1 --limit 2", 2, "--limit was given more than once"},
              {"create", 2, "vesta2 create --help"},
              {"create resutl x", 2, "did you mean 'result'?"},
              {"list --limt 3", 2, "did you mean '--limit'?"},

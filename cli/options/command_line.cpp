@@ -1,0 +1,150 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+#include "base/failure.h"
+#include "options/parser.h"
+#include "options/wrong_use.h"
+
+namespace cli {
+namespace {
+
+struct GlobalOptions {
+    std::string directory;
+    std::string color = "auto";
+    int verbosity = 0;
+};
+
+void declareGlobals(CLI::App& app, Options& options, GlobalOptions& globals, Session& session) {
+    app.name("vesta2");
+    app.require_subcommand(1);
+    app.set_help_flag("-h,--help", "show this text");
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("Positionals", "Arguments");
+    app.set_version_flag("--version", std::string("vesta2 ") + VESTA2_VERSION, "show the version");
+    options.option("-C", "DIR", globals.directory, "work as if started in DIR");
+    options.flag("--json", session.json, "print one JSON object");
+    options.choice("--color", globals.color, {"auto", "always", "never"}, "when to use colors");
+    options.flag("-q,--quiet", session.quiet, "say nothing but data and errors");
+    app.add_flag("-v,--verbose", globals.verbosity, "show the library's log (-vv: all of it)");
+}
+
+/// The library reads this before its first message.
+void setLogLevel(int verbosity) {
+    if (verbosity > 0) {
+        ::setenv("VESTA_LOG", verbosity > 1 ? "debug" : "warn", 0);
+    }
+}
+
+void changeDirectory(const std::string& directory) {
+    if (directory.empty()) {
+        throw Failure(exitUsage, {}, "the directory of -C is empty", "name a directory, or '.'");
+    }
+    if (::chdir(directory.c_str()) != 0) {
+        throw Failure::fromErrno(errno, directory);
+    }
+}
+
+bool isNameOf(const CommandEntry& entry, const std::string& word) {
+    const std::string names = " " + std::string(entry.aliases) + " ";
+    return word == entry.name || (!word.empty() && names.find(" " + word + " ") != names.npos);
+}
+
+/// The words with the command by its own name, and with "COMMAND --help" for "help COMMAND". Raises
+/// `Failure` for an unknown command.
+std::vector<std::string> withKnownCommand(std::vector<std::string> words, const CLI::App& app,
+                                          const std::vector<CommandEntry>& commands) {
+    const std::size_t at = commandAt(words);
+    if (at < words.size() && words[at] == "help") {
+        words.erase(words.begin() + static_cast<std::ptrdiff_t>(at));
+        words.emplace_back("--help");
+    }
+    if (at >= words.size() || words[at].empty() || words[at].front() == '-') {
+        return words;
+    }
+    const auto entry = std::ranges::find_if(
+        commands, [&](const CommandEntry& each) { return isNameOf(each, words[at]); });
+    if (entry == commands.end()) {
+        for (std::size_t i = 0; i < at; ++i) {
+            const std::string name = words[i].substr(0, words[i].find('='));
+            if (name.starts_with("--") && !app.get_option_no_throw(name)) {
+                throw Failure(exitUsage, {}, "the option " + name + " is too early, or none",
+                              "put it behind the command that it is for");
+            }
+        }
+        throw unknownCommand(words[at], commands);
+    }
+    words[at] = entry->name;
+    return words;
+}
+
+/// The help of the command that was named last.
+std::string helpText(const CLI::App& app) {
+    const CLI::App& command = selectedCommand(app);
+    return command.help(command.get_parent() ? fullName(*command.get_parent()) : "");
+}
+
+std::string footerFor(const CommandEntry& entry) {
+    std::string lines = "  " + std::string(entry.examples);
+    for (std::size_t end = lines.find('\n'); end != std::string::npos;
+         end = lines.find('\n', end + 1)) {
+        lines.insert(end + 1, "  ");
+    }
+    const std::string also =
+        entry.aliases.empty() ? "" : "\n\nAlso called: " + std::string(entry.aliases);
+    return "Examples:\n" + lines + also +
+           "\n\nSee 'vesta2 --help' for what every command takes, and 'man vesta2'.";
+}
+
+}  // namespace
+
+Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>& commands,
+                         Session& session) {
+    CLI::App app("Keeps the results of program runs: collect, find, show and compare them.");
+    Parser parser(app);
+    Options options(parser, app);
+    GlobalOptions globals;
+    declareGlobals(app, options, globals, session);
+    std::vector<std::string> words(argv + 1, argv + argc);
+    try {
+        words = withKnownCommand(words, app, commands);
+    } catch (const Failure&) {
+        session.json = std::ranges::count(words, "--json") != 0;
+        throw;
+    }
+    // To declare them all costs more than most of them do: those that are not named are only
+    // listed, and not even that when one is named.
+    const std::size_t at = commandAt(words);
+    for (const CommandEntry& entry : commands) {
+        if (at < words.size() && words[at] == entry.name) {
+            options.command(entry.name, entry.summary, *entry.declare);
+            app.get_subcommand(entry.name)->footer(footerFor(entry));
+        } else if (at >= words.size()) {
+            app.add_subcommand(entry.name, entry.summary)->group("Commands");
+        }
+    }
+    try {
+        Request request{parser.parse(words), {}};
+        session.out.setColor(globals.color);
+        session.verbose = globals.verbosity > 0;
+        setLogLevel(globals.verbosity);
+        if (app.count("-C") > 0) {
+            changeDirectory(globals.directory);
+        }
+        return request;
+    } catch (const CLI::CallForVersion& version) {
+        return {{}, std::string(version.what()) + "\n"};
+    } catch (const CLI::CallForHelp&) {
+        return {{}, helpText(app)};
+    } catch (const CLI::ParseError& error) {
+        // Not the "--json" of a program.
+        const auto end = words.begin() + static_cast<std::ptrdiff_t>(parser.ownWords(words));
+        session.json = std::find(words.begin(), end, "--json") != end;
+        throw wrongUse(app, error);
+    }
+}
+
+}  // namespace cli
