@@ -75,9 +75,11 @@ _vesta2() {
     --color) choices='auto always never' ;;
     --kind) choices='result experiment project' ;;
     --state) choices='incomplete collecting orphaned finalized invalid unreadable missing' ;;
-    --sort) choices='name kind state when host rank size command' ;;
-    --name | --var | --tag | --note | --interval | --mask | --limit | --keep | --exclude | --ext | \
-        --wait) return ;;
+    --sort | --columns | --group-by)
+        choices='name kind state when host rank elapsed cpu memory exit tag note pinned size link command' ;;
+    --format) choices='table tsv csv json jsonl' ;;
+    --name | --var | --tag | --note | --interval | --mask | --limit | --keep | --keep-* | --max-size | \
+        --exclude | --ext | --where | --unset | --key | --tolerance | --wait) return ;;
     --env)
         mapfile -t COMPREPLY < <(compgen -e -- "$current")
         return
@@ -90,8 +92,8 @@ _vesta2() {
     *)
         command=$(_vesta2_command)
         case $command in
-        '') choices='collect create get list show set diff files add rename relink copy move
-            duplicate export import flag finalize invalidate remove purge check doctor --version' ;;
+        '') choices='collect create get list show set tag note pin unpin diff files add rename
+            relink copy move duplicate export import flag finalize invalidate remove purge check doctor --version' ;;
         create) choices='result experiment project' ;;
         flag) choices='list set clear run' ;;
         esac
@@ -101,7 +103,12 @@ _vesta2() {
                 --interval --' ;;
             'create result') choices='--into --literal --overwrite --var' ;;
             get) choices='--literal --var' ;;
-            list) choices='--mask --kind --state --sort --limit --reverse --recursive --long' ;;
+            list) choices='--where --mask --kind --state --columns --sort --limit --reverse --group-by
+                --format --recursive --long' ;;
+            show) choices='--where --key' ;;
+            set) choices='--where --unset' ;;
+            tag | pin | unpin) choices='--where' ;;
+            diff) choices='--where --reference --tolerance --all --format' ;;
             'create experiment' | 'create project') choices='--into' ;;
             add) choices='--to' ;;
             copy | move) choices='--rename' ;;
@@ -110,8 +117,9 @@ _vesta2() {
             'flag set') choices='--wait' ;;
             'flag clear') choices='--force' ;;
             'flag run') choices='--wait --' ;;
-            remove) choices='--yes --dry-run' ;;
-            purge) choices='--keep --mask --yes --dry-run' ;;
+            remove) choices='--where --yes --dry-run' ;;
+            purge) choices='--keep --keep-within --keep-daily --keep-weekly --keep-monthly --keep-tag
+                --max-size --mask --where --yes --dry-run' ;;
             check) choices='--repair' ;;
             esac
             choices+=" $general"
