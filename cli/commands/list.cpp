@@ -48,7 +48,7 @@ struct Row {
     bool isWanted = false;
     std::vector<Value> values;    ///< of the columns
     std::vector<Value> sortedBy;  ///< of the keys to sort by
-    Json json;
+    std::unique_ptr<Json> json{};
 };
 
 /// Shown to people alone, where it tells rows apart.
@@ -179,7 +179,7 @@ private:
             row.values = valuesOf(m_keys);
             row.values.push_back(valueOf(node, row.node, m_arguments.groupBy));
         } else if (isJson()) {
-            row.json = json(node, row.node, groups);
+            row.json = std::make_unique<Json>(json(node, row.node, groups));
         } else {
             row.values = valuesOf(m_keys);
         }
@@ -268,9 +268,9 @@ private:
             if (m_grouping) {
                 m_grouping->add(row.values.back(), {row.values.begin(), row.values.end() - 1});
             } else if (m_session.json) {
-                m_json.add(row.json);
+                m_json.add(*row.json);
             } else if (isJson()) {
-                m_session.out.write(withSchema({{"node", row.json}}).dump() + "\n");
+                m_session.out.write(withSchema({{"node", *row.json}}).dump() + "\n");
             } else {
                 writeRow(row, groups);
             }

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <filesystem>
 

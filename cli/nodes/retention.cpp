@@ -1,5 +1,7 @@
 #include "nodes/retention.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <ctime>
 #include <functional>
@@ -53,7 +55,7 @@ void keepPeriods(std::vector<Candidate>& candidates, const std::optional<int>& c
     for (Candidate* candidate : byTime(candidates)) {
         const std::string period = periodOf(candidate->time, format);
         if (seen.size() < static_cast<std::size_t>(*count) && seen.insert(period).second) {
-            keep(*candidate, "the newest of its " + unit + ", " + period);
+            keep(*candidate, fmt::format("the newest of its {}, {}", unit, period));
         }
     }
 }
