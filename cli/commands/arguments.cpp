@@ -20,8 +20,10 @@ void selectorArguments(Options& options, Selector& selector, const char* help) {
     whereOption(options, selector.where);
 }
 
-void destinationArgument(Options& options, std::string& destination) {
-    options.argument("DEST", destination, "its directory, or a pattern such as 'r@@@'");
+void copyArguments(Options& options, CopyRequest& request, const char* destinationHelp) {
+    options.argument("NODE", request.node, "a name as list shows it, a path, a pattern or a glob");
+    options.argument("DEST", request.destination, destinationHelp);
+    whereOption(options, request.where);
 }
 
 void intoOption(Options& options, std::string& group) {
@@ -36,8 +38,12 @@ void literalFlag(Options& options, bool& literal) {
     options.flag("--literal", literal, "take '@' in the name as it stands");
 }
 
+void yesFlag(Options& options, bool& withoutQuestion) {
+    options.flag("-y,--yes", withoutQuestion, "do not ask before anything is deleted");
+}
+
 void removalFlags(Options& options, RemovalChoice& choice) {
-    options.flag("-y,--yes", choice.withoutQuestion, "do not ask");
+    yesFlag(options, choice.withoutQuestion);
     options.flag("--dry-run", choice.dryRun, "print what would be deleted, and delete nothing");
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "nodes/copying.h"
 #include "nodes/removal.h"
 #include "nodes/selection.h"
 #include "options/options.h"
@@ -20,14 +21,16 @@ void resultArgument(Options& options, std::string& result);
 void whereOption(Options& options, std::vector<std::string>& expressions);
 /// NODE... and "--where".
 void selectorArguments(Options& options, Selector& selector, const char* help);
-/// DEST: the place of a node that is made from another.
-void destinationArgument(Options& options, std::string& destination);
+/// NODE, DEST and "--where".
+void copyArguments(Options& options, CopyRequest& request, const char* destinationHelp);
 /// "--into": the group of a new node.
 void intoOption(Options& options, std::string& group);
 /// "--var": variables for a name.
 void variableOption(Options& options, std::vector<std::string>& definitions);
 /// "--literal": a name is no pattern.
 void literalFlag(Options& options, bool& literal);
+/// "-y".
+void yesFlag(Options& options, bool& withoutQuestion);
 /// "-y" and "--dry-run".
 void removalFlags(Options& options, RemovalChoice& choice);
 

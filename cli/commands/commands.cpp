@@ -2,9 +2,9 @@
 
 namespace cli {
 
-Declaration collect, create, get, list, show, set, tag, note, pin, unpin, diff, files, add, rename,
-    relink, copy, move, duplicate, exportResult, importResult, flag, finalize, invalidate, remove,
-    purge, check, doctor;
+Declaration collect, create, get, list, show, set, tag, note, pin, unpin, diff, files, add, unlink,
+    rename, relink, copy, move, duplicate, exportResult, importResult, flag, finalize, invalidate,
+    remove, purge, check, doctor;
 
 const std::vector<CommandEntry>& commandTable() {
     static const std::vector<CommandEntry> table{
@@ -59,6 +59,10 @@ const std::vector<CommandEntry>& commandTable() {
          "vesta2 add runs/r000 --to tuning\n"
          "vesta2 add 'runs/r0*' --to tuning",
          "", "link join"},
+        {"unlink", "take nodes out of a group, and leave them as they are", &unlink,
+         "vesta2 -C tuning unlink r000\n"
+         "vesta2 -C tuning unlink --where link",
+         "", "leave detach"},
         {"rename", "give a node another name", &rename,
          "vesta2 rename r000 baseline\n"
          "vesta2 -C tuning rename r@@@ best"},

@@ -10,11 +10,9 @@
 #include "base/signals.h"
 #include "base/text.h"
 #include "commands/arguments.h"
-#include "nodes/description.h"
+#include "nodes/copying.h"
 #include "nodes/flags.h"
-#include "nodes/new_place.h"
 #include "nodes/node_argument.h"
-#include "nodes/node_json.h"
 #include "output/progress.h"
 #include "vesta2/names.h"
 #include "vesta2/tree_copy.h"
@@ -25,12 +23,11 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Arguments {
-    std::string node;
-    std::string destination;
-    bool rename = false;
+    CopyRequest request;
+    bool keepName = false;
 };
 
-using Run = int(const Arguments& arguments, Session& session);
+using NodeHandle = basekit2::sptr_t<vesta2::INode>;
 
 /// A node outside of its group needs a link file in the group.
 void requireLinkable(vesta2::INode& node, const std::string& place) {
@@ -52,15 +49,12 @@ void requireDeletable(const std::string& directory) {
     }
 }
 
-NewPlace prepare(const Arguments& arguments, vesta2::INode& node) {
-    NewPlace place(arguments.destination, node, vesta2::flagFilePatterns());
+void requireMovable(vesta2::INode& node, const NewPlace& place, bool keepName) {
     requireLinkable(node, place.path());
     const std::string name = fs::path(place.path()).filename();
-    if (const auto status =
-            arguments.rename ? vesta2::validateFileName(name.c_str()) : vesta2::eOK) {
-        throw Failure::fromStatus(status, name);
+    if (const auto status = keepName ? vesta2::eOK : vesta2::validateFileName(name.c_str())) {
+        throw Failure::fromStatus(status, place.path());
     }
-    return place;
 }
 
 /// Raises the error of a copy that has been undone.
@@ -77,36 +71,31 @@ Failure notSettled(const NewPlace& place, const std::string& what) {
             seeCommand("show", place.path())};
 }
 
-int runCopy(const Arguments& arguments, Session& session) {
-    Signals signals;
-    const auto node = namedPresentNode(arguments.node);
-    const NewPlace place = prepare(arguments, *node);
+NodeHandle makeCopy(const NodeHandle& node, const NewPlace& place, bool keepName, Signals& signals,
+                    const Session& session) {
     const std::string old = node->getPath();
     Progress progress(session, signals, old);
-    if (!node->copy(place.path().c_str(), arguments.rename, &progress)) {
+    if (!node->copy(place.path().c_str(), !keepName, &progress)) {
         failUndone(place, signals, progress);
     }
     if (vesta2::getStatus() != vesta2::eOK) {
         throw notSettled(place, "was made");
     }
-    if (!arguments.rename && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {
-        session.note("two nodes of one name are here now, and a list shows one; see --rename");
+    if (keepName && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {
+        session.note("two nodes of one name are here now: name them by their directories");
     }
-    return reportNode(session, node, node->getPath());
+    return node;
 }
 
-int runMove(const Arguments& arguments, Session& session) {
-    Signals signals;
-    const auto node = namedPresentNode(arguments.node);
-    const NewPlace place = prepare(arguments, *node);
+NodeHandle moveTo(const NodeHandle& node, const NewPlace& place, bool keepName, Signals& signals,
+                  const Session& session) {
     const std::string old = node->getPath();
-    requireUnclaimed(*node);
-    requireDeletable(old);
     // Of two concurrent moves the second finds nothing to move.
     const FlagClaim claim = claimForChange(old);
+    requireUnclaimed(old);
     requirePresent(*node);
     Progress progress(session, signals, old);
-    const bool isDone = node->move(place.path().c_str(), arguments.rename, &progress);
+    const bool isDone = node->move(place.path().c_str(), !keepName, &progress);
     const vesta2::error_t status = vesta2::getStatus();
     if (old == node->getPath()) {
         failUndone(place, signals, progress);
@@ -121,14 +110,38 @@ int runMove(const Arguments& arguments, Session& session) {
     if (status != vesta2::eOK) {
         throw notSettled(place, "was moved");
     }
-    return reportNode(session, node, node->getPath());
+    return node;
 }
 
-Action declareCopy(Options& options, Run& run) {
+int runCopy(const Arguments& arguments, Session& session) {
+    const Copier copier{vesta2::flagFilePatterns(),
+                        [&](const NodeHandle& node, const NewPlace& place) {
+                            requireMovable(*node, place, arguments.keepName);
+                        },
+                        [&](const NodeHandle& node, const NewPlace& place, Signals& signals) {
+                            return makeCopy(node, place, arguments.keepName, signals, session);
+                        }};
+    return copyNodes(arguments.request, copier, session);
+}
+
+int runMove(const Arguments& arguments, Session& session) {
+    const Copier mover{vesta2::flagFilePatterns(),
+                       [&](const NodeHandle& node, const NewPlace& place) {
+                           requireMovable(*node, place, arguments.keepName);
+                           requireUnclaimed(*node);
+                           requireDeletable(node->getPath());
+                       },
+                       [&](const NodeHandle& node, const NewPlace& place, Signals& signals) {
+                           return moveTo(node, place, arguments.keepName, signals, session);
+                       }};
+    return copyNodes(arguments.request, mover, session);
+}
+
+Action declareCopy(Options& options, int (&run)(const Arguments&, Session&)) {
     auto arguments = std::make_shared<Arguments>();
-    nodeArgument(options, arguments->node);
-    options.argument("DEST", arguments->destination, "the new directory, which must not exist yet");
-    options.flag("--rename", arguments->rename, "name the node after the new directory, too");
+    copyArguments(options, arguments->request, "its new directory, or one that several go into");
+    options.flag("--keep-name", arguments->keepName,
+                 "let the node keep its name, whatever its new directory is called");
     return makeAction(arguments, run);
 }
 

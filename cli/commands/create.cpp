@@ -26,6 +26,7 @@ Action createResult(Options& options) {
     intoOption(options, arguments->wanted.group);
     literalFlag(options, arguments->wanted.literal);
     options.flag("--overwrite", arguments->wanted.overwrite, "replace a result of that name");
+    yesFlag(options, arguments->wanted.withoutQuestion);
     variableOption(options, arguments->variables);
     return [arguments](Session& session) {
         const auto result =

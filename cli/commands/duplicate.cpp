@@ -5,24 +5,22 @@
 
 #include "base/signals.h"
 #include "commands/arguments.h"
-#include "nodes/description.h"
-#include "nodes/new_place.h"
+#include "nodes/copying.h"
 #include "nodes/node_argument.h"
-#include "nodes/node_json.h"
 #include "vesta2/names.h"
 
 namespace cli {
 namespace {
 
-struct Arguments {
-    std::string node;
-    std::string destination;
+struct ExportArguments {
+    CopyRequest request;
     std::vector<std::string> exclusions;
 };
 
-/// Reports the copy, or deletes it after a failure.
-int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, Signals& signals,
-           Session& session) {
+using NodeHandle = basekit2::sptr_t<vesta2::INode>;
+
+/// The copy, which is deleted after a failure.
+NodeHandle requireWhole(const NodeHandle& made, const NewPlace& place, Signals& signals) {
     const vesta2::error_t status = vesta2::getStatus();
     const bool isCancelled = signals.wantsEnd();
     if (made && (isCancelled || status != vesta2::eOK)) {
@@ -35,42 +33,49 @@ int finish(const basekit2::sptr_t<vesta2::INode>& made, const NewPlace& place, S
     if (!made || status != vesta2::eOK) {
         throw place.failure(status);
     }
-    return reportNode(session, made, made->getPath());
+    return made;
 }
 
-int runDuplicate(const Arguments& arguments, Session& session) {
-    Signals signals;
-    const auto node = namedPresentNode(arguments.node);
-    const NewPlace place(arguments.destination, *node, vesta2::flagFilePatterns());
-    return finish(node->duplicate(place.path().c_str()), place, signals, session);
+int runDuplicate(const CopyRequest& request, Session& session) {
+    const Copier copier{vesta2::flagFilePatterns(), [](const NodeHandle&, const NewPlace&) {},
+                        [](const NodeHandle& node, const NewPlace& place, Signals& signals) {
+                            return requireWhole(node->duplicate(place.path().c_str()), place,
+                                                signals);
+                        }};
+    return copyNodes(request, copier, session);
 }
 
-int runExport(const Arguments& arguments, Session& session) {
-    Signals signals;
-    const auto result = namedPresentResult(arguments.node);
+int runExport(const ExportArguments& arguments, Session& session) {
     std::vector<std::string> patterns = vesta2::flagFilePatterns();
     patterns.insert(patterns.end(), arguments.exclusions.begin(), arguments.exclusions.end());
     std::string lines;
     for (const std::string& pattern : patterns) {
         lines.append(pattern).append("\n");
     }
-    const NewPlace place(arguments.destination, *result, patterns);
-    return finish(result->exportTo(place.path().c_str(), lines.c_str()), place, signals, session);
+    const Copier copier{
+        patterns, [](const NodeHandle& node, const NewPlace&) { requireResult(node); },
+        [&](const NodeHandle& node, const NewPlace& place, Signals& signals) {
+            const auto result = requireResult(node);
+            return requireWhole(result->exportTo(place.path().c_str(), lines.c_str()), place,
+                                signals);
+        }};
+    return copyNodes(arguments.request, copier, session);
 }
+
+constexpr const char* destinationHelp =
+    "its directory, a pattern such as 'r@@@', or a directory that several go into";
 
 }  // namespace
 
 Action duplicate(Options& options) {
-    auto arguments = std::make_shared<Arguments>();
-    nodeArgument(options, arguments->node);
-    destinationArgument(options, arguments->destination);
-    return makeAction(arguments, runDuplicate);
+    auto request = std::make_shared<CopyRequest>();
+    copyArguments(options, *request, destinationHelp);
+    return makeAction(request, runDuplicate);
 }
 
 Action exportResult(Options& options) {
-    auto arguments = std::make_shared<Arguments>();
-    resultArgument(options, arguments->node);
-    destinationArgument(options, arguments->destination);
+    auto arguments = std::make_shared<ExportArguments>();
+    copyArguments(options, arguments->request, destinationHelp);
     options.option("--exclude", "GLOB", arguments->exclusions,
                    "leave out files and directories of such names, as in '*.csv'");
     return makeAction(arguments, runExport);

@@ -37,10 +37,17 @@ int run(const Arguments& arguments, Session& session) {
     requireUnclaimed(*node);
     // Two concurrent renames would each write a marker file.
     const FlagClaim claim = claimForChange(node->getPath());
+    requireUnclaimed(*node);
+    requirePresent(*node);
     const std::string former = node->getLinkFilePath();
     const std::string oldMarker = node->getMarkerFilePath();
     if (!node->changeUserVisibleName(arguments.name.c_str())) {
-        throw Failure::fromStatus(vesta2::getStatus(), arguments.name);
+        const vesta2::error_t status = vesta2::getStatus();
+        throw status == vesta2::eAlreadyExists
+            ? Failure(exitExists, node->getPath(),
+                      "its directory or its group has another " + shellQuote(arguments.name),
+                      "choose another name")
+            : Failure::fromStatus(status, arguments.name);
     }
     if (!former.empty() && oldMarker != node->getMarkerFilePath()) {
         requireLinkFollowed(*node, former);

@@ -5,80 +5,84 @@
 #include "base/failure.h"
 #include "base/presence.h"
 #include "base/signals.h"
-#include "nodes/description.h"
-#include "nodes/flags.h"
+#include "commands/arguments.h"
+#include "nodes/change.h"
 #include "nodes/node_argument.h"
 #include "nodes/node_json.h"
-#include "options/options.h"
-#include "output/item_report.h"
 
 namespace cli {
 namespace {
 
-using ResultHandle = basekit2::sptr_t<vesta2::IResultDirectory>;
-/// Marks the result; raises `Failure`.
-using Marking = ResultHandle(ResultHandle result);
+using NodeHandle = basekit2::sptr_t<vesta2::INode>;
 
-int markAll(const std::vector<std::string>& arguments, Marking& mark, Session& session) {
-    ItemReport report(session, "nodes");
-    for (const std::string& argument : arguments) {
-        const ResultHandle result = mark(namedResult(argument));
-        report.add(result->getPath(), [&] { return nodeJson(result); });
+/// Neither mark can be put on a result that is invalid for good.
+void requireValid(const NodeHandle& node, const Description& description) {
+    requireResult(node);
+    if (description.state == "invalid") {
+        throw Failure(exitNegative, description.path, "is invalid already",
+                      "nothing was changed; run its program again with 'vesta2 collect'");
     }
-    return report.finish();
 }
 
-Action declareMarking(Options& options, Marking& mark) {
-    auto nodes = std::make_shared<std::vector<std::string>>();
-    options.arguments("NODE", *nodes, "a result, or a pattern for the newest", true);
-    return [nodes, &mark](Session& session) { return markAll(*nodes, mark, session); };
+bool canBeFinalized(const NodeHandle& node, const Description& description) {
+    requireValid(node, description);
+    return description.state != "finalized";
 }
 
-void requireMarkable(vesta2::INode& result) {
-    requirePresent(result);
-    requireUnclaimed(result);
+bool canBeInvalidated(const NodeHandle& node, const Description& description) {
+    requireValid(node, description);
+    return true;
 }
 
-ResultHandle setFinalized(ResultHandle result) {
-    requireMarkable(*result);
+void setFinalized(NodeHandle& node, ItemReport& report) {
     // Whether the mark was made shows in the status alone.
-    result->setFinalized(true);
+    requireResult(node)->setFinalized(true);
     if (vesta2::getStatus() != vesta2::eOK) {
-        throw Failure::fromWriting(vesta2::getStatus(), result->getPath(), result->getPath());
+        throw Failure::fromWriting(vesta2::getStatus(), node->getPath(), node->getPath());
     }
-    return result;
+    reportItem(report, node);
 }
 
 /// The library also moves an invalid result aside. A failed move is no error here, a missing mark
 /// is.
-ResultHandle setInvalid(ResultHandle result) {
-    if (!result->isValid()) {
-        return result;
-    }
-    requireMarkable(*result);
+void setInvalid(NodeHandle& node, ItemReport& report) {
     // A signal must not interrupt the move.
     const Signals signals;
-    const std::string former = result->getPath();
-    result->setInvalid();
+    const std::string former = node->getPath();
+    requireResult(node)->setInvalid();
     const vesta2::error_t status = vesta2::getStatus();
-    const std::string path = result->getPath();
+    const std::string path = node->getPath();
     if (path != former && isThere(former)) {
         throw Failure(exitFailure, former,
                       "a part could not be deleted when the invalid result moved to " + path,
                       "see whether you may delete it, and delete the rest with 'vesta2 remove'");
     }
     // The open object reports the mark even when it could not be made.
-    result.reset();
-    result = namedResult(path);
+    node.reset();
+    const auto result = namedResult(path);
     if (result->isValid()) {
         throw Failure::fromWriting(status, path, path);
     }
-    return result;
+    reportItem(report, result);
+}
+
+int runFinalize(const Selector& selector, Session& session) {
+    return treatNodes(selectMembers(selector, session), {canBeFinalized, setFinalized}, session);
+}
+
+int runInvalidate(const Selector& selector, Session& session) {
+    return treatNodes(selectMembers(selector, session), {canBeInvalidated, setInvalid}, session);
+}
+
+Action declareMarking(Options& options, int (&run)(const Selector&, Session&)) {
+    auto selector = std::make_shared<Selector>();
+    selectorArguments(options, *selector, "which results");
+    return makeAction(selector, run);
 }
 
 }  // namespace
 
-Action finalize(Options& options) { return declareMarking(options, setFinalized); }
-Action invalidate(Options& options) { return declareMarking(options, setInvalid); }
+Action finalize(Options& options) { return declareMarking(options, runFinalize); }
+Action invalidate(Options& options) { return declareMarking(options, runInvalidate); }
 
 }  // namespace cli

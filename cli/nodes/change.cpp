@@ -3,46 +3,38 @@
 #include <linux/magic.h>
 #include <sys/statfs.h>
 
-#include <cerrno>
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <thread>
 
 #include "base/failure.h"
-#include "nodes/description.h"
-#include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "nodes/node_json.h"
 #include "nodes/properties.h"
-#include "nodes/selection.h"
-#include "output/item_report.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 
 namespace cli {
 namespace {
 
+using NodeHandle = basekit2::sptr_t<vesta2::INode>;
+
 /// Where a node is, without keeping it open: what is read before the claim may be out of date.
 struct Place {
+    std::string entry;  ///< its marker or link file, by which it is opened
     std::string directory;
     std::string marker;
+    bool isDue = false;
 };
 
-void requireChangeable(const std::string& directory) {
-    requireUnclaimed(directory, {flags::collecting, vesta2::flag_name::projectReadOnly});
-}
-
-/// Raises `Failure` when the change cannot be made.
-Place tryOn(const Member& member, const Change& change) {
-    const auto node = openMember(member.marker);
-    if (!node) {
-        throw Failure::fromErrno(ENOENT, member.marker);
-    }
-    requirePresent(*node);
-    requireReadable(node);
-    requireChangeable(node->getPath());
-    change(*node);
-    return {node->getPath(), node->getMarkerFilePath()};
+Place lookAt(const Member& member, const Treatment& treatment) {
+    const NodeHandle node = openPresent(member.marker);
+    const Description description = describe(node);
+    requireReadable(description);
+    treatment.requireFree(node->getPath());
+    const bool isDue = treatment.isDue(node, description);
+    return {member.marker, node->getPath(), node->getMarkerFilePath(), isDue};
 }
 
 /// Makes the client of a network file system revalidate `path`: its cache may name the file from
@@ -54,39 +46,72 @@ bool askServerFor(const std::string& path) {
 }
 
 /// Opens the node as it is on disk after the claim.
-basekit2::sptr_t<vesta2::INode> openClaimed(const Place& place) {
+NodeHandle openClaimed(const Place& place) {
     constexpr std::chrono::milliseconds pause(100);
     constexpr int mostTries = 30;
     for (int attempt = 1;; ++attempt) {
         const bool mayBeWrong = askServerFor(place.marker);
-        auto node = namedNode(place.marker);
+        NodeHandle node = openPresent(place.entry);
+        if (node->getPath() != place.directory) {
+            throw Failure(exitFailure, place.directory, "was moved meanwhile", "try again");
+        }
         const bool isRead = vesta2::Node::markerState(node) == vesta2::marker_state_t::read;
         if (isRead || !mayBeWrong || attempt == mostTries) {
-            requireReadable(node);
             return node;
         }
         std::this_thread::sleep_for(pause);
     }
 }
 
+void treat(const Place& place, const Treatment& treatment, ItemReport& report) {
+    const FlagClaim claim = claimForChange(place.directory);
+    treatment.requireFree(place.directory);
+    NodeHandle node = openClaimed(place);
+    const Description description = describe(node);
+    requireReadable(description);
+    if (treatment.isDue(node, description)) {
+        treatment.apply(node, report);
+    } else {
+        reportItem(report, node);
+    }
+}
+
 }  // namespace
 
-int changeNodes(const std::vector<Member>& members, const Change& change, Session& session) {
+int treatNodes(const std::vector<Member>& members, const Treatment& treatment, Session& session) {
     std::vector<Place> places;
-    places.reserve(members.size());
+    std::set<std::string> seen;
     for (const Member& member : members) {
-        places.push_back(tryOn(member, change));
+        Place place = lookAt(member, treatment);
+        if (seen.insert(place.directory).second) {
+            places.push_back(std::move(place));
+        }
     }
     ItemReport report(session, "nodes");
     for (const Place& place : places) {
-        const FlagClaim claim = claimForChange(place.directory);
-        requireChangeable(place.directory);
-        const auto node = openClaimed(place);
-        change(*node);
-        saveProperties(*node);
-        report.add(node->getPath(), [&] { return nodeJson(node); });
+        if (place.isDue) {
+            treat(place, treatment, report);
+        } else {
+            reportItem(report, openPresent(place.entry));
+        }
     }
     return report.finish();
+}
+
+int changeNodes(const std::vector<Member>& members, const Change& change, Session& session) {
+    const Treatment treatment{
+        [&](const NodeHandle& node, const Description&) {
+            change(*node);
+            return true;
+        },
+        [](NodeHandle& node, ItemReport& report) {
+            saveProperties(*node);
+            reportItem(report, node);
+        },
+        [](const std::string& directory) {
+            requireUnclaimed(directory, {flags::collecting, vesta2::flag_name::projectReadOnly});
+        }};
+    return treatNodes(members, treatment, session);
 }
 
 }  // namespace cli

@@ -62,7 +62,9 @@ void requireUnclaimed(const std::string& directory) {
         return;
     }
     for (const FlagLook& look : vesta2::util::lookAtFlags(directory)) {
-        requireFree(directory, look);
+        if (look.name() != flags::changing) {
+            requireFree(directory, look);
+        }
     }
 }
 
@@ -103,9 +105,30 @@ FlagClaim::FlagClaim(const std::string& directory, const std::string& name,
     }
 }
 
+namespace {
+
+/// As long as another change may take.
+constexpr std::chrono::seconds patience(10);
+
+void sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
+
+}  // namespace
+
 FlagClaim claimForChange(const std::string& directory) {
-    return {directory, flags::changing, std::chrono::seconds(10),
-            [](auto time) { std::this_thread::sleep_for(time); }};
+    return {directory, flags::changing, patience, sleep};
+}
+
+std::unique_ptr<FlagClaim> claimForRemoval(const std::string& directory) {
+    std::unique_ptr<FlagClaim> claim;
+    try {
+        claim = std::make_unique<FlagClaim>(directory, flags::changing, patience, sleep);
+    } catch (const Failure& failure) {
+        if (failure.code() == exitLocked) {
+            throw;
+        }
+    }
+    requireUnclaimed(directory);
+    return claim;
 }
 
 FlagClaim::~FlagClaim() {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -38,8 +39,8 @@ std::optional<FlagOwner> ownerOf(const vesta2::util::FlagLook& look);
 /// The error for a flag of the node in `directory` that another process holds.
 Failure heldFailure(const std::string& directory, const vesta2::util::FlagLook& look);
 
-/// Raise `Failure` when a process holds a flag of the node: any flag, or one of `names`. Flags of
-/// the nodes in it do not count.
+/// Raise `Failure` when a process holds a flag of the node: one of `names`, or else any but
+/// `changing`, for whose end a claim waits. Flags of the nodes in it do not count.
 void requireUnclaimed(vesta2::INode& node);
 void requireUnclaimed(const std::string& directory);
 void requireUnclaimed(const std::string& directory, const std::vector<const char*>& names);
@@ -65,5 +66,9 @@ private:
 /// Claims the node in `directory` for a change to it. Waits as long as another change may take, and
 /// then raises `Failure`.
 FlagClaim claimForChange(const std::string& directory);
+
+/// Claims the node in `directory`, which is to be deleted; empty where that cannot be, as on a full
+/// disk. Raises `Failure` when others have claimed it.
+std::unique_ptr<FlagClaim> claimForRemoval(const std::string& directory);
 
 }  // namespace cli

@@ -2,12 +2,16 @@
 
 #include <boost/filesystem/path.hpp>
 #include <climits>
+#include <memory>
 
 #include "base/failure.h"
 #include "base/presence.h"
 #include "base/text.h"
 #include "nodes/flags.h"
+#include "nodes/members.h"
 #include "nodes/node_argument.h"
+#include "nodes/removal.h"
+#include "nodes/selection.h"
 #include "nodes/variables.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
@@ -29,8 +33,14 @@ boost::filesystem::path placeOf(const NewResult& wanted, const std::string& grou
     vesta2::splitDirPatternAndFileName(wanted.name, vesta2::resultMarkerFileExt(), directory,
                                        marker);
     const boost::filesystem::path whole(directory);
-    const std::string name = vesta2::Pattern::subst(whole.filename().native(),
-                                                    variables.get_bag(vesta2::section::vesta));
+    const std::string last = whole.filename().native();
+    if (wanted.overwrite && !wanted.literal && namingOf(last) == Naming::newest) {
+        throw Failure(exitUsage, vesta2::completePath(whole, group.c_str()).native(),
+                      "a pattern always makes a new result",
+                      "leave --overwrite out, or give a name without '@'");
+    }
+    const std::string name =
+        vesta2::Pattern::subst(last, variables.get_bag(vesta2::section::vesta));
     return vesta2::completePath(whole.parent_path() / name, group.c_str());
 }
 
@@ -46,17 +56,18 @@ void requireShortName(const boost::filesystem::path& place) {
     }
 }
 
-/// Overwriting deletes a whole tree, so it is done to results alone: a mistyped name must not cost
-/// a home directory.
-void requireOverwritable(const std::string& path) {
-    if (!isThere(path)) {
-        return;
-    }
+/// Claims the result at `path`, which is to be overwritten. That deletes a whole tree, so it is
+/// done to results alone: a mistyped name must not cost a home directory.
+std::unique_ptr<FlagClaim> claimOverwritten(const std::string& path, bool withoutQuestion) {
     if (!vesta2::IResultDirectory::probe(path.c_str())) {
         throw Failure(exitExists, path, "is there, but is no result",
                       "--overwrite replaces results only; choose another name");
     }
     requireUnclaimed(*namedResult(path));
+    if (!withoutQuestion && !askForRemoval({memberNamed(path)})) {
+        throw Failure(exitNegative, path, "stays: nothing was deleted", "choose another name");
+    }
+    return claimForRemoval(path);
 }
 
 /// A result is a directory, but holds no others.
@@ -77,12 +88,6 @@ Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const s
     case vesta2::eInsufficientPermissions:
         return {exitPermission, path, "cannot be made: permission denied",
                 "choose a directory that you may write to"};
-    case vesta2::eParameterError:
-        if (wanted.overwrite) {
-            return {exitUsage, path, "a pattern always makes a new result",
-                    "leave --overwrite out, or give a name without '@'"};
-        }
-        break;
     case vesta2::eNotFound:
         return {exitNotFound, path, "cannot be made: its parent is no directory", "check the path"};
     case vesta2::eUnknown:
@@ -92,6 +97,19 @@ Failure creationFailure(vesta2::error_t status, const NewResult& wanted, const s
         break;
     }
     return Failure::fromStatus(status, path);
+}
+
+basekit2::sptr_t<vesta2::IResultDirectory> make(const NewResult& wanted, const std::string& group,
+                                                const vesta2::ResultVariableBag& variables,
+                                                bool overwrites) {
+    auto result =
+        ResultDirectoryManager::create(wanted.name.c_str(), overwrites, &variables, wanted.literal,
+                                       group.empty() ? nullptr : group.c_str());
+    if (!result) {
+        const std::string path = vesta2::completePath(wanted.name, group.c_str()).native();
+        throw creationFailure(ResultDirectoryManager::getLastError(), wanted, path);
+    }
+    return result;
 }
 
 }  // namespace
@@ -105,16 +123,14 @@ createNewResult(const NewResult& wanted, const vesta2::ResultVariableBag& variab
     const boost::filesystem::path place = placeOf(wanted, group, variables);
     requireShortName(place);
     if (wanted.overwrite) {
-        requireOverwritable(place.native());
+        // What comes into an empty place meanwhile is not overwritten: nobody was asked for it.
+        const std::string path = place.native();
+        if (isThere(path)) {
+            const auto claim = claimOverwritten(path, wanted.withoutQuestion);
+            return make(wanted, group, variables, true);
+        }
     }
-    auto result =
-        ResultDirectoryManager::create(wanted.name.c_str(), wanted.overwrite, &variables,
-                                       wanted.literal, group.empty() ? nullptr : group.c_str());
-    if (!result) {
-        const std::string path = vesta2::completePath(wanted.name, group.c_str()).native();
-        throw creationFailure(ResultDirectoryManager::getLastError(), wanted, path);
-    }
-    return result;
+    return make(wanted, group, variables, false);
 }
 
 }  // namespace cli

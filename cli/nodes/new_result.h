@@ -14,7 +14,8 @@ struct NewResult {
     std::string group{};  ///< directory of the group; empty for the working directory
     bool literal = false;
     bool overwrite = false;
-    bool mayOverwrite = false;  ///< whether the command can be told to overwrite
+    bool mayOverwrite = false;     ///< whether the command can be told to overwrite
+    bool withoutQuestion = false;  ///< when it overwrites
 };
 
 /// Makes the result and opens it; raises `Failure` when that does not work.

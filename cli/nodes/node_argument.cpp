@@ -31,13 +31,20 @@ void requireMask(const std::string& mask) {
     }
 }
 
-basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument) {
-    const std::string marker = memberNamed(argument).marker;
+namespace {
+
+basekit2::sptr_t<vesta2::INode> open(const std::string& marker) {
     auto node = openMember(marker);
     if (!node) {
         throw Failure::fromErrno(ENOENT, marker);
     }
     return node;
+}
+
+}  // namespace
+
+basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument) {
+    return open(memberNamed(argument).marker);
 }
 
 void requirePresent(vesta2::INode& node) {
@@ -51,20 +58,28 @@ void requirePresent(vesta2::INode& node) {
                   "point it at the new place with 'vesta2 relink'");
 }
 
-basekit2::sptr_t<vesta2::INode> namedPresentNode(const std::string& argument) {
-    auto node = namedNode(argument);
+basekit2::sptr_t<vesta2::INode> openPresent(const std::string& marker) {
+    auto node = open(marker);
     requirePresent(*node);
     return node;
 }
 
-basekit2::sptr_t<vesta2::IResultDirectory> namedResult(const std::string& argument) {
-    const basekit2::sptr_t<vesta2::INode> node = namedNode(argument);
+basekit2::sptr_t<vesta2::INode> namedPresentNode(const std::string& argument) {
+    return openPresent(memberNamed(argument).marker);
+}
+
+basekit2::sptr_t<vesta2::IResultDirectory>
+requireResult(const basekit2::sptr_t<vesta2::INode>& node) {
     auto result = vesta2::IResultDirectory::cast(node);
     if (!result) {
         throw Failure(exitUsage, node->getPath(), "a project or an experiment, no result",
                       seeCommand("list", node->getPath()) + " for the results in it");
     }
     return result;
+}
+
+basekit2::sptr_t<vesta2::IResultDirectory> namedResult(const std::string& argument) {
+    return requireResult(namedNode(argument));
 }
 
 basekit2::sptr_t<vesta2::IResultDirectory> namedPresentResult(const std::string& argument) {

@@ -22,9 +22,15 @@ basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument);
 /// Raises `Failure` when all that is left of the node is the link file that led to it.
 void requirePresent(vesta2::INode& node);
 
+/// As `requirePresent`, of the marker or link file of a node that was found.
+basekit2::sptr_t<vesta2::INode> openPresent(const std::string& marker);
+
 /// As `namedNode` and `requirePresent`.
 basekit2::sptr_t<vesta2::INode> namedPresentNode(const std::string& argument);
 
+/// The node as what only a result can be. Raises `Failure` for another.
+basekit2::sptr_t<vesta2::IResultDirectory>
+requireResult(const basekit2::sptr_t<vesta2::INode>& node);
 /// As `namedNode` and `namedPresentNode`, for what only a result can do.
 basekit2::sptr_t<vesta2::IResultDirectory> namedResult(const std::string& argument);
 basekit2::sptr_t<vesta2::IResultDirectory> namedPresentResult(const std::string& argument);

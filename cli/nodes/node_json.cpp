@@ -47,6 +47,10 @@ Json nodeJson(const basekit2::sptr_t<vesta2::INode>& node) {
     return nodeJson(*node, describe(node));
 }
 
+void reportItem(ItemReport& report, const basekit2::sptr_t<vesta2::INode>& node) {
+    report.add(node->getPath(), [&] { return nodeJson(node); });
+}
+
 int reportNode(Session& session, const basekit2::sptr_t<vesta2::INode>& node,
                const std::string& text) {
     if (session.json) {

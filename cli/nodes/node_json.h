@@ -2,6 +2,7 @@
 /// Nodes as JSON: the one shape that every command prints. docs/json.md describes it.
 
 #include "nodes/description.h"
+#include "output/item_report.h"
 #include "output/json.h"
 #include "output/session.h"
 #include "select/value.h"
@@ -14,6 +15,9 @@ Json jsonOf(const Value& value, Measure measure);
 
 Json nodeJson(vesta2::INode& node, const Description& description);
 Json nodeJson(const basekit2::sptr_t<vesta2::INode>& node);
+
+/// Reports a node by its path.
+void reportItem(ItemReport& report, const basekit2::sptr_t<vesta2::INode>& node);
 
 /// Prints the result of a command on a node: as JSON the node, else `text`. Returns the exit code
 /// of success.

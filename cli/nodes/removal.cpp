@@ -43,7 +43,14 @@ void requireUnclaimedAt(const std::string& marker) {
     }
 }
 
-bool askUser(const std::vector<Member>& members) {
+}  // namespace
+
+bool askForRemoval(const std::vector<Member>& members) {
+    if (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0) {
+        throw Failure(exitUsage, members.front().marker,
+                      "is not deleted: nobody can be asked whether to",
+                      "give -y to delete without a question");
+    }
     for (const auto& [marker, name] : members) {
         if (const NodeHandle node = openMember(marker)) {
             writeMessage(escapeText("will delete the " + deletionText(node)));
@@ -55,14 +62,12 @@ bool askUser(const std::vector<Member>& members) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-}  // namespace
-
 void removeNode(const basekit2::sptr_t<vesta2::INode>& handle) {
     vesta2::INode& node = *handle;
-    // It may have been claimed while the user was asked.
-    requireUnclaimed(node);
     const bool wasThere = !isMissing(handle);
     const std::string directory = node.getPath();
+    // It may have been claimed while the user was asked.
+    const auto claim = wasThere ? claimForRemoval(directory) : nullptr;
     const std::string link = node.getLinkFilePath();
     if (!node.remove()) {
         throw Failure::fromStatus(vesta2::getStatus(), directory);
@@ -77,11 +82,7 @@ void removeNode(const basekit2::sptr_t<vesta2::INode>& handle) {
 
 bool mayDelete(const std::vector<Member>& members, const RemovalChoice& choice, Session& session) {
     const bool asks = !choice.withoutQuestion && !choice.dryRun && !members.empty();
-    if (asks && (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0)) {
-        throw Failure(exitUsage, {}, "nobody can be asked whether to delete",
-                      "give -y to delete without a question, or --dry-run to see what");
-    }
-    if (asks && !askUser(members)) {
+    if (asks && !askForRemoval(members)) {
         session.note("nothing deleted");
         return false;
     }

@@ -15,6 +15,10 @@ struct RemovalChoice {
     bool dryRun = false;
 };
 
+/// Asks on a terminal whether these nodes are to be deleted; elsewhere raises `Failure`, because
+/// nobody can be asked.
+bool askForRemoval(const std::vector<Member>& members);
+
 /// Whether these nodes may be deleted: asks on a terminal, and raises `Failure` elsewhere without
 /// "-y". Nothing is asked when nothing would be deleted.
 bool mayDelete(const std::vector<Member>& members, const RemovalChoice& choice, Session& session);

@@ -92,8 +92,8 @@ _vesta2() {
     *)
         command=$(_vesta2_command)
         case $command in
-        '') choices='collect create get list show set tag note pin unpin diff files add rename
-            relink copy move duplicate export import flag finalize invalidate remove purge check doctor --version' ;;
+        '') choices='collect create get list show set tag note pin unpin diff files add unlink
+            rename relink copy move duplicate export import flag finalize invalidate remove purge check doctor --version' ;;
         create) choices='result experiment project' ;;
         flag) choices='list set clear run' ;;
         esac
@@ -101,7 +101,7 @@ _vesta2() {
             case $command in
             collect) choices='--name --into --var --env --tag --note --result-file --capture
                 --interval --' ;;
-            'create result') choices='--into --literal --overwrite --var' ;;
+            'create result') choices='--into --literal --overwrite --yes --var' ;;
             get) choices='--literal --var' ;;
             list) choices='--where --mask --kind --state --columns --sort --limit --reverse --group-by
                 --format --recursive --long' ;;
@@ -110,9 +110,10 @@ _vesta2() {
             tag | pin | unpin) choices='--where' ;;
             diff) choices='--where --reference --tolerance --all --format' ;;
             'create experiment' | 'create project') choices='--into' ;;
-            add) choices='--to' ;;
-            copy | move) choices='--rename' ;;
-            export) choices='--exclude' ;;
+            add) choices='--where --to' ;;
+            copy | move) choices='--where --keep-name' ;;
+            duplicate | unlink | finalize | invalidate) choices='--where' ;;
+            export) choices='--where --exclude' ;;
             import) choices='--ext' ;;
             'flag set') choices='--wait' ;;
             'flag clear') choices='--force' ;;

@@ -11,18 +11,48 @@ protected:
 
 TEST_F(CliCopiesTest, EachMakesAWholeNode) {
     fs::create_directory(directory / "sub");
-    for (const auto& [command, source, made, name] :
-         std::vector<std::array<std::string, 4>>{{"copy r000 sub/a", "r000", "sub/a", "r000"},
-                                                 {"copy r000 b --rename", "r000", "b", "b"},
-                                                 {"duplicate r000 d@@", "r000", "d00", "d00"},
-                                                 {"duplicate r000 d@@", "r000", "d01", "d01"},
-                                                 {"export r000 e", "r000", "e", "e"},
-                                                 {"move b sub/c --rename", "b", "sub/c", "c"}}) {
+    for (const auto& [command, source, made, name] : std::vector<std::array<std::string, 4>>{
+             {"copy r000 sub/a", "r000", "sub/a", "a"},
+             {"copy r000 sub/k --keep-name", "r000", "sub/k", "r000"},
+             {"copy r000 b", "r000", "b", "b"},
+             {"duplicate r000 d@@", "r000", "d00", "d00"},
+             {"duplicate r000 d@@", "r000", "d01", "d01"},
+             {"export r000 e", "r000", "e", "e"},
+             {"move b sub/c", "b", "sub/c", "c"}}) {
         EXPECT_EQ(output(command), directory / made + "\n");
         EXPECT_EQ(show(made + " name state exitCode"), name + "\nfinalized\n3\n");
         EXPECT_EQ(read(made + "/data.0/samples.csv"), read("r000/data.0/samples.csv"));
         EXPECT_EQ(exists(source), source != "b");
     }
+    EXPECT_EQ(listed("list ."), "d00 d01 e r000");
+}
+
+TEST_F(CliCopiesTest, SeveralGoIntoADirectoryOrNowhere) {
+    output("create result r001");
+    output("create result single");
+    output("rename single r7");
+    write("taken/r001/file", "");
+    fs::create_directory(directory / "into");
+    for (const auto& [command, code] :
+         std::vector<std::pair<std::string, int>>{{"copy r* taken", 4},
+                                                  {"move r* taken", 4},
+                                                  {"copy r* none", 2},
+                                                  {"copy r* into --where state=none", 2},
+                                                  {"export r* into --where exit=4", 3}}) {
+        EXPECT_EQ(run(command).code, code) << command;
+        EXPECT_EQ(listed("list taken") + listed("list into"), "") << command;
+    }
+    for (const auto& [command, made] : {std::pair{"copy r* into/a --where name!=r7", "r000 r001"},
+                                        {"export r* into/b --where state=finalized", "r000"},
+                                        {"duplicate * into/c --where name=r7", "r7"},
+                                        {"move r* into/d", "r000 r001 r7"}}) {
+        const std::string into = words(command)[2];
+        fs::create_directory(directory / into);
+        EXPECT_EQ(run(command).code, 0) << command;
+        EXPECT_EQ(listed("list " + into), made) << command;
+    }
+    EXPECT_EQ(listed("list ."), "");
+    EXPECT_TRUE(exists("into/d/r7/r7.zentor"));
 }
 
 TEST_F(CliCopiesTest, ExportLeavesOutAndImportFindsWhatIsNamed) {
@@ -63,7 +93,17 @@ TEST_F(CliCopiesTest, CancellingLeavesNothingHalfDone) {
 
 TEST_F(CliCopiesTest, WhatIsInvalidStepsAside) {
     EXPECT_EQ(output("invalidate r000"), directory / "r000-bad\n");
-    EXPECT_EQ(output("invalidate r000-bad"), directory / "r000-bad\n") << "and stays there";
+    for (const char* refused : {"invalidate r000-bad", "finalize r000-bad"}) {
+        output("get other");
+        const auto result = run(Words(refused).with("other"));
+        EXPECT_EQ(result.code, 1) << refused;
+        EXPECT_THAT(result.err, HasSubstr("r000-bad: is invalid already; "));
+        EXPECT_EQ(show("r000-bad state") + show("other state"), "invalid\nincomplete\n");
+    }
+    EXPECT_EQ(output("finalize other"), directory / "other\n");
+    const auto before = stampOf(directory / "other");
+    EXPECT_EQ(output("finalize other"), directory / "other\n");
+    EXPECT_EQ(stampOf(directory / "other"), before) << "nothing is written again";
     output("create result r000");
     // Without a group it becomes a member of the one that it is moved into, and needs no link
     // there.

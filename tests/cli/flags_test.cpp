@@ -22,6 +22,8 @@ protected:
 TEST_F(CliFlagsTest, WhoHoldsAFlagIsToldAndRespected) {
     Command holder = start("flag set r000 mine");
     ASSERT_TRUE(holder.awaitOutput("/r000/mine\n"));
+    output("create project p");
+    fs::create_directory(directory / "into");
     const nlohmann::json flag = flags()[0];
     EXPECT_EQ(flag["name"], "mine");
     EXPECT_EQ(flag["state"], "held");
@@ -30,7 +32,8 @@ TEST_F(CliFlagsTest, WhoHoldsAFlagIsToldAndRespected) {
     for (const char* refused :
          {"flag set r000 mine", "flag run r000 mine -- touch r000/touched", "flag clear r000 mine",
           "flag clear r000 mine --force", "move r000 elsewhere", "invalidate r000", "rename r000 q",
-          "finalize r000", "create result r000 --overwrite", "remove -y quiet r000"}) {
+          "finalize quiet r000", "create result r000 --overwrite -y", "remove -y quiet r000",
+          "invalidate quiet r000", "move [qr]* into", "add quiet r000 --to p", "unlink r000"}) {
         const auto result = run(refused);
         EXPECT_EQ(result.code, 5) << refused;
         EXPECT_THAT(result.err, AllOf(HasSubstr("flag mine is held by "), HasSubstr(pid)));

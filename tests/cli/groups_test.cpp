@@ -129,6 +129,25 @@ TEST_F(CliGroupsTest, PurgeKeepsWhatARuleNames) {
     }
 }
 
+TEST_F(CliGroupsTest, UnlinkedNodesStayAsTheyAre) {
+    output("create result far/y");
+    output("add far/y --to p/e");
+    output({"note", "far/x", "kept"});
+    // The one that cannot be unlinked keeps the others in the group.
+    EXPECT_EQ(run("unlink p/x p/r000").code, 2);
+    support::Command({"-ec", "cp -a p p2"}, {directory.path().native(), {}, 0, "sh"}).finish();
+    // A copy of the group has a link of its own.
+    EXPECT_EQ(output("unlink p2/x"), directory / "far/x\n");
+    EXPECT_EQ(listed("list p") + ", " + listed("list p2"), "e r000 x, e r000");
+    EXPECT_EQ(show("far/x backlink"), directory / "p/x.zentorlink\n");
+    EXPECT_EQ(output("unlink far/x p/x far/*"), (directory / "far/x\n") + (directory / "far/y\n"))
+        << "each once";
+    EXPECT_EQ(listed("list -r p"), "e r000 r000");
+    EXPECT_EQ(show("far/x state note"), "incomplete\nkept\n");
+    EXPECT_EQ(run("show far/x backlink").code, 3);
+    EXPECT_EQ(run("check far").code, 0);
+}
+
 TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
     for (int i = 0; i < 3; ++i) {
         output("create result r@@@ --into p");

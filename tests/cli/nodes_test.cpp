@@ -190,10 +190,20 @@ TEST_F(NodesTest, GetMakesOpensAndRepairs) {
 TEST_F(NodesTest, OverwriteReplacesResultsAlone) {
     output("create result r1");
     EXPECT_EQ(run("create result r1").code, 4);
-    EXPECT_EQ(run("create result r1 --overwrite").code, 0);
+    EXPECT_THAT(run("create result r1 --overwrite").err, HasSubstr("give -y"));
+    for (const auto& [answer, code] : {std::pair{"\n", 1}, {"y\n", 0}}) {
+        output("finalize r1");
+        Command command = start("create result r1 --overwrite", {}, 80);
+        ASSERT_TRUE(command.awaitOutput("[y/N]"));
+        command.type(answer);
+        EXPECT_EQ(command.finish().code, code);
+        EXPECT_EQ(show("r1 state"), code == 0 ? "incomplete\n" : "finalized\n");
+    }
+    output("create result r1 --overwrite -y");
+    output("create result r2 --overwrite");
     write("home/precious", "x");
     for (const std::string name : {"home", "{place}", "home/none.zentor", "."}) {
-        EXPECT_EQ(run("create result --overwrite --var place=home " + name).code, 4) << name;
+        EXPECT_EQ(run("create result -y --overwrite --var place=home " + name).code, 4) << name;
     }
     EXPECT_EQ(read("home/precious"), "x");
 }
