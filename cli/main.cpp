@@ -26,9 +26,9 @@ void occupyStandardStreams() {
 int report(const Failure& failure, bool json) {
     if (json) {
         const cli::Json error = {{"code", failure.code()},
-                                 {"path", cli::jsonText(failure.path())},
+                                 {"path", cli::jsonTextOrNull(failure.path())},
                                  {"message", cli::jsonText(failure.problem())},
-                                 {"remedy", cli::jsonText(failure.remedy())}};
+                                 {"remedy", cli::jsonTextOrNull(failure.remedy())}};
         cli::writeRawMessage(cli::withSchema({{"error", error}}).dump(-1, ' ', true));
     } else {
         cli::writeMessage(failure.line());

@@ -65,11 +65,8 @@ void takeIn(vesta2::INodeGroup& group, const NodeHandle& node, ItemReport& repor
         throw Failure::fromStatus(status, group.getPath());
     }
     requireMember(*member, group);
-    report.add(member->isLinked() ? member->getLinkFilePath() : member->getPath(), [&] {
-        Json object = nodeJson(member);
-        object["linkFile"] = jsonText(member->getLinkFilePath());
-        return object;
-    });
+    report.add(member->isLinked() ? member->getLinkFilePath() : member->getPath(),
+               [&] { return nodeJson(member); });
 }
 
 int run(const Arguments& arguments, Session& session) {

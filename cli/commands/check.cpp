@@ -45,7 +45,7 @@ Json toJson(const Finding& finding, const Outcome& outcome) {
                    {"repairable", finding.repair != nullptr},
                    {"harmless", finding.isHarmless},
                    {"outcome", outcome.word}};
-    object["reason"] = outcome.reason.empty() ? Json() : jsonText(outcome.reason);
+    object["reason"] = jsonTextOrNull(outcome.reason);
     return object;
 }
 
@@ -95,7 +95,7 @@ int run(const Arguments& arguments, Session& session) {
     }
     if (session.json) {
         session.out.writeJson(
-            {{"nodes", std::to_string(inspection.nodeCount())}, {"findings", std::move(items)}});
+            {{"nodeCount", inspection.nodeCount()}, {"findings", std::move(items)}});
     } else {
         session.note(count(inspection.nodeCount(), "node") + ", " + count(shown, "finding") +
                      (arguments.repair ? ", " + std::to_string(left) + " left" : ""));

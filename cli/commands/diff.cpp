@@ -194,11 +194,12 @@ Json toJson(const ComparedRow& row, const std::vector<ComparedResult>& results) 
 }
 
 int run(const Arguments& arguments, Session& session) {
+    session.json = session.json || arguments.format == "json";
     const Tolerance tolerance(arguments.tolerance);
     const std::vector<ComparedResult> results = openResults(arguments, session);
     const std::vector<ComparedRow> rows = compareResults(results, tolerance, arguments.wantsAll);
     const bool isSame = std::ranges::none_of(rows, &ComparedRow::isDifferent);
-    if (session.json || arguments.format == "json") {
+    if (session.json) {
         Json nodes = Json::array();
         for (const ComparedResult& each : results) {
             nodes.push_back(nodeJson(*each.result, each.description));

@@ -51,18 +51,9 @@ struct FlagPlace {
     std::string path;
 };
 
-int reportFlag(Session& session, const FlagPlace& place) {
-    if (session.json) {
-        session.out.writeJson(
-            {{"flag", {{"name", jsonText(place.name)}, {"path", jsonText(place.path)}}}});
-    } else {
-        session.out.writeText(place.path);
-    }
-    return exitOk;
-}
-
-Json toJson(const FlagLook& look) {
+Json toJson(const std::string& directory, const FlagLook& look) {
     Json object = {{"name", jsonText(look.name())},
+                   {"path", jsonText(directory + "/" + look.name())},
                    {"state", stateName(look.state())},
                    {"host", {}},
                    {"user", {}},
@@ -71,10 +62,19 @@ Json toJson(const FlagLook& look) {
     if (const std::optional<FlagOwner> owner = ownerOf(look)) {
         object["host"] = jsonText(owner->host);
         object["user"] = jsonText(owner->user);
-        object["pid"] = owner->process;
+        object["pid"] = jsonNumber(owner->process);
         object["since"] = utcTime(owner->since);
     }
     return object;
+}
+
+int reportFlag(Session& session, const FlagPlace& place, const FlagLook& look) {
+    if (session.json) {
+        session.out.writeJson({{"flag", toJson(place.directory, look)}});
+    } else {
+        session.out.writeText(place.path);
+    }
+    return exitOk;
 }
 
 std::vector<Cell> toCells(const FlagLook& look, bool forPeople) {
@@ -92,12 +92,12 @@ std::vector<Cell> toCells(const FlagLook& look, bool forPeople) {
 }
 
 int runList(const Arguments& arguments, Session& session) {
-    const vesta2::util::FlagLooks looks =
-        vesta2::util::lookAtFlags(namedPresentNode(arguments.node)->getPath());
+    const std::string directory = namedPresentNode(arguments.node)->getPath();
+    const vesta2::util::FlagLooks looks = vesta2::util::lookAtFlags(directory);
     if (session.json) {
         Json flags = Json::array();
         for (const FlagLook& look : looks) {
-            flags.push_back(toJson(look));
+            flags.push_back(toJson(directory, look));
         }
         session.out.writeJson({{"flags", std::move(flags)}});
         return exitOk;
@@ -137,7 +137,7 @@ int runClear(const Arguments& arguments, Session& session) {
     if (status != vesta2::eOK) {
         throw Failure::fromWriting(status, place.path, place.directory);
     }
-    return reportFlag(session, place);
+    return reportFlag(session, place, look);
 }
 
 constexpr int forEver = -1;
@@ -167,7 +167,7 @@ int runSet(const Arguments& arguments, Session& session) {
         static_cast<int>(::syscall(SYS_pidfd_open, ::getppid(), 0)));
     const FlagPlace place(arguments);
     const FlagClaim held = claimFlag(arguments, place, signals, parent.get());
-    reportFlag(session, place);
+    reportFlag(session, place, vesta2::util::lookAtFlag(place.directory, place.name));
     session.out.flush();
     while (!wait(signals, parent.get(), forEver)) {
     }

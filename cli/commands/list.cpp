@@ -189,7 +189,7 @@ private:
     Json json(vesta2::INode& node, const Description& description, const GroupNames& groups) {
         Json object = nodeJson(node, description);
         if (m_arguments.details) {
-            object["size"] = jsonOf(valueOf(node, description, "size"), Measure::size);
+            object["size"] = jsonOf(valueOf(node, description, "size"), "size");
         }
         if (m_arguments.recursive) {
             Json names = Json::array();
@@ -203,7 +203,7 @@ private:
             for (const std::string& key : m_keys) {
                 const Value value = valueOf(node, description, key);
                 m_keyUse.add(key, value);
-                values[jsonName(key)] = jsonOf(value, measureOf(key));
+                values[jsonName(key)] = jsonOf(value, key);
             }
             object["values"] = std::move(values);
         }
@@ -270,7 +270,9 @@ private:
             } else if (m_session.json) {
                 m_json.add(*row.json);
             } else if (isJson()) {
-                m_session.out.write(withSchema({{"node", *row.json}}).dump() + "\n");
+                const bool isTerminal = m_session.out.isTerminal();
+                m_session.out.write(withSchema({{"node", *row.json}}).dump(-1, ' ', isTerminal) +
+                                    "\n");
             } else {
                 writeRow(row, groups);
             }
@@ -331,7 +333,9 @@ bool isGroup(const std::string& argument) {
 
 int run(const Arguments& arguments, Session& session) {
     requireMask(arguments.mask);
-    session.json = session.json || arguments.format == "json";
+    // Groups are few, and come as one object.
+    const bool areLines = arguments.format == "jsonl" && arguments.groupBy.empty();
+    session.json = session.json || (arguments.format.starts_with("json") && !areLines);
     Listing listing(arguments, session);
     const std::vector<std::string>& words = arguments.selector.nodes;
     std::string where = words.empty() ? "." : words.front();

@@ -122,7 +122,7 @@ public:
     Purge(const RemovalChoice& choice, Session& session)
         : m_choice(choice),
           m_session(session),
-          m_report(session, "nodes"),
+          m_report(session, "nodes", {{"dryRun", choice.dryRun}}),
           m_table(session.out, {{"ACTION", Column::Align::left, Column::Cut::never},
                                 {"NAME", Column::Align::left, Column::Cut::name},
                                 {"REASON"}}) {}
@@ -149,7 +149,7 @@ public:
 
     int finish() {
         m_table.finish();
-        return m_report.finish({{"dryRun", m_choice.dryRun}});
+        return m_report.finish();
     }
 
 private:

@@ -168,7 +168,7 @@ Fact chosen(const basekit2::sptr_t<vesta2::INode>& node, const Account& account,
                       "has no property " + shellQuote(key) + ", and no node is called so",
                       seeCommand("show", path) + " for all that it has");
     }
-    return {key, exactText(value, measureOf(key)), jsonOf(value, measureOf(key))};
+    return {key, exactText(value, measureOf(key)), jsonOf(value, key)};
 }
 
 /// Whether a word behind the first names something of the first node, rather than another node.
@@ -219,6 +219,10 @@ Json json(const basekit2::sptr_t<vesta2::INode>& node, const Account& account,
           const std::vector<std::string>& keys) {
     Json object = nodeJson(node);
     if (keys.empty()) {
+        for (const char* key :
+             {"marker", "parent", "project", "size", "files", "dataDirectories"}) {
+            object[key] = nullptr;  // unless there is one
+        }
         object.update(toJson(account.facts));
         object["properties"] = toJson(account.properties);
         return object;

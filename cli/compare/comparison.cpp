@@ -120,17 +120,14 @@ private:
         for (std::size_t i = 1; i < count; ++i) {
             for (const FileDifference& file :
                  compareFiles(m_results[0].result->getPath(), m_results[i].result->getPath())) {
-                const auto value = [](const std::string& text) {
-                    return text.empty() ? variant_t() : variant_t(text);
-                };
                 const bool isOwn = isRecord(file.path);
                 ComparedRow& row =
                     rows.try_emplace(file.path,
                                      ComparedRow{isOwn ? "record" : "file", file.path,
-                                                 std::vector(count, value(file.before)), !isOwn,
-                                                 !isOwn, std::vector<std::int64_t>(count)})
+                                                 std::vector(count, file.before), !isOwn, !isOwn,
+                                                 std::vector<std::int64_t>(count)})
                         .first->second;
-                row.values[i] = value(file.after);
+                row.values[i] = file.after;
                 row.firstLines[i] = file.firstLine;
             }
         }

@@ -44,10 +44,10 @@ std::map<std::string, fs::directory_entry> entriesBelow(const std::string& direc
     return entries;
 }
 
-std::string summaryOf(const fs::directory_entry& entry) {
+basekit2::variant_t summaryOf(const fs::directory_entry& entry) {
     switch (entry.symlink_status().type()) {
     case fs::file_type::regular:
-        return std::to_string(entry.file_size());
+        return std::uint64_t{entry.file_size()};
     case fs::file_type::directory:
         return "directory";
     case fs::file_type::symlink:
@@ -127,8 +127,8 @@ std::vector<FileDifference> compareFiles(const std::string& before, const std::s
             differences.push_back({path, summaryOf(entry), {}, 0});
             continue;
         }
-        const std::string kind = summaryOf(entry);
-        const std::string newKind = summaryOf(match->second);
+        const basekit2::variant_t kind = summaryOf(entry);
+        const basekit2::variant_t newKind = summaryOf(match->second);
         const bool isFile = entry.symlink_status().type() == fs::file_type::regular;
         const bool areFiles =
             isFile && match->second.symlink_status().type() == fs::file_type::regular;

@@ -6,13 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "basekit2/variant.h"
+
 namespace cli {
 
 struct FileDifference {
     std::string path;  ///< below the result's directory
     /// What is there, empty when nothing is: the size of a regular file in bytes, else the kind.
-    std::string before;
-    std::string after;
+    basekit2::variant_t before;
+    basekit2::variant_t after;
     /// Of two texts the first line that differs, from 1; 0 for anything else.
     std::int64_t firstLine = 0;
 };

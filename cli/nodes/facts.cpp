@@ -91,7 +91,10 @@ constexpr std::array recordedFacts{
     Fact{"memory", [](auto& node, auto&) { return propertyOf(node, key::peakMemory); }},
     Fact{"exit", [](auto& node, auto&) { return exitOf(node); }},
     Fact{"tag", [](auto& node, auto&) { return tagsIn(node); }},
-    Fact{"note", [](auto& node, auto&) { return propertyOf(node, key::note); }},
+    Fact{"note",
+         [](auto& node, auto&) {
+             return textOrNothing(exactText(propertyOf(node, key::note), Measure::any));
+         }},
     Fact{"pinned", [](auto& node, auto&) { return propertyOf(node, key::pinned); }},
 };
 

@@ -94,14 +94,15 @@ void Grouping::printJson(Session& session) const {
     for (const auto& [value, group] : m_groups) {
         Json measures = Json::object();
         for (std::size_t i = 0; i < m_measured.size(); ++i) {
-            const Measure measure = measureOf(m_measured[i]);
+            const std::string& key = m_measured[i];
             const Spread spread = spreadOf(group.numbers[i]);
-            measures[jsonName(m_measured[i])] = {{"count", group.numbers[i].size()},
-                                                 {"min", jsonOf(spread.least, measure)},
-                                                 {"median", jsonOf(spread.median, measure)},
-                                                 {"max", jsonOf(spread.greatest, measure)}};
+            measures[jsonName(key)] = {{"count", group.numbers[i].size()},
+                                       {"min", jsonOf(spread.least, key)},
+                                       {"median", jsonOf(spread.median, key)},
+                                       {"max", jsonOf(spread.greatest, key)}};
         }
-        groups.push_back({{"value", jsonOf(value, measureOf(m_key))},
+        const Json common = isPresent(value) ? jsonOf(value, m_key) : Json();
+        groups.push_back({{"value", common.is_array() ? common[0] : common},  // one of the tags
                           {"count", group.count},
                           {"measures", std::move(measures)}});
     }

@@ -1,45 +1,65 @@
 #include "nodes/node_json.h"
 
-#include <array>
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
 #include "nodes/facts.h"
+#include "select/keys.h"
 
 namespace cli {
+namespace {
 
-Json jsonOf(const Value& value, Measure measure) {
+/// Whether these are the digits of a number of 64 bits that is too great for a `Value`.
+bool isGreatNumber(const std::string& digits) {
+    constexpr std::size_t fewest = 19;
+    return digits.size() >= fewest && digits.find_first_not_of("0123456789") == std::string::npos;
+}
+
+}  // namespace
+
+Json jsonOf(const Value& value, const std::string& key) {
+    const bool isUnknown = std::holds_alternative<Unknown>(value);
+    if (key == "link" && isUnknown) {
+        return "unknown";
+    }
+    if (key == "pinned" && !isUnknown) {
+        return isPresent(value);
+    }
+    const auto* const texts = std::get_if<std::vector<std::string>>(&value);
+    if (key == "tag" && !isUnknown) {
+        Json all = Json::array();
+        for (const std::string& text : texts ? *texts : std::vector<std::string>()) {
+            all.push_back(jsonText(text));
+        }
+        return all;
+    }
+    const FactKey* const fact = findFact(key);
+    const Measure measure = fact ? fact->measure : Measure::any;
     if (const auto* number = std::get_if<std::int64_t>(&value)) {
         return measure == Measure::time ? Json(utcTime(*number)) : jsonNumber(*number);
     }
-    const auto* texts = std::get_if<std::vector<std::string>>(&value);
     if (!texts) {
         return nullptr;
     }
-    if (texts->size() == 1) {
-        return jsonText(texts->front());
-    }
-    Json all = Json::array();
-    for (const std::string& text : *texts) {
-        all.push_back(jsonText(text));
-    }
-    return all;
+    const std::string& text = texts->front();
+    const bool isText = measure == Measure::text || measure == Measure::any;
+    return isText || isGreatNumber(text) ? jsonText(text) : Json();
 }
 
 Json nodeJson(vesta2::INode& node, const Description& description) {
     Json object = {{"path", jsonText(description.path)}};
+    const auto add = [&](const char* member, const char* key) {
+        object[member] = jsonOf(valueOf(node, description, key), key);
+    };
     for (const char* key : {"name", "kind", "state", "when", "elapsed", "cpu", "memory", "exit",
-                            "host", "rank", "link", "command", "tag", "note", "pinned"}) {
-        object[key] = jsonOf(valueOf(node, description, key), measureOf(key));
+                            "host", "rank", "link"}) {
+        add(key, key);
     }
-    // There may be several, and then an array is what always comes.
-    Json tags = std::move(object["tag"]);
-    object.erase("tag");
-    object["tags"] = tags.is_null() ? Json::array() : tags.is_array() ? tags : Json::array({tags});
-    object["pinned"] = !object["pinned"].is_null();
-    if (description.link == "unknown") {
-        object["link"] = "unknown";
-    }
+    object["linkFile"] = jsonTextOrNull(node.getLinkFilePath());
+    add("command", "command");
+    add("tags", "tag");
+    add("note", "note");
+    add("pinned", "pinned");
     return object;
 }
 

@@ -9,9 +9,9 @@
 
 namespace cli {
 
-/// Numbers as numbers, of one text the text, of several an array; null where there is none or where
-/// it could not be read.
-Json jsonOf(const Value& value, Measure measure);
+/// The value of a fact in the form that it has in a node, and of a property as `jsonValue` gives
+/// it; null where there is none or where it could not be read.
+Json jsonOf(const Value& value, const std::string& key);
 
 Json nodeJson(vesta2::INode& node, const Description& description);
 Json nodeJson(const basekit2::sptr_t<vesta2::INode>& node);

@@ -93,10 +93,11 @@ int removeNodes(const std::vector<Member>& members, const RemovalChoice& choice,
     if (!choice.dryRun) {
         std::ranges::for_each(members, requireUnclaimedAt, &Member::marker);
     }
+    ItemReport report(session, "nodes", {{"dryRun", choice.dryRun}});
     if (!mayDelete(members, choice, session)) {
+        report.finish();
         return exitNegative;
     }
-    ItemReport report(session, "nodes");
     for (const auto& [marker, name] : members) {
         const NodeHandle node = openMember(marker);
         if (!node) {
@@ -109,7 +110,7 @@ int removeNodes(const std::vector<Member>& members, const RemovalChoice& choice,
         }
         report.add(path, [&] { return std::move(item); });
     }
-    return report.finish({{"dryRun", choice.dryRun}});
+    return report.finish();
 }
 
 }  // namespace cli

@@ -13,8 +13,9 @@ namespace cli {
 
 class ItemReport {
 public:
-    /// In the JSON object the things are the array `member`.
-    ItemReport(Session& session, const char* member) : m_session(session), m_member(member) {}
+    /// In the JSON object the things are the array `member`, with the members of `others` in front.
+    ItemReport(Session& session, const char* member, Json others = Json::object())
+        : m_session(session), m_member(member), m_object(std::move(others)) {}
     /// What was done before a failure is told all the same.
     ~ItemReport() {
         if (!m_items.empty()) {
@@ -37,12 +38,11 @@ public:
         }
     }
 
-    /// Prints the JSON object, with the members of `others` in front. Returns the exit code of
-    /// success.
-    int finish(Json others = Json::object()) {
+    /// Prints the JSON object. Returns the exit code of success.
+    int finish() {
         if (m_session.json) {
-            others[m_member] = std::exchange(m_items, Json::array());
-            m_session.out.writeJson(others);
+            m_object[m_member] = std::exchange(m_items, Json::array());
+            m_session.out.writeJson(m_object);
         }
         return exitOk;
     }
@@ -50,6 +50,7 @@ public:
 private:
     Session& m_session;
     const char* m_member;
+    Json m_object;
     Json m_items = Json::array();
 };
 

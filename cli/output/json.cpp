@@ -16,6 +16,8 @@ Json jsonText(std::string_view text) {
     return {{"bytes", base64(text)}};
 }
 
+Json jsonTextOrNull(std::string_view text) { return text.empty() ? Json() : jsonText(text); }
+
 std::string jsonName(const std::string& name) {
     return basekit2::is_utf8(name) ? name : escapeText(name);
 }

@@ -14,6 +14,8 @@ namespace cli {
 using Json = nlohmann::ordered_json;
 
 Json jsonText(std::string_view text);
+/// Null for an empty one.
+Json jsonTextOrNull(std::string_view text);
 /// A member's name, which cannot be an object: escaped when it is not UTF-8.
 std::string jsonName(const std::string& name);
 /// A number as long as 53 bits hold it, else its digits.

@@ -73,7 +73,7 @@ TEST_F(CliCheckTest, WhatIsWholeHasNoFindings) {
     const auto result = run("check p");
     EXPECT_EQ(result.code, 0) << result.out;
     EXPECT_EQ(result.err, "vesta2: 7 nodes, 0 findings\n");
-    EXPECT_EQ(json("check p")["nodes"], "7");
+    EXPECT_EQ(json("check p")["nodeCount"], 7);
     EXPECT_EQ(stamps(), before);
     EXPECT_EQ(run("check elsewhere/x0").code, 0);
     EXPECT_EQ(run("check nothing").code, 3);
