@@ -7,6 +7,7 @@ install(TARGETS vesta2 EXPORT vesta2Targets
 # Loaded by the library, and by nobody else.
 install(TARGETS vesta2_log LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${VESTA2_MODULE_DIR})
 install(FILES share/vesta2/product.xml share/vesta2/vesta2.catalog.xml
+  share/vesta2/vesta2.schema.json
   DESTINATION ${CMAKE_INSTALL_DATADIR}/vesta2)
 install(DIRECTORY
   vesta2/include/

@@ -27,6 +27,7 @@ protected:
     std::multiset<std::string> found(const std::string& words, const Words& environment = {}) {
         std::multiset<std::string> lines;
         const auto result = start(Words("--json").with(words), environment).finish();
+        keepJson(result.out);
         const auto all = nlohmann::json::parse(result.out);
         for (const auto& finding : all["findings"]) {
             if (!finding["harmless"]) {

@@ -1,6 +1,11 @@
 #pragma once
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "support/command.h"
 #include "support/test.h"
@@ -28,7 +33,22 @@ protected:
     Command start(const Words& words, const Words& environment = {}, int terminalWidth = 0) {
         return Command(words, {directory.path().native(), environment, terminalWidth});
     }
-    support::CommandResult run(const Words& words) { return start(words).finish(); }
+    support::CommandResult run(const Words& words) {
+        support::CommandResult result = start(words).finish();
+        keepJson(result.out);
+        keepJson(result.err);
+        return result;
+    }
+    /// Whole lines of JSON are kept for validate_json, which looks at them after all tests.
+    static void keepJson(const std::string& text) {
+        if (const char* const place = std::getenv("VESTA2_JSON_SEEN")) {
+            std::ofstream seen(place + ("/" + std::to_string(::getpid())), std::ios::app);
+            std::istringstream lines(text);
+            for (std::string line; std::getline(lines, line) && !lines.eof();) {
+                seen << (line.starts_with('{') ? line + '\n' : "");
+            }
+        }
+    }
 
     /// What a command that must succeed prints.
     std::string output(const Words& words) {

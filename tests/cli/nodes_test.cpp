@@ -238,6 +238,7 @@ TEST_F(NodesTest, WhatWasRemovedBeforeAFailureIsTold) {
         EXPECT_EQ(result.code, 7);
         EXPECT_THAT(result.err, HasSubstr("a1"));
         EXPECT_THAT(result.out, AllOf(HasSubstr("/a0"), Not(HasSubstr("/a1"))));
+        keepJson(result.out);
         EXPECT_FALSE(exists("a0"));
         EXPECT_EQ(listed("list ."), "a1 a2");
     }
