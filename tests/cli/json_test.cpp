@@ -46,6 +46,7 @@ TEST_F(JsonTest, EveryCommandPrintsTheOneShape) {
              {"files r000", "files", "files p", 2},
              {"relink p/x.zentorlink far/y", "node", "relink r1 p", 2},
              {"add r1 --to p", "nodes", "add r1", 2},
+             {"unlink p/r1", "nodes", "unlink none", 3},
              {"rename r1 one", "node", "rename none x", 3},
              {"copy r2 c1", "node", "copy none x", 3},
              {"move c1 c2", "node", "move c2 none/x", 3},
