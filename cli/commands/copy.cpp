@@ -13,6 +13,7 @@
 #include "nodes/copying.h"
 #include "nodes/flags.h"
 #include "nodes/node_argument.h"
+#include "nodes/selection.h"
 #include "output/progress.h"
 #include "vesta2/names.h"
 #include "vesta2/tree_copy.h"
@@ -90,6 +91,7 @@ NodeHandle makeCopy(const NodeHandle& node, const NewPlace& place, bool keepName
 NodeHandle moveTo(const NodeHandle& node, const NewPlace& place, bool keepName, Signals& signals,
                   const Session& session) {
     const std::string old = node->getPath();
+    const std::string formerLink = node->getLinkFilePath();
     // Of two concurrent moves the second finds nothing to move.
     const FlagClaim claim = claimForChange(old);
     requireUnclaimed(old);
@@ -107,7 +109,10 @@ NodeHandle moveTo(const NodeHandle& node, const NewPlace& place, bool keepName, 
                           "meanwhile",
                       "see what is here, and remove it with 'vesta2 remove'");
     }
-    if (status != vesta2::eOK) {
+    // The library reports success even when looking at the group failed.
+    const bool leadsElsewhere =
+        !formerLink.empty() && isThere(formerLink) && openMember(formerLink) != node;
+    if (status != vesta2::eOK || leadsElsewhere) {
         throw notSettled(place, "was moved");
     }
     return node;

@@ -326,9 +326,12 @@ private:
 /// A single word that leads to a directory other than a result's is the group to list.
 bool isGroup(const std::string& argument) {
     const std::string path = requirePath(argument);
-    std::error_code unknown;
-    return std::filesystem::is_directory(path, unknown) &&
-           !vesta2::IResultDirectory::probe(path.c_str());
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (status.type() == std::filesystem::file_type::none) {
+        throw Failure::fromErrno(error.value(), path);
+    }
+    return std::filesystem::is_directory(status) && !vesta2::IResultDirectory::probe(path.c_str());
 }
 
 int run(const Arguments& arguments, Session& session) {

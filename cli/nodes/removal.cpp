@@ -17,6 +17,7 @@
 #include "output/item_report.h"
 #include "vesta2/discovery.h"
 #include "vesta2/i_node_group.h"
+#include "vesta2/node.h"
 
 namespace cli {
 namespace {
@@ -68,6 +69,11 @@ void removeNode(const basekit2::sptr_t<vesta2::INode>& handle) {
     const std::string directory = node.getPath();
     // It may have been claimed while the user was asked.
     const auto claim = wasThere ? claimForRemoval(directory) : nullptr;
+    if (wasThere && !vesta2::Node::isParentKnown(handle)) {
+        throw Failure(exitFailure, directory,
+                      "it could not be looked at whether a group has a link to it",
+                      "nothing was deleted; check the disk and whether you may read its group");
+    }
     const std::string link = node.getLinkFilePath();
     if (!node.remove()) {
         throw Failure::fromStatus(vesta2::getStatus(), directory);

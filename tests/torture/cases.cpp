@@ -19,7 +19,7 @@ const std::vector<Case>& cases() {
         {"set p/r000 key=new"},
         {"set p/x0.zentorlink key=new"},
         {"add far/y0 --to p"},
-        {"unlink p/x0.zentorlink"},
+        {"unlink p/x0.zentorlink", "unlinks"},
         {"copy p/r000 p/c0"},
         {"copy far/x0 far/c0"},
         {"move p/r001 far/m0", "", "far/m0", "p/r001/collector.log"},

@@ -18,7 +18,7 @@ constexpr int greatestCode = 7;
 bool isPartOf(std::string_view whole, std::string_view printed, bool isForbidden) {
     const auto text = [](auto range) { return std::string_view(range.begin(), range.end()); };
     const auto isSameCell = [&](auto wanted, auto now) {
-        return text(now) == text(wanted) || text(now) == "-" || text(now) == "unknown";
+        return text(now) == text(wanted) || text(now) == "?" || text(now) == "unknown";
     };
     const auto isSameRow = [&](auto wanted, auto row) {
         const auto name = text(wanted).substr(0, text(wanted).find('\t'));
@@ -175,7 +175,8 @@ struct Judge {
         };
         if (!isFound) {
             blame("lost: " + directory);
-        } else if (isMember(m_before) && !isMember(m_after) && !isDeleted) {
+        } else if (isMember(m_before) && !isMember(m_after) && !isDeleted &&
+                   !m_case.is("unlinks")) {
             blame("no longer a member: " + directory);
         }
     }
