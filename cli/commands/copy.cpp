@@ -68,18 +68,25 @@ void requireMovable(vesta2::INode& node, const NewPlace& place, bool keepName) {
 
 /// The error for a complete copy whose node still has the old link.
 Failure notSettled(const NewPlace& place, const std::string& what) {
-    return {exitFailure, place.path(), what + ", but its link is the old one",
+    return {exitFailure, place.path(), what + ", but its group has no link to it",
             seeCommand("show", place.path())};
 }
 
 NodeHandle makeCopy(const NodeHandle& node, const NewPlace& place, bool keepName, Signals& signals,
                     const Session& session) {
     const std::string old = node->getPath();
+    const auto group = node->getParent();
     Progress progress(session, signals, old);
     if (!node->copy(place.path().c_str(), !keepName, &progress)) {
         failUndone(place, signals, progress);
     }
-    if (vesta2::getStatus() != vesta2::eOK) {
+    const vesta2::error_t status = vesta2::getStatus();
+    // The library reports success even when looking at the group failed.
+    const std::string link = node->getLinkFilePath();
+    const bool isLinked =
+        link.empty() ? !group || fs::path(node->getPath()).parent_path() == group->getPath()
+                     : openMember(link) == node;
+    if (status != vesta2::eOK || !isLinked) {
         throw notSettled(place, "was made");
     }
     if (keepName && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {

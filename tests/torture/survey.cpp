@@ -3,6 +3,7 @@
 #include <cctype>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <vector>
 
 #include "basekit2/bag_io.h"
@@ -14,7 +15,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string withoutDigits(std::string text) {
+/// Without what differs in any two runs: numbers, and why a collector left something out.
+std::string withoutChances(std::string text) {
+    text = std::regex_replace(text, std::regex("[^\n]*left out: [^\n]*\n"), "");
     std::erase_if(text, [](unsigned char c) { return std::isdigit(c) != 0; });
     return text;
 }
@@ -35,8 +38,9 @@ void addNode(Survey& out, const fs::path& root, const fs::path& marker) {
     node.identity = text("identity");
     node.backLink = text("backlink");
     section.remove("backlink");
+    section.remove("programDigest");
     basekit2::save_variant_bag_to_string(bag, node.section);
-    node.section = withoutDigits(node.section);
+    node.section = withoutChances(node.section);
     node.isFinalized = out.all.count(directory + "/.norun") != 0;
     node.isInvalid = out.all.count(directory + "/.bad") != 0;
     for (const auto& [path, content] : out.all) {
@@ -95,7 +99,7 @@ Survey survey(const std::string& root) {
         } else if (extension != ".dflgzentor" && extension != ".infozentor") {
             std::error_code unknown;
             const bool isSmall = entry.is_regular_file(unknown) && entry.file_size() <= 1U << 20U;
-            out.all[name] = isSmall ? withoutDigits(support::readFile(entry.path().native())) : "";
+            out.all[name] = isSmall ? withoutChances(support::readFile(entry.path().native())) : "";
         }
     }
     for (const fs::path& marker : markers) {
