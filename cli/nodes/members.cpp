@@ -1,14 +1,16 @@
 #include "nodes/members.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/path.hpp>
+#include <filesystem>
 #include <functional>
 #include <string_view>
 #include <unordered_map>
 
 #include "base/text.h"
-#include "basekit2/directory_listing.h"
 #include "basekit2/path.h"
 #include "vesta2/discovery.h"
 #include "vesta2/names.h"
@@ -18,15 +20,33 @@
 namespace cli {
 namespace {
 
-/// The marker or link file of an entry; empty for what is no node, and for what others keep to
-/// themselves: that must not hide the rest.
-std::string nodeFileAt(const basekit2::directory_listing_t& listing, const vesta2::FileSet& kinds) {
+namespace fs = std::filesystem;
+
+bool isAbsent(const std::error_code& error) {
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
+}
+
+/// Whether an error of a look at an entry says nothing of the others: it has just gone, or is what
+/// others keep to themselves.
+bool concernsEntryAlone(const std::error_code& error, const std::string& directory) {
+    struct stat status {};
+    return isAbsent(error) || (error == std::errc::permission_denied &&
+                               ::stat((directory + "/.").c_str(), &status) == 0);
+}
+
+/// The marker or link file of an entry; empty for what is no node.
+std::string nodeFileAt(const fs::directory_entry& entry, const std::string& directory,
+                       const vesta2::FileSet& kinds) {
+    const std::string path = entry.path().native();
     try {
-        const bool mayBeNode =
-            listing.is_directory() || vesta2::hasLinkExtension(std::string(listing.name()), kinds);
-        return mayBeNode ? vesta2::findMarkerFileOrLink(listing.path(), kinds, false) : "";
+        const fs::file_type type = entry.symlink_status().type();
+        const bool mayBeNode = type == fs::file_type::directory || type == fs::file_type::symlink ||
+                               vesta2::hasLinkExtension(path, kinds);
+        std::string marker = mayBeNode ? vesta2::findMarkerFileOrLink(path, kinds, false) : "";
+        // A symbolic link that leads nowhere does not stand for the link file beside it.
+        return marker == path || marker.starts_with(path + "/") ? marker : "";
     } catch (const boost::filesystem::filesystem_error& error) {
-        if (!listing.concerns_entry_alone(error)) {
+        if (!concernsEntryAlone({error.code().value(), std::generic_category()}, directory)) {
             throw;
         }
         return {};
@@ -80,14 +100,18 @@ Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
 
 std::vector<Member> membersOf(const std::string& directory) {
     std::vector<Member> members;
-    auto listing = basekit2::directory_listing_t::if_directory(directory);
-    if (!listing) {
+    std::error_code error;
+    const fs::directory_iterator listing(directory, error);
+    if (isAbsent(error)) {
         return members;
+    }
+    if (error) {
+        throw Failure::fromErrno(error.value(), directory);
     }
     const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
                                 vesta2::projectMarkerFileExt());
-    while (listing->next()) {
-        if (std::string marker = nodeFileAt(*listing, kinds); !marker.empty()) {
+    for (const fs::directory_entry& entry : listing) {
+        if (std::string marker = nodeFileAt(entry, directory, kinds); !marker.empty()) {
             members.push_back({std::move(marker), {}});
         }
     }

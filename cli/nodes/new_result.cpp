@@ -124,7 +124,7 @@ createNewResult(const NewResult& wanted, const vesta2::ResultVariableBag& variab
     requireShortName(place);
     if (wanted.overwrite) {
         // What comes into an empty place meanwhile is not overwritten: nobody was asked for it.
-        const std::string path = place.native();
+        const std::string& path = place.native();
         if (isThere(path)) {
             const auto claim = claimOverwritten(path, wanted.withoutQuestion);
             return make(wanted, group, variables, true);
