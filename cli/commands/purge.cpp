@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <ctime>
 #include <memory>
 
@@ -62,7 +63,8 @@ Retention retentionFor(const Arguments& arguments) {
 }
 
 /// Why a result is kept whatever the rules say; empty for most.
-std::string exemptionOf(vesta2::INode& node, const Description& description) {
+std::string exemptionOf(vesta2::INode& node, const Description& description, bool& isUnknown) {
+    isUnknown = description.damage.has_value();
     if (description.damage || description.state == "missing") {
         return description.state + ": " +
                (description.damage ? description.damage->problem() : "its link leads nowhere");
@@ -76,6 +78,7 @@ std::string exemptionOf(vesta2::INode& node, const Description& description) {
     try {
         requireUnclaimed(node);
     } catch (const Failure& failure) {
+        isUnknown = failure.code() != exitLocked;
         return failure.problem();
     }
     return {};
@@ -103,8 +106,11 @@ std::vector<Candidate> candidatesIn(vesta2::INodeGroup& group, const Arguments& 
         candidate.marker = member.marker;
         candidate.name = member.name;
         candidate.time = description.time;
-        candidate.exemption = isMeant ? exemptionOf(*node, description)
-                                      : "it cannot be told whether --where holds for it";
+        candidate.exemption = exemptionOf(*node, description, candidate.isUnknown);
+        if (!isMeant && candidate.exemption.empty()) {
+            candidate.exemption = "it cannot be told whether --where holds for it";
+            candidate.isUnknown = true;
+        }
         candidate.tags = description.damage ? candidate.tags : tagsOf(*node);
         candidate.isInvalid = description.state == "invalid";
         if (needsSize && description.state != "missing") {
@@ -156,7 +162,7 @@ private:
     /// One that was claimed or pinned meanwhile does not stop the rest.
     static void remove(Candidate& candidate, const basekit2::sptr_t<vesta2::INode>& node) {
         try {
-            candidate.exemption = exemptionOf(*node, describe(node));
+            candidate.exemption = exemptionOf(*node, describe(node), candidate.isUnknown);
             if (candidate.exemption.empty()) {
                 removeNode(node);
             }
@@ -206,7 +212,14 @@ int run(const Arguments& arguments, Session& session) {
     for (Candidate& candidate : candidates) {
         purge.handle(candidate);
     }
-    return purge.finish();
+    const int code = purge.finish();
+    const auto unknown = std::ranges::count(candidates, true, &Candidate::isUnknown);
+    if (unknown > 0) {
+        throw Failure(exitFailure, group->getPath(),
+                      std::to_string(unknown) + " could not be looked at, and were kept",
+                      seeCommand("check", group->getPath()));
+    }
+    return code;
 }
 
 }  // namespace

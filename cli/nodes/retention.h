@@ -32,6 +32,7 @@ struct Candidate {
     bool isInvalid = false;  ///< counts as none of the last, nor of a day
     std::int64_t size = 0;   ///< in bytes; needed for `Retention::greatestSize` alone
     std::string exemption;   ///< why it is kept whatever the rules say; empty for most
+    bool isUnknown = false;  ///< because it could not be looked at
 
     bool isKept = false;
     std::string reason;

@@ -119,7 +119,10 @@ TEST_F(CliGroupsTest, PurgeKeepsWhatARuleNames) {
     Command holder = start("flag set r002 mine");
     ASSERT_TRUE(holder.awaitOutput("\n"));
     write("r004/r004.zentor", "<");
-    const std::string told = output("purge . -y --keep 0 --mask r@@@");
+    const auto purged = run("purge . -y --keep 0 --mask r@@@");
+    EXPECT_EQ(purged.code, 7);
+    EXPECT_THAT(purged.err, HasSubstr("1 could not be looked at"));
+    const std::string& told = purged.out;
     EXPECT_THAT(told, AllOf(HasSubstr("keep\tr001\tpinned\n"), HasSubstr("r002\tthe flag mine is"),
                             HasSubstr("keep\tr004\tunreadable: "),
                             HasSubstr("delete\tr006-bad\tinvalid\n")));
