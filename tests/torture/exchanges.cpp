@@ -153,8 +153,9 @@ public:
         auto now = filesIn("out");
         std::erase_if(now, [](auto& file) { return file.first.starts_with("p/r000-bad"); });
         if (now != outside) {
-            const auto other = std::ranges::mismatch(outside, now).in1;
-            blame("changes what is outside: " + (other != outside.end() ? other->first : ""));
+            const auto [was, is] = std::ranges::mismatch(outside, now);
+            blame("changes what is outside: " + (was != outside.end() ? was->first : "") + " or " +
+                  (is != now.end() ? is->first : ""));
         }
         if (fs::exists("made")) {
             for (const auto& [path, content] : filesIn("made")) {
