@@ -77,7 +77,9 @@ NodeHandle makeCopy(const NodeHandle& node, const NewPlace& place, bool keepName
     const std::string old = node->getPath();
     const auto group = node->getParent();
     Progress progress(session, signals, old);
-    if (!node->copy(place.path().c_str(), !keepName, &progress)) {
+    // The link leads to the copy from now on, by the name that it has.
+    const bool keepsName = keepName || node->isLinked();
+    if (!node->copy(place.path().c_str(), !keepsName, &progress)) {
         failUndone(place, signals, progress);
     }
     const vesta2::error_t status = vesta2::getStatus();
@@ -89,7 +91,7 @@ NodeHandle makeCopy(const NodeHandle& node, const NewPlace& place, bool keepName
     if (status != vesta2::eOK || !isLinked) {
         throw notSettled(place, "was made");
     }
-    if (keepName && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {
+    if (keepsName && fs::path(old).parent_path() == fs::path(place.path()).parent_path()) {
         session.note("two nodes of one name are here now: name them by their directories");
     }
     return node;
