@@ -134,8 +134,9 @@ public:
                                 {"REASON"}}) {}
 
     void handle(Candidate& candidate) {
-        const auto node = openMember(candidate.marker);
-        if (!node) {
+        const bool needsNode = m_session.json || !candidate.isKept;
+        const auto node = needsNode ? openMember(candidate.marker) : nullptr;
+        if (needsNode && !node) {
             return;
         }
         Json item = m_session.json ? nodeJson(node) : Json();
