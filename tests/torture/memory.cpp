@@ -154,13 +154,16 @@ void makeTree() {
     INodeGroup::open("p")->addNode("far/x0");
 }
 
-/// What is wrong with the tree. What is left by name can be told even if it takes memory to delete.
-std::vector<std::string> examineTree() {
+/// What is wrong with the tree. What is left by name can be told even if it takes memory to delete,
+/// and what was deleted in part keeps what tells of it.
+std::vector<std::string> examineTree(bool hasSucceeded) {
     std::vector<std::string> wrong;
     std::set<std::string> missing = places;
     for (const auto& entry : fs::recursive_directory_iterator(".")) {
         const std::string extension = entry.path().extension();
-        const bool isPassing = basekit2::is_bag_temporary(entry.path().filename().native()) ||
+        const std::string name = entry.path().filename().native();
+        const bool isTold = !hasSucceeded && name.ends_with(basekit2::removal_suffix);
+        const bool isPassing = (basekit2::is_bag_temporary(name) && !isTold) ||
                                extension == ".dflgzentor" || extension == ".infozentor";
         if (isPassing && !isLasting) {
             wrong.push_back("left: " + entry.path().native());
@@ -188,15 +191,16 @@ std::optional<std::vector<std::string>> doWithout(Run& run, const Operation& ope
     makeTree();
     operation.act();  // what is made but once is there
     const std::size_t descriptors = openDescriptors();
+    bool hasSucceeded = false;
     allocationsLeft = allocation;
     try {
-        operation.act();
+        hasSucceeded = operation.act();
     } catch (const std::exception&) {
         ++run.report["exceptions"];
     }
     const bool wasRefused = isLasting ? allocationsLeft == 0 : allocationsLeft < 0;
     allocationsLeft = -1;
-    std::vector<std::string> wrong = examineTree();
+    std::vector<std::string> wrong = examineTree(hasSucceeded);
     if (openDescriptors() != descriptors) {
         wrong.emplace_back("descriptors are left open");
     }
