@@ -117,16 +117,30 @@ void makeLasting(const MadeDirectory& made) {
     flushDirectory(made.path().parent_path());
 }
 
-/// Lives on in `directory`, whose marker file is called `marker`, as a member of `group`, if any;
-/// else of the one that it lies in now.
-/// False, with the status, when another node is open there, or when the group did not take it in.
-bool settleIn(NodeState& node, const fs::path& directory, const std::string& marker,
+/// As long as it lives, the node can be bound in no other directory than `home`.
+class OnlyHome {
+public:
+    OnlyHome(NodeState& node, const FileId& home) : m_node(node) { m_node.onlyHome = home; }
+    ~OnlyHome() { m_node.onlyHome = {}; }
+    OnlyHome(const OnlyHome&) = delete;
+    OnlyHome& operator=(const OnlyHome&) = delete;
+
+private:
+    NodeState& m_node;
+};
+
+/// Lives on in the directory `home`, whose marker file is called `marker`, as a member of `group`,
+/// if any; else of the one that it lies in now.
+/// False, with the status, when another node is open there, when another directory is in its place,
+/// or when the group did not take it in.
+bool settleIn(NodeState& node, const KnownDirectory& home, const std::string& marker,
               const sptr_t<INode>& group, std::optional<marker_state_t> state) {
-    node.bind((directory / marker).native(), group ? group->getPath() : nullptr);
-    const bool isThere = node.directory.native() == directory.native();
+    const OnlyHome only(node, home.id);
+    node.bind((home.path / marker).native(), group ? group->getPath() : nullptr);
+    const bool isThere = node.directory.native() == home.path.native();
     if (node.ownGroup && isThere) {
-        node.ownGroup->setPath(directory.native());
-        node.ownGroup->setOutputDirectory(directory.c_str());
+        node.ownGroup->setPath(home.path.native());
+        node.ownGroup->setOutputDirectory(home.path.c_str());
     }
     // Without its section the marker has no group to be linked into.
     const bool isRead = node.markerState == marker_state_t::read;
@@ -141,19 +155,17 @@ bool moveInto(NodeState& node, const TreeCopyRequest& copy, MadeDirectory& made,
     flags->moveTo(copy.destination);
     flags.reset();
     const sptr_t<INode> group = node.self.getParent();
-    if (settleIn(node, copy.destination, copy.copiedMarker, group, state)) {
+    if (settleIn(node, {copy.destination, made.id()}, copy.copiedMarker, group, state)) {
         made.keep();
         return true;
     }
     const error_t code = getStatus();
     flags.emplace(node.flags, copy.source);
     flags.reset();
-    node.onlyHome = copy.home;
-    if (!settleIn(node, copy.source, copy.marker, group, state)) {
+    if (!settleIn(node, {copy.source, copy.home}, copy.marker, group, state)) {
         // A link may lead to the copy already.
         made.keep();
     }
-    node.onlyHome = {};
     return setStatus(code == eOK ? eUnknown : code);
 }
 

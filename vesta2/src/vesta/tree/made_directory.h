@@ -26,6 +26,7 @@ public:
     /// none, `path()`.
     [[nodiscard]] boost::filesystem::path certainPath() const;
     [[nodiscard]] int descriptor() const { return m_directory.get(); }
+    [[nodiscard]] const FileId& id() const { return m_id; }
     /// For a copy to work in. Throws as the constructor.
     [[nodiscard]] basekit2::descriptor_t duplicate() const;
     void keep();
