@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <ctime>
 
 #include "basekit2/utf8.h"
@@ -119,6 +120,31 @@ std::string fitWidthByMiddle(const std::string& escaped, int width) {
     }
     const int end = (width - 1) / 2;
     return std::string(frontOf(escaped, width - 1 - end)).append("…").append(endOf(escaped, end));
+}
+
+std::string asSentence(std::string text) {
+    text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    return text + ".";
+}
+
+std::string wrapText(std::string_view text, int width) {
+    std::string lines;
+    int column = 0;
+    for (std::size_t at = 0; at <= text.size();) {
+        const std::size_t end = std::min(text.find_first_of(" \n", at), text.size());
+        const std::string_view word = text.substr(at, end - at);
+        const int wide = displayWidth(word);
+        const bool fits = column == 0 || column + 1 + wide <= width;
+        lines += column == 0 ? "" : fits ? " " : "\n";
+        lines += word;
+        column = (fits && column > 0 ? column + 1 : 0) + wide;
+        if (end == text.size() || text[end] == '\n') {
+            lines += '\n';
+            column = 0;
+        }
+        at = end + 1;
+    }
+    return lines;
 }
 
 bool isCountedBefore(std::string_view a, std::string_view b) {

@@ -6,6 +6,8 @@
 #include <cstdlib>
 
 #include "base/failure.h"
+#include "base/text.h"
+#include "options/manual.h"
 #include "options/parser.h"
 #include "options/wrong_use.h"
 
@@ -87,6 +89,12 @@ std::string helpText(const CLI::App& app) {
     return command.help(command.get_parent() ? fullName(*command.get_parent()) : "");
 }
 
+/// What a command does, for people who read it on a terminal.
+std::string describe(const CommandEntry& entry) {
+    constexpr int width = 79;
+    return asSentence(entry.summary) + "\n" + wrapText(entry.description, width);
+}
+
 std::string footerFor(const CommandEntry& entry) {
     std::string lines = "  " + std::string(entry.examples);
     for (std::size_t end = lines.find('\n'); end != std::string::npos;
@@ -109,6 +117,12 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
     GlobalOptions globals;
     declareGlobals(app, options, globals, session);
     std::vector<std::string> words(argv + 1, argv + argc);
+    if (words == std::vector<std::string>{"help", "--manual"}) {
+        for (const CommandEntry& entry : commands) {
+            options.command(entry.name, entry.summary, *entry.declare);
+        }
+        return {{}, manualOf(app, commands)};
+    }
     try {
         words = withKnownCommand(words, app, commands);
     } catch (const Failure&) {
@@ -121,7 +135,7 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
     for (const CommandEntry& entry : commands) {
         if (at < words.size() && words[at] == entry.name) {
             options.command(entry.name, entry.summary, *entry.declare);
-            app.get_subcommand(entry.name)->footer(footerFor(entry));
+            app.get_subcommand(entry.name)->description(describe(entry))->footer(footerFor(entry));
         } else if (at >= words.size()) {
             app.add_subcommand(entry.name, entry.summary)->group("Commands");
         }

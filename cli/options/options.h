@@ -65,6 +65,7 @@ struct CommandEntry {
     const char* name;
     const char* summary;
     Declaration* declare;
+    const char* description;        ///< what the summary leaves open; a line for each paragraph
     const char* examples;           ///< a line each
     std::string_view aliases{};     ///< other names, a blank between two
     std::string_view nearMisses{};  ///< what others call it, in the same form

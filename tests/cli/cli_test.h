@@ -45,7 +45,7 @@ protected:
             std::ofstream seen(place + ("/" + std::to_string(::getpid())), std::ios::app);
             std::istringstream lines(text);
             for (std::string line; std::getline(lines, line) && !lines.eof();) {
-                seen << (line.starts_with('{') ? line + '\n' : "");
+                seen << (line.starts_with("{\"") ? line + '\n' : "");
             }
         }
     }
