@@ -94,12 +94,16 @@ TEST_F(CliFlagsTest, RunHoldsTheFlagAsLongAsItsProgramRuns) {
     Command waiting =
         start(Words("flag run r000 mine --wait 30 -- sh -c")
                   .with({"trap 'exit 5' TERM; echo up; while :; do sleep 0.01; done"}));
+    Command unread = start("flag set r000 mine --wait 30");
+    unread.closeOutput();
     holder.send(SIGINT);
     EXPECT_EQ(holder.finish().code, 0);
     ASSERT_TRUE(waiting.awaitOutput("up"));
     EXPECT_EQ(flags()[0]["state"], "held");
     waiting.send(SIGTERM);
     EXPECT_EQ(waiting.finish().code, 5) << "the program's own code";
+    const auto quiet = unread.finish();
+    EXPECT_EQ(std::to_string(quiet.code) + quiet.err, "141") << "nobody reads what it prints";
     EXPECT_EQ(flags().size(), 0U);
     EXPECT_EQ(run({"flag", "run", "r000", "x", "--", "sh", "-c", "kill -9 $$"}).code, 137);
     EXPECT_EQ(run("flag run r000 x -- no-such-program").code, 127);
