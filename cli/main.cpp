@@ -38,6 +38,9 @@ int report(const Failure& failure, bool json) {
 
 int run(int argc, char** argv, cli::Session& session) {
     const cli::Request request = cli::parseCommandLine(argc, argv, cli::commandTable(), session);
+    if (!request.action) {
+        session.page();
+    }
     session.out.write(request.text);
     const int code = request.action ? request.action(session) : cli::exitOk;
     session.out.flush();

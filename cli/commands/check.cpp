@@ -73,6 +73,9 @@ std::string count(std::size_t number, const std::string& word) {
 
 int run(const Arguments& arguments, Session& session) {
     const Inspection inspection(requirePath(arguments.group));
+    if (!arguments.repair) {
+        session.page();
+    }
     std::size_t left = 0;
     std::size_t shown = 0;
     Json items = Json::array();

@@ -211,6 +211,7 @@ int run(const Arguments& arguments, Session& session) {
         session.out.writeJson(
             {{"same", isSame}, {"nodes", std::move(nodes)}, {"rows", std::move(list)}});
     } else {
+        session.page();
         print(session, rows, results, formatOf(arguments.format));
     }
     return isSame ? exitOk : exitNegative;

@@ -20,6 +20,7 @@ int run(const Arguments& arguments, Session& session) {
         throw Failure(exitPermission, result->getPath(), "cannot be listed",
                       "ask its owner for access");
     }
+    session.page();
     ItemReport report(session, "files");
     while (const char* path = files->next()) {
         report.add(path, [&] { return jsonText(path); });

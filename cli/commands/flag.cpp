@@ -102,6 +102,7 @@ int runList(const Arguments& arguments, Session& session) {
         session.out.writeJson({{"flags", std::move(flags)}});
         return exitOk;
     }
+    session.page();
     Table table(session.out, {{"NAME"},
                               {"STATE", Column::Align::left, Column::Cut::never},
                               {"HOST"},

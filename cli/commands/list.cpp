@@ -339,6 +339,9 @@ int run(const Arguments& arguments, Session& session) {
     // Groups are few, and come as one object.
     const bool areLines = arguments.format == "jsonl" && arguments.groupBy.empty();
     session.json = session.json || (arguments.format.starts_with("json") && !areLines);
+    if (!areLines) {
+        session.page();
+    }
     Listing listing(arguments, session);
     const std::vector<std::string>& words = arguments.selector.nodes;
     std::string where = words.empty() ? "." : words.front();

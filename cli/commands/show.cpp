@@ -240,6 +240,7 @@ int run(const Arguments& arguments, Session& session) {
     const Request request = sortWords(arguments);
     const std::vector<Member> members = selectMembers(request.selector, session);
     const bool wantsAll = request.keys.empty();
+    session.page();
     Json nodes = Json::array();
     std::string values;  // all come, or none
     for (const Member& member : members) {

@@ -30,6 +30,7 @@ void declareGlobals(CLI::App& app, Options& options, GlobalOptions& globals, Ses
     options.option("-C", "DIR", globals.directory, "work as if started in DIR");
     options.flag("--json", session.json, "print one JSON object");
     options.choice("--color", globals.color, {"auto", "always", "never"}, "when to use colors");
+    options.flag("--no-pager", session.noPager, "print long output without a pager");
     options.flag("-q,--quiet", session.quiet, "say nothing but data and errors");
     app.add_flag("-v,--verbose", globals.verbosity, "show the library's log (-vv: all of it)");
 }
@@ -152,6 +153,7 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
     } catch (const CLI::CallForVersion& version) {
         return {{}, std::string(version.what()) + "\n"};
     } catch (const CLI::CallForHelp&) {
+        session.noPager = std::ranges::count(words, "--no-pager") != 0;
         return {{}, helpText(app)};
     } catch (const CLI::ParseError& error) {
         // Not the "--json" of a program.

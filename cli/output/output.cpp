@@ -15,6 +15,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t flushSize = 65536;
+constexpr std::size_t flushSizeForPeople = 4096;
 constexpr int usualWidth = 80;
 constexpr std::size_t indent = 2;
 
@@ -26,20 +27,6 @@ std::string environment(const char* name) {
 bool isForced() {
     const std::string force = environment("CLICOLOR_FORCE");
     return !force.empty() && force != "0";
-}
-
-/// Nothing that is large is copied for it.
-void writeAll(std::string_view rest) {
-    while (!rest.empty()) {
-        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
-        if (written >= 0) {
-            rest.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno == EPIPE) {
-            throw BrokenPipe();
-        } else if (errno != EINTR) {
-            throw lostOutput(errno);
-        }
-    }
 }
 
 }  // namespace
@@ -63,14 +50,37 @@ std::string Output::styled(std::string_view text, const char* style) const {
     return std::string("\x1b[").append(style).append("m").append(text).append("\x1b[0m");
 }
 
+void Output::writeAll(std::string_view rest) const {
+    const int stream = m_pager && m_pager->isOpen() ? m_pager->descriptor() : STDOUT_FILENO;
+    while (!rest.empty()) {
+        const ssize_t written = ::write(stream, rest.data(), rest.size());
+        if (written >= 0) {
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EPIPE) {
+            throw BrokenPipe();
+        } else if (errno != EINTR) {
+            throw lostOutput(errno);
+        }
+    }
+}
+
 void Output::write(std::string_view text) {
-    if (text.size() >= flushSize) {
+    if (m_pager && !m_pager->isOpen()) {
+        m_pending += text;
+        if (m_pager->isNeededFor(m_pending)) {
+            m_pager->open();
+            flush();
+        }
+        return;
+    }
+    const std::size_t most = m_pager ? flushSizeForPeople : flushSize;
+    if (text.size() >= most) {  // nothing that is large is copied
         flush();
         writeAll(text);
         return;
     }
     m_pending += text;
-    if (m_pending.size() >= flushSize) {
+    if (m_pending.size() >= most) {
         flush();
     }
 }
@@ -120,7 +130,12 @@ void Output::writeText(std::string_view text) {
     write((m_isTerminal ? escapeText(text) : std::string(text)) + "\n");
 }
 
-void Output::flush() { writeAll(std::exchange(m_pending, std::string())); }
+void Output::flush() {
+    if (m_pager && !m_pager->isOpen()) {
+        m_pager.reset();  // what is on the screen already, it could not show
+    }
+    writeAll(std::exchange(m_pending, std::string()));
+}
 
 Failure lostOutput(int error) {
     const Failure cause = Failure::fromErrno(error, "standard output");

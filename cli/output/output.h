@@ -1,11 +1,13 @@
 #pragma once
 /// The standard output stream, and what is known of the terminal behind it.
 
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "base/failure.h"
 #include "output/json.h"
+#include "output/pager.h"
 
 namespace cli {
 
@@ -17,6 +19,9 @@ public:
 
     /// "auto", "always" or "never"; "auto" asks NO_COLOR, CLICOLOR_FORCE and the terminal.
     void setColor(std::string_view when);
+
+    /// From now on people read it with a pager, once it is more than a screen.
+    void page() { m_pager = Pager::wanted(); }
 
     [[nodiscard]] bool isTerminal() const { return m_isTerminal; }
     /// `text` between the escape sequences of `style` (such as "1;31"), when colors are wanted.
@@ -32,7 +37,10 @@ public:
     void flush();
 
 private:
+    void writeAll(std::string_view rest) const;
+
     std::string m_pending;
+    std::unique_ptr<Pager> m_pager;
     bool m_isTerminal;
     bool m_color = false;
 };

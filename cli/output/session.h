@@ -12,7 +12,14 @@ struct Session {
     bool json = false;
     bool quiet = false;
     bool verbose = false;
+    bool noPager = false;
 
+    /// What the command prints is for people to read, and may be long.
+    void page() {
+        if (!json && !quiet && !noPager) {
+            out.page();
+        }
+    }
     /// Writes one line to the standard error stream, unless "--quiet" was given.
     void note(std::string_view line) const {
         if (!quiet) {
