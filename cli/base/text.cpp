@@ -85,12 +85,30 @@ int displayWidth(std::string_view escaped) {
 
 namespace {
 
+/// Takes what is never cut from the front of `escaped`: a C escape, or a character with its marks.
+std::string_view takeUnit(std::string_view& escaped) {
+    const std::string_view before = escaped;
+    if (escaped.front() == '\\') {
+        escaped.remove_prefix(
+            std::min<std::size_t>(escaped.starts_with("\\x") ? 4 : 2, escaped.size()));
+    } else {
+        basekit2::next_character(escaped);
+    }
+    for (std::string_view rest = escaped; !rest.empty(); escaped = rest) {
+        const auto next = static_cast<utf8proc_int32_t>(basekit2::next_character(rest));
+        if (utf8proc_charwidth(next) > 0) {
+            break;
+        }
+    }
+    return before.substr(0, before.size() - escaped.size());
+}
+
 /// The front of `escaped` that takes at most `width` columns.
 std::string_view frontOf(std::string_view escaped, int width) {
     std::string_view rest = escaped;
     while (!rest.empty()) {
         std::string_view after = rest;
-        width -= utf8proc_charwidth(static_cast<utf8proc_int32_t>(basekit2::next_character(after)));
+        width -= displayWidth(takeUnit(after));
         if (width < 0) {
             break;
         }
@@ -102,7 +120,7 @@ std::string_view frontOf(std::string_view escaped, int width) {
 /// The end of `escaped` that takes at most `width` columns.
 std::string_view endOf(std::string_view escaped, int width) {
     while (displayWidth(escaped) > width) {
-        basekit2::next_character(escaped);
+        takeUnit(escaped);
     }
     return escaped;
 }

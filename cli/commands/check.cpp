@@ -59,7 +59,7 @@ void print(Output& out, const Finding& finding, const Outcome& outcome) {
     }
     const bool isRepaired = std::string_view(outcome.word) == "repaired";
     const bool isMendable = finding.repair && std::string_view(outcome.word) == "found";
-    out.write(out.styled(finding.kind, isRepaired ? "32" : "31") + "  ");
+    out.write(out.styled(finding.kind, isRepaired ? "" : "31") + "  ");
     out.writeText(finding.path);
     out.writeText("  " + finding.problem + "; " +
                   (isRepaired   ? std::string("repaired")
@@ -100,6 +100,7 @@ int run(const Arguments& arguments, Session& session) {
         session.out.writeJson(
             {{"nodeCount", inspection.nodeCount()}, {"findings", std::move(items)}});
     } else {
+        session.out.flush();  // the sum stands below
         session.note(count(inspection.nodeCount(), "node") + ", " + count(shown, "finding") +
                      (arguments.repair ? ", " + std::to_string(left) + " left" : ""));
     }

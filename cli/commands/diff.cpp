@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <optional>
 
@@ -89,7 +90,18 @@ std::string valueTextFor(const ComparedRow& row, const variant_t& value, bool fo
     return forPeople && number ? humanText(Value(number->first), measure) : text;
 }
 
-std::string changeText(const ComparedRow& row) {
+/// With its sign.
+std::string growthText(const ComparedRow& row, double growth, bool forPeople) {
+    const Measure measure = measureOf(row.name);
+    const bool isMeasured = measure == Measure::duration || measure == Measure::size;
+    if (!forPeople || !isMeasured || std::fabs(growth) >= 0x1p62) {
+        return fmt::format("{:+.0f}", growth);
+    }
+    return (growth < 0 ? "-" : "+") +
+           humanText(Value(static_cast<std::int64_t>(std::fabs(growth))), measure);
+}
+
+std::string changeText(const ComparedRow& row, bool forPeople) {
     const variant_t& before = row.values[0];
     const variant_t& after = row.values[1];
     if (before.empty() || after.empty()) {
@@ -103,13 +115,17 @@ std::string changeText(const ComparedRow& row) {
         return "same";
     }
     const bool isGrowth = before.is_number() && after.is_number();
-    return isGrowth ? fmt::format("{:+.0f}", *numberIn(after) - *numberIn(before)) : "changed";
+    return isGrowth ? growthText(row, *numberIn(after) - *numberIn(before), forPeople) : "changed";
 }
 
-std::string percentText(const ComparedRow& row, std::size_t at) {
+/// People are told no more of what is ten times as much.
+std::string percentText(const ComparedRow& row, std::size_t at, bool forPeople) {
     const bool isCounted = row.firstLines.empty() && !isTime(row.name);
     const std::optional<double> percent =
         isCounted ? percentOf(row.values[0], row.values[at]) : std::nullopt;
+    if (forPeople && percent && *percent >= 1000) {
+        return ">999%";
+    }
     return percent ? fmt::format("{:+.1f}%", *percent) : "";
 }
 
@@ -120,7 +136,7 @@ std::string cellText(const ComparedRow& row, std::size_t at, bool forPeople) {
     if (isPair || !forPeople || at == 0 || row.values[at] == row.values[0]) {
         return text;
     }
-    const std::string percent = percentText(row, at);
+    const std::string percent = percentText(row, at, forPeople);
     return percent.empty() ? text : text + " " + percent;
 }
 
@@ -155,8 +171,8 @@ void print(Session& session, const std::vector<ComparedRow>& rows,
             cells.push_back({cellText(row, i, forPeople), i > 0 ? style : ""});
         }
         if (isPair) {
-            cells.push_back({changeText(row), style});
-            cells.push_back({percentText(row, 1)});
+            cells.push_back({changeText(row, forPeople), style});
+            cells.push_back({percentText(row, 1, forPeople)});
         }
         table.add(std::move(cells));
     }

@@ -78,9 +78,7 @@ int reportFlag(Session& session, const FlagPlace& place, const FlagLook& look) {
 }
 
 std::vector<Cell> toCells(const FlagLook& look, bool forPeople) {
-    const char* style = look.state() == flag_state_t::held    ? "36"
-                        : look.state() == flag_state_t::stale ? "31"
-                                                              : "";
+    const char* style = look.state() == flag_state_t::stale ? "31" : "";
     std::vector<Cell> cells{{look.name()}, {stateName(look.state()), style}, {}, {}, {}, {}};
     if (const std::optional<FlagOwner> owner = ownerOf(look)) {
         cells[2].text = owner->host;

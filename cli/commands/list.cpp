@@ -77,8 +77,8 @@ std::vector<std::string> columnKeys(const Arguments& arguments, const Output& ou
 
 std::vector<Column> columnsFor(const std::vector<std::string>& keys, bool areUsual) {
     // Those that are missed least come last.
-    static const std::vector<std::string> leftOut{"exit", "memory", "when", "tag", "cpu",
-                                                  "host", "rank",   "link", "path"};
+    static const std::vector<std::string> leftOut{"exit", "kind", "memory", "when", "tag",
+                                                  "cpu",  "host", "rank",   "link", "path"};
     std::vector<Column> columns;
     columns.reserve(keys.size());
     for (const std::string& key : keys) {

@@ -142,13 +142,10 @@ Description describe(const basekit2::sptr_t<vesta2::INode>& node) {
 }
 
 const char* stateStyle(const std::string& state) {
-    if (state == "finalized") {
-        return "32";
-    }
-    if (state == "collecting") {
-        return "36";
-    }
-    return state == "incomplete" ? "33" : state.empty() ? "" : "31";
+    // Red can be read on black and on white, and is for what went wrong alone.
+    const bool isSound =
+        state.empty() || state == "finalized" || state == "collecting" || state == "incomplete";
+    return isSound ? "" : "31";
 }
 
 }  // namespace cli

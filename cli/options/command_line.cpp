@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <sstream>
+#include <utility>
 
 #include "base/failure.h"
 #include "base/text.h"
@@ -84,10 +86,36 @@ std::vector<std::string> withKnownCommand(std::vector<std::string> words, const 
     return words;
 }
 
+/// A line of a help text, broken between words: what is told of an option stays in its column.
+std::string folded(std::string line, std::size_t width) {
+    constexpr std::size_t column = 30;
+    const bool isTold = line.size() > column && line.compare(column - 2, 2, "  ") == 0;
+    const std::size_t indent = isTold ? column : 0;
+    const bool isExample = !isTold && line.starts_with(" ");
+    std::string lines;
+    while (line.size() > width && !isExample) {
+        const std::size_t blank = line.rfind(' ', width);
+        if (blank == line.npos || blank <= indent) {
+            break;
+        }
+        lines += line.substr(0, blank) + "\n";
+        line.replace(0, blank + 1, indent, ' ');
+    }
+    return lines + line + "\n";
+}
+
 /// The help of the command that was named last.
-std::string helpText(const CLI::App& app) {
+std::string helpText(const CLI::App& app, const Output& out) {
     const CLI::App& command = selectedCommand(app);
-    return command.help(command.get_parent() ? fullName(*command.get_parent()) : "");
+    std::string text = command.help(command.get_parent() ? fullName(*command.get_parent()) : "");
+    if (!out.isTerminal()) {
+        return text;
+    }
+    std::istringstream lines(std::exchange(text, {}));
+    for (std::string line; std::getline(lines, line);) {
+        text += folded(line, static_cast<std::size_t>(terminalWidth(STDOUT_FILENO)));
+    }
+    return text;
 }
 
 /// What a command does, for people who read it on a terminal.
@@ -154,7 +182,7 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
         return {{}, std::string(version.what()) + "\n"};
     } catch (const CLI::CallForHelp&) {
         session.noPager = std::ranges::count(words, "--no-pager") != 0;
-        return {{}, helpText(app)};
+        return {{}, helpText(app, session.out)};
     } catch (const CLI::ParseError& error) {
         // Not the "--json" of a program.
         const auto end = words.begin() + static_cast<std::ptrdiff_t>(parser.ownWords(words));

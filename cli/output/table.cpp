@@ -12,6 +12,9 @@ namespace cli {
 namespace {
 
 constexpr int gap = 2;
+/// Names are cut last, but where they are long and all else says nothing any more.
+constexpr int narrowText = 20;
+constexpr int narrowName = 24;
 constexpr int narrowestText = 8;
 constexpr int narrowestName = 12;
 /// So many rows tell the widths.
@@ -101,8 +104,12 @@ void Table::printKept() {
         m_widths.push_back(displayWidth(column.title));
     }
     for (std::size_t i = 0; i < m_columns.size(); ++i) {
-        const auto isSame = [&](const Row& row) { return row[i].text == m_rows[0][i].text; };
-        if (m_columns[i].isOnlyForDifferences && std::ranges::all_of(m_rows, isSame)) {
+        const auto isUnknown = [&](const Row& row) { return row[i].text == "?"; };
+        const auto first = std::ranges::find_if_not(m_rows, isUnknown);
+        const auto isNoOther = [&](const Row& row) {
+            return isUnknown(row) || row[i].text == (*first)[i].text;
+        };
+        if (m_columns[i].isOnlyForDifferences && std::ranges::all_of(m_rows, isNoOther)) {
             m_widths[i] = 0;
             continue;
         }
@@ -115,7 +122,11 @@ void Table::printKept() {
         shrink();
     }
     m_isBegun = true;
-    print(titles());
+    Row heads = titles();
+    for (std::size_t i = 0; i < heads.size(); ++i) {
+        heads[i].text = fitWidthByMiddle(heads[i].text, m_widths[i]);  // it may be a name
+    }
+    print(heads);
     for (const Row& row : m_rows) {
         print(row);
     }
@@ -153,6 +164,8 @@ void Table::leaveOutColumns() {
 }
 
 void Table::shrink() {
+    shrinkThose(Column::Cut::end, narrowText);
+    shrinkThose(Column::Cut::name, narrowName);
     shrinkThose(Column::Cut::end, narrowestText);
     shrinkThose(Column::Cut::name, narrowestName);
 }

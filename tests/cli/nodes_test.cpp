@@ -172,6 +172,8 @@ TEST_F(NodesTest, ManyAreComparedWithOneAndWithinATolerance) {
                       HasSubstr("measurement\telapsedMicroseconds\t1049\t1000\t940\n")));
     const std::string people = start("diff a b c", "NO_COLOR=1", 100).finish().out;
     EXPECT_THAT(people, AllOf(HasSubstr("1.00ms"), HasSubstr("940us -6.0%")));
+    const std::string pair = start("diff a b", "NO_COLOR=1", 100).finish().out;
+    EXPECT_THAT(pair, HasSubstr(" 1.05ms    +49us    +4.9%\r\n"));
 }
 
 TEST_F(NodesTest, GetMakesOpensAndRepairs) {
@@ -223,7 +225,21 @@ TEST_F(NodesTest, ATerminalGetsAlignedHarmlessLines) {
     }
     EXPECT_GT(widest, 60U);
     EXPECT_LE(widest, 72U + 2U) << "an ellipsis has two bytes more than columns";
-    EXPECT_THAT(output("list --color always"), HasSubstr("\x1b[32mfinalized\x1b[0m"));
+    run("collect -q -- false");
+    EXPECT_THAT(output("list --color always"),
+                AllOf(HasSubstr("\x1b[31m1\x1b[0m"), HasSubstr("\tfinalized\t")));
+    output("create result " + std::string(31, '\x02'));
+    std::string accents = "a";
+    for (int i = 0; i < 50; ++i) {
+        accents += "e\xcc\x81";
+    }
+    output("create result " + accents);
+    for (const int width : {60, 61, 62, 63}) {
+        EXPECT_THAT(start("list", "NO_COLOR=1", width).finish().out,
+                    AllOf(testing::ContainsRegex("\n(\\\\x02)+\xe2\x80\xa6(\\\\x02)+ "),
+                          Not(HasSubstr("\xe2\x80\xa6\xcc\x81"))))
+            << "what is written as several characters is not cut";
+    }
 }
 
 TEST_F(NodesTest, WhatWasRemovedBeforeAFailureIsTold) {

@@ -117,11 +117,51 @@ TEST_F(UsageTest, LostOutputIsNoSuccess) {
     }
 }
 
+TEST_F(UsageTest, LongOutputIsForAPager) {
+    script("pager", "sed 's/^/P:/'");
+    script("slow", "trap '' INT; echo up; read line </dev/tty; sed 's/^/P:/'");
+    for (int i = 0; i < 30; ++i) {
+        output("create result r@@@");
+        write("d" + std::to_string(i) + "/broken.zentor", "x");
+    }
+    const Words pager("PAGER=./pager");
+    for (const auto& [words, environment, isPaged, code] :
+         Rows<Words, Words, bool, int>{{"list", pager, true, 0},
+                                       {"list", "VESTA2_PAGER=./pager PAGER=false", true, 0},
+                                       {"list --help", pager, true, 0},
+                                       {"check", pager, true, 1},
+                                       {"list --limit 22", pager, false, 0},
+                                       {"list", "VESTA2_PAGER= PAGER=./pager", false, 0},
+                                       {"list", "PAGER=./none", false, 0},
+                                       {"--no-pager list", pager, false, 0},
+                                       {"list --help --no-pager", pager, false, 0},
+                                       {"--json list", pager, false, 0},
+                                       {"finalize r0*", pager, false, 0}}) {
+        const auto result = start(words, environment, 80).finish();
+        EXPECT_EQ(result.out.find("P:") != std::string::npos, isPaged) << result.out;
+        EXPECT_EQ(result.code, code) << result.out;
+        const char* const last = words[0] == "check" ? " findings\r\n" : "";
+        EXPECT_THAT(result.out, testing::EndsWith(last)) << "messages wait for the pager";
+        EXPECT_THAT(result.out, HasSubstr(words[0] == "list" && words.size() == 1 ? "r029" : ""));
+    }
+    EXPECT_THAT(start("list", pager).finish().out, Not(HasSubstr("P:"))) << "no terminal";
+    Command interrupted = start("list", "PAGER=./slow", 80);
+    ASSERT_TRUE(interrupted.awaitOutput("up"));
+    interrupted.type("\x03\n");
+    const auto result = interrupted.finish();
+    EXPECT_EQ(result.code, 0) << "it waits for the pager";
+    EXPECT_THAT(result.out, HasSubstr("P:r029"));
+}
+
 TEST_F(UsageTest, OptionsForEveryCommand) {
     EXPECT_THAT(output("--version"), StartsWith("vesta2 "));
     for (const std::string name : {"collect", "create", "get", "list", "show", "set", "diff"}) {
         EXPECT_THAT(output("--help"), HasSubstr("  " + name + " "));
         EXPECT_THAT(output(name + " --help"), HasSubstr("vesta2 " + name));
+    }
+    std::istringstream help(start("diff --help --no-pager", {}, 60).finish().out);
+    for (std::string line; std::getline(help, line);) {
+        EXPECT_TRUE(line.size() <= 61 || line.starts_with("  vesta2")) << line;
     }
     output("create result sub/r1");
     EXPECT_EQ(output("-C sub list"), output("list sub --color never"));
