@@ -89,7 +89,8 @@ std::vector<std::string> withKnownCommand(std::vector<std::string> words, const 
 /// A line of a help text, broken between words: what is told of an option stays in its column.
 std::string folded(std::string line, std::size_t width) {
     constexpr std::size_t column = 30;
-    const bool isTold = line.size() > column && line.compare(column - 2, 2, "  ") == 0;
+    const char* const gap = line.starts_with("  -") ? " " : "  ";
+    const bool isTold = line.size() > column && line.substr(0, column).ends_with(gap);
     const std::size_t indent = isTold ? column : 0;
     const bool isExample = !isTold && line.starts_with(" ");
     std::string lines;
