@@ -145,26 +145,6 @@ std::string asSentence(std::string text) {
     return text + ".";
 }
 
-std::string wrapText(std::string_view text, int width) {
-    std::string lines;
-    int column = 0;
-    for (std::size_t at = 0; at <= text.size();) {
-        const std::size_t end = std::min(text.find_first_of(" \n", at), text.size());
-        const std::string_view word = text.substr(at, end - at);
-        const int wide = displayWidth(word);
-        const bool fits = column == 0 || column + 1 + wide <= width;
-        lines += column == 0 ? "" : fits ? " " : "\n";
-        lines += word;
-        column = (fits && column > 0 ? column + 1 : 0) + wide;
-        if (end == text.size() || text[end] == '\n') {
-            lines += '\n';
-            column = 0;
-        }
-        at = end + 1;
-    }
-    return lines;
-}
-
 bool isCountedBefore(std::string_view a, std::string_view b) {
     // The digits at the front, without zeros before them; both are removed.
     const auto takeNumber = [](std::string_view& text) {

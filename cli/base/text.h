@@ -23,8 +23,6 @@ std::string fitWidthByMiddle(const std::string& escaped, int width);
 
 /// "Run it." of "run it".
 std::string asSentence(std::string text);
-/// `text` in lines of at most `width` columns, each with a line end, but for longer words.
-std::string wrapText(std::string_view text, int width);
 
 /// Orders names as people count: digits by the number that they stand for, all else by bytes.
 bool isCountedBefore(std::string_view a, std::string_view b);

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <sstream>
-#include <utility>
 
 #include "base/failure.h"
 #include "base/text.h"
@@ -108,21 +107,15 @@ std::string folded(std::string line, std::size_t width) {
 /// The help of the command that was named last.
 std::string helpText(const CLI::App& app, const Output& out) {
     const CLI::App& command = selectedCommand(app);
-    std::string text = command.help(command.get_parent() ? fullName(*command.get_parent()) : "");
-    if (!out.isTerminal()) {
-        return text;
-    }
-    std::istringstream lines(std::exchange(text, {}));
+    std::istringstream lines(
+        command.help(command.get_parent() ? fullName(*command.get_parent()) : ""));
+    constexpr int readable = 100;
+    const int width = out.isTerminal() ? terminalWidth(STDOUT_FILENO) : readable;
+    std::string text;
     for (std::string line; std::getline(lines, line);) {
-        text += folded(line, static_cast<std::size_t>(terminalWidth(STDOUT_FILENO)));
+        text += folded(line, static_cast<std::size_t>(std::min(width, readable)));
     }
     return text;
-}
-
-/// What a command does, for people who read it on a terminal.
-std::string describe(const CommandEntry& entry) {
-    constexpr int width = 79;
-    return asSentence(entry.summary) + "\n" + wrapText(entry.description, width);
 }
 
 std::string footerFor(const CommandEntry& entry) {
@@ -165,7 +158,9 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
     for (const CommandEntry& entry : commands) {
         if (at < words.size() && words[at] == entry.name) {
             options.command(entry.name, entry.summary, *entry.declare);
-            app.get_subcommand(entry.name)->description(describe(entry))->footer(footerFor(entry));
+            app.get_subcommand(entry.name)
+                ->description(asSentence(entry.summary) + "\n" + entry.description + "\n")
+                ->footer(footerFor(entry));
         } else if (at >= words.size()) {
             app.add_subcommand(entry.name, entry.summary)->group("Commands");
         }
