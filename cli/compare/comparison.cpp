@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "base/failure.h"
 #include "base/text.h"
@@ -102,31 +103,37 @@ private:
         }
     }
 
+    static std::string baseName(const std::string& path) {
+        return std::string(basekit2::path_t(path).last_component());
+    }
+
     /// What `collect` writes itself holds times and measurements.
     [[nodiscard]] bool isRecord(const std::string& name) const {
-        const auto baseName = [](const std::string& path) {
-            return std::string(basekit2::path_t(path).last_component());
-        };
-        const bool isLog = std::ranges::any_of(m_results, [&](const ComparedResult& each) {
-            return name == baseName(each.result->getCollectorLog());
-        });
-        return isLog || (name.starts_with(vesta2::getCollectorDataDirectoryPrefix()) &&
-                         baseName(name) == samplesFileName);
+        return m_logs.contains(name) ||
+               (name.starts_with(vesta2::getCollectorDataDirectoryPrefix()) &&
+                baseName(name) == samplesFileName);
     }
 
     void addFiles() {
         const std::size_t count = m_results.size();
+        for (const ComparedResult& each : m_results) {
+            m_logs.insert(baseName(each.result->getCollectorLog()));
+        }
         std::map<std::string, ComparedRow> rows;
         for (std::size_t i = 1; i < count; ++i) {
             for (const FileDifference& file :
                  compareFiles(m_results[0].result->getPath(), m_results[i].result->getPath())) {
-                const bool isOwn = isRecord(file.path);
-                ComparedRow& row =
-                    rows.try_emplace(file.path,
-                                     ComparedRow{isOwn ? "record" : "file", file.path,
-                                                 std::vector(count, file.before), !isOwn, !isOwn,
-                                                 std::vector<std::int64_t>(count)})
-                        .first->second;
+                const auto [entry, isNew] = rows.try_emplace(file.path);
+                ComparedRow& row = entry->second;
+                if (isNew) {  // only then: what is made for each of many results is too much
+                    const bool isOwn = isRecord(file.path);
+                    row = {isOwn ? "record" : "file",
+                           file.path,
+                           std::vector(count, file.before),
+                           !isOwn,
+                           !isOwn,
+                           std::vector<std::int64_t>(count)};
+                }
                 row.values[i] = file.after;
                 row.firstLines[i] = file.firstLine;
             }
@@ -139,6 +146,7 @@ private:
     const std::vector<ComparedResult>& m_results;
     const Tolerance& m_tolerance;
     const bool m_wantsAll;
+    std::set<std::string> m_logs;  ///< what the results call the collector's
     std::vector<ComparedRow> m_rows;
 };
 
