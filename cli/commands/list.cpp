@@ -104,7 +104,7 @@ public:
           m_sortKeys(splitKeys(arguments.sort, "--sort")),
           m_table(session.out, columnsFor(m_keys, arguments.columns.empty()),
                   formatOf(arguments.format)),
-          m_json(session.out, "nodes") {
+          m_json(session.out, "nodes", Json::object()) {
         if (!arguments.groupBy.empty()) {
             m_grouping.emplace(arguments.groupBy, m_keys);
         }

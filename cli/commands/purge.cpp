@@ -134,7 +134,7 @@ public:
                                 {"REASON"}}) {}
 
     void handle(Candidate& candidate) {
-        const bool needsNode = m_session.json || !candidate.isKept;
+        const bool needsNode = m_session.json || (!candidate.isKept && !m_choice.dryRun);
         const auto node = needsNode ? openMember(candidate.marker) : nullptr;
         if (needsNode && !node) {
             return;

@@ -3,7 +3,6 @@
 
 #include <nlohmann/json.hpp>
 #include <string_view>
-#include <utility>
 
 #include "base/failure.h"
 #include "output/json.h"
@@ -14,13 +13,13 @@ namespace cli {
 class ItemReport {
 public:
     /// In the JSON object the things are the array `member`, with the members of `others` in front.
-    ItemReport(Session& session, const char* member, Json others = Json::object())
-        : m_session(session), m_member(member), m_object(std::move(others)) {}
+    ItemReport(Session& session, const char* member, const Json& others = Json::object())
+        : m_session(session), m_items(session.out, member, others) {}
     /// What was done before a failure is told all the same.
     ~ItemReport() {
-        if (!m_items.empty()) {
+        if (m_items.hasBegun()) {
             try {
-                finish();
+                m_items.finish();
             } catch (...) {  // NOLINT(bugprone-empty-catch): the failure before is reported
             }
         }
@@ -28,30 +27,27 @@ public:
     ItemReport(const ItemReport&) = delete;
     ItemReport& operator=(const ItemReport&) = delete;
 
-    /// Prints `text`, or keeps what `toJson` returns, which is called for JSON alone.
+    /// Prints `text`, or what `toJson` returns, which is called for JSON alone.
     template <class ToJson>
     void add(std::string_view text, const ToJson& toJson) {
         if (m_session.json) {
-            m_items.push_back(toJson());
+            m_items.add(toJson());
         } else {
             m_session.out.writeText(text);
         }
     }
 
-    /// Prints the JSON object. Returns the exit code of success.
+    /// Ends the JSON object. Returns the exit code of success.
     int finish() {
         if (m_session.json) {
-            m_object[m_member] = std::exchange(m_items, Json::array());
-            m_session.out.writeJson(m_object);
+            m_items.finish();
         }
         return exitOk;
     }
 
 private:
     Session& m_session;
-    const char* m_member;
-    Json m_object;
-    Json m_items = Json::array();
+    JsonArrayOutput m_items;
 };
 
 }  // namespace cli

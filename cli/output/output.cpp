@@ -96,21 +96,22 @@ std::string JsonArrayOutput::newLine(std::size_t level) const {
     return m_out.isTerminal() ? "\n" + std::string(level * indent, ' ') : std::string();
 }
 
+JsonArrayOutput::JsonArrayOutput(Output& out, const char* member, const Json& others)
+    : m_out(out), m_head(out.jsonText(withSchema(others))) {
+    m_head.resize(m_head.size() - (newLine(0) + "}").size());
+    m_head += "," + newLine(1) + "\"" + member + (out.isTerminal() ? "\": [" : "\":[");
+}
+
 void JsonArrayOutput::begin() {
-    // The object without its end, and with the array's beginning.
-    std::string head = m_out.jsonText(withSchema(Json::object()));
-    head.resize(head.find_last_of("0123456789") + 1);
-    m_out.write(head + "," + newLine(1) + "\"" + m_member +
-                (m_out.isTerminal() ? "\": [" : "\":["));
+    m_out.write(m_head);
     m_hasBegun = true;
 }
 
-void JsonArrayOutput::add(const Json& element) {
+void JsonArrayOutput::addText(std::string text) {
     const bool isFirst = !m_hasBegun;
     if (isFirst) {
         begin();
     }
-    std::string text = m_out.jsonText(element);
     for (std::size_t end = text.find('\n'); end != std::string::npos;
          end = text.find('\n', end + 1)) {
         text.replace(end, 1, newLine(2));  // one within a text is escaped
@@ -123,6 +124,7 @@ void JsonArrayOutput::finish() {
     if (isEmpty) {
         begin();
     }
+    m_hasBegun = false;
     m_out.write((isEmpty ? "" : newLine(1)) + "]" + newLine(0) + "}\n");
 }
 

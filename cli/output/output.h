@@ -45,14 +45,19 @@ private:
     bool m_color = false;
 };
 
-/// What `Output::writeJson` prints of an object with one array in it, whose elements are printed as
-/// they come: a hundred thousand need the memory of one.
+/// What `Output::writeJson` prints of an object whose last member is an array, with the elements
+/// printed as they come: a hundred thousand need the memory of one.
 class JsonArrayOutput {
 public:
-    JsonArrayOutput(Output& out, std::string member) : m_out(out), m_member(std::move(member)) {}
+    /// The array is `member`; the members of `others` are in front of it.
+    JsonArrayOutput(Output& out, const char* member, const Json& others);
 
-    void add(const Json& element);
+    void add(const Json& element) { addText(m_out.jsonText(element)); }
+    /// As `add`, of what `Output::jsonText` returned.
+    void addText(std::string text);
     void finish();
+    /// Whether it waits for its end.
+    [[nodiscard]] bool hasBegun() const { return m_hasBegun; }
 
 private:
     /// The end of a line, and the beginning of the next one at that level.
@@ -60,7 +65,7 @@ private:
     void begin();
 
     Output& m_out;
-    const std::string m_member;
+    std::string m_head;  ///< the object up to the first element
     bool m_hasBegun = false;
 };
 
