@@ -33,7 +33,8 @@ void declareGlobals(CLI::App& app, Options& options, GlobalOptions& globals, Ses
     options.choice("--color", globals.color, {"auto", "always", "never"}, "when to use colors");
     options.flag("--no-pager", session.noPager, "print long output without a pager");
     options.flag("-q,--quiet", session.quiet, "say nothing but data and errors");
-    app.add_flag("-v,--verbose", globals.verbosity, "show the library's log (-vv: all of it)");
+    app.add_flag("-v,--verbose", globals.verbosity, "show the library's log (-vv: all of it)")
+        ->disable_flag_override();
 }
 
 /// The library reads this before its first message.

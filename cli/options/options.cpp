@@ -10,7 +10,7 @@
 namespace cli {
 
 void Options::flag(const char* names, bool& target, const char* help) {
-    m_app.add_flag(names, target, help);
+    m_app.add_flag(names, target, help)->disable_flag_override();
 }
 
 void Options::option(const char* names, const char* type, std::string& target, const char* help) {

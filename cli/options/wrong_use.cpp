@@ -63,6 +63,9 @@ std::string problemIn(const CLI::ParseError& error) {
     if (isMismatch && text.find("At Most") != std::string::npos) {
         return name + " was given more than once";
     }
+    if (isMismatch && text.find("override") != std::string::npos) {
+        return "--" + text.substr(0, text.find(' ')) + " takes no value";
+    }
     return isMismatch ? "the value of " + name.substr(0, name.find(' ')) + " is missing" : text;
 }
 

@@ -16,6 +16,8 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
              {"lits", 2, "did you mean 'list'?"},
              {"delete r1 --help", 2, "did you mean 'remove'?"},
              {"show --key", 2, "the value of --key is missing"},
+             {"list --json=3", 2, "--json takes no value"},
+             {"list -r --reverse=no", 2, "--reverse takes no value"},
              {"ls --limit 1 --limit 2", 2, "--limit was given more than once"},
              {"create", 2, "vesta2 create --help"},
              {"create resutl x", 2, "did you mean 'result'?"},
