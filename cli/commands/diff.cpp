@@ -41,17 +41,6 @@ ComparedResult openResult(const Member& member) {
     return compared;
 }
 
-/// The result before the newest in the series that `pattern` stands for.
-Member memberBefore(const Member& newest, const std::string& pattern) {
-    const std::vector<Member> series = seriesOf(pattern);
-    const auto at = std::ranges::find(series, newest.marker, &Member::marker);
-    if (at == series.begin() || at == series.end()) {
-        throw Failure(exitNotFound, newest.marker, "there is no second result",
-                      "name another result, or a pattern that matches two, such as 'r@@@'");
-    }
-    return *(at - 1);
-}
-
 /// The reference first.
 std::vector<ComparedResult> openResults(const Arguments& arguments, const Session& session) {
     std::vector<Member> members = selectMembers(arguments.selector, session);

@@ -2,7 +2,9 @@
 #include <array>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "base/failure.h"
 #include "base/presence.h"
@@ -15,6 +17,7 @@
 #include "nodes/node_json.h"
 #include "nodes/properties.h"
 #include "nodes/selection.h"
+#include "output/item_report.h"
 #include "select/keys.h"
 #include "vesta2/i_project.h"
 #include "vesta2/node.h"
@@ -87,8 +90,8 @@ void addContents(std::vector<Fact>& facts, const basekit2::sptr_t<vesta2::INode>
     }
 }
 
-std::vector<Fact> gatherFacts(const basekit2::sptr_t<vesta2::INode>& node) {
-    const Description description = describe(node);
+std::vector<Fact> gatherFacts(const basekit2::sptr_t<vesta2::INode>& node,
+                              const Description& description) {
     requireReadable(description);
     std::vector<Fact> facts;
     addText(facts, "path", description.path.c_str());
@@ -139,13 +142,16 @@ void print(Session& session, const std::vector<Fact>& facts) {
 
 /// What can be told of a node.
 struct Account {
+    Description description;
     std::vector<Fact> facts;
     std::vector<Fact> properties;
 };
 
 Account accountOf(const basekit2::sptr_t<vesta2::INode>& node, const std::vector<std::string>& keys,
                   bool forPeople) {
-    Account account{gatherFacts(node), gatherProperties(*node, forPeople)};
+    Account account{describe(node), {}, {}};
+    account.facts = gatherFacts(node, account.description);
+    account.properties = gatherProperties(*node, forPeople);
     if (wantsContents(keys) && isThere(node->getPath())) {
         addContents(account.facts, node);
     }
@@ -161,7 +167,7 @@ Fact chosen(const basekit2::sptr_t<vesta2::INode>& node, const Account& account,
             return *found;
         }
     }
-    const Value value = findFact(key) ? valueOf(*node, describe(node), key) : Value();
+    const Value value = findFact(key) ? valueOf(*node, account.description, key) : Value();
     if (!isPresent(value)) {
         const std::string path = node->getPath();
         throw Failure(exitNotFound, path,
@@ -171,24 +177,43 @@ Fact chosen(const basekit2::sptr_t<vesta2::INode>& node, const Account& account,
     return {key, exactText(value, measureOf(key)), jsonOf(value, key)};
 }
 
-/// Whether a word behind the first names something of the first node, rather than another node.
-bool isKey(const std::string& word, const Member& first) {
-    if (findFact(word) || std::ranges::count(contentKeys, word) != 0) {
-        return true;
+/// What a word behind the first can name of the first node, rather than another node.
+class FirstNode {
+public:
+    explicit FirstNode(const std::string& marker) : m_marker(marker) {}
+
+    bool has(const std::string& key) {
+        if (findFact(key) || std::ranges::count(contentKeys, key) != 0) {
+            return true;
+        }
+        if (!std::exchange(m_isRead, true)) {
+            read();
+        }
+        return m_keys.contains(key);
     }
-    const auto node = openMember(first.marker);
-    if (!node) {
-        return false;
+
+private:
+    void read() {
+        if (const auto node = openMember(m_marker)) {
+            for (const Fact& fact : gatherFacts(node, describe(node))) {
+                m_keys.insert(fact.key);
+            }
+            for (const Property& property : properties(*node)) {
+                m_keys.insert(property.key);
+            }
+        }
     }
-    const Account account{gatherFacts(node), gatherProperties(*node, false)};
-    return std::ranges::count(account.facts, word, &Fact::key) != 0 ||
-           std::ranges::count(account.properties, word, &Fact::key) != 0;
-}
+
+    const std::string m_marker;
+    bool m_isRead = false;
+    std::set<std::string> m_keys;
+};
 
 /// Which words are NODEs, and which KEYs.
 struct Request {
     Selector selector;
     std::vector<std::string> keys;
+    NodeFinder finder{};
 };
 
 Request sortWords(const Arguments& arguments) {
@@ -198,12 +223,12 @@ Request sortWords(const Arguments& arguments) {
         return request;
     }
     request.selector.nodes = {arguments.words.front()};
-    const Member first = membersNamed(arguments.words.front()).front();
+    FirstNode first(request.finder.membersNamed(arguments.words.front()).front().marker);
     for (auto word = arguments.words.begin() + 1; word != arguments.words.end(); ++word) {
         bool isNode = false;
-        if (!isKey(*word, first)) {
+        if (!first.has(*word)) {
             try {
-                isNode = !membersNamed(*word).empty();
+                isNode = !request.finder.membersNamed(*word).empty();
             } catch (const Failure& failure) {
                 if (failure.code() != exitNotFound) {
                     throw;
@@ -236,37 +261,74 @@ Json json(const basekit2::sptr_t<vesta2::INode>& node, const Account& account,
     return object;
 }
 
-int run(const Arguments& arguments, Session& session) {
-    const Request request = sortWords(arguments);
-    const std::vector<Member> members = selectMembers(request.selector, session);
-    const bool wantsAll = request.keys.empty();
-    session.page();
-    Json nodes = Json::array();
-    std::string values;  // all come, or none
+basekit2::sptr_t<vesta2::INode> open(const Member& member) {
+    auto node = openMember(member.marker);
+    if (!node) {
+        throw Failure::fromErrno(ENOENT, member.marker);
+    }
+    return node;
+}
+
+/// All about each, as they come.
+void showAll(const std::vector<Member>& members, Session& session) {
+    ItemReport report(session, "nodes");
     for (const Member& member : members) {
-        const auto node = openMember(member.marker);
-        if (!node) {
-            throw Failure::fromErrno(ENOENT, member.marker);
-        }
-        const bool forPeople = wantsAll && session.out.isTerminal() && !session.json;
-        Account account = accountOf(node, request.keys, forPeople);
+        const auto node = open(member);
+        Account account = accountOf(node, {}, session.out.isTerminal() && !session.json);
         if (session.json) {
-            nodes.push_back(json(node, account, request.keys));
-        } else if (wantsAll) {
-            session.out.write(&member == members.data() ? "" : "\n");
-            account.facts.insert(account.facts.end(), account.properties.begin(),
-                                 account.properties.end());
-            print(session, account.facts);
+            report.add({}, [&] { return json(node, account, {}); });
+            continue;
         }
-        for (const std::string& key : session.json ? std::vector<std::string>() : request.keys) {
-            values += escapeText(chosen(node, account, key).text) + "\n";
+        session.out.write(&member == members.data() ? "" : "\n");
+        account.facts.insert(account.facts.end(), account.properties.begin(),
+                             account.properties.end());
+        print(session, account.facts);
+    }
+    report.finish();
+}
+
+/// The values of keys: all come, or none.
+void showValues(const std::vector<Member>& members, const std::vector<std::string>& keys,
+                Session& session) {
+    std::vector<std::string> texts;
+    for (const Member& member : members) {
+        const auto node = open(member);
+        const Account account = accountOf(node, keys, false);
+        if (session.json) {
+            texts.push_back(session.out.jsonText(json(node, account, keys)));
+            continue;
+        }
+        for (const std::string& key : keys) {
+            texts.push_back(escapeText(chosen(node, account, key).text) + "\n");
+        }
+    }
+    JsonArrayOutput nodes(session.out, "nodes", Json::object());
+    for (std::string& text : texts) {
+        if (session.json) {
+            nodes.addText(std::move(text));
+        } else {
+            session.out.write(text);
         }
     }
     if (session.json) {
-        session.out.writeJson(members.size() == 1 ? Json{{"node", std::move(nodes[0])}}
-                                                  : Json{{"nodes", std::move(nodes)}});
+        nodes.finish();
     }
-    session.out.write(values);
+}
+
+int run(const Arguments& arguments, Session& session) {
+    Request request = sortWords(arguments);
+    const std::vector<Member> members =
+        selectMembers(request.selector, session, Doubt::fails, std::move(request.finder));
+    session.page();
+    if (session.json && members.size() == 1) {
+        const auto node = open(members.front());
+        const Account account = accountOf(node, request.keys, false);
+        session.out.writeJson({{"node", json(node, account, request.keys)}});
+    } else if (request.keys.empty()) {
+        showAll(members, session);
+    } else {
+        showValues(members, request.keys, session);
+    }
     return exitOk;
 }
 

@@ -7,8 +7,9 @@
 #include <boost/filesystem/path.hpp>
 #include <filesystem>
 #include <functional>
-#include <string_view>
-#include <unordered_map>
+#include <iterator>
+#include <optional>
+#include <set>
 
 #include "base/text.h"
 #include "basekit2/path.h"
@@ -26,17 +27,18 @@ bool isAbsent(const std::error_code& error) {
     return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
 }
 
-/// Whether an error of a look at an entry says nothing of the others: it has just gone, or is what
-/// others keep to themselves.
-bool concernsEntryAlone(const std::error_code& error, const std::string& directory) {
+/// Whether an entry that must not be looked into is what others keep to themselves, and the
+/// directory open.
+bool isClosed(const std::error_code& error, const std::string& directory) {
     struct stat status {};
-    return isAbsent(error) || (error == std::errc::permission_denied &&
-                               ::stat((directory + "/.").c_str(), &status) == 0);
+    return error == std::errc::permission_denied &&
+           ::stat((directory + "/.").c_str(), &status) == 0;
 }
 
-/// The marker or link file of an entry; empty for what is no node.
-std::string nodeFileAt(const fs::directory_entry& entry, const std::string& directory,
-                       const vesta2::FileSet& kinds) {
+/// The marker or link file of an entry; empty for what is no node, or has just gone. Nothing for
+/// what this process may not look into.
+std::optional<std::string> nodeFileAt(const fs::directory_entry& entry,
+                                      const std::string& directory, const vesta2::FileSet& kinds) {
     const std::string path = entry.path().native();
     try {
         const fs::file_type type = entry.symlink_status().type();
@@ -46,10 +48,14 @@ std::string nodeFileAt(const fs::directory_entry& entry, const std::string& dire
         // A symbolic link that leads nowhere does not stand for the link file beside it.
         return marker == path || marker.starts_with(path + "/") ? marker : "";
     } catch (const boost::filesystem::filesystem_error& error) {
-        if (!concernsEntryAlone({error.code().value(), std::generic_category()}, directory)) {
+        const std::error_code code(error.code().value(), std::generic_category());
+        if (isAbsent(code)) {
+            return std::string();
+        }
+        if (!isClosed(code, directory)) {
             throw;
         }
-        return {};
+        return std::nullopt;
     }
 }
 
@@ -98,7 +104,7 @@ Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
     return Failure::fromStatus(status, pattern);
 }
 
-std::vector<Member> membersOf(const std::string& directory) {
+std::vector<Member> membersOf(const std::string& directory, std::vector<Member>* closed) {
     std::vector<Member> members;
     std::error_code error;
     const fs::directory_iterator listing(directory, error);
@@ -111,8 +117,11 @@ std::vector<Member> membersOf(const std::string& directory) {
     const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
                                 vesta2::projectMarkerFileExt());
     for (const fs::directory_entry& entry : listing) {
-        if (std::string marker = nodeFileAt(entry, directory, kinds); !marker.empty()) {
-            members.push_back({std::move(marker), {}});
+        std::optional<std::string> marker = nodeFileAt(entry, directory, kinds);
+        if (!marker && closed) {
+            closed->push_back({entry.path().native(), entry.path().filename().native()});
+        } else if (marker && !marker->empty()) {
+            members.push_back({*std::move(marker), {}});
         }
     }
     giveNames(members);
@@ -155,6 +164,33 @@ std::vector<Member> matching(std::vector<Member> members, const std::string& mas
     }
     std::erase_if(members, [&](const Member& member) { return !isMeant(member); });
     return members;
+}
+
+std::vector<Member> ListedDirectory::matching(const std::string& name) {
+    if (namingOf(name) != Naming::one) {
+        return cli::matching(m_members, name);
+    }
+    if (m_positions.empty()) {
+        for (std::size_t i = 0; i < m_members.size(); ++i) {
+            const std::string& marker = m_members[i].marker;
+            m_positions.emplace(stemOf(marker), i);
+            if (entryOf(marker) != stemOf(marker)) {
+                m_positions.emplace(entryOf(marker), i);
+            }
+        }
+    }
+    std::set<std::size_t> found;
+    for (auto [each, end] = m_positions.equal_range(name); each != end; ++each) {
+        found.insert(each->second);
+    }
+    std::vector<Member> members;
+    std::ranges::transform(found, std::back_inserter(members),
+                           [&](std::size_t position) { return m_members[position]; });
+    return cli::matching(std::move(members), name);
+}
+
+std::vector<Member> ListedDirectory::closedMatching(const std::string& name) const {
+    return cli::matching(m_closed, name);
 }
 
 }  // namespace cli

@@ -2,6 +2,8 @@
 /// The nodes of a directory, as people name them.
 
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "base/failure.h"
@@ -16,8 +18,9 @@ struct Member {
 };
 
 /// All nodes of a directory, ordered as people count, r999 before r1000: the newest of a series is
-/// the last. Empty when there is no such directory.
-std::vector<Member> membersOf(const std::string& directory);
+/// the last. Empty when there is no such directory. What this process may not look into is passed
+/// over: `closed` gets its paths and names.
+std::vector<Member> membersOf(const std::string& directory, std::vector<Member>* closed = nullptr);
 
 /// What a name stands for.
 enum class Naming { one, newest, all };
@@ -27,6 +30,24 @@ Naming namingOf(const std::string& name);
 /// Those of `members` that `mask` names: a name, a pattern, or a glob. Raises `Failure` for what is
 /// none of them.
 std::vector<Member> matching(std::vector<Member> members, const std::string& mask);
+
+/// A directory that was listed once, to find many names in it.
+class ListedDirectory {
+public:
+    explicit ListedDirectory(const std::string& path) : m_members(membersOf(path, &m_closed)) {}
+    ListedDirectory(const ListedDirectory&) = delete;
+    ListedDirectory& operator=(const ListedDirectory&) = delete;
+
+    /// Those that `name` stands for; raises `Failure` as `matching`.
+    [[nodiscard]] std::vector<Member> matching(const std::string& name);
+    /// What this process may not look into, and could be some of them.
+    [[nodiscard]] std::vector<Member> closedMatching(const std::string& name) const;
+
+private:
+    std::vector<Member> m_closed;
+    const std::vector<Member> m_members;
+    std::unordered_multimap<std::string_view, std::size_t> m_positions;  ///< by name
+};
 
 /// Why a search for `pattern` ended with `status`.
 Failure searchFailure(vesta2::error_t status, const std::string& pattern);

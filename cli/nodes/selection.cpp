@@ -44,44 +44,27 @@ Failure noNode(const std::string& path, Naming naming) {
     return {exitNotFound, path, "neither a marker file nor a link file", look};
 }
 
-/// Which nodes a word stands for, before any is opened.
-struct Meaning {
-    Naming naming = Naming::one;
-    std::vector<Member> members;
-    std::string path;
-};
-
-Meaning meaningOf(const std::string& argument) {
-    Meaning meaning;
-    meaning.path = requirePath(argument);
-    const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
-                                vesta2::projectMarkerFileExt());
-    // Before patterns: a directory may be named "r@@@".
-    const std::string marker = vesta2::findMarkerFileOrLink(meaning.path, kinds, true);
-    const boost::filesystem::path whole(meaning.path);
-    if (!marker.empty()) {
-        meaning.members.push_back({marker, whole.filename().native()});
-        return meaning;
+/// Raises `Failure` when what may not be looked into could be newer than `member`.
+void requireNewest(const Meaning& meaning, const Member& member) {
+    for (const Member& closed : meaning.closed) {
+        if (isCountedBefore(member.name, closed.name)) {
+            throw Failure(exitPermission, closed.marker,
+                          "may not be looked into, and could be the newest",
+                          "name the one that is meant, such as " + shellQuote(member.name));
+        }
     }
-    const std::string name = whole.filename().native();
-    meaning.naming = namingOf(name);
-    meaning.members = matching(membersOf(whole.parent_path().native()), name);
-    if (meaning.members.empty()) {
-        throw noNode(meaning.path, meaning.naming);
-    }
-    if (meaning.naming == Naming::one && meaning.members.size() > 1) {
-        throw Failure(exitUsage, meaning.path, "several nodes have this name",
-                      "name one by its file, such as " + shellQuote(meaning.members[0].name));
-    }
-    return meaning;
 }
 
 /// Keeps the nodes that the filter selects; of a series the newest of them.
 void keepSelected(Meaning& meaning, Filter& filter, Doubt doubt) {
     std::vector<Member> kept;
-    const auto isDone = [&] { return meaning.naming == Naming::newest && !kept.empty(); };
+    const bool isOne = meaning.naming == Naming::newest;
+    const auto isDone = [&] { return isOne && !kept.empty(); };
     for (auto member = meaning.members.rbegin(); member != meaning.members.rend() && !isDone();
          ++member) {
+        if (isOne) {
+            requireNewest(meaning, *member);
+        }
         if (filter.takesAll()) {
             kept.push_back(*member);
             continue;
@@ -116,20 +99,59 @@ basekit2::sptr_t<vesta2::INode> openMember(const std::string& marker) {
     return node;
 }
 
-std::vector<Member> membersNamed(const std::string& argument) {
+Meaning NodeFinder::meaningOf(const std::string& argument) {
+    Meaning meaning;
+    meaning.path = requirePath(argument);
+    const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
+                                vesta2::projectMarkerFileExt());
+    // Before patterns: a directory may be named "r@@@".
+    const std::string marker = vesta2::findMarkerFileOrLink(meaning.path, kinds, true);
+    const boost::filesystem::path whole(meaning.path);
+    if (!marker.empty()) {
+        meaning.members.push_back({marker, whole.filename().native()});
+        return meaning;
+    }
+    const std::string name = whole.filename().native();
+    const std::string parent = whole.parent_path().native();
+    ListedDirectory& directory = m_listed.try_emplace(parent, parent).first->second;
+    meaning.naming = namingOf(name);
+    meaning.members = directory.matching(name);
+    meaning.closed = directory.closedMatching(name);
+    if (meaning.members.empty()) {
+        if (!meaning.closed.empty()) {
+            throw Failure::fromErrno(EACCES, meaning.closed.back().marker);
+        }
+        throw noNode(meaning.path, meaning.naming);
+    }
+    if (meaning.naming == Naming::one && meaning.members.size() > 1) {
+        throw Failure(exitUsage, meaning.path, "several nodes have this name",
+                      "name one by its file, such as " + shellQuote(meaning.members[0].name));
+    }
+    return meaning;
+}
+
+std::vector<Member> NodeFinder::membersNamed(const std::string& argument) {
     Meaning meaning = meaningOf(argument);
     if (meaning.naming == Naming::newest) {
+        requireNewest(meaning, meaning.members.back());
         meaning.members.erase(meaning.members.begin(), meaning.members.end() - 1);
     }
     return std::move(meaning.members);
 }
 
-std::vector<Member> seriesOf(const std::string& argument) {
-    return std::move(meaningOf(argument).members);
+Member memberBefore(const Member& newest, const std::string& pattern) {
+    const Meaning series = NodeFinder().meaningOf(pattern);
+    const auto at = std::ranges::find(series.members, newest.marker, &Member::marker);
+    if (at == series.members.begin() || at == series.members.end()) {
+        throw Failure(exitNotFound, newest.marker, "there is no second result",
+                      "name another result, or a pattern that matches two, such as 'r@@@'");
+    }
+    requireNewest(series, *(at - 1));
+    return *(at - 1);
 }
 
 Member memberNamed(const std::string& argument) {
-    std::vector<Member> members = membersNamed(argument);
+    std::vector<Member> members = NodeFinder().membersNamed(argument);
     if (members.size() > 1) {
         throw Failure(exitUsage, argument,
                       "stands for " + std::to_string(members.size()) + " nodes",
@@ -138,7 +160,8 @@ Member memberNamed(const std::string& argument) {
     return std::move(members.front());
 }
 
-std::vector<Member> selectMembers(const Selector& selector, const Session& session, Doubt doubt) {
+std::vector<Member> selectMembers(const Selector& selector, const Session& session, Doubt doubt,
+                                  NodeFinder finder) {
     Filter filter(selector.where);
     std::vector<std::string> words = selector.nodes;
     if (words.empty() && filter.takesAll()) {
@@ -160,7 +183,7 @@ std::vector<Member> selectMembers(const Selector& selector, const Session& sessi
         select({Naming::all, membersOf(here), here});
     }
     for (const std::string& word : words) {
-        select(meaningOf(word));
+        select(finder.meaningOf(word));
     }
     filter.noteUnusedKeys(session);
     if (selected.empty() && doubt == Doubt::fails) {

@@ -1,8 +1,7 @@
 #pragma once
 /// The nodes that a command is asked to work on.
 
-#include <functional>
-#include <optional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,16 +17,34 @@ struct Selector {
     std::vector<std::string> where;
 };
 
-/// The nodes that `argument` names: what is there under that very name (a directory, a marker or a
-/// link file); else the newest of a pattern, all of a glob, or the node that `list` shows by that
-/// name. Several of one name only where they are meant. Raises `Failure` when there is none.
-std::vector<Member> membersNamed(const std::string& argument);
+/// Which nodes words stand for, before any is opened.
+struct Meaning {
+    Naming naming = Naming::one;
+    std::vector<Member> members;  ///< of a pattern all that match
+    std::string path;
+    std::vector<Member> closed{};  ///< what could be among them, but may not be looked into
+};
 
-/// All nodes of a pattern or a glob, in their order; of any other argument as `membersNamed`.
-std::vector<Member> seriesOf(const std::string& argument);
+/// Finds the nodes that arguments name: what is there under that very name (a directory, a marker
+/// or a link file); else the newest of a pattern, all of a glob, or the node that `list` shows by
+/// that name. Several of one name only where they are meant. Each directory is listed once.
+class NodeFinder {
+public:
+    /// Raises `Failure` when there is none.
+    Meaning meaningOf(const std::string& argument);
+    /// The nodes that are meant when nothing more is said.
+    std::vector<Member> membersNamed(const std::string& argument);
 
-/// As `membersNamed`, of one node.
+private:
+    std::map<std::string, ListedDirectory> m_listed;
+};
+
+/// As `NodeFinder::membersNamed`, of one node.
 Member memberNamed(const std::string& argument);
+
+/// The node before `newest` among those that match the pattern; raises `Failure` when there is
+/// none.
+Member memberBefore(const Member& newest, const std::string& pattern);
 
 /// What follows when it cannot be told whether a node is meant.
 enum class Doubt { fails, selects };
@@ -36,7 +53,7 @@ enum class Doubt { fails, selects };
 /// is taken that the expressions hold for. Where doubt fails it raises `Failure` for it, and when
 /// nothing is selected: nothing was done yet.
 std::vector<Member> selectMembers(const Selector& selector, const Session& session,
-                                  Doubt doubt = Doubt::fails);
+                                  Doubt doubt = Doubt::fails, NodeFinder finder = {});
 
 /// The node of a marker or link file that was found; empty when it has gone meanwhile.
 basekit2::sptr_t<vesta2::INode> openMember(const std::string& marker);

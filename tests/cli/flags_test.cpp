@@ -64,6 +64,7 @@ TEST_F(CliFlagsTest, WhatMayNotBeReadIsRespected) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "needs a second user";
     }
+    output("create result r001");
     for (const char* name : {"", "r000", "r000/r000.zentor"}) {
         ASSERT_EQ(::chmod((directory / name).c_str(), 0777), 0);
     }
@@ -75,10 +76,13 @@ TEST_F(CliFlagsTest, WhatMayNotBeReadIsRespected) {
     Command holder = start("flag set r000 mine");
     ASSERT_TRUE(holder.awaitOutput("/r000/mine\n"));
     for (const auto& [name, mode, words, code] :
-         {std::tuple{"r000/mine.infozentor", 0, "remove -y r000", 5},
+         {std::tuple{"r001", 0, "remove -y r@@@", 6},  // r000 is not the newest
+          {"r001", 0, "diff r@@@ --where state", 6},
+          {"r000/mine.infozentor", 0, "remove -y r000", 5},
           {"r000", 0500, "create result r000/x", 6},
           {"r000", 0, "list r000", 6},
-          {"r000", 0, "show r000", 6}}) {
+          {"r000", 0, "show r000", 6},
+          {"r000", 0, "show r@@@", 6}}) {
         ASSERT_EQ(::chmod((directory / name).c_str(), static_cast<mode_t>(mode)), 0);
         const auto result = asOther(words);
         EXPECT_EQ(result.code, code) << words;

@@ -1,3 +1,5 @@
+#include <sys/inotify.h>
+
 #include "cli_test.h"
 
 namespace {
@@ -107,6 +109,44 @@ TEST_F(CliSelectTest, NamesAreThoseThatCommandsTake) {
     output("rename cut ok");
     EXPECT_EQ(listed("list -q"), "bad cut/ok.zentor empty good good2/twin.zentor "
                                  "twin2/twin.zentor");
+}
+
+TEST_F(CliSelectTest, ManyNamesNeedOneListing) {
+    Words names("");
+    for (int i = 0; i < 9; ++i) {
+        const std::string name = "n" + std::to_string(i);
+        output("create result " + name);
+        output("rename " + name + " other" + name);
+        names.push_back("other" + name);
+    }
+    for (const Words& words : {Words("show").with(names).with("--key kind"),
+                               Words("show").with(names).with("hostname timestamp kind")}) {
+        const int events = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        // Each opening is parted from the next by its end: the same event twice would be one.
+        constexpr unsigned both = IN_OPEN | IN_CLOSE_NOWRITE | IN_CLOSE_WRITE;
+        const int group = ::inotify_add_watch(events, directory.path().c_str(), both);
+        const int first = ::inotify_add_watch(events, (directory / "n0").c_str(), both);
+        output(words);
+        int listings = 0;
+        int readings = 0;
+        alignas(inotify_event) std::array<char, 65536> buffer{};
+        const ssize_t size = ::read(events, buffer.data(), buffer.size());
+        for (const char* at = buffer.data(); at < buffer.data() + size;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(at);
+            const bool isOpening = (event->mask & IN_OPEN) != 0;
+            listings += isOpening && event->wd == group && event->len == 0 ? 1 : 0;
+            readings += isOpening && event->wd == first && event->len != 0 &&
+                                std::string(event->name) == "othern0.zentor"
+                            ? 1
+                            : 0;
+            at += sizeof(inotify_event) + event->len;
+        }
+        ::close(events);
+        // The opening of a node may look whether it lies in a project.
+        EXPECT_LE(listings, 2 + static_cast<int>(names.size())) << testing::PrintToString(words);
+        EXPECT_GT(listings, 0);
+        EXPECT_LE(readings, 5) << testing::PrintToString(words);
+    }
 }
 
 TEST_F(CliSelectTest, ListsAreSortedCountedAndFormatted) {
