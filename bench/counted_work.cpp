@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 
+#include "raw_calls.h"
 #include "results.h"
 
 namespace {
@@ -17,10 +18,12 @@ const std::map<std::string, Work>& works() {
     static const std::map<std::string, Work> all{
         {"nothing", [](const auto&, auto) {}},
         {"create", bench::createResults},
+        {"multiply", bench::multiplyResults},
         {"open",
          [](const auto& directory, auto count) { bench::openResults(directory, 0, count); }},
         {"find", [](const auto& directory, auto) { bench::findResults(directory); }},
         {"list", [](const auto& directory, auto) { bench::listResults(directory); }},
+        {"list-raw", [](const auto& directory, auto) { bench::listRaw(directory); }},
         {"hold", [](const auto& directory, auto) { bench::holdResults(directory); }},
         {"save",
          [](const auto& directory, auto count) {

@@ -75,6 +75,21 @@ std::size_t findResults(const std::string& directory) {
     return found.size();
 }
 
+void multiplyResults(const std::string& directory, std::size_t count) {
+    namespace fs = boost::filesystem;
+    std::vector<std::string> markers;
+    for (std::size_t i = 0; fs::exists(resultPath(directory, i)); ++i) {
+        markers.push_back(resultPath(directory, i).substr(directory.size()) + ".zentor");
+    }
+    const std::size_t present = markers.size();
+    require(present > 0, "find a result to copy", directory);
+    for (std::size_t i = present; i < count; ++i) {
+        const std::string path = resultPath(directory, i);
+        copyTree(resultPath(directory, i % present), path);
+        fs::rename(path + markers[i % present], path + path.substr(directory.size()) + ".zentor");
+    }
+}
+
 void saveResult(const Result& result, std::size_t count, bool isChanged) {
     for (std::size_t i = 0; i < count; ++i) {
         if (isChanged) {

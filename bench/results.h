@@ -33,6 +33,10 @@ std::size_t holdResults(const std::string& directory);
 /// Finds the nodes in `directory`. Returns how many there are.
 std::size_t findResults(const std::string& directory);
 
+/// Copies the results in `directory`, of the names r00000, r00001, ..., in turn until there are
+/// `count`, each with all that a collector left in it.
+void multiplyResults(const std::string& directory, std::size_t count);
+
 /// Saves the result so many times, each time with something new if `isChanged`.
 void saveResult(const Result& result, std::size_t count, bool isChanged);
 
