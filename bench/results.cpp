@@ -77,16 +77,18 @@ std::size_t findResults(const std::string& directory) {
 
 void multiplyResults(const std::string& directory, std::size_t count) {
     namespace fs = boost::filesystem;
-    std::vector<std::string> markers;
-    for (std::size_t i = 0; fs::exists(resultPath(directory, i)); ++i) {
-        markers.push_back(resultPath(directory, i).substr(directory.size()) + ".zentor");
+    const auto nameAt = [&](std::size_t number) {
+        return resultPath(directory, number).substr(directory.size());
+    };
+    std::size_t present = 0;
+    while (fs::exists(resultPath(directory, present))) {
+        ++present;
     }
-    const std::size_t present = markers.size();
     require(present > 0, "find a result to copy", directory);
     for (std::size_t i = present; i < count; ++i) {
         const std::string path = resultPath(directory, i);
-        copyTree(resultPath(directory, i % present), path);
-        fs::rename(path + markers[i % present], path + path.substr(directory.size()) + ".zentor");
+        copyTree(resultPath(directory, i - present), path);
+        fs::rename(path + nameAt(i - present) + ".zentor", path + nameAt(i) + ".zentor");
     }
 }
 
