@@ -5,6 +5,7 @@
 #include "base/failure.h"
 #include "base/signals.h"
 #include "commands/commands.h"
+#include "completion/complete.h"
 #include "options/options.h"
 #include "output/json.h"
 
@@ -37,6 +38,10 @@ int report(const Failure& failure, bool json) {
 }
 
 int run(int argc, char** argv, cli::Session& session) {
+    if (argc > 1 && std::string_view(argv[1]) == cli::completionWord) {
+        cli::complete({argv + 2, argv + argc}, cli::commandTable(), session.out);
+        return cli::exitOk;
+    }
     const cli::Request request = cli::parseCommandLine(argc, argv, cli::commandTable(), session);
     if (!request.action) {
         session.page();

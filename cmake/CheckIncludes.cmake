@@ -27,7 +27,8 @@ set(knows_cli_compare ${knows_cli_collector} cli_collector)
 set(knows_cli_check ${knows_cli_nodes} cli_nodes)
 set(knows_cli_doctor ${knows_cli_base} cli_base)
 set(knows_cli_commands ${knows_cli_collector} cli_collector cli_check cli_compare cli_doctor cli_options)
-set(knows_cli_main ${knows_cli_commands} cli_commands)
+set(knows_cli_completion ${knows_cli_check} cli_check cli_options)
+set(knows_cli_main ${knows_cli_commands} cli_commands cli_completion)
 
 # The public headers lie in one flat folder; each belongs to the room that implements it.
 set(headers_foundation boost_fwd error export names path_completion property_names)

@@ -86,7 +86,8 @@ int run(const Arguments& arguments, Session& session) {
 Action add(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     selectorArguments(options, arguments->selector, "what to add, wherever it is stored");
-    options.requiredOption("--to", "GROUP", arguments->group, "the project or experiment");
+    options.requiredOption("--to", {"GROUP", Stands::group}, arguments->group,
+                           "the project or experiment");
     return makeAction(arguments, run);
 }
 

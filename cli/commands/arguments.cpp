@@ -3,31 +3,34 @@
 namespace cli {
 
 void nodeArgument(Options& options, std::string& node) {
-    options.argument("NODE", node, "a name as list shows it, a path, or a pattern for the newest");
+    options.argument({"NODE", Stands::node}, node,
+                     "a name as list shows it, a path, or a pattern for the newest");
 }
 
 void resultArgument(Options& options, std::string& result) {
-    options.argument("NODE", result, "a result, or a pattern");
+    options.argument({"NODE", Stands::node}, result, "a result, or a pattern");
 }
 
 void whereOption(Options& options, std::vector<std::string>& expressions) {
-    options.option("--where", "EXPR", expressions,
+    options.option("--where", {"EXPR", Stands::expression}, expressions,
                    "only what this holds for, such as 'state=finalized and elapsed>2s'");
 }
 
 void selectorArguments(Options& options, Selector& selector, const char* help) {
-    options.arguments("NODE", selector.nodes, help, false);
+    options.arguments({"NODE", Stands::node}, selector.nodes, help, false);
     whereOption(options, selector.where);
 }
 
 void copyArguments(Options& options, CopyRequest& request, const char* destinationHelp) {
-    options.argument("NODE", request.node, "a name as list shows it, a path, a pattern or a glob");
-    options.argument("DEST", request.destination, destinationHelp);
+    options.argument({"NODE", Stands::node}, request.node,
+                     "a name as list shows it, a path, a pattern or a glob");
+    options.argument({"DEST", Stands::directory}, request.destination, destinationHelp);
     whereOption(options, request.where);
 }
 
 void intoOption(Options& options, std::string& group) {
-    options.option("--into", "GROUP", group, "the group to make it in; else the working directory");
+    options.option("--into", {"GROUP", Stands::group}, group,
+                   "the group to make it in; else the working directory");
 }
 
 void variableOption(Options& options, std::vector<std::string>& definitions) {

@@ -111,7 +111,7 @@ int run(const Arguments& arguments, Session& session) {
 
 Action check(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.optionalArgument("GROUP", arguments->group,
+    options.optionalArgument({"GROUP", Stands::node}, arguments->group,
                              "a node or a directory; else the working directory");
     options.flag("--repair", arguments->repair, "mend what can be mended without losing anything");
     return makeAction(arguments, run);

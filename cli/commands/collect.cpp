@@ -202,11 +202,11 @@ Action collect(Options& options) {
     options.flag("--capture", arguments->capture, "also save the program's output");
     options.option("--interval", "MS", arguments->interval, 1, greatestInterval,
                    "milliseconds between samples; else 100");
-    options.option("--env", "NAME", arguments->environment,
+    options.option("--env", {"NAME", Stands::environment}, arguments->environment,
                    "also keep this variable of the environment; may be a glob");
-    options.option("--tag", "T", arguments->tags, "a word to sort by");
+    options.option("--tag", {"T", Stands::tag}, arguments->tags, "a word to sort by");
     options.option("--note", "TEXT", arguments->note, "a text about the run");
-    options.option("--result-file", "F", arguments->resultFile,
+    options.option("--result-file", {"F", Stands::file}, arguments->resultFile,
                    "write what --json tells of the result to this file");
     options.program(arguments->program);
     return makeAction(arguments, run);

@@ -22,7 +22,8 @@ struct Arguments {
 Action createResult(Options& options) {
     auto arguments = std::make_shared<Arguments>();
     arguments->wanted.mayOverwrite = true;
-    options.argument("NAME", arguments->wanted.name, "a name, a path or a pattern such as 'r@@@'");
+    options.argument({"NAME", Stands::directory}, arguments->wanted.name,
+                     "a name, a path or a pattern such as 'r@@@'");
     intoOption(options, arguments->wanted.group);
     literalFlag(options, arguments->wanted.literal);
     options.flag("--overwrite", arguments->wanted.overwrite, "replace a result of that name");
@@ -44,7 +45,7 @@ struct GroupArguments {
 template <class Make>
 Action createGroupNode(Options& options, const Make& make) {
     auto arguments = std::make_shared<GroupArguments>();
-    options.argument("NAME", arguments->name, "a name or a path");
+    options.argument({"NAME", Stands::directory}, arguments->name, "a name or a path");
     intoOption(options, arguments->group);
     return [arguments, make](Session& session) {
         const std::string group = groupPath(arguments->group);

@@ -229,7 +229,7 @@ Action diff(Options& options) {
     selectorArguments(options, arguments->selector,
                       "the results, the old one first; a pattern alone: its newest with the one "
                       "before it");
-    options.option("--reference", "NODE", arguments->reference,
+    options.option("--reference", {"NODE", Stands::node}, arguments->reference,
                    "what the others are compared with; else the first");
     options.option("--tolerance", "[KEY=]N%", arguments->tolerance,
                    "judge measurements, or KEY, too: a difference of more than N percent counts");

@@ -73,7 +73,7 @@ int run(const Arguments& arguments, Session& session) {
 
 Action doctor(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.optionalArgument("DIR", arguments->directory,
+    options.optionalArgument({"DIR", Stands::directory}, arguments->directory,
                              "a directory; else the working directory");
     return makeAction(arguments, run);
 }

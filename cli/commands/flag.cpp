@@ -210,7 +210,7 @@ std::shared_ptr<Arguments> declareNode(Options& options) {
 
 std::shared_ptr<Arguments> declareFlag(Options& options) {
     auto arguments = declareNode(options);
-    options.argument("NAME", arguments->name, "name of the flag");
+    options.argument({"NAME", Stands::flag}, arguments->name, "name of the flag");
     return arguments;
 }
 

@@ -56,7 +56,8 @@ int run(const Arguments& arguments, Session& session) {
 
 Action get(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("PATH", arguments->path, "a path; a pattern always makes a new result");
+    options.argument({"PATH", Stands::node}, arguments->path,
+                     "a path; a pattern always makes a new result");
     literalFlag(options, arguments->literal);
     variableOption(options, arguments->variables);
     return makeAction(arguments, run);

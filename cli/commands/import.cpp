@@ -44,7 +44,8 @@ int run(const Arguments& arguments, Session& session) {
 
 Action importResult(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("PATH", arguments->path, "a directory, marker file or pattern");
+    options.argument({"PATH", Stands::file}, arguments->path,
+                     "a directory, marker file or pattern");
     options.requiredOption("--ext", "EXT", arguments->extension, "extension of its marker file");
     return makeAction(arguments, run);
 }

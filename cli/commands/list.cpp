@@ -362,7 +362,7 @@ int run(const Arguments& arguments, Session& session) {
 
 Action list(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.arguments("GROUP", arguments->selector.nodes,
+    options.arguments({"GROUP", Stands::node}, arguments->selector.nodes,
                       "a project, an experiment or a directory, else the working directory; or "
                       "NODEs",
                       false);
@@ -374,11 +374,13 @@ Action list(Options& options) {
         {"incomplete", "collecting", "orphaned", "finalized", "invalid", "unreadable", "missing"},
         "only this state");
     whereOption(options, arguments->selector.where);
-    options.option("--columns", "KEY,...", arguments->columns, "facts and properties to show");
-    options.option("--sort", "KEY,...", arguments->sort, "the keys to sort by; else name");
+    options.option("--columns", {"KEY,...", Stands::keys}, arguments->columns,
+                   "facts and properties to show");
+    options.option("--sort", {"KEY,...", Stands::keys}, arguments->sort,
+                   "the keys to sort by; else name");
     options.flag("--reverse", arguments->reverse, "in reverse order");
     options.option("--limit", "N", arguments->limit, 1, 1000000000, "at most N rows");
-    options.option("--group-by", "KEY", arguments->groupBy,
+    options.option("--group-by", {"KEY", Stands::key}, arguments->groupBy,
                    "count the nodes by a key, with least, median and greatest of the columns");
     options.choice("--format", arguments->format, {"table", "tsv", "csv", "json", "jsonl"},
                    "how to print; else a table on a terminal, and lines with tabs elsewhere");

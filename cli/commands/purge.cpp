@@ -228,14 +228,15 @@ int run(const Arguments& arguments, Session& session) {
 Action purge(Options& options) {
     constexpr int most = 1000000000;
     auto arguments = std::make_shared<Arguments>();
-    options.argument("GROUP", arguments->group, "a project, an experiment or a directory");
+    options.argument({"GROUP", Stands::group}, arguments->group,
+                     "a project, an experiment or a directory");
     options.option("--keep", "N", arguments->keep, 0, most, "keep the last N");
     options.option("--keep-within", "TIME", arguments->within, "keep what is younger, such as 7d");
     options.option("--keep-daily", "N", arguments->daily, 1, most,
                    "keep the newest of each of the last N days that have one");
     options.option("--keep-weekly", "N", arguments->weekly, 1, most, "and of weeks");
     options.option("--keep-monthly", "N", arguments->monthly, 1, most, "and of months");
-    options.option("--keep-tag", "TAG", arguments->tags, "keep what has this tag");
+    options.option("--keep-tag", {"TAG", Stands::tag}, arguments->tags, "keep what has this tag");
     options.option("--max-size", "SIZE", arguments->maxSize,
                    "of what the rules keep, or all, no more than this, such as 10G");
     options.option("--mask", "M", arguments->mask, "of what matches this; else of 'r@@@'");

@@ -58,8 +58,9 @@ int run(const Arguments& arguments, Session& session) {
 
 Action relink(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.argument("LINK", arguments->link, "the link file whose node has gone");
-    options.argument("MARKER", arguments->target, "its new place: the directory or marker file");
+    options.argument({"LINK", Stands::file}, arguments->link, "the link file whose node has gone");
+    options.argument({"MARKER", Stands::file}, arguments->target,
+                     "its new place: the directory or marker file");
     return makeAction(arguments, run);
 }
 

@@ -95,7 +95,7 @@ Action declarePinning(Options& options, int (&run)(const Selector&, Session&), c
 
 Action tag(Options& options) {
     auto arguments = std::make_shared<TagArguments>();
-    options.signedArguments("NODE", arguments->selector.nodes,
+    options.signedArguments({"NODE", Stands::nodeOrTag}, arguments->selector.nodes,
                             "which nodes, and +TAG for each tag to add, -TAG for each to remove");
     whereOption(options, arguments->selector.where);
     return makeAction(arguments, runTag);
@@ -103,7 +103,7 @@ Action tag(Options& options) {
 
 Action note(Options& options) {
     auto arguments = std::make_shared<NoteArguments>();
-    options.argument("NODE", arguments->node, "what the note is on");
+    options.argument({"NODE", Stands::node}, arguments->node, "what the note is on");
     options.argument("TEXT", arguments->text,
                      "takes the place of the note before; none when empty");
     return makeAction(arguments, runNote);

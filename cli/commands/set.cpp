@@ -155,10 +155,10 @@ int run(const Arguments& arguments, Session& session) {
 
 Action set(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.arguments("NODE", arguments->words,
+    options.arguments({"NODE", Stands::nodeOrAssignment}, arguments->words,
                       "which nodes, and behind them KEY=VALUE for each property to change", false);
     whereOption(options, arguments->where);
-    options.option("--unset", "KEY", arguments->unset, "remove a property");
+    options.option("--unset", {"KEY", Stands::property}, arguments->unset, "remove a property");
     return makeAction(arguments, run);
 }
 

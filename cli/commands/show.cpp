@@ -336,10 +336,11 @@ int run(const Arguments& arguments, Session& session) {
 
 Action show(Options& options) {
     auto arguments = std::make_shared<Arguments>();
-    options.arguments("NODE", arguments->words,
+    options.arguments({"NODE", Stands::nodeOrKey}, arguments->words,
                       "which nodes, and behind them KEYs: their values alone, one a line", false);
     whereOption(options, arguments->where);
-    options.option("--key", "KEY", arguments->keys, "a KEY that could also name a node");
+    options.option("--key", {"KEY", Stands::key}, arguments->keys,
+                   "a KEY that could also name a node");
     return makeAction(arguments, run);
 }
 

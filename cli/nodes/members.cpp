@@ -93,18 +93,8 @@ void giveNames(std::vector<Member>& members) {
     }
 }
 
-}  // namespace
-
-Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
-    if (status == vesta2::eParameterError) {
-        // The status of a search does not tell what is wrong with a pattern.
-        const std::string name = boost::filesystem::path(pattern).filename().native();
-        status = vesta2::ResultDirectoryManager::validateResultDirectoryPattern(name.c_str());
-    }
-    return Failure::fromStatus(status, pattern);
-}
-
-std::vector<Member> membersOf(const std::string& directory, std::vector<Member>* closed) {
+std::vector<Member> listMembers(const std::string& directory, const WantedEntry& isWanted,
+                                std::vector<Member>* closed) {
     std::vector<Member> members;
     std::error_code error;
     const fs::directory_iterator listing(directory, error);
@@ -117,6 +107,9 @@ std::vector<Member> membersOf(const std::string& directory, std::vector<Member>*
     const vesta2::FileSet kinds(vesta2::resultMarkerFileExt(), vesta2::experimentMarkerFileExt(),
                                 vesta2::projectMarkerFileExt());
     for (const fs::directory_entry& entry : listing) {
+        if (!isWanted(entry.path().filename().native())) {
+            continue;
+        }
         std::optional<std::string> marker = nodeFileAt(entry, directory, kinds);
         if (!marker && closed) {
             closed->push_back({entry.path().native(), entry.path().filename().native()});
@@ -127,6 +120,26 @@ std::vector<Member> membersOf(const std::string& directory, std::vector<Member>*
     giveNames(members);
     std::ranges::sort(members, isCountedBefore, &Member::name);
     return members;
+}
+
+}  // namespace
+
+Failure searchFailure(vesta2::error_t status, const std::string& pattern) {
+    if (status == vesta2::eParameterError) {
+        // The status of a search does not tell what is wrong with a pattern.
+        const std::string name = boost::filesystem::path(pattern).filename().native();
+        status = vesta2::ResultDirectoryManager::validateResultDirectoryPattern(name.c_str());
+    }
+    return Failure::fromStatus(status, pattern);
+}
+
+std::vector<Member> membersOf(const std::string& directory, std::vector<Member>* closed) {
+    return listMembers(
+        directory, [](const std::string&) { return true; }, closed);
+}
+
+std::vector<Member> membersOf(const std::string& directory, const WantedEntry& isWanted) {
+    return listMembers(directory, isWanted, nullptr);
 }
 
 Naming namingOf(const std::string& name) {

@@ -1,6 +1,7 @@
 #pragma once
 /// The nodes of a directory, as people name them.
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,10 +18,15 @@ struct Member {
     std::string name;
 };
 
+/// Whether an entry of a directory is asked for, by its name.
+using WantedEntry = std::function<bool(const std::string& entry)>;
+
 /// All nodes of a directory, ordered as people count, r999 before r1000: the newest of a series is
 /// the last. Empty when there is no such directory. What this process may not look into is passed
 /// over: `closed` gets its paths and names.
 std::vector<Member> membersOf(const std::string& directory, std::vector<Member>* closed = nullptr);
+/// Those whose entry in the directory `isWanted`, named as if there were no others.
+std::vector<Member> membersOf(const std::string& directory, const WantedEntry& isWanted);
 
 /// What a name stands for.
 enum class Naming { one, newest, all };

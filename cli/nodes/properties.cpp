@@ -92,10 +92,13 @@ bool isTime(std::string_view key) {
 kind_t usualKind(std::string_view key) { return known(key).kind; }
 
 std::vector<Property> properties(vesta2::INode& node) {
+    const basekit2::variant_bag_t* section = vestaSection(node);
+    return section ? propertiesIn(*section) : std::vector<Property>();
+}
+
+std::vector<Property> propertiesIn(const basekit2::variant_bag_t& section) {
     std::vector<Property> all;
-    if (const basekit2::variant_bag_t* section = vestaSection(node)) {
-        flatten(*section, "", all);
-    }
+    flatten(section, "", all);
     return all;
 }
 

@@ -66,6 +66,8 @@ struct Property {
 
 /// All properties in the order of the marker file, those of nested bags by their paths.
 std::vector<Property> properties(vesta2::INode& node);
+/// As `properties`, of the "vesta" section of a marker file.
+std::vector<Property> propertiesIn(const basekit2::variant_bag_t& section);
 
 /// A number in decimal, a string as it is.
 std::string valueText(const basekit2::variant_t& value);

@@ -27,7 +27,10 @@ void requireTag(const std::string& tag) {
 }
 
 std::vector<std::string> tagsOf(vesta2::INode& node) {
-    const basekit2::variant_t joined = getProperty(node, key::tags);
+    return splitTags(getProperty(node, key::tags));
+}
+
+std::vector<std::string> splitTags(const basekit2::variant_t& joined) {
     std::istringstream words(joined.as_string() ? *joined.as_string() : "");
     std::vector<std::string> tags;
     for (std::string tag; std::getline(words, tag, ' ');) {

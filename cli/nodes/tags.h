@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "basekit2/variant.h"
 #include "vesta2/i_node.h"
 
 namespace cli {
@@ -14,6 +15,8 @@ namespace cli {
 void requireTag(const std::string& tag);
 
 std::vector<std::string> tagsOf(vesta2::INode& node);
+/// The tags in the value of the property.
+std::vector<std::string> splitTags(const basekit2::variant_t& joined);
 
 /// Puts the property in memory; there is none without tags. They may be in any order, and twice.
 void setTags(vesta2::INode& node, std::vector<std::string> tags);

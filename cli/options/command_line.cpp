@@ -8,6 +8,7 @@
 
 #include "base/failure.h"
 #include "base/text.h"
+#include "options/cursor.h"
 #include "options/manual.h"
 #include "options/parser.h"
 #include "options/wrong_use.h"
@@ -28,7 +29,8 @@ void declareGlobals(CLI::App& app, Options& options, GlobalOptions& globals, Ses
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("Positionals", "Arguments");
     app.set_version_flag("--version", std::string("vesta2 ") + VESTA2_VERSION, "show the version");
-    options.option("-C", "DIR", globals.directory, "work as if started in DIR");
+    options.option("-C", {"DIR", Stands::directory}, globals.directory,
+                   "work as if started in DIR");
     options.flag("--json", session.json, "print one JSON object");
     options.choice("--color", globals.color, {"auto", "always", "never"}, "when to use colors");
     options.flag("--no-pager", session.noPager, "print long output without a pager");
@@ -131,7 +133,37 @@ std::string footerFor(const CommandEntry& entry) {
            "\n\nSee 'vesta2 --help' for what every command takes, and 'man vesta2'.";
 }
 
+/// To declare them all costs more than most of them do: those that are not named are only listed,
+/// and not even that when one is named.
+void declareCommands(CLI::App& app, Options& options, const std::vector<std::string>& words,
+                     const std::vector<CommandEntry>& commands) {
+    const std::size_t at = commandAt(words);
+    for (const CommandEntry& entry : commands) {
+        if (at < words.size() && words[at] == entry.name) {
+            options.command(entry.name, entry.summary, *entry.declare);
+            app.get_subcommand(entry.name)
+                ->description(asSentence(entry.summary) + "\n" + entry.description + "\n")
+                ->footer(footerFor(entry));
+        } else if (at >= words.size()) {
+            app.add_subcommand(entry.name, entry.summary)->group("Commands");
+        }
+    }
+}
+
 }  // namespace
+
+Cursor cursorBehind(const std::vector<std::string>& words, const std::string& word,
+                    const std::vector<CommandEntry>& commands) {
+    CLI::App app;
+    Parser parser(app);
+    Options options(parser, app);
+    GlobalOptions globals;
+    Session session;
+    declareGlobals(app, options, globals, session);
+    const std::vector<std::string> known = withKnownCommand(words, app, commands);
+    declareCommands(app, options, known, commands);
+    return cursorAt(app, parser, known, word);
+}
 
 Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>& commands,
                          Session& session) {
@@ -153,19 +185,7 @@ Request parseCommandLine(int argc, char** argv, const std::vector<CommandEntry>&
         session.json = std::ranges::count(words, "--json") != 0;
         throw;
     }
-    // To declare them all costs more than most of them do: those that are not named are only
-    // listed, and not even that when one is named.
-    const std::size_t at = commandAt(words);
-    for (const CommandEntry& entry : commands) {
-        if (at < words.size() && words[at] == entry.name) {
-            options.command(entry.name, entry.summary, *entry.declare);
-            app.get_subcommand(entry.name)
-                ->description(asSentence(entry.summary) + "\n" + entry.description + "\n")
-                ->footer(footerFor(entry));
-        } else if (at >= words.size()) {
-            app.add_subcommand(entry.name, entry.summary)->group("Commands");
-        }
-    }
+    declareCommands(app, options, words, commands);
     try {
         Request request{parser.parse(words), {}};
         session.out.setColor(globals.color);

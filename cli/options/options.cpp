@@ -13,20 +13,24 @@ void Options::flag(const char* names, bool& target, const char* help) {
     m_app.add_flag(names, target, help)->disable_flag_override();
 }
 
-void Options::option(const char* names, const char* type, std::string& target, const char* help) {
-    m_app.add_option(names, target, help)->option_text(type);
-    m_parser.addText(target);
-}
-
-void Options::requiredOption(const char* names, const char* type, std::string& target,
-                             const char* help) {
-    m_app.add_option(names, target, help)->option_text(type)->required();
-    m_parser.addText(target);
-}
-
-void Options::option(const char* names, const char* type, std::vector<std::string>& target,
+void Options::option(const char* names, const Operand& value, std::string& target,
                      const char* help) {
-    m_app.add_option(names, target, help)->option_text(type)->allow_extra_args(false);
+    m_parser.addOperand(m_app.add_option(names, target, help)->option_text(value.label),
+                        value.stands);
+    m_parser.addText(target);
+}
+
+void Options::requiredOption(const char* names, const Operand& value, std::string& target,
+                             const char* help) {
+    CLI::Option* const option = m_app.add_option(names, target, help);
+    m_parser.addOperand(option->option_text(value.label)->required(), value.stands);
+    m_parser.addText(target);
+}
+
+void Options::option(const char* names, const Operand& value, std::vector<std::string>& target,
+                     const char* help) {
+    CLI::Option* const option = m_app.add_option(names, target, help);
+    m_parser.addOperand(option->option_text(value.label)->allow_extra_args(false), value.stands);
     m_parser.addTexts(target);
 }
 
@@ -51,33 +55,36 @@ void Options::option(const char* names, const char* type, int& target, int least
 void Options::choice(const char* names, std::string& target,
                      const std::vector<std::string>& choices, const char* help) {
     const std::string type = CLI::detail::join(choices, "|");
-    m_app.add_option(names, target, help)
-        ->option_text(type)
-        ->check([choices, type](const std::string& text) {
-            const bool isKnown = std::find(choices.begin(), choices.end(), text) != choices.end();
-            return isKnown ? std::string() : shellQuote(text) + " is none of " + type;
-        });
+    CLI::Option* const option = m_app.add_option(names, target, help);
+    m_parser.addOperand(option, Stands::text, choices);
+    option->option_text(type)->check([choices, type](const std::string& text) {
+        const bool isKnown = std::find(choices.begin(), choices.end(), text) != choices.end();
+        return isKnown ? std::string() : shellQuote(text) + " is none of " + type;
+    });
 }
 
-void Options::argument(const char* name, std::string& target, const char* help) {
-    m_app.add_option(name, target, help)->option_text(" ")->required();
+void Options::argument(const Operand& argument, std::string& target, const char* help) {
+    CLI::Option* const option = m_app.add_option(argument.label, target, help);
+    m_parser.addOperand(option->option_text(" ")->required(), argument.stands);
     m_parser.addText(target);
 }
 
-void Options::optionalArgument(const char* name, std::string& target, const char* help) {
-    m_app.add_option(name, target, help)->option_text(" ");
+void Options::optionalArgument(const Operand& argument, std::string& target, const char* help) {
+    m_parser.addOperand(m_app.add_option(argument.label, target, help)->option_text(" "),
+                        argument.stands);
     m_parser.addText(target);
 }
 
-void Options::arguments(const char* name, std::vector<std::string>& target, const char* help,
+void Options::arguments(const Operand& argument, std::vector<std::string>& target, const char* help,
                         bool required) {
-    m_app.add_option(name, target, help)->option_text("...")->required(required);
+    CLI::Option* const option = m_app.add_option(argument.label, target, help);
+    m_parser.addOperand(option->option_text("...")->required(required), argument.stands);
     m_parser.addTexts(target);
 }
 
-void Options::signedArguments(const char* name, std::vector<std::string>& target,
+void Options::signedArguments(const Operand& argument, std::vector<std::string>& target,
                               const char* help) {
-    arguments(name, target, help, false);
+    arguments(argument, target, help, false);
     m_parser.addSigned(m_app);
 }
 

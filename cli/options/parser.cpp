@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "base/failure.h"
-#include "options/own_words.h"
 #include "options/wrong_use.h"
 
 namespace cli {
@@ -23,6 +22,14 @@ bool isOption(const std::string& word) { return word.size() > 1 && word.front() 
 
 /// Whether an option for all commands leaves its value to the word behind it.
 bool hasValue(const std::string& word) { return word == "-C" || word == "--color"; }
+
+/// Whether a word that begins with "-" is no option of a command whose arguments may do so.
+bool isSigned(const std::string& word) {
+    const bool isLong = word.compare(0, 2, "--") == 0;
+    const bool isKnown =
+        hasValue(word) || word == "-h" || word == "-q" || word == "-v" || word == "-vv";
+    return isOption(word) && !isLong && !isKnown;
+}
 
 }  // namespace
 
@@ -49,9 +56,20 @@ std::string withoutMark(std::string text) {
     return text;
 }
 
+LineHabits Parser::habits() const {
+    return {[this](const CLI::App& app) { return m_programs.count(&app) > 0; },
+            [this](const CLI::App& app, const std::string& word) {
+                return &app == m_signed && isSigned(word);
+            }};
+}
+
+Expected Parser::expected(const CLI::Option* option) const {
+    const auto found = m_operands.find(option);
+    return found != m_operands.end() ? found->second : Expected();
+}
+
 std::size_t Parser::ownWords(const std::vector<std::string>& words) const {
-    return countOwnWords(m_root, words,
-                         [&](const CLI::App& app) { return m_programs.count(&app) > 0; });
+    return LinePlace(m_root, words, habits()).own;
 }
 
 Action Parser::parse(std::vector<std::string> words) {
@@ -83,10 +101,7 @@ void Parser::markSigned(std::vector<std::string>& words) const {
         return;
     }
     for (const auto end = std::find(word, words.end(), "--"); word != end; ++word) {
-        const bool isLong = word->compare(0, 2, "--") == 0;
-        const bool isKnown =
-            hasValue(*word) || *word == "-h" || *word == "-q" || *word == "-v" || *word == "-vv";
-        if (isOption(*word) && !isLong && !isKnown) {
+        if (isSigned(*word)) {
             word->insert(word->begin(), verbatimMark);
         }
     }

@@ -6,9 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "options/line_place.h"
 #include "options/options.h"
 
 namespace cli {
+
+struct Expected {
+    Stands stands = Stands::text;
+    std::vector<std::string> choices{};
+};
 
 /// Runs the parser, and finishes the targets afterwards.
 class Parser {
@@ -22,8 +28,15 @@ public:
     }
     /// The arguments of this command may begin with "-".
     void addSigned(const CLI::App& app) { m_signed = &app; }
+    void addOperand(const CLI::Option* option, Stands stands,
+                    const std::vector<std::string>& choices = {}) {
+        m_operands[option] = {stands, choices};
+    }
     void addAction(const CLI::App& app, Action action) { m_actions[&app] = std::move(action); }
 
+    [[nodiscard]] LineHabits habits() const;
+    /// What the value of an option, or an argument, stands for, and what is to choose from.
+    [[nodiscard]] Expected expected(const CLI::Option* option) const;
     /// How many of the words are not those of a program that is to be run.
     [[nodiscard]] std::size_t ownWords(const std::vector<std::string>& words) const;
     /// Raises what the parser library raises, and `Failure`.
@@ -38,6 +51,7 @@ private:
     std::vector<std::vector<std::string>*> m_lists;
     std::map<const CLI::App*, std::vector<std::string>*> m_programs;
     const CLI::App* m_signed = nullptr;
+    std::map<const CLI::Option*, Expected> m_operands;
     std::map<const CLI::App*, Action> m_actions;
 };
 

@@ -1,0 +1,19 @@
+#pragma once
+/// Nodes, groups and files at a path of which the beginning is known.
+
+#include <set>
+#include <string>
+
+namespace cli {
+
+enum class PathKind { node, group, directory, file };
+
+/// The path with the home directory in the place of a "~" at its front.
+std::string withoutTilde(const std::string& path);
+
+/// What begins with `path` and could be of that kind, spelled as `path` is. A directory has "/" at
+/// its end, but for that of a result. Where many fit, they are not looked into, and named by their
+/// entries alone. Raises `Failure` and what the file system library raises.
+std::set<std::string> pathsLike(const std::string& path, PathKind kind);
+
+}  // namespace cli
