@@ -22,6 +22,14 @@ if(VESTA2_BUILD_CLI)
   install(TARGETS vesta2_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES share/completions/vesta2.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vesta2)
+  # Debian's zsh searches the one below /usr, as packages have it, and the other below /usr/local.
+  set(zsh_dir site-functions)
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(zsh_dir vendor-completions)
+  endif()
+  install(FILES share/completions/_vesta2 DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_dir})
+  install(FILES share/completions/vesta2.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   if(TARGET vesta2_manual)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/cli/vesta2.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   endif()

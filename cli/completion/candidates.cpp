@@ -85,12 +85,11 @@ private:
         for (const auto& [stands, text] : m_cursor.given) {
             const bool isGroup = stands == Stands::group;
             if (isGroup || namesNode(stands)) {
-                const std::string path = withoutTilde(text);
-                const std::string directory = path.substr(0, path.rfind('/') + 1);
-                return NamedNodes(isGroup ? path : directory.empty() ? "." : directory);
+                return NamedNodes(
+                    fullDirectory(isGroup ? text : text.substr(0, text.rfind('/') + 1)));
             }
         }
-        return NamedNodes(std::string("."));
+        return NamedNodes(fullDirectory({}));
     }
     [[nodiscard]] NamedNodes nodesOrGroup() const {
         return isFirst() ? inGroup() : NamedNodes(nodeWords());

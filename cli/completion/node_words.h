@@ -15,7 +15,7 @@ class NamedNodes {
 public:
     /// Of many nodes the first are read.
     explicit NamedNodes(const std::vector<std::string>& words);
-    /// Of the nodes in a directory.
+    /// Of the nodes in a directory, which is an absolute path.
     explicit NamedNodes(const std::string& directory);
 
     [[nodiscard]] std::set<std::string> keys() const;

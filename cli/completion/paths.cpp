@@ -30,11 +30,11 @@ std::string entryOf(const Member& member) {
 /// The entries of a directory that begin with `beginning`, and whether each is a directory.
 struct Entries {
     Entries(const std::string& directory, const std::string& beginning) {
-        for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+        std::error_code ignored;
+        for (const fs::directory_entry& entry : fs::directory_iterator(directory, ignored)) {
             ++total;
             const std::string name = entry.path().filename().native();
             if (name.starts_with(beginning) && (name.front() != '.' || !beginning.empty())) {
-                std::error_code ignored;
                 wanted[name] = entry.is_directory(ignored);
             }
         }
@@ -61,10 +61,14 @@ std::string withoutTilde(const std::string& path) {
     return home ? home + path.substr(1) : path;
 }
 
+std::string fullDirectory(const std::string& path) {
+    return fs::absolute(path.empty() ? "." : withoutTilde(path)).lexically_normal().native();
+}
+
 std::set<std::string> pathsLike(const std::string& path, PathKind kind) {
     const std::string front = path.substr(0, path.rfind('/') + 1);
     const std::string beginning = path.substr(front.size());
-    const std::string directory = front.empty() ? "." : withoutTilde(front);
+    const std::string directory = fullDirectory(front);
     Entries entries(directory, beginning);
     std::set<std::string> found;
     if (kind == PathKind::node || kind == PathKind::group) {

@@ -18,6 +18,9 @@ void proposeCommands(Cursor& cursor, const CLI::App& app) {
 void proposeOptions(Cursor& cursor, const CLI::App& command) {
     for (const CLI::App* app = &command; app; app = app->get_parent()) {
         for (const CLI::Option* option : app->get_options()) {
+            if (app != &command && option == app->get_version_ptr()) {
+                continue;
+            }
             const bool isLong = !option->get_lnames().empty();
             for (const std::string& name : isLong ? option->get_lnames() : option->get_snames()) {
                 const std::string text = (isLong ? "--" : "-") + name;

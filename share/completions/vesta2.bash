@@ -27,7 +27,7 @@ _vesta2() {
     program\ *) _vesta2_program "${how#program }" "$2" ;;
     quote) compopt -o filenames ;;
     esac
-    if [[ ${#COMPREPLY[@]} == 1 && $COMPREPLY == *[=/] ]]; then
+    if [[ ${#COMPREPLY[@]} == 1 && ${COMPREPLY[0]} == *[=/] ]]; then
         compopt -o nospace
     fi
 }
