@@ -1,5 +1,6 @@
 #include "completion/paths.h"
 
+#include <boost/filesystem/path.hpp>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
