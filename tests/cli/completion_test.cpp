@@ -80,6 +80,7 @@ TEST_F(CompletionTest, WhatCouldStandAtTheCursor) {
                                   {"tag r001 -s", "-slow"},
                                   {"tag fast +", "+O3 +far +slow"},
                                   {"tag fast -f", "-far"},
+                                  {"tag fast -s", ""},
                                   {"tag r001 --wh", "--where"},
                                   {"collect --tag s", "slow"},
                                   {"purge . --keep-tag=f", "--keep-tag=far"},
