@@ -15,7 +15,8 @@ namespace cli {
 namespace {
 
 constexpr std::size_t flushSize = 65536;
-constexpr std::size_t flushSizeForPeople = 4096;
+/// So long something waits for more at the most, when there is more.
+constexpr std::chrono::milliseconds flushTime(50);
 constexpr int usualWidth = 80;
 constexpr std::size_t indent = 2;
 
@@ -73,14 +74,13 @@ void Output::write(std::string_view text) {
         }
         return;
     }
-    const std::size_t most = m_pager ? flushSizeForPeople : flushSize;
-    if (text.size() >= most) {  // nothing that is large is copied
+    if (text.size() >= flushSize) {  // nothing that is large is copied
         flush();
         writeAll(text);
         return;
     }
     m_pending += text;
-    if (m_pending.size() >= most) {
+    if (m_pending.size() >= flushSize || Clock::now() - m_flushed > flushTime) {
         flush();
     }
 }
@@ -137,6 +137,7 @@ void Output::flush() {
         m_pager.reset();  // what is on the screen already, it could not show
     }
     writeAll(std::exchange(m_pending, std::string()));
+    m_flushed = Clock::now();
 }
 
 Failure lostOutput(int error) {

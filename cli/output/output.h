@@ -1,6 +1,7 @@
 #pragma once
 /// The standard output stream, and what is known of the terminal behind it.
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,7 +12,8 @@
 
 namespace cli {
 
-/// Buffers what goes to the standard output stream. A write that fails raises `Failure`, or
+/// Buffers what goes to the standard output stream, for a moment: the first of many rows comes at
+/// once. A write that fails raises `Failure`, or
 /// `BrokenPipe` when the reader has gone: output that is lost must not look like success.
 class Output {
 public:
@@ -37,9 +39,12 @@ public:
     void flush();
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void writeAll(std::string_view rest) const;
 
     std::string m_pending;
+    Clock::time_point m_flushed = Clock::now();
     std::unique_ptr<Pager> m_pager;
     bool m_isTerminal;
     bool m_color = false;
