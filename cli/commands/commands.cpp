@@ -23,7 +23,7 @@ const std::vector<CommandEntry>& commandTable() {
          "run", "record start exec"},
         {"create", "make a new node", &create,
          "A pattern takes the next free number. A project may be a directory that is there "
-         "already, an experiment goes into a project only.",
+         "already. Of all groups an experiment can be a member of a project only.",
          "vesta2 create project tuning\n"
          "vesta2 create result 'r@@@' --into tuning",
          "", "new make init"},

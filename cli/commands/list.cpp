@@ -148,7 +148,7 @@ public:
             m_table.finish();
         }
         m_filter.noteUnusedKeys(m_session);
-        if (m_shown > 0) {
+        if (m_shown > 0 || m_grouping) {
             m_keyUse.noteUnused(m_session);
         }
     }
@@ -177,7 +177,7 @@ private:
         row.sortedBy = valuesOf(m_sortKeys);
         if (m_grouping) {
             row.values = valuesOf(m_keys);
-            row.values.push_back(valueOf(node, row.node, m_arguments.groupBy));
+            row.values.push_back(valuesOf({m_arguments.groupBy}).front());
         } else if (isJson()) {
             row.json = std::make_unique<Json>(json(node, row.node, groups));
         } else {

@@ -43,9 +43,14 @@ std::optional<std::int64_t> quantity(const std::string& text, Measure measure, c
         return std::nullopt;
     }
     const auto range = readRange(measure, text);
-    if (!range || range->first < 0) {
+    // Of a plain number it is not told whether days or seconds are meant.
+    const bool isPlain = text.find_first_not_of("0123456789.") == text.npos;
+    const bool isVague = isPlain && measure == Measure::duration;
+    if (!range || range->first < 0 || isVague) {
         throw Failure(
-            exitUsage, {}, option + (" " + shellQuote(text)) + " is not " + descriptionOf(measure),
+            exitUsage, {},
+            option + (" " + shellQuote(text)) +
+                (isVague ? " has no unit" : std::string(" is not ") + descriptionOf(measure)),
             "write it as in " + std::string(option) + (measure == Measure::size ? " 10G" : " 7d"));
     }
     return range->first;
@@ -84,6 +89,18 @@ std::string exemptionOf(vesta2::INode& node, const Description& description, boo
     return {};
 }
 
+void noteUnusedTags(const std::vector<Candidate>& candidates, const std::vector<std::string>& tags,
+                    const Session& session) {
+    for (const std::string& tag : tags) {
+        const auto hasIt = [&](const Candidate& each) {
+            return std::ranges::count(each.tags, tag);
+        };
+        if (std::ranges::none_of(candidates, hasIt)) {
+            session.note("no result has the tag " + shellQuote(escapeText(tag)));
+        }
+    }
+}
+
 /// The results that the rules are for.
 std::vector<Candidate> candidatesIn(vesta2::INodeGroup& group, const Arguments& arguments,
                                     bool needsSize, const Session& session) {
@@ -118,7 +135,8 @@ std::vector<Candidate> candidatesIn(vesta2::INodeGroup& group, const Arguments& 
         }
         candidates.push_back(std::move(candidate));
     }
-    filter.noteUnusedKeys(session);
+    filter.requireUsedKeys();
+    noteUnusedTags(candidates, arguments.tags, session);
     return candidates;
 }
 
@@ -188,6 +206,10 @@ private:
 int run(const Arguments& arguments, Session& session) {
     requireMask(arguments.mask);
     const auto group = namedGroup(arguments.group);
+    if (vesta2::IResultDirectory::probe(group->getPath())) {
+        throw Failure(exitUsage, group->getPath(), "is a result, and no group",
+                      "name the group that it is in");
+    }
     const Retention retention = retentionFor(arguments);
     if (retention.isEmpty()) {
         throw Failure(exitUsage, group->getPath(), "what to keep is missing",

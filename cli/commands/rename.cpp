@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <memory>
 
 #include "base/failure.h"
@@ -6,6 +7,7 @@
 #include "commands/arguments.h"
 #include "nodes/description.h"
 #include "nodes/flags.h"
+#include "nodes/members.h"
 #include "nodes/node_argument.h"
 #include "nodes/node_json.h"
 
@@ -27,10 +29,31 @@ void requireLinkFollowed(vesta2::INode& node, const std::string& former) {
     }
 }
 
+/// In what holds the node, or its link, the name would stand for both.
+void requireFreeName(vesta2::INode& node, const std::string& name) {
+    const std::string link = node.getLinkFilePath();
+    for (const std::string& path : {std::string(node.getPath()), link}) {
+        const std::string around = std::filesystem::path(path).parent_path().native();
+        if (around.empty()) {
+            continue;
+        }
+        for (const Member& member : ListedDirectory(around).matching(name)) {
+            if (member.marker != node.getMarkerFilePath() && member.marker != link) {
+                throw Failure(exitExists, member.marker, "has the name " + shellQuote(name),
+                              "choose another name");
+            }
+        }
+    }
+}
+
 int run(const Arguments& arguments, Session& session) {
     // The library takes them for names, as patterns do.
     if (arguments.name == "." || arguments.name == "..") {
         throw Failure(exitUsage, arguments.name, "is no name", "give a plain name without '/'");
+    }
+    if (namingOf(arguments.name) != Naming::one) {
+        throw Failure(exitUsage, arguments.name, "is a pattern, which no command would find by it",
+                      "give a plain name without '@', '*', '?' and '['");
     }
     const auto node = namedPresentNode(arguments.node);
     requireReadable(node);
@@ -39,6 +62,7 @@ int run(const Arguments& arguments, Session& session) {
     const FlagClaim claim = claimForChange(node->getPath());
     requireUnclaimed(*node);
     requirePresent(*node);
+    requireFreeName(*node, arguments.name);
     const std::string former = node->getLinkFilePath();
     const std::string oldMarker = node->getMarkerFilePath();
     if (!node->changeUserVisibleName(arguments.name.c_str())) {

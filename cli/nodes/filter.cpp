@@ -39,15 +39,30 @@ std::optional<bool> Filter::selects(vesta2::INode& node, const Description& desc
     return isKnown ? std::optional(true) : std::nullopt;
 }
 
-void KeyUse::noteUnused(const Session& session) const {
+std::vector<std::string> KeyUse::unused() const {
     const std::vector<std::string> facts = factNames();
+    std::vector<std::string> problems;
     for (const auto& [key, isUsed] : m_keys) {
         if (isUsed || std::ranges::count(facts, key) != 0) {
             continue;
         }
         const std::string guess = nearest(key, facts);
-        session.note("no node has the property " + shellQuote(escapeText(key)) +
-                     (guess.empty() ? "" : "; did you mean '" + guess + "'?"));
+        problems.push_back("no node has the property " + shellQuote(escapeText(key)) +
+                           (guess.empty() ? "" : "; did you mean '" + guess + "'?"));
+    }
+    return problems;
+}
+
+void KeyUse::noteUnused(const Session& session) const {
+    for (const std::string& problem : unused()) {
+        session.note(problem);
+    }
+}
+
+void KeyUse::requireUsed() const {
+    if (const std::vector<std::string> problems = unused(); !problems.empty()) {
+        throw Failure(exitUsage, {}, "--where: " + problems.front(),
+                      "nothing was done; 'vesta2 show' tells what a node has");
     }
 }
 

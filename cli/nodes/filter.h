@@ -20,8 +20,13 @@ public:
     }
     /// Says which none of the nodes had: they may be misspelled.
     void noteUnused(const Session& session) const;
+    /// Raises `Failure` for one that none of the nodes had.
+    void requireUsed() const;
 
 private:
+    /// What is wrong with each of them.
+    [[nodiscard]] std::vector<std::string> unused() const;
+
     std::map<std::string, bool> m_keys;
 };
 
@@ -35,6 +40,8 @@ public:
     /// Nothing when that cannot be told, because the node could not be read.
     std::optional<bool> selects(vesta2::INode& node, const Description& description);
     void noteUnusedKeys(const Session& session) const { m_keys.noteUnused(session); }
+    /// Where something is done to what is selected: `not stat=finalized` holds for all nodes.
+    void requireUsedKeys() const { m_keys.requireUsed(); }
 
 private:
     std::vector<Expression> m_expressions;

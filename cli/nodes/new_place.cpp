@@ -11,6 +11,7 @@
 #include "base/text.h"
 #include "basekit2/bag_io.h"
 #include "nodes/node_argument.h"
+#include "vesta2/i_result_directory.h"
 #include "vesta2/tree_copy.h"
 
 namespace cli {
@@ -48,9 +49,11 @@ void NewPlace::requireNew() const {
         return;
     }
     const std::string inside = (fs::path(m_path) / fs::path(m_source).filename()).native();
+    const bool mayHold =
+        fs::is_directory(m_path) && !vesta2::IResultDirectory::probe(m_path.c_str());
     throw Failure(exitExists, m_path, "is there already",
-                  fs::is_directory(m_path) ? "to put it in there, name " + shellQuote(inside)
-                                           : "choose another name");
+                  mayHold ? "to put it in there, name " + shellQuote(inside)
+                          : "choose another name");
 }
 
 void NewPlace::requireUsableParent() const {

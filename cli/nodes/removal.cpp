@@ -57,7 +57,9 @@ bool askForRemoval(const std::vector<Member>& members) {
             writeMessage(escapeText("will delete the " + deletionText(node)));
         }
     }
-    writeRawMessage("Delete " + std::to_string(members.size()) + " for good? [y/N]");
+    const std::size_t count = members.size();
+    writeRawMessage((count == 1 ? "Delete it" : "Delete these " + std::to_string(count)) +
+                    " for good? [y/N]");
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";

@@ -12,6 +12,8 @@
 #include "nodes/description.h"
 #include "nodes/node_argument.h"
 #include "vesta2/discovery.h"
+#include "vesta2/i_experiment.h"
+#include "vesta2/i_project.h"
 #include "vesta2/names.h"
 #include "vesta2/node.h"
 
@@ -87,6 +89,16 @@ void keepSelected(Meaning& meaning, Filter& filter, Doubt doubt) {
     }
     std::ranges::reverse(kept);
     meaning.members = std::move(kept);
+}
+
+Failure noneSelected(const std::vector<std::string>& words) {
+    const std::string first = words.empty() ? requirePath(".") : words.front();
+    const bool isGroup =
+        vesta2::IProject::probe(first.c_str()) || vesta2::IExperiment::probe(first.c_str());
+    return {exitNotFound, first, "--where holds for no node here",
+            words.empty() || !isGroup
+                ? "nothing was done; try it with 'vesta2 list'"
+                : "nothing was done; the nodes in it are " + shellQuote(first + "/*")};
 }
 
 }  // namespace
@@ -185,11 +197,13 @@ std::vector<Member> selectMembers(const Selector& selector, const Session& sessi
     for (const std::string& word : words) {
         select(finder.meaningOf(word));
     }
-    filter.noteUnusedKeys(session);
-    if (selected.empty() && doubt == Doubt::fails) {
-        throw Failure(exitNotFound, words.empty() ? requirePath(".") : words.front(),
-                      "--where holds for no node here",
-                      "nothing was done; try it with 'vesta2 list'");
+    if (doubt == Doubt::selects) {
+        filter.noteUnusedKeys(session);
+        return selected;
+    }
+    filter.requireUsedKeys();
+    if (selected.empty()) {
+        throw noneSelected(words);
     }
     return selected;
 }

@@ -98,15 +98,19 @@ TEST_F(CliSelectTest, CommandsTakeWhatIsSelected) {
 TEST_F(CliSelectTest, NamesAreThoseThatCommandsTake) {
     output("rename ok good");
     output("create result good2");
-    output("rename good2 twin");
     output("create result twin2");
-    output("rename twin2 twin");
+    output("rename good2 twin");
+    for (const char* taken : {"twin", "ok", "good2"}) {
+        EXPECT_EQ(run(Words("rename twin2").with(taken)).code, 4) << taken;
+    }
+    EXPECT_EQ(run("rename twin2 x@@").code, 2);
+    fs::rename(directory / "twin2/twin2.zentor", directory / "twin2/twin.zentor");
     EXPECT_EQ(show("good path"), directory / "ok\n");
     EXPECT_EQ(listed("list --sort name"), "bad cut empty good good2/twin.zentor twin2/twin.zentor");
     EXPECT_EQ(show("twin2/twin.zentor path"), directory / "twin2\n");
     EXPECT_THAT(run("show twin").err, HasSubstr("several nodes have this name"));
     // A directory of that name would be taken for the node.
-    output("rename cut ok");
+    fs::rename(directory / "cut/cut.zentor", directory / "cut/ok.zentor");
     EXPECT_EQ(listed("list -q"), "bad cut/ok.zentor empty good good2/twin.zentor "
                                  "twin2/twin.zentor");
 }

@@ -94,6 +94,10 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
              {"files p", 2, "no result"},
              {"list --limit 0x1", 2, "--limit"},
              {"finalize p", 2, "result"},
+             {"remove r1 --where stat!=valid -y", 2, "did you mean 'state'?"},
+             {"purge . --keep-within 7", 2, "7 has no unit; write it as in --keep-within 7d"},
+             {"purge r1 --keep 1", 2, "/r1: is a result, and no group"},
+             {"tag p --where name=x +y", 3, "the nodes in it are 'p/*'"},
              {"purge / --keep 1 -y", 2, "root directory"}}) {
         const support::CommandResult result = run(words);
         EXPECT_EQ(result.code, code) << testing::PrintToString(words);
