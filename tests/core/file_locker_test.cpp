@@ -14,7 +14,6 @@
 #include "basekit2/bag_io.h"
 #include "support/failing_call.h"
 #include "support/test.h"
-#include "util/process_status.h"
 #include "vesta/foundation/locked_files.h"
 #include "vesta2/flag_look.h"
 #include "vesta2/flag_manager.h"
@@ -362,13 +361,6 @@ TEST_F(FileLockerTest, LocksTheFileThatIsAtThePath) {
     EXPECT_EQ(unlucky.status(), eFileLocked);
     EXPECT_FALSE(FileLocker().lockExisting((m_path + "-none").c_str()));
     EXPECT_FALSE(fs::exists(m_path + "-none"));
-}
-
-TEST(ProcessIds, ParentIsReadFromAStatus) {
-    EXPECT_EQ(util::readPpid("Name:\tPPid:\t9\nPid:\t7\nPPid:  \t 42\nUid:\t0\n"), 42);
-    EXPECT_EQ(util::readPpid(" PPid:\t3\n"), 0);
-    EXPECT_EQ(util::getPpidFromProc(util::getPid()), util::getPPid());
-    EXPECT_EQ(util::getPpidFromProc(-1), 0);
 }
 
 }  // namespace
