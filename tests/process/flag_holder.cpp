@@ -1,13 +1,8 @@
 /// Claims flags as it is told: each line of its input is a command, and is answered with a line.
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <map>
-#include <optional>
 #include <string>
 
 #include "vesta2/flag_look.h"
@@ -18,7 +13,6 @@ using namespace vesta2::util;
 namespace {
 
 FlagManager flags;
-std::optional<FileLocker> locker;
 
 /// "PID HOST", which is "0 " without a record.
 std::string ownerIn(const basekit2::variant_bag_t& record) {
@@ -46,16 +40,7 @@ int main() {
         {"force", [](auto flag) { claim(flag, true); }},
         {"own", [](auto flag) { std::cout << flags.isFlagOwner(flag); }},
         {"remove", [](auto flag) { std::cout << flags.removeFlag(flag, true, false); }},
-        {"erase", [](auto flag) { std::cout << flags.removeFlag(flag, true, true); }},
-        {"probe", [](auto flag) { std::cout << flags.removeFlag(flag, false, false); }},
-        {"hold",
-         [](auto file) {
-             locker.emplace();
-             std::cout << (locker->lock(file) ? 0 : locker->status());
-         }},
         {"look", look},
-        // The child ends as programs do, with all that it inherited destroyed.
-        {"fork", [](auto) { ::fork() == 0 ? std::exit(0) : void(::wait(nullptr)); }},
     };
     for (std::string command, path; std::cin >> command >> path;) {
         commands.at(command)(path.c_str());
