@@ -9,7 +9,6 @@
 namespace {
 
 using namespace vesta2;
-using vesta2::error_t;  // the C library has one too
 
 TEST(Status, IsEachThreadsOwn) {
     EXPECT_FALSE(setStatus(eFileError));
