@@ -64,7 +64,9 @@ void Recording::end(const RunOutcome& outcome) {
     put(key::elapsed, count(outcome.elapsed));
     put(key::userTime, count(outcome.userTime));
     put(key::systemTime, count(outcome.systemTime));
-    put(key::peakMemory, outcome.peakMemoryBytes);
+    if (outcome.peakMemoryBytes) {
+        put(key::peakMemory, *outcome.peakMemoryBytes);
+    }
     put(key::readBytes, outcome.readBytes);
     put(key::writtenBytes, outcome.writtenBytes);
     put(key::sampleCount, outcome.sampleCount);

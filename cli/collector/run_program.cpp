@@ -145,11 +145,15 @@ private:
     }
 
     /// The kernel's figure for a program begins with the peak of the process that started it, this
-    /// one. Where it tells no more than that, what was sampled is closer to the truth.
-    [[nodiscard]] std::uint64_t peakBytes() const {
+    /// one. Where it tells no more than that, what was sampled is closer to the truth, but for the
+    /// samples at the beginning and at the end: then nothing is known.
+    [[nodiscard]] std::optional<std::uint64_t> peakBytes() const {
         const std::uint64_t sampled = m_sampler.peakBytes();
-        return m_largestBytes > m_ownPeakBytes || sampled == 0 ? std::max(m_largestBytes, sampled)
-                                                               : sampled;
+        if (m_largestBytes > m_ownPeakBytes) {
+            return std::max(m_largestBytes, sampled);
+        }
+        constexpr unsigned atBothEnds = 2;
+        return m_sampler.count() > atBothEnds ? std::optional(sampled) : std::nullopt;
     }
 
     const RunRequest& m_request;

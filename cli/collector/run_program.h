@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,7 +36,7 @@ struct RunOutcome {
     /// Of the program and of those of its descendants that ended before it or were waited for.
     std::chrono::microseconds userTime{};
     std::chrono::microseconds systemTime{};
-    std::uint64_t peakMemoryBytes = 0;
+    std::optional<std::uint64_t> peakMemoryBytes;  ///< none of a program that ended too soon
     std::uint64_t readBytes = 0;
     std::uint64_t writtenBytes = 0;
     std::uint64_t sampleCount = 0;

@@ -1,6 +1,7 @@
 #include "compare/comparison.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <set>
 
@@ -50,10 +51,18 @@ public:
         addState();
         addProperties();
         addFiles();
+        std::ranges::stable_sort(m_rows, {}, rankOf);
         return std::move(m_rows);
     }
 
 private:
+    /// What is judged comes first, and what differs in any two runs comes last.
+    static std::ptrdiff_t rankOf(const ComparedRow& row) {
+        constexpr std::array<std::string_view, 6> order{"property", "file",   "measurement",
+                                                        "remark",   "record", "time"};
+        return std::ranges::find(order, row.what) - order.begin();
+    }
+
     void add(ComparedRow row) {
         const bool isMeasurement = std::string_view(row.what) == "measurement";
         const std::optional<double> percent = m_tolerance.of(row.name, isMeasurement);

@@ -30,7 +30,7 @@ struct ComparedRow {
 };
 
 /// Compares all results with the first, at least two of them. The rows that differ; with `wantsAll`
-/// also the properties that are the same. Raises `Failure` for what
+/// also the properties that are the same. What is judged comes first. Raises `Failure` for what
 /// cannot be read, and for a tolerance of a key that no result has.
 std::vector<ComparedRow> compareResults(const std::vector<ComparedResult>& results,
                                         const Tolerance& tolerance, bool wantsAll);

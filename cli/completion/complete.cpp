@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <filesystem>
 
 #include "completion/candidates.h"
+#include "completion/paths.h"
 #include "completion/shell_line.h"
 
 namespace cli {
@@ -32,6 +34,7 @@ struct Question {
     std::string word;                  ///< the one at the cursor
     std::string kept{};                ///< of it, what stays
     std::vector<std::string> tails{};  ///< of the line, from each word on
+    bool isOfBash = false;             ///< which hands over the line as it was typed
 };
 
 Question questionIn(const std::vector<std::string>& arguments) {
@@ -39,6 +42,7 @@ Question questionIn(const std::vector<std::string>& arguments) {
     if (arguments.size() == 3 && arguments.front() == "line") {
         const std::string& line = arguments[1];
         const ShellLine read(line);
+        question.isOfBash = true;
         for (auto word = read.words.begin() + 1; word < read.words.end(); ++word) {
             question.words.push_back(word->text);
             question.tails.push_back(line.substr(word->begin));
@@ -57,12 +61,26 @@ Question questionIn(const std::vector<std::string>& arguments) {
     return question;
 }
 
+/// Bash quotes what names a file where the shell is, and leaves all else as it is: a tag could be a
+/// command.
+bool isQuotedByBash(const std::string& text, const Cursor& cursor) {
+    std::error_code ignored;
+    return isPlainText(text) ||
+           (cursor.directory.empty() &&
+            std::filesystem::exists(std::filesystem::symlink_status(withoutTilde(text), ignored)));
+}
+
 std::string answer(const Question& question, const std::vector<CommandEntry>& commands) {
     const Cursor cursor = cursorBehind(question.words, question.word, commands);
     if (cursor.program) {
         return "program " + question.tails.at(*cursor.program) + "\n";
     }
-    const std::vector<Proposal> proposals = candidatesAt(cursor);
+    std::vector<Proposal> proposals = candidatesAt(cursor);
+    if (question.isOfBash) {
+        std::erase_if(proposals, [&](const Proposal& proposal) {
+            return !isQuotedByBash(proposal.text, cursor);
+        });
+    }
     const bool arePlain = std::ranges::all_of(proposals, isPlainText, &Proposal::text);
     std::string text = arePlain ? "plain\n" : "quote\n";
     for (const Proposal& proposal : proposals) {

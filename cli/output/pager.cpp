@@ -25,9 +25,11 @@ constexpr int usualRows = 24;
 
 /// The first is for less, or no pager where it is not installed. The shell outlives Ctrl-C, as a
 /// pager does; what one that cannot be started, or is no command, has not read, it prints.
-constexpr const char* usualPager = "if command -v less >/dev/null; then less; else cat; fi";
-constexpr const char* script =
-    "trap : INT QUIT; sh -nc \"$1\" || set -- cat; eval \"$1\"; case $? in 126 | 127) cat ;; esac";
+constexpr const char* usualPager =
+    "if command -v less >/dev/null; then less; else command -p cat; fi";
+constexpr const char* script = "trap : INT QUIT; /bin/sh -nc \"$1\" || set -- 'command -p cat'; "
+                               "(trap : INT QUIT; eval \"$1\")\n"
+                               "case $? in 126 | 127) command -p cat ;; esac";
 
 int terminalRows() {
     winsize size{};

@@ -116,6 +116,13 @@ TEST_F(CompletionTest, LinesAsTheyAreTyped) {
           Line{"vesta2", "vesta2", ""}}) {
         EXPECT_THAT(asked({"line", line, replaced}), testing::StartsWith(candidates)) << line;
     }
+    // Bash would not quote what is no file where it is.
+    output({"tag", "r001", "+e`x`"});
+    fs::create_directory(directory / "runs/d$x");
+    EXPECT_EQ(asked("words tag r001 -e"), "quote -e`x`");
+    EXPECT_EQ(asked({"line", "vesta2 tag r001 -e", "-e"}), "");
+    EXPECT_EQ(asked({"line", "vesta2 -C runs show d", "d"}), "");
+    EXPECT_EQ(asked({"line", "vesta2 show runs/d", "runs/d"}), "quote runs/d$x/");
 }
 
 TEST_F(CompletionTest, ManyAreNotLookedInto) {

@@ -38,7 +38,7 @@ TEST_F(CliSelectTest, FactsAndPropertiesAreCompared) {
              {"text='it''s (a) b'", "ok"},
              {"text=~\"it's*\" and text!~x", "ok"},
              {"name=~'[a-d]*' and not (name=bad)", "cut"},
-             {"memory>1K and memory<1T and cpu<1h", "bad cut ok"},
+             {"memory>1K and memory<1T and cpu<1h and name=ok", "ok"},
              {"size>1T or rank=0 or link=stale", ""},
              {"age<1h and when>2020-01-01", "bad cut empty ok"},
              {"when=" + minute + " and name=bad", "bad"},
