@@ -76,7 +76,13 @@ TEST_F(LinksTest, FollowAMarkerThatIsRenamedAndANodeThatIsMoved) {
             result alone other; hold n alone
             rename n       -> no empty
             rm alone
-            relink n other/other.zentor -> no ok)");
+            relink n other/other.zentor -> no ok
+            result gone; add p gone; rm gone; result gone; mv gone/gone.zentor gone/new.zentor
+            note gone/new.zentor
+            node p/gone.zentorlink -> gone by p/gone.zentorlink stale missing unknown
+            unchanged
+            remove p
+            tree gone      -> new.zentor)");
     EXPECT_EQ(m_held["n"]->getUserVisibleName(), nullptr);
 }
 

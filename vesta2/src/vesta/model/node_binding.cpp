@@ -138,6 +138,20 @@ bool followBackLink(NodeState& node) {
     return leads != Leads::unknown;
 }
 
+/// Whether the node of a marker file that has another name than the link says could be the one that
+/// the link stands for. What has come into the directory of a node that was deleted is another: the
+/// group would have it as a member, and delete it with its own.
+bool mayBeLinkedBy(const std::string& marker, const std::string& link) {
+    basekit2::variant_bag_t properties;
+    if (readMarkerFile(marker, properties).state != marker_state_t::read) {
+        return true;
+    }
+    const basekit2::variant_bag_t* vesta = properties.get_bag(section::vesta);
+    const basekit2::variant_t* backLink = vesta ? vesta->find(property::backlink) : nullptr;
+    const std::string* named = backLink ? backLink->as_string() : nullptr;
+    return named && !named->empty() && leadToSame(*named, link) != false;
+}
+
 void dropLink(const NodeState& node, const std::string& path) {
     if (!path.empty() && leadToSame(path, node.linkFilePath) == false) {
         deleteLinkFile(path, markersOf(node));
@@ -387,7 +401,7 @@ void NodeState::followRenamedMarker() {
         const Lock lock(mutex());
         const FileSet wanted(fs::path(markerFilePath).extension().native());
         const std::string found = findMarkerFileInDir(directory, wanted);
-        if (!found.empty()) {
+        if (!found.empty() && (linkFilePath.empty() || mayBeLinkedBy(found, linkFilePath))) {
             bind(found, pathOfParent());
         }
     } catch (const boost::system::system_error& e) {
