@@ -101,10 +101,6 @@ NodeHandle moveTo(const NodeHandle& node, const NewPlace& place, bool keepName, 
                   const Session& session) {
     const std::string old = node->getPath();
     const std::string formerLink = node->getLinkFilePath();
-    // Of two concurrent moves the second finds nothing to move.
-    const FlagClaim claim = claimForChange(old);
-    requireUnclaimed(old);
-    requirePresent(*node);
     Progress progress(session, signals, old);
     const bool isDone = node->move(place.path().c_str(), !keepName, &progress);
     const vesta2::error_t status = vesta2::getStatus();
@@ -147,7 +143,8 @@ int runMove(const Arguments& arguments, Session& session) {
                        },
                        [&](const NodeHandle& node, const NewPlace& place, Signals& signals) {
                            return moveTo(node, place, arguments.keepName, signals, session);
-                       }};
+                       },
+                       true};
     return copyNodes(arguments.request, mover, session);
 }
 

@@ -46,6 +46,14 @@ void requireFreeName(vesta2::INode& node, const std::string& name) {
     }
 }
 
+/// Of the node, which is not kept open: what is read before the claim may be out of date.
+std::string freeDirectory(const std::string& argument) {
+    const auto node = namedPresentNode(argument);
+    requireReadable(node);
+    requireUnclaimed(*node);
+    return node->getPath();
+}
+
 int run(const Arguments& arguments, Session& session) {
     // The library takes them for names, as patterns do.
     if (arguments.name == "." || arguments.name == "..") {
@@ -55,13 +63,14 @@ int run(const Arguments& arguments, Session& session) {
         throw Failure(exitUsage, arguments.name, "is a pattern, which no command would find by it",
                       "give a plain name without '@', '*', '?' and '['");
     }
-    const auto node = namedPresentNode(arguments.node);
-    requireReadable(node);
-    requireUnclaimed(*node);
+    const std::string directory = freeDirectory(arguments.node);
     // Two concurrent renames would each write a marker file.
-    const FlagClaim claim = claimForChange(node->getPath());
-    requireUnclaimed(*node);
-    requirePresent(*node);
+    const FlagClaim claim = claimForChange(directory);
+    requireUnclaimed(directory);
+    requireNotLeaving(directory);
+    const auto node = namedPresentNode(arguments.node);
+    requireSamePlace(*node, directory);
+    requireReadable(node);
     requireFreeName(*node, arguments.name);
     const std::string former = node->getLinkFilePath();
     const std::string oldMarker = node->getMarkerFilePath();

@@ -52,9 +52,7 @@ NodeHandle openClaimed(const Place& place) {
     for (int attempt = 1;; ++attempt) {
         const bool mayBeWrong = askServerFor(place.marker);
         NodeHandle node = openPresent(place.entry);
-        if (node->getPath() != place.directory) {
-            throw Failure(exitFailure, place.directory, "was moved meanwhile", "try again");
-        }
+        requireSamePlace(*node, place.directory);
         const bool isRead = vesta2::Node::markerState(node) == vesta2::marker_state_t::read;
         if (isRead || !mayBeWrong || attempt == mostTries) {
             return node;
@@ -66,6 +64,7 @@ NodeHandle openClaimed(const Place& place) {
 void treat(const Place& place, const Treatment& treatment, ItemReport& report) {
     const FlagClaim claim = claimForChange(place.directory);
     treatment.requireFree(place.directory);
+    requireNotLeaving(place.directory);
     NodeHandle node = openClaimed(place);
     const Description description = describe(node);
     requireReadable(description);

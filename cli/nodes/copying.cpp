@@ -1,11 +1,13 @@
 #include "nodes/copying.h"
 
 #include <filesystem>
+#include <memory>
 #include <set>
 
 #include "base/failure.h"
 #include "base/presence.h"
 #include "nodes/description.h"
+#include "nodes/flags.h"
 #include "nodes/node_argument.h"
 #include "nodes/node_json.h"
 #include "output/item_report.h"
@@ -15,10 +17,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The node is not kept open: what is read before the claim may be out of date.
 struct Copy {
-    basekit2::sptr_t<vesta2::INode> node;
+    std::string entry;  ///< its marker or link file
+    std::string directory;
     NewPlace place;
 };
+
+basekit2::sptr_t<vesta2::INode> make(const Copy& copy, const Copier& copier, Signals& signals) {
+    std::unique_ptr<FlagClaim> claim;
+    if (copier.takesAway) {
+        claim.reset(new FlagClaim(claimForChange(copy.directory)));
+        requireUnclaimed(copy.directory);
+    }
+    requireNotLeaving(copy.directory);
+    const auto node = openPresent(copy.entry);
+    requireSamePlace(*node, copy.directory);
+    return copier.make(node, copy.place, signals);
+}
 
 /// Whether the nodes go into the destination. A glob is meant so even when it stands for one node.
 bool goInto(const CopyRequest& request, const std::vector<Member>& members) {
@@ -46,7 +62,8 @@ int copyNodes(const CopyRequest& request, const Copier& copier, Session& session
         const auto node = openPresent(member.marker);
         const fs::path target = areSeveral ? fs::path(request.destination) / describe(node).name
                                            : fs::path(request.destination);
-        copies.push_back({node, NewPlace(target.native(), *node, copier.exclusions)});
+        copies.push_back(
+            {member.marker, node->getPath(), NewPlace(target.native(), *node, copier.exclusions)});
         const NewPlace& place = copies.back().place;
         copier.require(node, place);
         if (!places.insert(place.path()).second) {
@@ -55,8 +72,8 @@ int copyNodes(const CopyRequest& request, const Copier& copier, Session& session
         }
     }
     ItemReport report(session, "nodes");
-    for (const auto& [node, place] : copies) {
-        const auto made = copier.make(node, place, signals);
+    for (const Copy& copy : copies) {
+        const auto made = make(copy, copier, signals);
         if (!areSeveral) {
             return reportNode(session, made, made->getPath());
         }

@@ -29,6 +29,7 @@ struct Copier {
     std::function<basekit2::sptr_t<vesta2::INode>(const basekit2::sptr_t<vesta2::INode>& node,
                                                   const NewPlace& place, Signals& signals)>
         make;
+    bool takesAway = false;  ///< the node is claimed for that
 };
 
 /// Copies what is asked for, and prints the new places. All are checked before the first is made.

@@ -7,6 +7,7 @@
 
 #include "base/presence.h"
 #include "base/text.h"
+#include "basekit2/bag_io.h"
 #include "vesta2/property_names.h"
 
 namespace cli {
@@ -116,6 +117,22 @@ void sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); 
 
 FlagClaim claimForChange(const std::string& directory) {
     return {directory, flags::changing, patience, sleep};
+}
+
+void requireNotLeaving(const std::string& directory) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+        const std::string name = entry.path().filename().native();
+        if (basekit2::is_bag_temporary(name) && name.ends_with(basekit2::removal_suffix) &&
+            !basekit2::is_left_bag_temporary(name)) {
+            throw Failure(exitLocked, entry.path().native(),
+                          "its directory is being moved away or deleted",
+                          "see what is there when that has ended, and try again");
+        }
+    }
+    if (error) {
+        throw Failure::fromErrno(error.value(), directory);
+    }
 }
 
 std::unique_ptr<FlagClaim> claimForRemoval(const std::string& directory) {

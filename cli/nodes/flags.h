@@ -67,6 +67,10 @@ private:
 /// then raises `Failure`.
 FlagClaim claimForChange(const std::string& directory);
 
+/// Raises `Failure` when a process is moving the node in `directory` away, or deletes it: a claim
+/// can come in between, and what is there is a part.
+void requireNotLeaving(const std::string& directory);
+
 /// Claims the node in `directory`, which is to be deleted; empty where that cannot be, as on a full
 /// disk. Raises `Failure` when others have claimed it.
 std::unique_ptr<FlagClaim> claimForRemoval(const std::string& directory);

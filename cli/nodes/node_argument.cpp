@@ -58,6 +58,12 @@ void requirePresent(vesta2::INode& node) {
                   "point it at the new place with 'vesta2 relink'");
 }
 
+void requireSamePlace(vesta2::INode& node, const std::string& directory) {
+    if (node.getPath() != directory) {
+        throw Failure(exitFailure, directory, "was moved meanwhile", "try again");
+    }
+}
+
 basekit2::sptr_t<vesta2::INode> openPresent(const std::string& marker) {
     auto node = open(marker);
     requirePresent(*node);

@@ -22,6 +22,9 @@ basekit2::sptr_t<vesta2::INode> namedNode(const std::string& argument);
 /// Raises `Failure` when all that is left of the node is the link file that led to it.
 void requirePresent(vesta2::INode& node);
 
+/// Raises `Failure` when the node is elsewhere than it was found before it was claimed.
+void requireSamePlace(vesta2::INode& node, const std::string& directory);
+
 /// As `requirePresent`, of the marker or link file of a node that was found.
 basekit2::sptr_t<vesta2::INode> openPresent(const std::string& marker);
 

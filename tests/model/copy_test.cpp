@@ -272,6 +272,16 @@ TEST_F(CopyTest, AMoveDeletesWhatItCopiedAndNothingElse) {
     EXPECT_FALSE(fs::exists(at("m")));
 }
 
+TEST_F(CopyTest, APartOfWhatIsBeingDeletedIsNoCopy) {
+    makeResult("r");
+    const std::string note = basekit2::make_bag_temporary().append(basekit2::removal_suffix);
+    Progress progress;
+    progress.atItem = [&] { writeFile("r/" + note, ""); };
+    EXPECT_FALSE(openResult("r")->copy("c", true, &progress));
+    EXPECT_EQ(getStatus(), eNotFound);
+    EXPECT_FALSE(fs::exists("c"));
+}
+
 TEST_F(CopyTest, CancelledCopyLeavesNothing) {
     play("result r000; hold r r000; flag r mine");
     for (int i = 0; i < 210; ++i) {

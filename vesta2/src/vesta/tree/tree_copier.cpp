@@ -14,6 +14,7 @@
 #include "batch_copier.h"
 #include "directory_chain.h"
 #include "level_listing.h"
+#include "removal_note.h"
 #include "tree_walk.h"
 #include "vesta2/names.h"
 #include "vesta2/tree_copy.h"
@@ -299,6 +300,24 @@ void requireFreeMarkerName(const TreeCopyRequest& request) {
     }
 }
 
+namespace {
+
+/// What was copied of a directory that is deleted meanwhile is a part, and looks whole.
+void requireNotBeingRemoved(const fs::path& path, descriptor_t directory) {
+    struct stat info {};
+    bool isLeaving = ::fstat(directory.get(), &info) != 0 || info.st_nlink == 0;
+    basekit2::directory_listing_t listing(path, std::move(directory));
+    while (!isLeaving && listing.next()) {
+        const std::string_view name = listing.name();
+        isLeaving = RemovalNote::isOne(name) && !basekit2::is_left_bag_temporary(name);
+    }
+    if (isLeaving) {
+        basekit2::throw_file_error("somebody deletes the directory", path, ENOENT);
+    }
+}
+
+}  // namespace
+
 bool copyTree(const TreeCopyRequest& request, descriptor_t destination) {
     // What the caller names may be a symbolic link; what is found below it is none.
     descriptor_t source(
@@ -309,7 +328,13 @@ bool copyTree(const TreeCopyRequest& request, descriptor_t destination) {
     if (isAnother(source.get(), request.home)) {
         basekit2::throw_file_error("another directory is in the place of", request.source, ENOENT);
     }
-    return TreeCopier(request, std::move(source), std::move(destination)).run();
+    descriptor_t same(::openat(source.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!same) {
+        basekit2::throw_file_error("cannot list the directory", request.source);
+    }
+    const bool isDone = TreeCopier(request, std::move(source), std::move(destination)).run();
+    requireNotBeingRemoved(request.source, std::move(same));
+    return isDone;
 }
 
 }  // namespace vesta2

@@ -32,8 +32,8 @@ struct TreeCopyRequest {
 void requireFreeMarkerName(const TreeCopyRequest& request);
 
 /// `copyDirectoryWithExlusionPattern` into a directory that is open. Throws
-/// `boost::filesystem::filesystem_error` when the source cannot be opened, or is another directory
-/// (ENOENT).
+/// `boost::filesystem::filesystem_error` when the source cannot be opened, is another directory, or
+/// is being deleted when all has been copied (ENOENT).
 bool copyTree(const TreeCopyRequest& request, basekit2::descriptor_t destination);
 
 }  // namespace vesta2
