@@ -65,7 +65,7 @@ int run(const Arguments& arguments, Session& session) {
     }
     const std::string directory = freeDirectory(arguments.node);
     // Two concurrent renames would each write a marker file.
-    const FlagClaim claim = claimForChange(directory);
+    const auto claim = claimForChange(directory);
     requireUnclaimed(directory);
     requireNotLeaving(directory);
     const auto node = namedPresentNode(arguments.node);

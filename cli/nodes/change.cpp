@@ -62,7 +62,7 @@ NodeHandle openClaimed(const Place& place) {
 }
 
 void treat(const Place& place, const Treatment& treatment, ItemReport& report) {
-    const FlagClaim claim = claimForChange(place.directory);
+    const auto claim = claimForChange(place.directory);
     treatment.requireFree(place.directory);
     requireNotLeaving(place.directory);
     NodeHandle node = openClaimed(place);

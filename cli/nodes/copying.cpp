@@ -27,7 +27,7 @@ struct Copy {
 basekit2::sptr_t<vesta2::INode> make(const Copy& copy, const Copier& copier, Signals& signals) {
     std::unique_ptr<FlagClaim> claim;
     if (copier.takesAway) {
-        claim.reset(new FlagClaim(claimForChange(copy.directory)));
+        claim = claimForChange(copy.directory);
         requireUnclaimed(copy.directory);
     }
     requireNotLeaving(copy.directory);

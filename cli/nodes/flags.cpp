@@ -115,8 +115,8 @@ void sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); 
 
 }  // namespace
 
-FlagClaim claimForChange(const std::string& directory) {
-    return {directory, flags::changing, patience, sleep};
+std::unique_ptr<FlagClaim> claimForChange(const std::string& directory) {
+    return std::make_unique<FlagClaim>(directory, flags::changing, patience, sleep);
 }
 
 void requireNotLeaving(const std::string& directory) {
@@ -138,7 +138,7 @@ void requireNotLeaving(const std::string& directory) {
 std::unique_ptr<FlagClaim> claimForRemoval(const std::string& directory) {
     std::unique_ptr<FlagClaim> claim;
     try {
-        claim = std::make_unique<FlagClaim>(directory, flags::changing, patience, sleep);
+        claim = claimForChange(directory);
     } catch (const Failure& failure) {
         if (failure.code() == exitLocked) {
             throw;

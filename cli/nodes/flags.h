@@ -65,7 +65,7 @@ private:
 
 /// Claims the node in `directory` for a change to it. Waits as long as another change may take, and
 /// then raises `Failure`.
-FlagClaim claimForChange(const std::string& directory);
+std::unique_ptr<FlagClaim> claimForChange(const std::string& directory);
 
 /// Raises `Failure` when a process is moving the node in `directory` away, or deletes it: a claim
 /// can come in between, and what is there is a part.
