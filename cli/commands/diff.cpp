@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -118,11 +119,17 @@ std::string percentText(const ComparedRow& row, std::size_t at, bool forPeople) 
     return percent ? fmt::format("{:+.1f}%", *percent) : "";
 }
 
-/// Beside a value how much it differs from the first, where there is no column for that.
-std::string cellText(const ComparedRow& row, std::size_t at, bool forPeople) {
-    std::string text = valueTextFor(row, row.values[at], forPeople);
-    const bool isPair = row.values.size() == 2;
-    if (isPair || !forPeople || at == 0 || row.values[at] == row.values[0]) {
+/// Whether each of so many values can have its percentage beside it: values are cut last.
+bool hasRoomForPercents(std::size_t results, const Output& out) {
+    constexpr std::size_t names = 38;
+    constexpr std::size_t valueWithPercent = 18;
+    const auto width = static_cast<std::size_t>(terminalWidth(STDOUT_FILENO));
+    return results > 2 && (!out.isTerminal() || names + results * valueWithPercent <= width);
+}
+
+/// Beside a value how much it differs from the first.
+std::string withPercent(std::string text, const ComparedRow& row, std::size_t at, bool forPeople) {
+    if (!forPeople || at == 0 || row.values[at] == row.values[0]) {
         return text;
     }
     const std::string percent = percentText(row, at, forPeople);
@@ -132,7 +139,7 @@ std::string cellText(const ComparedRow& row, std::size_t at, bool forPeople) {
 void print(Session& session, const std::vector<ComparedRow>& rows,
            const std::vector<ComparedResult>& results, Format format) {
     const bool isPair = results.size() == 2;
-    std::vector<Column> columns{{"WHAT", Column::Align::left, Column::Cut::never},
+    std::vector<Column> columns{{"WHAT", Column::Align::left, Column::Cut::never, isPair ? 0 : 1},
                                 {"NAME", Column::Align::left, Column::Cut::name}};
     for (const ComparedResult& each : results) {
         Column column{escapeText(each.description.name), Column::Align::right};
@@ -153,11 +160,15 @@ void print(Session& session, const std::vector<ComparedRow>& rows,
         names.resize(names.size() + (isPair ? 2 : 0));
         table.add(std::move(names));
     }
+    const bool hasPercents = hasRoomForPercents(results.size(), session.out);
     for (const ComparedRow& row : rows) {
         const char* const style = row.isDifferent ? "31" : "";
         std::vector<Cell> cells{{row.what, style}, {row.name}};
         for (std::size_t i = 0; i < row.values.size(); ++i) {
-            cells.push_back({cellText(row, i, forPeople), i > 0 ? style : ""});
+            std::string text = valueTextFor(row, row.values[i], forPeople);
+            cells.push_back(
+                {hasPercents ? withPercent(std::move(text), row, i, forPeople) : std::move(text),
+                 i > 0 ? style : ""});
         }
         if (isPair) {
             cells.push_back({changeText(row, forPeople), style});

@@ -15,7 +15,7 @@ constexpr int gap = 2;
 /// Names are cut last, but where they are long and all else says nothing any more.
 constexpr int narrowText = 20;
 constexpr int narrowName = 24;
-constexpr int narrowestText = 8;
+constexpr int narrowestText = 6;
 constexpr int narrowestName = 12;
 /// So many rows tell the widths.
 constexpr std::size_t mostKept = 500;
