@@ -1,13 +1,4 @@
-// The marker file of a node, its group, and its link file in a group elsewhere. The life of a link:
-//
-//     none ----- the node joins a group elsewhere ----------------------------> linked
-//     none ----- its marker names a link file that leads here ----------------> linked
-//     linked --- the marker or its checksum is not what the link says --------> stale
-//     stale ---- the link file is rewritten ----------------------------------> linked
-//     linked, stale --- the node leaves the group ----------------------------> none (deleted)
-//     linked, stale --- the link's directory is certainly no group any more --> none
-//
-// A link file is written, replaced or deleted only when it leads to this node or certainly to none.
+// The marker file of a node, and the group that it belongs to.
 
 #include <string_view>
 
@@ -15,8 +6,8 @@
 #include "../foundation/file_checks.h"
 #include "../foundation/log.h"
 #include "../foundation/path_parts.h"
-#include "link_file.h"
 #include "marker_io.h"
+#include "node_link.h"
 #include "node_registry.h"
 #include "node_state.h"
 #include "vesta2/discovery.h"
@@ -48,22 +39,9 @@ public:
     [[nodiscard]] bool isTooDeep() const { return t_groupDepth > mostParents; }
 };
 
-NamedMarkers markersOf(const NodeState& node) {
-    return {node.markerFilePath, node.formerMarkerFilePath};
-}
-
 bool isNotThere(const boost::system::system_error& e) {
     return basekit2::means_absent(e.code().value());
 }
-
-/// The link file that the marker names; empty when it names none.
-std::string backLinkOf(const NodeState& node) {
-    const basekit2::variant_t* link = node.findProperty(property::backlink);
-    const std::string* path = link ? link->as_string() : nullptr;
-    return path && !path->empty() ? normalPath(*path).native() : std::string();
-}
-
-// --- the marker file
 
 void takeName(NodeState& node) {
     const std::string& marker = node.markerFilePath;
@@ -99,149 +77,6 @@ void readProperties(NodeState& node) {
         }
     }
 }
-
-// --- the link file
-
-/// Makes `path` the node's link file and returns the one that it was.
-std::string exchangeLinkPath(NodeState& node, std::string path) {
-    if (!path.empty()) {
-        node.enroll(path);
-    }
-    std::string former = std::exchange(node.linkFilePath, std::move(path));
-    if (former != node.linkFilePath) {
-        node.unregister(former);
-    }
-    return former;
-}
-
-/// Takes over a link file after the marker file was read, which has the better checksum.
-void adoptLink(NodeState& node, const std::string& path) {
-    std::string target;
-    Checksum checksum(node.checksum.digits());
-    node.setLinkPath(path, target);
-    node.checksum = std::move(checksum);
-    node.isLinkStale = node.isLinkStale || target != node.markerFilePath;
-}
-
-/// Takes over the link file that the marker names, unless that leads to another node: then this one
-/// is a copy of it. False when that cannot be known now.
-bool followBackLink(NodeState& node) {
-    const std::string path = backLinkOf(node);
-    if (!node.linkFilePath.empty() || path.empty() || !isNodeLink(path)) {
-        return true;
-    }
-    const LinkFile link = readLinkFile(path);
-    const Leads leads = whereLeads(link, markersOf(node));
-    if (link.state != marker_state_t::absent && (leads == Leads::here || leads == Leads::nowhere)) {
-        adoptLink(node, path);
-    }
-    return leads != Leads::unknown;
-}
-
-/// Whether the node of a marker file that has another name than the link says could be the one that
-/// the link stands for. What has come into the directory of a node that was deleted is another: the
-/// group would have it as a member, and delete it with its own.
-bool mayBeLinkedBy(const std::string& marker, const std::string& link) {
-    basekit2::variant_bag_t properties;
-    if (readMarkerFile(marker, properties).state != marker_state_t::read) {
-        return true;
-    }
-    const basekit2::variant_bag_t* vesta = properties.get_bag(section::vesta);
-    const basekit2::variant_t* backLink = vesta ? vesta->find(property::backlink) : nullptr;
-    const std::string* named = backLink ? backLink->as_string() : nullptr;
-    return named && !named->empty() && leadToSame(*named, link) != false;
-}
-
-void dropLink(const NodeState& node, const std::string& path) {
-    if (!path.empty() && leadToSame(path, node.linkFilePath) == false) {
-        deleteLinkFile(path, markersOf(node));
-    }
-}
-
-/// Saves the path of the link file as the property "backlink".
-void nameLinkInMarker(NodeState& node) {
-    basekit2::variant_bag_t* vesta = node.properties.get_bag(section::vesta);
-    const std::string former = node.self.getRdPropStr(property::backlink, "");
-    if (!vesta || former == node.linkFilePath) {
-        return;
-    }
-    // As long as another link leads here, too, that counts: groups would take turns, and each save
-    // what it has read, whatever others have saved since.
-    const Leads leads = whereLeads(readLinkFile(backLinkOf(node)), markersOf(node));
-    if (leads == Leads::here || (leads == Leads::unknown && !setStatus(eUnknown))) {
-        return;
-    }
-    vesta->put(property::backlink, node.linkFilePath);
-    if (setStatus(node.saveProperties())) {
-        return;
-    }
-    // As on disk, so that the next time tries again.
-    vesta->put(property::backlink, former.empty() ? basekit2::variant_t() : former);
-}
-
-/// Where the node's link file should be; empty for a node that needs none, because it lies in its
-/// parent's directory or has no parent. False when that cannot be told.
-bool findWantedLinkPath(const NodeState& node, std::string& wanted) {
-    wanted.clear();
-    if (!node.parent) {
-        return true;
-    }
-    const fs::path group = node.parent->getPath();
-    const std::optional<bool> liesInGroup = leadToSame(parentOf(node.directory), group);
-    if (liesInGroup == false) {
-        wanted = (group / (std::string(nameIn(node.markerFilePath)) + linkSuffix())).native();
-    }
-    return liesInGroup.has_value();
-}
-
-/// Brings the link file in line with the node's parent and marker file. False, with the status and
-/// the link file that was, when that fails.
-bool updateLinkFile(NodeState& node) {
-    setStatus(eOK);
-    std::string wanted;
-    if (!findWantedLinkPath(node, wanted)) {
-        node.isParentKnown = false;
-        return setStatus(eUnknown);
-    }
-    if (wanted == node.linkFilePath && !node.isLinkStale) {
-        return true;
-    }
-    if (!wanted.empty()) {
-        const LinkFile found = readLinkFile(wanted);
-        const error_t code = rewriteLinkFile({wanted, NodeState::of(node.parent)->home}, found,
-                                             markersOf(node), node.checksum.digits());
-        if (code != eOK) {
-            node.isParentKnown = node.isParentKnown && found.state != marker_state_t::unreadable;
-            if (wanted != node.linkFilePath) {
-                // One that was written all the same, but perhaps not to last.
-                dropLink(node, wanted);
-            }
-            return setStatus(code);
-        }
-    }
-    // Only now that the new link stands: at no moment is the node without one.
-    const std::string former = exchangeLinkPath(node, wanted);
-    if (former != wanted) {
-        dropLink(node, former);
-    }
-    node.isLinkStale = false;
-    node.formerMarkerFilePath.clear();
-    if (!wanted.empty()) {
-        nameLinkInMarker(node);
-    }
-    return true;
-}
-
-/// The directory that holds the node's link file is no group any more. A node that names the link
-/// itself may come back with its group, so the file stays.
-void leaveGroupThatIsNone(NodeState& node) {
-    if (const std::string link = exchangeLinkPath(node, {}); backLinkOf(node) != link) {
-        dropLink(node, link);
-    }
-    node.isLinkStale = false;
-}
-
-// --- the parent
 
 /// Whether the chain of parents stays short and free of circles, as the disk need not be.
 bool mayBeIn(const NodeState& node, const sptr_t<INode>& group) {
@@ -368,24 +203,6 @@ bool NodeState::bind(std::string marker, const char* groupPath) {
         ownGroup->setPath(path);
     }
     return getStatus() == eOK;
-}
-
-bool NodeState::setLinkPath(std::string linkPath, std::string& target) {
-    setStatus(eOK);
-    if (linkPath.empty() || linkPath == linkFilePath) {
-        return !linkPath.empty();
-    }
-    const Lock lock(mutex());
-    exchangeLinkPath(*this, std::move(linkPath));
-    const LinkFile link = readLinkFile(linkFilePath);
-    if (link.state != marker_state_t::read) {
-        setStatus(eUnknown);
-        return true;
-    }
-    target = link.target;
-    isLinkStale = isLinkStale || target != markerFilePath || link.checksum != checksum.digits();
-    checksum = Checksum(link.checksum);
-    return true;
 }
 
 void NodeState::adoptLinkAndGroup(const std::string& linkPath) {

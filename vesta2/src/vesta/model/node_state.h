@@ -1,8 +1,8 @@
 #pragma once
 /// What a node object holds, and what the sources of `Node` ask of each other: node.cpp
-/// (properties, flags, saving), node_binding.cpp (marker file, parent, link), node_registry.cpp
-/// (which objects there are), node_removal.cpp and node_relocation.cpp (copies, moves, renames).
-/// Known to them alone, and `homeOf` to others.
+/// (properties, flags, saving), node_binding.cpp (marker file, parent), node_link.cpp (link
+/// file), node_registry.cpp (which objects there are), node_removal.cpp and node_relocation.cpp
+/// (copies, moves, renames). Known to them alone, and `homeOf` to others.
 ///
 ///     (none) ---- lookup of a marker or link file -------------------> bound, or linked
 ///     bound ----- setParent: a group that it does not lie in --------> linked
@@ -90,13 +90,17 @@ struct NodeState {
 
     /// See `Node::setMarkerFilePath`.
     bool bind(std::string marker, const char* groupPath);
-    /// Makes `path` the link file, and tells the marker file that it leads to. False for an empty
-    /// path.
-    bool setLinkPath(std::string path, std::string& target);
     /// Takes over a link file, and the group that it lies in, after the marker file has been read.
     void adoptLinkAndGroup(const std::string& path);
     /// When the marker file is gone, binds the node to another one of its kind in the directory.
     void followRenamedMarker();
+
+    // --- node_link.cpp
+
+    /// Makes `path` the link file, and tells the marker file that it leads to. False for an empty
+    /// path.
+    bool setLinkPath(std::string path, std::string& target);
+
     // --- node_registry.cpp
 
     /// As `Node::lookup`, but throws when it cannot be known whether there is such a file.
