@@ -305,7 +305,10 @@ namespace {
 /// What was copied of a directory that is deleted meanwhile is a part, and looks whole.
 void requireNotBeingRemoved(const fs::path& path, descriptor_t directory) {
     struct stat info {};
-    bool isLeaving = ::fstat(directory.get(), &info) != 0 || info.st_nlink == 0;
+    if (::fstat(directory.get(), &info) != 0) {
+        basekit2::throw_file_error("cannot look at the directory", path);
+    }
+    bool isLeaving = info.st_nlink == 0;
     basekit2::directory_listing_t listing(path, std::move(directory));
     while (!isLeaving && listing.next()) {
         const std::string_view name = listing.name();
