@@ -127,7 +127,8 @@ void requireNotLeaving(const std::string& directory) {
             !basekit2::is_left_bag_temporary(name)) {
             throw Failure(exitLocked, entry.path().native(),
                           "its directory is being moved away or deleted",
-                          "see what is there when that has ended, and try again");
+                          "try again when that has ended; delete this file if its process has died "
+                          "on another host");
         }
     }
     if (error) {

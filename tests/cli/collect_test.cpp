@@ -192,6 +192,8 @@ read x < done)",
     const auto few = samplesIn(read("r001/data.0/samples.csv"));
     ASSERT_EQ(few.size(), 2U);
     EXPECT_GE(std::stod(few.back()[5]), 100000);
+    EXPECT_FALSE(json("show r001")["node"]["properties"].contains("peakMemoryBytes"))
+        << "unless the program was seen at work, it would be the collector's";
 }
 
 TEST_F(CollectTest, CaptureShowsAndSaves) {

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <deque>
 
+#include "basekit2/bag_io.h"
 #include "cli_test.h"
 
 namespace {
@@ -43,6 +44,21 @@ TEST_F(CliFlagsTest, WhoHoldsAFlagIsToldAndRespected) {
     holder.send(SIGTERM);
     EXPECT_EQ(holder.finish().code, 0);
     EXPECT_EQ(flags().size(), 0U);
+}
+
+TEST_F(CliFlagsTest, WhatIsBeingDeletedIsNotChanged) {
+    for (const std::string& left :
+         {std::string(".bagtmp-elsewhere-1-2"), basekit2::make_bag_temporary()}) {
+        const auto note = directory.path() / "r000" / (left + basekit2::removal_suffix.data());
+        writeFile(note, "");
+        for (const char* change : {"set r000 a=b", "rename r000 q", "copy r000 q"}) {
+            const auto result = run(change);
+            EXPECT_EQ(result.code, 5) << change;
+            EXPECT_THAT(result.err, HasSubstr(note.native()));
+        }
+        fs::remove(note);
+    }
+    output("copy r000 q");
 }
 
 TEST_F(CliFlagsTest, WhatAKilledOwnerLeavesIsStale) {

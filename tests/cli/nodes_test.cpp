@@ -168,8 +168,9 @@ TEST_F(NodesTest, ManyAreComparedWithOneAndWithinATolerance) {
     }
     EXPECT_THAT(run("diff --where name --reference b").out,
                 AllOf(HasSubstr("result\tname\tb\ta\tc\n"),
-                      HasSubstr("property\trate\t2.6\t2.5\t-\n"),
-                      HasSubstr("measurement\telapsedMicroseconds\t1049\t1000\t940\n")));
+                      // What is judged comes first.
+                      HasSubstr("property\trate\t2.6\t2.5\t-\n"
+                                "measurement\telapsedMicroseconds\t1049\t1000\t940\n")));
     const std::string people = start("diff a b c", "NO_COLOR=1", 100).finish().out;
     EXPECT_THAT(people, AllOf(HasSubstr("1.00ms"), HasSubstr("940us -6.0%")));
     const std::string pair = start("diff a b", "NO_COLOR=1", 100).finish().out;
