@@ -33,17 +33,14 @@ TEST_F(GroupsTest, AreOpenedOnProjectsExperimentsAndPlainDirectories) {
 
 TEST_F(GroupsTest, TakeTheKindsThatGoThere) {
     play(R"(project p other; experiment e f; result r000; mkdir plain
-            add p other    -> no ok
-            add e other    -> no ok
-            add e f        -> no ok
-            add plain r000 -> no ok
-            add p plain    -> no ok
-            add p none     -> no ok
-            add p f        -> f by p/f.zentorexplink in p
-            add e r000     -> r000 by e/r000.zentorlink in e
-            add p r000     -> r000 by p/r000.zentorlink in p
-            group p        -> f.zentorexplink r000.zentorlink
-            group e        ->)");
+            add p other plain none -> no ok
+            add e other f          -> no ok
+            add plain r000         -> no ok
+            add p f                -> f by p/f.zentorexplink in p
+            add e r000             -> r000 by e/r000.zentorlink in e
+            add p r000             -> r000 by p/r000.zentorlink in p
+            group p                -> f.zentorexplink r000.zentorlink
+            group e                ->)");
 }
 
 TEST_F(GroupsTest, ListTheirNodesInNameOrder) {
@@ -52,7 +49,7 @@ TEST_F(GroupsTest, ListTheirNodesInNameOrder) {
     EXPECT_TRUE(group->isEmpty());
     play(R"(result p/r001 p/r000 far/r002 p/s000 r009; experiment p/e; project p/q
             write p/r003.txt; mkdir p/r004; add p far/r002
-            group p -> e.zentorexp q.zentorproj r000.zentor r001.zentor r002.zentorlink s000.zentor)");
+            group p -> e/e.zentorexp q/q.zentorproj r000/r000.zentor r001/r001.zentor r002.zentorlink s000/s000.zentor)");
     EXPECT_FALSE(group->isEmpty());
     for (const auto& [mask, most, expected] :
          rows<3>("r@@@ 0 r000r001r002; r@@@ 1 r002; * 2 r002s000; r000 0 r000; x@ 0")) {
@@ -75,13 +72,13 @@ TEST_F(GroupsTest, ListTheirNodesInNameOrder) {
 TEST_F(GroupsTest, PurgeKeepsTheLastInNameOrder) {
     play(R"(project p; result p/r000 p/r001 p/r002 far/r003 p/s000; add p far/r003
             purge p r@@@ 4 -> ok
-            group p        -> r000.zentor r001.zentor r002.zentor r003.zentorlink s000.zentor
+            group p        -> r000/r000.zentor r001/r001.zentor r002/r002.zentor r003.zentorlink s000/s000.zentor
             purge p r@@@ 2 -> ok
             purge p x* 1   -> ok chars
             purge p a@b@ 1 -> ok parameter
             purge p none 1 -> ok not-found
             purge far ../p/r@@@ 0 -> ok path
-            group p        -> r002.zentor r003.zentorlink s000.zentor
+            group p        -> r002/r002.zentor r003.zentorlink s000/s000.zentor
             purge p r@@@ 0 -> ok
             tree .         -> far p p/p.zentorproj p/s000 p/s000/s000.zentor
             purge p * -1   -> ok

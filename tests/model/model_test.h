@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <boost/algorithm/string/join.hpp>
 #include <map>
 
 #include "basekit2/bag_io.h"
@@ -19,20 +20,18 @@ using Results = ResultDirectoryManager;
 using ResultHandle = sptr_t<IResultDirectory>;
 using NodeHandle = sptr_t<INode>;
 
-/// Runs `work` in a thread with a stack of that size.
-inline void onStack(std::size_t size, const std::function<void()>& work) {
-    pthread_attr_t attributes;
-    std::size_t before = 0;
-    pthread_getattr_default_np(&attributes);
-    pthread_attr_getstacksize(&attributes, &before);
+/// Runs `check` in a child process, whose threads have stacks of that size.
+inline void onStack(std::size_t size, const std::function<void()>& check) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)  // which keep much there
     size += std::size_t{8} << 20;
 #endif
-    pthread_attr_setstacksize(&attributes, size);
-    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
-    std::thread(work).join();
-    pthread_attr_setstacksize(&attributes, before);
-    pthread_setattr_default_np(&attributes);
+    checkInChild([&] {
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, size);
+        ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+        std::thread(check).join();
+    });
 }
 
 inline void runThreads(unsigned count, const std::function<void(unsigned)>& work) {
@@ -55,21 +54,21 @@ protected:
 
     /// Plays a script with a step a line: "STEP WORD... -> OUTCOME". A failure's outcome is "no"
     /// and its code. Without an outcome the step must not fail. A node is named by its directory,
-    /// marker or link file, or as it is held; it is told with its link file and its parent.
+    /// marker or link file, or as it is held; it is told with its link file and its parent. The
+    /// same outcome of several names in a row is told once.
     void play(std::string script) {
         std::replace(script.begin(), script.end(), ';', '\n');
         std::istringstream lines(script);
         for (std::string line; std::getline(lines, line);) {
             const std::size_t arrow = line.find("->");
-            std::istringstream text(line.substr(0, arrow));
-            m_words.assign(std::istream_iterator<std::string>(text), {});
+            m_words = words(line.substr(0, arrow));
             if (m_words.empty()) {
                 continue;
             }
             setStatus(eOK);
             const std::string outcome = m_steps.at(m_words[0])();
             if (arrow == std::string::npos) {
-                EXPECT_NE(outcome.substr(0, 3), "no ") << line << outcome;
+                EXPECT_EQ(outcome.find("no "), std::string::npos) << line << outcome;
             } else {
                 EXPECT_EQ(outcome, line.substr(std::min(arrow + 3, line.size()))) << line;
             }
@@ -91,12 +90,9 @@ protected:
         return Results::open(path.c_str(), true, nullptr);
     }
     static NodeHandle lookup(const std::string& path) { return Node::lookup(path, nullptr); }
-    ResultHandle result(const std::string& held) { return IResultDirectory::cast(m_held.at(held)); }
+    ResultHandle result(const std::string& name) { return IResultDirectory::cast(node(name)); }
     /// The object behind a handle.
-    template <class Interface>
-    static Node& object(const sptr_t<Interface>& handle) {
-        return dynamic_cast<Node&>(*handle);
-    }
+    static Node& object(const NodeHandle& handle) { return dynamic_cast<Node&>(*handle); }
 
     static variant_bag_t load(const std::string& path) {
         variant_bag_t bag;
@@ -110,12 +106,8 @@ protected:
         ASSERT_EQ(basekit2::save_variant_bag(bag, marker), basekit2::bag_ok);
     }
     static void writeLink(const std::string& link, const std::string& target) {
-        variant_bag_t bag;
-        bag.put("link", target);
-        bag.put("md5sum", "0");
-        fs::create_directories(fs::path(link).parent_path());
-        ASSERT_EQ(basekit2::save_variant_bag2(bag, link, "bag", basekit2::durability_t::whenever),
-                  basekit2::bag_ok);
+        writeFile(link, "<bag v=\"1\"><str n=\"link\">" + target +
+                            "</str><str n=\"md5sum\">0</str></bag>");
     }
     static std::string text(const char* value) { return value ? value : "(null)"; }
     static std::string relative(const std::string& path) { return fs::relative(path).native(); }
@@ -124,11 +116,37 @@ protected:
     }
     /// The paths of all that is below `directory`, in order.
     static std::string entries(const std::string& directory) {
-        std::string all;
-        for (const std::string& path : support::pathsBelow(directory)) {
-            all += (all.empty() ? "" : " ") + path;
+        return boost::join(support::pathsBelow(directory), " ");
+    }
+    /// The paths as they are seen from `directory`.
+    static std::string listed(const sptr_t<IPathIterator>& paths, const fs::path& directory) {
+        std::vector<std::string> all;
+        while (const char* path = paths->next()) {
+            all.push_back(fs::relative(path, directory).native());
         }
-        return all;
+        return boost::join(all, " ");
+    }
+    static std::string answer(bool isDone, const std::string& text = "ok") {
+        static const char* const codes[] = {
+            "ok",    "",       "permission", "exists", "not-found", "parameter", "path", "groups",
+            "long",  "chars",  "",           "last",   "empty",     "access",    "",     "locked",
+            "error", "serial", "not-owner",  "",       "",          "unknown"};
+        const std::string code = codes[getStatus()];
+        return !isDone ? "no " + code : code == "ok" ? text : text + " " + code;
+    }
+    static std::string answer(const NodeHandle& node) {
+        const vesta2::error_t status = getStatus();
+        std::string all;
+        if (node) {
+            const NodeHandle parent = node->getParent();
+            const bool isMissing = node->isMissing();
+            all = relative(node->getPath());
+            all += node->isLinked() ? " by " + relative(node->getLinkFilePath()) : "";
+            all += parent ? " in " + relative(parent->getPath()) : "";
+            all += std::string(node->isLinkStale() ? " stale" : "") + (isMissing ? " missing" : "");
+        }
+        setStatus(status);
+        return answer(!all.empty(), all);
     }
 
     /// As `support::asOrdinaryUser`, in the test's directory.
@@ -145,49 +163,25 @@ protected:
 private:
     using Step = std::function<std::string()>;
 
-    static std::string answer(bool isDone, const std::string& text = "ok") {
-        static const char* const codes[] = {
-            "ok",    "",       "permission", "exists", "not-found", "parameter", "path", "groups",
-            "long",  "chars",  "",           "last",   "empty",     "access",    "",     "locked",
-            "error", "serial", "not-owner",  "",       "",          "unknown"};
-        const std::string code = codes[getStatus()];
-        return !isDone ? "no " + code : code == "ok" ? text : text + " " + code;
-    }
-    template <class Handle>
-    static std::string answer(const Handle& node) {
-        return answer(static_cast<bool>(node), node ? describe(*node) : "");
-    }
-    static std::string describe(INode& node) {
-        const vesta2::error_t status = getStatus();
-        const NodeHandle parent = node.getParent();
-        const bool isMissing = node.isMissing();
-        std::string all = relative(node.getPath());
-        all += node.isLinked() ? " by " + relative(node.getLinkFilePath()) : "";
-        all += parent ? " in " + relative(parent->getPath()) : "";
-        all += std::string(node.isLinkStale() ? " stale" : "") + (isMissing ? " missing" : "");
-        setStatus(status);
-        return all;
-    }
-
     const char* word(std::size_t i) const { return i < m_words.size() ? m_words[i].c_str() : ""; }
     sptr_t<INodeGroup> group() const { return INodeGroup::open(word(1)); }
-    NodeHandle node(std::size_t i = 1) {
-        const auto held = m_held.find(m_words[i]);
+    NodeHandle node(const std::string& name) {
+        const auto held = m_held.find(name);
         if (held != m_held.end()) {
             return held->second;
         }
-        if (!fs::is_directory(m_words[i])) {
-            return lookup(m_words[i]);
+        if (!fs::is_directory(name)) {
+            return lookup(name);
         }
-        const auto group = INodeGroup::open(word(i));
+        const auto group = INodeGroup::open(name.c_str());
         const NodeHandle owner = group ? group->getNode() : NodeHandle();
-        return owner ? owner : NodeHandle(openResult(m_words[i]));
+        return owner ? owner : NodeHandle(openResult(name));
     }
     /// Of an operation on the node, if there is one.
     template <class Operation>
     Step on(Operation operation) {
         return [=, this] {
-            const NodeHandle found = node();
+            const NodeHandle found = node(m_words[1]);
             setStatus(eOK);
             return found ? answer(operation(*found)) : "no node";
         };
@@ -195,51 +189,42 @@ private:
     static Step quietly(const std::function<void()>& act) {
         return [=] { return act(), std::string("ok"); };
     }
-    /// With each of the words, up to one that fails.
-    Step each(std::function<std::string(const std::string&)> act, std::size_t first = 1) {
+    Step each(std::function<std::string(const char*)> act, std::size_t first = 1) {
         return [=, this] {
-            std::string outcome;
-            for (std::size_t i = first; i < m_words.size() && outcome.substr(0, 3) != "no "; ++i) {
-                outcome = act(m_words[i]);
+            std::vector<std::string> outcomes;
+            for (std::size_t i = first; i < m_words.size(); ++i) {
+                setStatus(eOK);
+                outcomes.push_back(act(word(i)));
             }
-            return outcome;
-        };
-    }
-    static std::string nodesIn(INodeGroup& group) {
-        std::string names;
-        const auto paths = group.getNodePaths();
-        while (const char* path = paths->next()) {
-            names += (names.empty() ? "" : " ") + fs::path(path).filename().native();
-        }
-        return names;
-    }
-    Step made(bool overwrite) {
-        return [=, this] {
-            return answer(Results::create(word(1), overwrite, nullptr, false, nullptr));
+            outcomes.erase(std::unique(outcomes.begin(), outcomes.end()), outcomes.end());
+            return boost::join(outcomes, ", ");
         };
     }
 
     std::vector<std::string> m_words;
     std::map<std::string, std::string> m_noted;  ///< files, and what was in them
     const std::map<std::string, Step> m_steps{
-        {"project", each([](auto& name) { return answer(makeProject(name)); })},
-        {"experiment",
-         each([](auto& name) { return answer(IExperiment::create(name.c_str(), nullptr)); })},
-        {"result", each([](auto& name) { return answer(lookup(makeResult(name))); })},
-        {"create", made(false)},
-        {"overwrite", made(true)},
+        {"project", each([](auto name) { return answer(makeProject(name)); })},
+        {"experiment", each([](auto name) { return answer(IExperiment::create(name, nullptr)); })},
+        {"result", each([](auto name) { return answer(lookup(makeResult(name))); })},
+        {"create", each([](auto name) {
+             return answer(Results::create(name, false, nullptr, false, nullptr));
+         })},
+        {"overwrite", each([](auto name) {
+             return answer(Results::create(name, true, nullptr, false, nullptr));
+         })},
         {"make-result",
          [this] { return answer(Results::create(word(2), false, nullptr, false, word(1))); }},
         {"make-experiment", [this] { return answer(IExperiment::create(word(2), word(1))); }},
         {"make-project", [this] { return answer(IProject::create(word(2), word(1), false)); }},
-        {"get", [this] { return answer(Results::get(word(1), nullptr, false)); }},
-        {"open", [this] { return answer(Results::open(word(1), false, nullptr)); }},
+        {"get", each([](auto name) { return answer(Results::get(name, nullptr, false)); })},
+        {"open", each([](auto name) { return answer(Results::open(name, false, nullptr)); })},
         {"import", [this] { return answer(Results::openForImport(word(1), word(2))); }},
-        {"node", [this] { return answer(node()); }},
-        {"hold", [this] { return answer(m_held[m_words[1]] = node(2)); }},
+        {"node", each([this](auto name) { return answer(node(name)); })},
+        {"hold", [this] { return answer(m_held[m_words[1]] = node(m_words[2])); }},
         {"drop", quietly([this] { m_held.erase(m_words[1]); })},
-        {"add", each([this](auto& name) { return answer(group()->addNode(name.c_str())); }, 2)},
-        {"group", [this] { return nodesIn(*group()); }},
+        {"add", each([this](auto name) { return answer(group()->addNode(name)); }, 2)},
+        {"group", [this] { return listed(group()->getNodePaths(), m_words[1]); }},
         {"purge", [this] { return group()->purge(word(2), std::stoi(m_words[3])), answer(true); }},
         {"rename", on([this](INode& it) { return it.changeUserVisibleName(word(2)); })},
         {"parent", on([this](INode& it) { return it.setParent(at(m_words[2]).c_str()); })},
@@ -249,23 +234,22 @@ private:
         {"copy", on([this](INode& it) { return it.copy(word(2), *word(3) != 0, nullptr); })},
         {"move", on([this](INode& it) { return it.move(word(2), *word(3) != 0, nullptr); })},
         {"duplicate", on([this](INode& it) { return it.duplicate(word(2)); })},
-        {"export",
-         [this] { return answer(IResultDirectory::cast(node())->exportTo(word(2), word(3))); }},
+        {"export", [this] { return answer(result(word(1))->exportTo(word(2), word(3))); }},
         {"flag", on([this](INode& it) { return setStatus(it.addFlag(word(2), false)); })},
         {"unflag", on([this](INode& it) { return setStatus(it.removeFlag(word(2), false)); })},
         {"clear", on([this](INode& it) { return it.clearFlag(word(2), true); })},
         {"own", on([this](INode& it) { return setStatus(it.ownFlag(word(2))); })},
-        {"write", each([](auto& name) { return writeFile(name, name), std::string(); })},
+        {"write", each([](auto name) { return writeFile(name, name), std::string(); })},
         {"link", quietly([this] { writeLink(m_words[1], at(m_words[2])); })},
         {"edit", quietly([this] { edit(m_words[1], word(2), m_words[3]); })},
         {"symlink", quietly([this] { fs::create_symlink(at(m_words[1]), m_words[2]); })},
-        {"mkdir", each([](auto& name) { return fs::create_directories(name), std::string(); })},
+        {"mkdir", each([](auto name) { return fs::create_directories(name), std::string(); })},
         {"mv", quietly([this] { fs::rename(m_words[1], m_words[2]); })},
-        {"rm", each([](auto& name) { return fs::remove_all(name), std::string(); })},
+        {"rm", each([](auto name) { return fs::remove_all(name), std::string(); })},
         {"chmod", quietly([this] {
              fs::permissions(m_words[2], fs::perms(std::stoi(m_words[1], nullptr, 8)));
          })},
-        {"note", each([this](auto& name) { return m_noted[name] = readFile(name); })},
+        {"note", each([this](auto name) { return m_noted[name] = readFile(name), "noted"; })},
         {"unchanged",
          [this] {
              const auto isSame = [](auto& it) { return readFile(it.first) == it.second; };

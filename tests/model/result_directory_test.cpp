@@ -4,13 +4,6 @@ namespace {
 
 class ResultDirectoryTest : public ModelTest {
 protected:
-    static std::string relative(const sptr_t<IPathIterator>& paths) {
-        std::string found;
-        while (const char* path = paths->next()) {
-            found += fs::relative(path, "r000").native() + " ";
-        }
-        return found;
-    }
     const std::string m_marker = makeResult("r000");
 };
 
@@ -80,12 +73,12 @@ TEST_F(ResultDirectoryTest, MakesAndListsItsDirectories) {
     for (const char* next : {"data.1", "data.3", "data.4", "data.6"}) {
         EXPECT_EQ(text(result->createCollectorDataDir()), at("r000") + "/" + next);
     }
-    EXPECT_EQ(relative(result->getCollectorDataDirectories()),
-              "data.0 data.1 data.10 data.2 data.3 data.4 data.6 data.old ");
-    EXPECT_EQ(relative(result->getResultFiles(nullptr)),
-              "data.0/a.csv data.0/b.txt data.10/a.csv data.2/sub data.2/z ");
-    EXPECT_EQ(relative(result->getResultFiles("*.csv")), "data.0/a.csv data.10/a.csv ");
-    EXPECT_EQ(relative(result->getResultFiles("-1")), "data.2/z ");
+    EXPECT_EQ(listed(result->getCollectorDataDirectories(), "r000"),
+              "data.0 data.1 data.10 data.2 data.3 data.4 data.6 data.old");
+    EXPECT_EQ(listed(result->getResultFiles(nullptr), "r000"),
+              "data.0/a.csv data.0/b.txt data.10/a.csv data.2/sub data.2/z");
+    EXPECT_EQ(listed(result->getResultFiles("*.csv"), "r000"), "data.0/a.csv data.10/a.csv");
+    EXPECT_EQ(listed(result->getResultFiles("-1"), "r000"), "data.2/z");
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(text(result->getSubdir(sourceDir)), at("r000/source"));
         EXPECT_EQ(text(result->getSubdir("a/b")), at("r000/a/b"));
@@ -137,11 +130,10 @@ TEST_F(ResultDirectoryTest, PropertiesHaveDefaultsAndAreSaved) {
     result = openResult(m_marker);
     EXPECT_EQ(all(), "app1231099511627776-1 /var/app.log " + at("r000/sub/c.log ") +
                          at("r000/d.log unknown"));
-    for (const auto& [stored, pretty] :
-         Rows<Text, Text>{{"linux", "Linux*"}, {"windows", "Windows*"}, {"bsd", "bsd"}}) {
-        object(result).setRdPropStr("os", stored);
-        EXPECT_STREQ(result->getCreationOs(false), stored);
-        EXPECT_STREQ(result->getCreationOs(true), pretty);
+    for (const auto& [stored, pretty] : rows<2>("linux Linux*; windows Windows*; bsd bsd")) {
+        object(result).setRdPropStr("os", stored.c_str());
+        EXPECT_EQ(text(result->getCreationOs(false)), stored);
+        EXPECT_EQ(text(result->getCreationOs(true)), pretty);
     }
 }
 
