@@ -12,6 +12,15 @@ namespace {
 using vesta2::DirectoryLook;
 using vesta2::findGroupMarkerInDir;
 
+class DirectoryMemory : public testing::Test {
+protected:
+    /// Runs the command in the directory.
+    bool succeeds(const std::string& command) const {
+        return std::system(("cd '" + m_directory.path().native() + "' && " + command).c_str()) == 0;
+    }
+    const support::TempDirectory m_directory;
+};
+
 /// Asks after each of many changes that follow at once.
 void expectEveryChangeSeen(const std::string& path) {
     const std::string first = path + "/first.zentorproj";
@@ -35,12 +44,11 @@ void expectEveryChangeSeen(const std::string& path) {
     }
 }
 
-TEST(DirectoryMemory, NeverMissesAChange) {
-    const support::TempDirectory directory;
+TEST_F(DirectoryMemory, NeverMissesAChange) {
     // Where it is not on a local disk, what shares a stamp is seen late.
-    if (support::givesEachChangeAStamp(directory.path().native())) {
-        std::jthread other([&] { expectEveryChangeSeen(directory / "other"); });
-        expectEveryChangeSeen(directory / "project");
+    if (support::givesEachChangeAStamp(m_directory.path().native())) {
+        std::jthread other([&] { expectEveryChangeSeen(m_directory / "other"); });
+        expectEveryChangeSeen(m_directory / "project");
     }
     // In memory a removal can share the time stamp of the change before it, whatever the kernel
     // does elsewhere.
@@ -50,44 +58,39 @@ TEST(DirectoryMemory, NeverMissesAChange) {
         fs::remove_all(coarse);
     }
     // Small inodes have no room for fractions of a second.
-    const std::string go = "cd '" + directory.path().native() + "' && ";
-    fs::create_directory(directory / "mounted");
-    if (::geteuid() != 0 || std::system((go + "mkfs.ext2 -q -I 128 image 1m >log 2>&1 && "
-                                              "mount -o loop image mounted 2>log")
-                                            .c_str()) != 0) {
+    if (::geteuid() != 0 || !succeeds("mkdir mounted && mkfs.ext2 -q -I 128 image 1m >log 2>&1 && "
+                                      "mount -o loop image mounted 2>log")) {
         GTEST_SKIP() << "cannot mount a file system of whole seconds";
     }
-    expectEveryChangeSeen(directory / "mounted/project");
-    EXPECT_EQ(std::system((go + "umount mounted").c_str()), 0);
+    expectEveryChangeSeen(m_directory / "mounted/project");
+    EXPECT_TRUE(succeeds("umount mounted"));
 }
 
-TEST(DirectoryMemory, SeesWhereALinkLeadsNow) {
-    const support::TempDirectory directory;
-    const std::string path = directory / "project";
+TEST_F(DirectoryMemory, SeesWhereALinkLeadsNow) {
+    const std::string path = m_directory / "project";
     fs::create_directory(path);
     fs::create_symlink("../target", path + "/a.zentorproj");
     fs::create_directory(path + "/b.zentorproj");
     // Enough rounds for the directory to grow old meanwhile.
     for (int round = 0; round < 1000; ++round) {
         ASSERT_EQ(findGroupMarkerInDir(path), "") << round;
-        support::writeFile(directory / "target", "");
+        support::writeFile(m_directory / "target", "");
         ASSERT_EQ(findGroupMarkerInDir(path), path + "/a.zentorproj") << round;
-        fs::remove(directory / "target");
+        fs::remove(m_directory / "target");
     }
 }
 
-TEST(DirectoryMemory, ListsAnOldDirectoryOnce) {
-    const support::TempDirectory directory;
-    const std::string marker = directory / "project/first.zentorproj";
+TEST_F(DirectoryMemory, ListsAnOldDirectoryOnce) {
+    const std::string marker = m_directory / "project/first.zentorproj";
     support::writeFile(marker, "");
-    fs::create_directory(directory / "never-listed");
+    fs::create_directory(m_directory / "never-listed");
     // Older than the ticks of the clock that time stamps follow.
     ::usleep(50'000);
-    EXPECT_EQ(findGroupMarkerInDir(directory / "project"), marker);
+    EXPECT_EQ(findGroupMarkerInDir(m_directory / "project"), marker);
     const support::NoDescriptors none;
-    EXPECT_EQ(findGroupMarkerInDir(directory / "project"), marker);
+    EXPECT_EQ(findGroupMarkerInDir(m_directory / "project"), marker);
 #ifndef __SANITIZE_ADDRESS__  // which needs descriptors itself to look at what is thrown
-    EXPECT_THROW(findGroupMarkerInDir(directory / "never-listed"), fs::filesystem_error);
+    EXPECT_THROW(findGroupMarkerInDir(m_directory / "never-listed"), fs::filesystem_error);
 #endif
 }
 
@@ -160,18 +163,14 @@ void expectKept(const fs::path& directory) {
     EXPECT_TRUE(DirectoryLook(path).contents());
 }
 
-TEST(DirectoryMemory, KeepsWhatItKnewThroughItsOwnChangeAlone) {
-    const support::TempDirectory directory;
-    expectKept(directory.path());
+TEST_F(DirectoryMemory, KeepsWhatItKnewThroughItsOwnChangeAlone) {
+    expectKept(m_directory.path());
     // Of an overlay, as of a network file system, this host does not know who changes it.
-    const std::string go = "cd '" + directory.path().native() + "' && mkdir a b c d && ";
-    if (::geteuid() != 0 ||
-        std::system(
-            (go + "mount -t overlay none -o lowerdir=a,upperdir=b,workdir=c d 2>log").c_str()) !=
-            0) {
+    if (::geteuid() != 0 || !succeeds("mkdir a b c d && mount -t overlay none -o "
+                                      "lowerdir=a,upperdir=b,workdir=c d 2>log")) {
         GTEST_SKIP() << "cannot mount a file system that others may change";
     }
-    const fs::path mounted = directory.path() / "d";
+    const fs::path mounted = m_directory.path() / "d";
     expectKept(mounted);
     // There a listing of a moment ago is believed as long, too.
     const std::string fresh = (mounted / "fresh").native();
@@ -181,7 +180,7 @@ TEST(DirectoryMemory, KeepsWhatItKnewThroughItsOwnChangeAlone) {
     EXPECT_TRUE(DirectoryLook(fresh).contents());
     writeFile(fresh + "/x", "");
     EXPECT_FALSE(DirectoryLook(fresh).contents());
-    EXPECT_EQ(std::system(("umount '" + mounted.native() + "'").c_str()), 0);
+    EXPECT_TRUE(succeeds("umount d"));
 }
 
 }  // namespace

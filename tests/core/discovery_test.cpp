@@ -1,5 +1,7 @@
 #include "vesta2/discovery.h"
 
+#include <boost/algorithm/string.hpp>
+
 #include "support/test.h"
 #include "vesta2/error.h"
 #include "vesta2/path_iterators.h"
@@ -17,9 +19,8 @@ protected:
             writeFile(m_directory / name, "");
         }
     }
-    std::string relative(const std::string& hit) const {
-        EXPECT_TRUE(hit.empty() || hit.rfind(m_path + "/", 0) == 0) << hit;
-        return hit.empty() ? hit : hit.substr(m_path.size() + 1);
+    std::string relative(const std::string& hits) const {
+        return boost::replace_all_copy(hits, m_path + "/", "");
     }
 
     /// What a search finds, relative to the directory; it has to leave `status`.
@@ -28,11 +29,7 @@ protected:
         FileSet hits;
         findPatternedMarkerFileOrLink(path, m_path.c_str(), m_extensions, hits, maxCount, literal);
         EXPECT_EQ(getStatus(), status) << path;
-        std::string names;
-        for (const std::string& hit : hits) {
-            names.append(names.empty() ? "" : " ").append(relative(hit));
-        }
-        return names;
+        return relative(boost::join(hits, " "));
     }
 
     support::TempDirectory m_directory;

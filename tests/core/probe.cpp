@@ -62,15 +62,10 @@ void checkNames(const Arguments& names) {
     }
 }
 
-/// How much address space the process took, in KiB, and how many threads it has.
-void printSize(const Arguments& /*arguments*/) {
+/// How much address space the process took, how many threads it has, and more.
+void printProcessStatus(const Arguments& /*arguments*/) {
     validateFileName("a:b");
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("Threads:") || line.starts_with("VmPeak:")) {
-            std::cout << std::stoul(line.substr(line.find_first_of("0123456789"))) << '\n';
-        }
-    }
+    std::cout << std::ifstream("/proc/self/status").rdbuf();
 }
 
 /// A text stays as it was, whatever this and other threads ask and log meanwhile.
@@ -133,7 +128,7 @@ int main(int argc, char** argv) {
         {"elsewhere", printMessageElsewhere},
         {"later", printMessageLater},
         {"check", checkNames},
-        {"size", printSize},
+        {"status", printProcessStatus},
         {"threads", askInThreads},
         {"end", failAtTheEnd}};
     commands.at(argv[1])(Arguments(argv + 2, argv + argc));
