@@ -71,10 +71,12 @@ protected:
                "</uint32><uint32 n=\"ppid\">" + std::to_string(ppid) + "</uint32><str n=\"host\">" +
                host + "</str></bag>";
     }
-    /// The files of the flag, with a record of that process.
-    void plantFlag(int pid, int ppid) const {
-        writeFile(m_lock, "");
-        writeFile(m_info, recordOf(pid, ppid));
+    /// The files of the flag, or that of the two which there is.
+    void plant(bool hasLock, const std::optional<std::string>& info) const {
+        fs::remove(m_lock);
+        fs::remove(m_info);
+        hasLock ? writeFile(m_lock, "") : void();
+        info ? writeFile(m_info, *info) : void();
     }
     error_t claim() const { return FlagManager().writeFlag(m_flag.c_str(), false, nullptr); }
     error_t ask() const { return FlagManager().isFlagOwner(m_flag.c_str()); }
@@ -147,7 +149,7 @@ TEST_F(FileLockerTest, ManagerPassesOnWhyAFlagCannotBeClaimedOrAsked) {
              {{"open", EROFS, 1, always}, eFileAccessDenied, eNotOwner},
              {{"lock", EAGAIN, 1, always}, eFileLocked, eNotOwner},
              {{"pread", EIO, 0, always}, eFileError, eFileError}}) {
-        plantFlag(0, 1);
+        plant(true, recordOf(0, 1));
         fault = given;
         EXPECT_EQ(claim(), claimed);
         fault = given;
@@ -155,11 +157,10 @@ TEST_F(FileLockerTest, ManagerPassesOnWhyAFlagCannotBeClaimedOrAsked) {
         fault = {};
     }
     // A claim that cannot be recorded leaves nothing.
-    fs::remove(m_lock);
-    fs::remove(m_info);
+    plant(false, std::nullopt);
     for (const bool isStale : {false, true}) {
         for (const Fault& each : {Fault{"open", EMFILE, 1}, Fault{"pwrite", ENOSPC}}) {
-            isStale ? plantFlag(0, 1) : void();
+            isStale ? plant(true, recordOf(0, 1)) : void();
             fault = each;
             EXPECT_EQ(claim(), each.error == EMFILE ? eTooManyOpenFiles : eFileError);
             EXPECT_EQ(fs::is_empty(m_temp.path()), !isStale || each.error == ENOSPC);
@@ -174,7 +175,7 @@ TEST_F(FileLockerTest, WhatCannotBeLookedAtIsHeld) {
     const pid_t ended = child.pid();
     ASSERT_EQ(child.wait(), 0);
     for (const int ppid : {util::getPid(), 0}) {
-        plantFlag(ended, ppid);
+        plant(true, recordOf(ended, ppid));
         // The lock file is opened first, then the information file, then the owner's status.
         for (const auto& [state, faults] : Rows<util::flag_state_t, std::vector<Fault>>{
                  {held, {{"open", EMFILE}, {"open", EIO, 1}, {"open", EMFILE, 2}}},
@@ -199,14 +200,13 @@ TEST_F(FileLockerTest, WhatCannotBeLookedAtIsHeld) {
 
 TEST_F(FileLockerTest, FlagsLeftBehindAreJudgedByTheirRecord) {
     using enum util::flag_state_t;
-    using Content = std::optional<std::string>;
     const support::ChildProcess owner(::pause);
     const int self = util::getPid();
     // A number that another process has got since.
     const std::string reused = recordOf(owner.pid(), self + 1);
     // What a look tells, and what a claim, a removal and a question come to.
     for (const auto& [hasLock, info, state, claimed, removed, asked] :
-         Rows<bool, Content, util::flag_state_t, error_t, error_t, error_t>{
+         Rows<bool, std::optional<std::string>, util::flag_state_t, error_t, error_t, error_t>{
              {true, std::nullopt, free, eOK, eNotFound, eNotFound},
              {true, "", free, eOK, eNotFound, eNotFound},
              {true, "<bag v=", free, eOK, eNotFound, eNotFound},
@@ -215,19 +215,13 @@ TEST_F(FileLockerTest, FlagsLeftBehindAreJudgedByTheirRecord) {
              {true, reused, stale, eOK, eOK, eNotFound},
              {true, recordOf(owner.pid(), 1, std::string(5000, 'h')), stale, eOK, eOK,
               eNotFound}}) {
-        const auto plant = [&, &hasLock = hasLock, &info = info] {
-            fs::remove(m_lock);
-            fs::remove(m_info);
-            hasLock ? writeFile(m_lock, "") : void();
-            info ? writeFile(m_info, *info) : void();
-        };
-        plant();
+        plant(hasLock, info);
         EXPECT_EQ(look().state(), state) << info.value_or("none");
         EXPECT_EQ(FlagManager().removeFlag(m_flag.c_str(), false, false), removed);
-        plant();
+        plant(hasLock, info);
         EXPECT_EQ(ask(), asked) << info.value_or("none");
         for (const bool force : {false, true}) {
-            plant();
+            plant(hasLock, info);
             FlagManager flags;
             const error_t expected = force ? eOK : claimed;
             EXPECT_EQ(flags.writeFlag(m_flag.c_str(), force, nullptr), expected);
@@ -322,7 +316,7 @@ TEST_F(FileLockerTest, OneProcessLocksAFileOnceAndLosesNoLockByIt) {
 
 TEST_F(FileLockerTest, WhereNothingCanBeLockedTheRecordGuardsTheFlag) {
     fault = {"lock", ENOLCK, 0, always};
-    plantFlag(util::getPPid(), util::getPpidFromProc(util::getPPid()));
+    plant(true, recordOf(util::getPPid(), util::getPpidFromProc(util::getPPid())));
     EXPECT_EQ(claim(), eFileLocked);
     EXPECT_EQ(ask(), eNotOwner);
     // Half a record may be that of an owner who lives.

@@ -76,15 +76,13 @@ protected:
         }
         return all.str();
     }
-    /// What a file has between its holes, by offset.
-    static std::map<off_t, std::string> dataIn(const char* name) {
-        std::map<off_t, std::string> found;
+    /// Where what a file has between its holes begins and ends, by turns.
+    static std::vector<off_t> dataIn(const char* name) {
+        std::vector<off_t> found;
         const basekit2::descriptor_t file(::open(name, O_RDONLY | O_CLOEXEC));
-        const std::string all = readFile(name);
         for (off_t end = 0, begin = 0; (begin = ::lseek(file.get(), end, SEEK_DATA)) >= 0;) {
             end = ::lseek(file.get(), begin, SEEK_HOLE);
-            found[begin] =
-                all.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
+            found.insert(found.end(), {begin, end});
         }
         return found;
     }
@@ -144,9 +142,9 @@ TEST_F(CopyTest, LargeAndManyFilesComeOverWhole) {
     EXPECT_EQ(progress.steps[at("r000/hole")], std::vector<double>{3'000'000});
     EXPECT_GT(progress.steps[at("r000/sparse")].size(), 1U);
     EXPECT_EQ(progress.events, "start finish");
-    ASSERT_EQ(dataIn("r000/sparse").size(), 2U) << "this file system has no holes";
-    EXPECT_TRUE(dataIn("r000/sparse") == dataIn("copy/sparse"));
-    EXPECT_TRUE(dataIn("copy/hole").empty());
+    ASSERT_EQ(dataIn("r000/sparse").size(), 4U) << "this file system has no holes";
+    EXPECT_EQ(dataIn("r000/sparse"), dataIn("copy/sparse"));
+    EXPECT_THAT(dataIn("copy/hole"), IsEmpty());
     EXPECT_TRUE(contents("r000") == contents("copy"));
 }
 

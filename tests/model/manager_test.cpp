@@ -28,12 +28,8 @@ TEST_F(ManagerTest, PatternTakesTheNextNumber) {
     for (int i = 0; i < 3000; ++i) {
         writeFile("many/file" + std::to_string(i), "");
     }
-    play(R"(create many/s@   -> many/s0
-            create many/s@   -> many/s1
-            create many/r@@@ -> many/r000
-            create many/r005 -> many/r005
-            create many/r@@@ -> many/r006
-            create many/s@   -> many/s2)");
+    play(R"(create many/s@ many/s@ many/r@@@   -> many/s0, many/s1, many/r000
+            create many/r005 many/r@@@ many/s@ -> many/r005, many/r006, many/s2)");
 }
 
 TEST_F(ManagerTest, NewResultCarriesItsRecordAndVariables) {
@@ -198,8 +194,7 @@ TEST_F(ManagerTest, GetOpensMakesAndRepairs) {
             get run1/ run1/run1.zentor -> run1
             handles                  -> 1
             get run1/other.zentor    -> no not-found
-            get r@@@                 -> r000
-            get r@@@                 -> r001
+            get r@@@ r@@@            -> r000, r001
             result r@@@              -> r@@@
             open r@@@                -> r001
             write broken/data.0/x

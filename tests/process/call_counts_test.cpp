@@ -75,10 +75,10 @@ TEST_F(CallCounts, StayAsLowAsTheyAre) {
 #endif
     makeResult("group/known");
     settle();
-    const std::string pattern = at("series/r@@@");
-    const auto create = [&] { Results::create(pattern.c_str(), false, nullptr, false, nullptr); };
-    const std::string known = at("group/known");
-    const auto open = [&] { Results::open(known.c_str(), true, nullptr); };
+    const auto create = [path = at("series/r@@@")] {
+        Results::create(path.c_str(), false, nullptr, false, nullptr);
+    };
+    const auto open = [path = at("group/known")] { openResult(path); };
     const auto find = [] { INodeGroup::open("group")->getNodePaths(); };
     EXPECT_LE(callsOf(open), 12);
     EXPECT_LE(callsEach(find), 3);
