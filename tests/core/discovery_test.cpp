@@ -19,11 +19,12 @@ protected:
             writeFile(m_directory / name, "");
         }
     }
+    /// The paths as if the directory were the root.
     std::string relative(const std::string& hits) const {
-        return boost::replace_all_copy(hits, m_path + "/", "");
+        return boost::erase_all_copy(hits, m_path);
     }
 
-    /// What a search finds, relative to the directory; it has to leave `status`.
+    /// What a search finds; it has to leave `status`.
     std::string found(const std::string& path, vesta2::error_t status = eOK, int maxCount = 0,
                       bool literal = false) const {
         FileSet hits;
@@ -56,12 +57,12 @@ TEST_F(Search, PathGivesMarkerFileOrLink) {
     fs::create_directory_symlink("r000", m_directory / "to");
     fs::create_directories(m_directory / "dir.zentorlink");
     // A link, named or beside a bare name; a bare name never gives a marker file.
-    for (const auto& [name, hit] : rows<2>(
-             "r000 r000/a.zentor; r000/. r000/a.zentor; none/../r000 r000/a.zentor; to to/a.zentor;"
-             "a.zentor a.zentor; l.zentorlink l.zentorlink; l l.zentorlink; both both.zentorlink;"
-             "none; missing; mark; dot.d; zentor; a.Zentor; a.zentor.b; in.zentor/a; a.zentorLINK;"
-             ".zentorlink .zentorlink; a.zentorlinklink; b.c.zentorexp b.c.zentorexp; dir; p;"
-             "dir.zentorlink; a.zentorproj; p.zentorprojlink")) {
+    for (const auto& [name, hit] :
+         rows<2>("r000 /r000/a.zentor; r000/. /r000/a.zentor; none/../r000 /r000/a.zentor;"
+                 "to /to/a.zentor; a.zentor /a.zentor; l.zentorlink /l.zentorlink; l /l.zentorlink;"
+                 "both /both.zentorlink; none; missing; mark; dot.d; zentor; a.Zentor; a.zentor.b;"
+                 "in.zentor/a; a.zentorLINK; .zentorlink /.zentorlink; a.zentorlinklink; dir; p;"
+                 "b.c.zentorexp /b.c.zentorexp; dir.zentorlink; a.zentorproj; p.zentorprojlink")) {
         setStatus(eUnknown);
         EXPECT_EQ(relative(findMarkerFileOrLink(m_directory / name, m_extensions, true)), hit);
         EXPECT_EQ(getStatus(), eOK) << name;
@@ -73,17 +74,17 @@ TEST_F(Search, PathGivesMarkerFileOrLink) {
 // Which names match, and how many are given at the most, is tried with groups, too.
 TEST_F(Search, PatternGivesTheGreatestOfItsMatchesUnlessItIsAName) {
     make("r001/r001.zentor r011/text s1/s1.zentor r012 r003.zentorlink r005.zentorprojlink");
-    EXPECT_EQ(found("r@/", eOK, 99), "r001/r001.zentor r003.zentorlink");
+    EXPECT_EQ(found("r@/", eOK, 99), "/r001/r001.zentor /r003.zentorlink");
     EXPECT_EQ(found("q@", eNotFound), "");
     EXPECT_EQ(found("r@@@", eNotFound, 0, true), "") << "taken as a plain name";
     make("r@@@/odd.zentor r999/r999.zentor r1000/r1000.zentor");
-    EXPECT_EQ(found("r@@@", eOK, 0, true), "r@@@/odd.zentor");
+    EXPECT_EQ(found("r@@@", eOK, 0, true), "/r@@@/odd.zentor");
 
     const auto last = [this](const std::string& pattern, const char* extension) {
         return relative(findLastMatching(pattern, m_path.c_str(), extension, false));
     };
-    EXPECT_EQ(last("r@@@", ".zentor"), "r999/r999.zentor");
-    EXPECT_EQ(last(m_directory / "*", ".zentor"), "s1/s1.zentor");
+    EXPECT_EQ(last("r@@@", ".zentor"), "/r999/r999.zentor");
+    EXPECT_EQ(last(m_directory / "*", ".zentor"), "/s1/s1.zentor");
     EXPECT_EQ(last("r@@@", ""), "");
     EXPECT_EQ(getStatus(), eNotFound);
 }
@@ -92,14 +93,15 @@ TEST_F(Search, StarGivesEveryNodeInTheOrderOfTheirBytes) {
     EXPECT_EQ(found("*", eNotFound), "");
     const std::string odd = "a b\n\xFF\xC3";
     make("r1/b.zentor e/c.zentorexp p/d.zentorproj a.zentorlink own.zentor \xFE/\xFE.zentor");
-    writeFile(m_directory / (odd + "/" + odd + ".zentor"), "");
+    const std::string hit = "/" + odd + "/" + odd + ".zentor";
+    writeFile(m_path + hit, "");
     fs::create_symlink("nowhere", m_directory / "z.zentorlink");
     const std::string everything =
-        odd + "/" + odd + ".zentor a.zentorlink r1/b.zentor e/c.zentorexp \xFE/\xFE.zentor";
+        hit + " /a.zentorlink /r1/b.zentor /e/c.zentorexp /\xFE/\xFE.zentor";
     EXPECT_EQ(found("*"), everything);
     EXPECT_EQ(found(""), everything);
-    EXPECT_EQ(found("", eOK, 1), "\xFE/\xFE.zentor");
-    EXPECT_EQ(found(odd), odd + "/" + odd + ".zentor");
+    EXPECT_EQ(found("", eOK, 1), "/\xFE/\xFE.zentor");
+    EXPECT_EQ(found(odd), hit);
 }
 
 TEST_F(Search, StatusTellsWhatIsWrong) {
@@ -139,8 +141,8 @@ TEST_F(Search, UnknownIsNotAbsent) {
     fs::permissions(m_directory / "r2", fs::owner_exe);
     fs::permissions(m_directory / "group", fs::owner_read | fs::others_read);
     support::asOrdinaryUser(m_directory.path(), [this] {
-        EXPECT_EQ(found("*"), "r1/a.zentor");
-        EXPECT_EQ(found("r@"), "r1/a.zentor");
+        EXPECT_EQ(found("*"), "/r1/a.zentor");
+        EXPECT_EQ(found("r@"), "/r1/a.zentor");
         EXPECT_EQ(ProjectPathIterator(m_path.c_str()).getSize(), 1U);
         EXPECT_EQ(getStatus(), eOK);
         for (const std::string& path :

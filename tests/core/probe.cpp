@@ -26,10 +26,9 @@ using Arguments = std::vector<std::string>;
 
 void printNames(const Arguments& /*arguments*/) {
     const auto& product = optstore2::IProductLocations::get();
-    const optstore2::version_t version = product.getVersion();
+    const auto [major, minor, patch, build] = product.getVersion();
     std::cout << product.query(optstore2::IProductLocations::product_name) << '\n'
-              << version.major_part << '.' << version.minor_part << '.' << version.patch_part << '.'
-              << version.build_number << '\n'
+              << major << '.' << minor << '.' << patch << '.' << build << '\n'
               << resultMarkerFileExt() << ' ' << projectMarkerFileExt() << ' '
               << experimentMarkerFileExt() << '\n'
               << resultLinkExt() << ' ' << projectLinkExt() << ' ' << experimentLinkExt() << '\n'
