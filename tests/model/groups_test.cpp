@@ -48,8 +48,9 @@ TEST_F(GroupsTest, ListTheirNodesInNameOrder) {
     const auto group = INodeGroup::open("p");
     EXPECT_TRUE(group->isEmpty());
     play(R"(result p/r001 p/r000 far/r002 p/s000 r009; experiment p/e; project p/q
-            write p/r003.txt; mkdir p/r004; add p far/r002
-            group p -> e/e.zentorexp q/q.zentorproj r000/r000.zentor r001/r001.zentor r002.zentorlink s000/s000.zentor)");
+            write p/r003.txt; mkdir p/r004; add p far/r002)");
+    play("group p -> e/e.zentorexp q/q.zentorproj r000/r000.zentor r001/r001.zentor "
+         "r002.zentorlink s000/s000.zentor");
     EXPECT_FALSE(group->isEmpty());
     for (const auto& [mask, most, expected] :
          rows<3>("r@@@ 0 r000r001r002; r@@@ 1 r002; * 2 r002s000; r000 0 r000; x@ 0")) {
@@ -67,17 +68,17 @@ TEST_F(GroupsTest, ListTheirNodesInNameOrder) {
 }
 
 TEST_F(GroupsTest, PurgeKeepsTheLastInNameOrder) {
-    play(R"(project p; result p/r000 p/r001 p/r002 far/r003 p/s000; add p far/r003
-            purge p r@@@ 4 -> ok
-            group p        -> r000/r000.zentor r001/r001.zentor r002/r002.zentor r003.zentorlink s000/s000.zentor
-            purge p r@@@ 2 -> ok
+    play(R"(project p; result p/r0 p/r1 p/r2 far/r3 p/s0; add p far/r3
+            purge p r@ 4   -> ok
+            group p        -> r0/r0.zentor r1/r1.zentor r2/r2.zentor r3.zentorlink s0/s0.zentor
+            purge p r@ 2   -> ok
             purge p x* 1   -> ok chars
             purge p a@b@ 1 -> ok parameter
             purge p none 1 -> ok not-found
-            purge far ../p/r@@@ 0 -> ok path
-            group p        -> r002/r002.zentor r003.zentorlink s000/s000.zentor
-            purge p r@@@ 0 -> ok
-            tree .         -> far p p/p.zentorproj p/s000 p/s000/s000.zentor
+            purge far ../p/r@ 0 -> ok path
+            group p        -> r2/r2.zentor r3.zentorlink s0/s0.zentor
+            purge p r@ 0   -> ok
+            tree .         -> far p p/p.zentorproj p/s0 p/s0/s0.zentor
             purge p * -1   -> ok
             tree p         -> p.zentorproj)");
     asOrdinaryUser([this] {
