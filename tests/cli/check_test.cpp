@@ -1,5 +1,3 @@
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -15,20 +13,14 @@ class CliCheckTest : public CliTest {
 protected:
     void SetUp() override {
         output("create project p");
-        for (int i = 0; i < 4; ++i) {
-            output("create result r@@@ --into p");
-        }
-        output("create result elsewhere/x0");
-        output("create result elsewhere/x1");
+        createResults("p/r000 p/r001 p/r002 p/r003 elsewhere/x0 elsewhere/x1");
         output("add elsewhere/x0 elsewhere/x1 --to p");
     }
 
     /// "outcome finding path", a line each, with paths relative to the working directory.
     std::multiset<std::string> found(const std::string& words, const Words& environment = {}) {
         std::multiset<std::string> lines;
-        const auto result = start(Words("--json").with(words), environment).finish();
-        keepJson(result.out);
-        const auto all = nlohmann::json::parse(result.out);
+        const nlohmann::json all = json(words, environment);
         for (const auto& finding : all["findings"]) {
             if (!finding["harmless"]) {
                 const fs::path path = finding["path"].get<std::string>();
@@ -50,8 +42,7 @@ protected:
 
     /// Leaves a flag whose owner was killed.
     void abandon(const std::string& node, const std::string& flag) {
-        Command holder = start("flag set " + node + ' ' + flag);
-        ASSERT_TRUE(holder.awaitOutput('/' + flag + '\n'));
+        Command holder = startAndAwait('/' + flag + '\n', "flag set " + node + ' ' + flag);
         holder.send(SIGKILL);
         holder.finish();
     }
@@ -65,15 +56,12 @@ protected:
 };
 
 TEST_F(CliCheckTest, WhatIsWholeHasNoFindings) {
-    Command holder = start("flag set p/r000 mine");
-    ASSERT_TRUE(holder.awaitOutput("/mine\n"));
+    Command holder = startAndAwait("/mine\n", "flag set p/r000 mine");
     write("p/r001/" + temporaryOf(::getpid()), "being saved");
     write("p/notes/readme", "no node");
     fs::create_directory(directory / "p/empty");
     const auto before = stamps();
-    const auto result = run("check p");
-    EXPECT_EQ(result.code, 0) << result.out;
-    EXPECT_EQ(result.err, "vesta2: 7 nodes, 0 findings\n");
+    EXPECT_THAT(run("check p"), FieldsAre(0, _, "vesta2: 7 nodes, 0 findings\n"));
     EXPECT_EQ(json("check p")["nodeCount"], 7);
     EXPECT_EQ(stamps(), before);
     EXPECT_EQ(run("check elsewhere/x0").code, 0);
@@ -85,49 +73,36 @@ TEST_F(CliCheckTest, WhatIsWholeHasNoFindings) {
 TEST_F(CliCheckTest, DamageIsFoundAndMendedWhereNothingIsLost) {
     constexpr pid_t dead = 4'194'304;  // one more than a process can have
     write("p/r000/r000.zentor", "torn");
-    write("p/r000/" + temporaryOf(dead), "left");
-    write("p/r001/other.zentor", read("p/r001/r001.zentor"));
-    fs::remove(directory / "p/r002/r002.zentor");
-    fs::create_directory(directory / "p/r002/data.0");
+    const std::string left = "r000/" + temporaryOf(dead);
+    write("p/" + left, "left");
     abandon("p/r003", "collecting");
     abandon("p/r003", "editing");
     write("p/r003/r003.zentor", "<bag v='1'/>");
-    for (const char* empty : {"p/r004", "p/r005"}) {
-        fs::create_directory(directory / empty);
-    }
     write("p/r006/" + temporaryOf(dead), "half");
-    fs::remove_all(directory / "elsewhere/x1");
-    fs::copy_file(directory / "p/x0.zentorlink", directory / "p/y.zentorlink");
     write("p/z.zentorlink", "no link");
-    fs::create_symlink("x0.zentorlink", directory / "p/s.zentorlink");
-    fs::create_directories(directory / "p/odd/odd.zentor");
-
+    inShell("cd p; mkdir -p r002/data.0 r004 r005 odd/odd.zentor\n"
+            "rm -r r002/r002.zentor ../elsewhere/x1\n"
+            "cp r001/r001.zentor r001/other.zentor\n"
+            "cp x0.zentorlink y.zentorlink; ln -s x0.zentorlink s.zentorlink");
+    std::multiset<std::string> all;
+    std::multiset<std::string> outcomes;
+    for (const auto& [outcome, what] :
+         pairs("left: damaged-marker p/odd/odd.zentor; left: damaged-link p/z.zentorlink; "
+               "left: damaged-marker p/r000/r000.zentor; left: dangling-link p/x1.zentorlink; "
+               "repaired: empty-directory p/r004; repaired: empty-directory p/r005; "
+               "left: empty-marker p/r003/r003.zentor; left: foreign-link p/y.zentorlink; "
+               "left: interrupted p/r006; left: missing-marker p/r002; left: orphaned p/r003; "
+               "repaired: stale-flag p/r003/editing; left: two-markers p/r001; "
+               "left: wrong-link p/s.zentorlink; repaired: temporary-file p/" +
+               left)) {
+        all.insert("found " + what);
+        outcomes.insert(outcome + ' ' + what);
+    }
     const auto before = stamps();
-    const std::multiset<std::string> all{"found damaged-marker p/odd/odd.zentor",
-                                         "found damaged-link p/z.zentorlink",
-                                         "found damaged-marker p/r000/r000.zentor",
-                                         "found dangling-link p/x1.zentorlink",
-                                         "found empty-directory p/r004",
-                                         "found empty-directory p/r005",
-                                         "found empty-marker p/r003/r003.zentor",
-                                         "found foreign-link p/y.zentorlink",
-                                         "found interrupted p/r006",
-                                         "found missing-marker p/r002",
-                                         "found orphaned p/r003",
-                                         "found stale-flag p/r003/editing",
-                                         "found two-markers p/r001",
-                                         "found wrong-link p/s.zentorlink",
-                                         "found temporary-file p/r000/" + temporaryOf(dead)};
     EXPECT_EQ(found("check p"), all);
     EXPECT_EQ(stamps(), before);
     EXPECT_EQ(run("check p").code, 1);
 
-    std::multiset<std::string> outcomes;
-    const std::set<std::string> mended{"temporary-file", "stale-flag", "empty-directory"};
-    for (const std::string& line : all) {
-        const bool isMended = mended.count(support::words(line)[1]) != 0;
-        outcomes.insert((isMended ? "repaired" : "left") + line.substr(5));
-    }
     // What is as young as now may be somebody's work; an hour later it is nobody's.
     const std::string flag = "repaired stale-flag p/r003/editing";
     const auto atOnce = found("check p --repair");
@@ -154,15 +129,12 @@ TEST_F(CliCheckTest, LostLinksAndWhatMayNotBeReadAreFindings) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "needs a second user";
     }
-    ASSERT_EQ(::chmod((directory / "").c_str(), 0755), 0);
     // A link that cannot be read is not one that leads to another node.
     for (const auto& [closed, checked] : rows<2>("p/r001 p; p/x0.zentorlink elsewhere")) {
-        ASSERT_EQ(::chmod((directory / closed).c_str(), 0), 0);
-        const auto result = run(Words("flag run p mine -- setpriv --reuid=65534 --regid=65534 "
-                                      "--clear-groups " VESTA2_COMMAND " check --repair")
-                                    .with(checked));
-        EXPECT_EQ(result.code, 1) << result.err;
-        EXPECT_THAT(result.out, AllOf(HasSubstr("left\tunreadable\t"), HasSubstr(closed + '\t')));
+        fs::permissions(directory / closed, fs::no_perms);
+        EXPECT_THAT(
+            runAsOther("check --repair " + checked),
+            FieldsAre(1, AllOf(HasSubstr("left\tunreadable\t"), HasSubstr(closed + '\t')), _));
     }
 }
 
@@ -170,9 +142,8 @@ TEST_F(CliCheckTest, WhatComesIntoThePlaceOfADirectoryIsLeftAlone) {
     const std::string name = temporaryOf(4'194'304);
     write("p/r000/" + name, "left");
     write("other/" + name, "another's");
-    const auto result =
-        start("check p --repair", {"LD_PRELOAD=" LYING_CALLS, "EXCHANGED=p/r000:other"}).finish();
-    EXPECT_THAT(result.out, HasSubstr("repaired\ttemporary-file"));
+    EXPECT_THAT(run("check p --repair", {"LD_PRELOAD=" LYING_CALLS}).out,
+                HasSubstr("repaired\ttemporary-file"));
     EXPECT_EQ(read("p/r000/" + name), "another's");
     EXPECT_FALSE(exists("other/" + name));
 }
@@ -181,7 +152,7 @@ TEST_F(CliCheckTest, WhatComesIntoThePlaceOfADirectoryIsLeftAlone) {
 TEST_F(CliCheckTest, TheDoctorTellsWhatAFileSystemDoes) {
     const auto told = [this](const Words& environment) {
         std::map<std::string, std::string> words;
-        const auto result = start(Words("--json doctor p"), environment).finish();
+        const auto result = run("--json doctor p", environment);
         const auto all = nlohmann::json::parse(result.out);
         for (const auto& trial : all["trials"]) {
             words[trial["trial"]] = trial["does"];

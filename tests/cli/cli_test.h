@@ -11,6 +11,8 @@
 #include "support/test.h"
 
 using support::Command;
+using testing::_;
+using testing::FieldsAre;
 using testing::Not;
 
 /// What follows the name of the command: a line of words, or each word by itself.
@@ -27,14 +29,39 @@ struct Words : std::vector<std::string> {
     }
 };
 
+/// The pairs in a text such as "a b: c d; e: f".
+inline Rows<std::string, std::string> pairs(const std::string& table) {
+    Rows<std::string, std::string> all;
+    std::istringstream lines(table);
+    for (std::string line; std::getline(lines >> std::ws, line, ';');) {
+        const std::size_t middle = line.find(": ");
+        all.emplace_back(line.substr(0, middle), line.substr(middle + 2));
+    }
+    return all;
+}
+
 /// Each test has a working directory of its own.
 class CliTest : public testing::Test {
 protected:
     Command start(const Words& words, const Words& environment = {}, int terminalWidth = 0) {
         return Command(words, {directory.path().native(), environment, terminalWidth});
     }
-    support::CommandResult run(const Words& words) {
-        support::CommandResult result = start(words).finish();
+    /// The command, which has printed `text`.
+    Command startAndAwait(const std::string& text, const Words& words, int terminalWidth = 0) {
+        return Command(words, {directory.path().native(), {}, terminalWidth, {}, text});
+    }
+    /// In the script, $0 is the command.
+    support::CommandResult inShell(const std::string& script, const Words& arguments = {}) {
+        return Command(Words{"-c", script, VESTA2_COMMAND}.with(arguments),
+                       {directory.path().native(), {}, 0, "sh"})
+            .finish();
+    }
+    /// The command of another user than that of the tests.
+    support::CommandResult runAsOther(const std::string& words) {
+        return inShell("exec setpriv --reuid=65534 --regid=65534 --clear-groups $0 " + words);
+    }
+    support::CommandResult run(const Words& words, const Words& environment = {}) {
+        support::CommandResult result = start(words, environment).finish();
         keepJson(result.out);
         keepJson(result.err);
         return result;
@@ -56,17 +83,29 @@ protected:
         EXPECT_EQ(result.code, 0) << result.err;
         return result.out;
     }
-    nlohmann::json json(const Words& words) {
-        return nlohmann::json::parse(run(Words("--json").with(words)).out, nullptr, false);
+    nlohmann::json json(const Words& words, const Words& environment = {}) {
+        const Words asked = Words("--json").with(words);
+        return nlohmann::json::parse(run(asked, environment).out, nullptr, false);
     }
-    /// What a listing shows, one name behind the other.
-    std::string listed(const Words& command) {
+    /// What the command tells of its failure.
+    nlohmann::json error(const Words& words) {
+        return nlohmann::json::parse(run(Words("--json").with(words)).err, nullptr, false)["error"];
+    }
+    /// The nodes that the command shows with that action, one name behind the other.
+    std::string listed(const Words& command, const std::string& action = "") {
         const nlohmann::json listing = json(command);
         std::string names;
         for (const auto& node : listing["nodes"]) {
-            names.append(names.empty() ? "" : " ").append(node["name"].get<std::string>());
+            if (node.value("action", "") == action) {
+                names.append(names.empty() ? "" : " ").append(node["name"].get<std::string>());
+            }
         }
         return names;
+    }
+    void createResults(const Words& names) {
+        for (const std::string& name : names) {
+            output({"create", "result", name});
+        }
     }
     /// The values of keys of a node, one a line.
     std::string show(const std::string& nodeAndKeys) { return output("show " + nodeAndKeys); }

@@ -7,6 +7,7 @@
 
 namespace {
 
+using testing::MatchesRegex;
 using CollectTest = CliTest;
 
 Words shell(const std::string& script, const std::string& options = "") {
@@ -28,10 +29,8 @@ TEST_F(CollectTest, TheProgramsEndIsTheCommandsEnd) {
              {{"sh", "-c", "kill -9 $$"}, 137, "finalized", "exitSignal", "killed by SIGKILL"},
              {"no-such-program", 127, "invalid", "collectionTimeBegin", "/r003-bad is invalid"},
              {"./plain", 126, "invalid", "collectionTimeBegin", "/r004-bad is invalid"}}) {
-        const auto result = run(Words("collect --").with(program));
-        EXPECT_EQ(result.code, code) << program.back();
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-        EXPECT_THAT(result.err, HasSubstr(told));
+        EXPECT_THAT(run(Words("collect --").with(program)),
+                    FieldsAre(code, "", AllOf(HasSubstr(told), MatchesRegex("[^\n]*\n"))));
         EXPECT_EQ(show("r@@@ state"), std::string(state) + "\n") << program.back();
         EXPECT_NE(show(std::string("r@@@ ") + recorded), "");
     }
@@ -50,9 +49,9 @@ TEST_F(CollectTest, WordsReachTheProgramUntouched) {
     for (const char* command :
          {"collect -q -- printf <%s>", "collect -qC . --var a=b --interval 5 printf <%s>",
           "-q flag run r000 f -- printf <%s>", "flag run r000 --wait 0 f printf <%s>"}) {
-        const auto result = run(Words(command).with(words));
-        EXPECT_EQ(result.out, "<--><-q><[a,b]><><\x01x><a b'c><--json><list>") << command;
-        EXPECT_EQ(result.err, "");
+        EXPECT_THAT(run(Words(command).with(words)),
+                    FieldsAre(0, "<--><-q><[a,b]><><\x01x><a b'c><--json><list>", ""))
+            << command;
     }
     EXPECT_EQ(show("r000 collectionCommand"),
               "printf '<%s>' -- -q '[a,b]' '' '\\x01x' 'a b'\\\\''c' --json list\n");
@@ -68,8 +67,7 @@ TEST_F(CollectTest, NamesAreMadeOfVariables) {
     EXPECT_EQ(show("runs/true-3-lab_00 mpirank variables/site"), "3\nlab\n");
     EXPECT_EQ(run("show runs/true-0-lab_00 mpirank").code, 3);
     // A program may be called what a result may not.
-    write("a:b?.", "#!/bin/sh\n");
-    fs::permissions(directory / "a:b?.", fs::owner_all);
+    script("a:b?.", "");
     EXPECT_EQ(run("collect --name {app} -- ./a:b?.").code, 0);
     EXPECT_EQ(show("a_b__ variables/app"), "a_b__\n");
 }
@@ -82,11 +80,8 @@ TEST_F(CollectTest, WhatAProgramWasRunWithIsKept) {
     const auto collect = [&](const std::string& path, const Words& words) {
         const std::string start = "ulimit -Sn 77; PATH=" + path +
                                   " LD_= ODD=1 NOT_OMP=1 OMP_X='a\xff' exec "
-                                  "/usr/bin/env N/A=1 NO=2 " VESTA2_COMMAND " -q collect \"$@\"";
-        return Command(Words{"-c", start, "sh"}.with(words),
-                       {directory.path().native(), {}, 0, "sh"})
-            .finish()
-            .code;
+                                  "/usr/bin/env N/A=1 NO=2 $0 -q collect \"$@\"";
+        return inShell(start, words).code;
     };
     ASSERT_EQ(collect("none:bin", "--env O?? --env N* --tag z --tag a --tag z tool"), 0);
     EXPECT_EQ(show("r000 programPath programDigest limits/NOFILE user/tags"),
@@ -113,10 +108,7 @@ TEST_F(CollectTest, WhatAProgramWasRunWithIsKept) {
 TEST_F(CollectTest, GitTellsTheRevisionInTime) {
     const std::string id(40, 'a');
     const auto collect = [&](const std::string& program) {
-        const std::string path = "PATH=" + directory / "bin" + ":/usr/bin:/bin";
-        Command({path, VESTA2_COMMAND, "-q", "collect", "sh", "-c", program},
-                {directory.path().native(), {}, 0, "env"})
-            .finish();
+        inShell("PATH=$PWD/bin:/usr/bin:/bin exec $0 -q collect sh -c \"$1\"", {program});
         return json("show r@@@")["node"]["properties"];
     };
     fs::create_directories(directory / ".git");
@@ -129,18 +121,17 @@ TEST_F(CollectTest, GitTellsTheRevisionInTime) {
              {"echo $id", "exec sleep 100", id + " ", "revisionState is left out: git took"}}) {
         script("bin/git", "id=" + id + "\ncase \"$*\" in\nrev-parse*) " + revision + ";;\n*) " +
                               state + "\nesac\n");
-        bool isAsExpected = false;
+        std::string found;
+        std::string log;
+        const auto isTold = [&, told = told] { return log.find(told) != std::string::npos; };
         // A machine may be too slow for an answer in time, but not always.
-        for (int attempt = 0; attempt < 50 && !isAsExpected; ++attempt) {
+        for (int attempt = 0; attempt < 50 && (found != kept || !isTold()); ++attempt) {
             auto properties = collect("true");
-            const std::string name = output("show r@@@ name");
-            const std::string log = read(name.substr(0, 4) + "/collector.log");
-            isAsExpected =
-                properties.value("revision", "") + " " + properties.value("revisionState", "") ==
-                    kept &&
-                log.find(told) != std::string::npos;
+            found = properties.value("revision", "") + " " + properties.value("revisionState", "");
+            log = read(output("show r@@@ name").substr(0, 4) + "/collector.log");
         }
-        EXPECT_TRUE(isAsExpected) << told;
+        EXPECT_EQ(found, kept) << told;
+        EXPECT_THAT(log, HasSubstr(told));
     }
     // What git starts ends with it, and does not count as the program's.
     script("bin/git", "yes >junk &\necho $! >started\nmv started yes\nwait\n");
@@ -148,11 +139,9 @@ TEST_F(CollectTest, GitTellsTheRevisionInTime) {
         collect("until [ -e yes ] && ! kill -0 $(cat yes) 2>/dev/null; do :; done");
     EXPECT_LT(properties["writtenBytes"].get<std::uint64_t>(), fs::file_size(directory / "junk"));
     // The real one finds its way, too. What it does not know makes nothing dirty.
-    fs::remove_all(directory / "bin");
-    fs::remove_all(directory / ".git");
+    inShell("rm -r bin .git");
     collect("git init -q; git -c user.name=a -c user.email=a commit -q --allow-empty -m one");
-    const std::string head = read(".git/HEAD").substr(5);
-    const std::string commit = read(".git/" + head.substr(0, head.size() - 1));
+    const std::string commit = inShell("git rev-parse HEAD").out;
     for (int attempt = 0; attempt < 50 && !collect("true").contains("revisionState"); ++attempt) {
     }
     EXPECT_EQ(show("r@@@ revision revisionState"), commit + "clean\n");
@@ -160,26 +149,23 @@ TEST_F(CollectTest, GitTellsTheRevisionInTime) {
 
 TEST_F(CollectTest, SamplesCountTheWholeTree) {
     // The writer loses its parent and sits in another session; its bytes count all the same.
-    ASSERT_EQ(run(shell(R"(mkfifo done
+    const Words writer = shell(R"(mkfifo done
 (setsid sh -c 'head -c 8388608 /dev/zero > big; i=0; while [ $i -lt 100000 ]; do i=$((i+1)); done
                echo > done' &)
 read x < done)",
-                        "--interval 5"))
-                  .code,
-              0);
+                               "--interval 5");
+    ASSERT_EQ(run(writer).code, 0);
     const auto samples = samplesIn(read("r000/data.0/samples.csv"));
     ASSERT_GE(samples.size(), 3U);
-    double busiest = 0;
-    double most = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        busiest = std::max(busiest, std::stod(samples[i][1]));
-        most = std::max(most, std::stod(samples[i][3]));
-        for (const std::size_t growing : {0U, 4U, 5U}) {
-            EXPECT_GE(std::stod(samples[i][growing]), std::stod(samples[i ? i - 1 : 0][growing]));
-        }
+    const auto of = [](std::size_t column) {
+        return [column](const auto& sample) { return std::stod(sample[column]); };
+    };
+    for (const std::size_t growing : {0U, 4U, 5U}) {
+        EXPECT_TRUE(std::ranges::is_sorted(samples, {}, of(growing))) << growing;
     }
-    EXPECT_GE(std::stod(samples.back()[5]), 8388608);
-    EXPECT_GE(most, 2) << "the program and its orphan";
+    EXPECT_GE(of(5)(samples.back()), 8388608);
+    EXPECT_GE(of(3)(std::ranges::max(samples, {}, of(3))), 2) << "the program and its orphan";
+    const double busiest = of(1)(std::ranges::max(samples, {}, of(1)));
     EXPECT_GT(busiest, 10);
     EXPECT_LE(busiest, 100.0 * static_cast<double>(::sysconf(_SC_NPROCESSORS_ONLN)) + 0.1);
     const auto properties = json("show r000")["node"]["properties"];
@@ -210,8 +196,7 @@ TEST_F(CollectTest, CaptureShowsAndSaves) {
 }
 
 TEST_F(CollectTest, AReaderThatGoesEndsTheProgram) {
-    Command command = start(shell("exec yes", "--capture"));
-    ASSERT_TRUE(command.awaitOutput("y\n"));
+    Command command = startAndAwait("y\n", shell("exec yes", "--capture"));
     command.closeOutput();
     EXPECT_EQ(command.finish().code, 128 + SIGPIPE);
     EXPECT_EQ(show("r000 state"), "finalized\n");
@@ -219,9 +204,9 @@ TEST_F(CollectTest, AReaderThatGoesEndsTheProgram) {
 
 TEST_F(CollectTest, SignalsGoToTheProgramAndTheResultIsFinished) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-        Command command = start(shell("sleep 100 > sleep.out 2>&1 & "
+        Command command =
+            startAndAwait("up", shell("sleep 100 > sleep.out 2>&1 & "
                                       "trap 'kill $!; exit 5' INT TERM HUP QUIT; echo up; wait"));
-        ASSERT_TRUE(command.awaitOutput("up"));
         command.send(signal);
         EXPECT_EQ(command.finish().code, 5) << signal;
         EXPECT_EQ(show("r@@@ state exitCode"), "finalized\n5\n");
@@ -230,24 +215,20 @@ TEST_F(CollectTest, SignalsGoToTheProgramAndTheResultIsFinished) {
 
 TEST_F(CollectTest, CtrlCReachesTheProgramOnce) {
     // Whoever gets the signal twice counts two before it reads the line that follows.
-    Command command = start(shell("n=0; trap 'n=$((n+1)); echo int' INT; echo up; "
-                                  "read x; read x; echo total $n"),
-                            {}, 80);
-    ASSERT_TRUE(command.awaitOutput("up"));
+    const Words counting = shell("n=0; trap 'n=$((n+1)); echo int' INT; echo up; "
+                                 "read x; read x; echo total $n");
+    Command command = startAndAwait("up", counting, 80);
     command.type("\x03");
-    ASSERT_TRUE(command.awaitOutput("int"));
+    command.awaitOutput("int");
     command.type("a\n");
     command.type("b\n");
-    const auto result = command.finish();
-    EXPECT_EQ(result.code, 0);
-    EXPECT_THAT(result.out, HasSubstr("total 1"));
+    EXPECT_THAT(command.finish(), FieldsAre(0, HasSubstr("total 1"), _));
     // Two signals that come close together may count as one.
     EXPECT_THAT(read("r000/collector.log"), Not(HasSubstr("passed on")));
 }
 
 TEST_F(CollectTest, AResultIsLeftAloneUntilItsCollectorHasEnded) {
-    Command collector = start(shell("echo $$; exec sleep 100"));
-    ASSERT_TRUE(collector.awaitOutput("\n"));
+    Command collector = startAndAwait("\n", shell("echo $$; exec sleep 100"));
     EXPECT_EQ(listed("list --state collecting"), "r000");
     EXPECT_EQ(run("set r000 remark=lost").code, 5);
     collector.send(SIGKILL);
@@ -264,26 +245,17 @@ TEST_F(CollectTest, AResultIsLeftAloneUntilItsCollectorHasEnded) {
 
 TEST_F(CollectTest, WhatTookThePlaceOfTheResultIsLeftAlone) {
     const std::string moved = "the one that was made is now " + (directory / "gone");
-    for (const auto& [script, found, fate] : Rows<std::string, Text, std::string>{
+    for (const auto& [script, found, fate, left] : Rows<Text, std::string, std::string, Text>{
              {"mv r000 gone; mkdir r000; echo kept > r000/r000.zentor", "is another directory",
-              moved},
-             {"mv r000 gone; echo kept > r000", "is no directory", moved},
-             {"mv r000 gone", "is gone", moved},
-             {"rm -r r000", "is gone", "was removed"}}) {
-        const auto result = run(shell(script));
-        EXPECT_EQ(result.code, 7) << script;
-        EXPECT_THAT(result.err, AllOf(HasSubstr("r000: " + std::string(found)), HasSubstr(fate)));
-        if (fs::is_directory(directory / "r000")) {
-            EXPECT_EQ(read("r000/r000.zentor"), "kept\n");
-            EXPECT_THAT(namesIn(directory / "r000"), ElementsAre("r000.zentor"));
-        } else {
-            EXPECT_EQ(exists("r000"), script.find("kept") != std::string::npos) << script;
-        }
-        if (exists("gone")) {
-            EXPECT_EQ(show("gone state"), "orphaned\n");
-        }
-        fs::remove_all(directory / "r000");
-        fs::remove_all(directory / "gone");
+              moved, "r000\nr000/r000.zentor\nkept\norphaned\n"},
+             {"mv r000 gone; echo kept > r000", "is no directory", moved, "r000\nkept\norphaned\n"},
+             {"mv r000 gone", "is gone", moved, "orphaned\n"},
+             {"rm -r r000", "is gone", "was removed", ""}}) {
+        EXPECT_THAT(run(shell(script)),
+                    FieldsAre(7, "", AllOf(HasSubstr("r000: " + found), HasSubstr(fate))))
+            << script;
+        EXPECT_EQ(inShell("find r000; cat r000 r000/*; $0 show gone state; rm -rf *").out, left)
+            << script;
     }
 }
 
@@ -291,8 +263,8 @@ TEST_F(CollectTest, TheResultFileIsApartFromTheStreams) {
     write("old", "old");
     fs::create_symlink("target", directory / "link");
     for (const std::string file : {"new", "old", "link"}) {
-        const auto result = run(Words("collect -q --result-file " + file + " echo data"));
-        EXPECT_EQ(result.out + result.err, "data\n") << file;
+        EXPECT_THAT(run("collect -q --result-file " + file + " echo data"),
+                    FieldsAre(0, "data\n", ""));
         const auto told = nlohmann::json::parse(read(file), nullptr, false);
         EXPECT_EQ(told["node"]["state"], "finalized") << file;
         EXPECT_EQ(told["node"]["exit"], 0);
@@ -300,9 +272,7 @@ TEST_F(CollectTest, TheResultFileIsApartFromTheStreams) {
     EXPECT_TRUE(fs::is_symlink(directory / "link"));
     // The descriptor of the caller, of which nothing is lost; never one of the command's own.
     const auto shellRun = [&](const std::string& text) {
-        return Command({"-c", VESTA2_COMMAND " -q collect --name d@@ --result-file " + text},
-                       {directory.path().native(), {}, 0, "sh"})
-            .finish();
+        return inShell("$0 -q collect --name d@@ --result-file " + text);
     };
     EXPECT_EQ(shellRun("/dev/fd/3 true 3>>old").code, 0);
     const std::string old = read("old");
@@ -312,9 +282,8 @@ TEST_F(CollectTest, TheResultFileIsApartFromTheStreams) {
     EXPECT_FALSE(exists("d01")) << "refused before anything was made";
     // Not by its own name: a mistake would replace the device.
     fs::create_symlink("/dev/full", directory / "full");
-    const auto full = shellRun("full true");
-    EXPECT_EQ(full.code, 7);
-    EXPECT_THAT(full.err, AllOf(HasSubstr("no space left"), HasSubstr("d01 is whole")));
+    EXPECT_THAT(shellRun("full true"),
+                FieldsAre(7, "", AllOf(HasSubstr("no space left"), HasSubstr("d01 is whole"))));
     EXPECT_EQ(show("d01 state"), "finalized\n");
 }
 

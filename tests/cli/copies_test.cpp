@@ -11,41 +11,35 @@ protected:
 
 TEST_F(CliCopiesTest, EachMakesAWholeNode) {
     fs::create_directory(directory / "sub");
-    for (const auto& [command, source, made, name] : std::vector<std::array<std::string, 4>>{
-             {"copy r000 sub/a", "r000", "sub/a", "a"},
-             {"copy r000 sub/k --keep-name", "r000", "sub/k", "r000"},
-             {"copy r000 b", "r000", "b", "b"},
-             {"duplicate r000 d@@", "r000", "d00", "d00"},
-             {"duplicate r000 d@@", "r000", "d01", "d01"},
-             {"export r000 e", "r000", "e", "e"},
-             {"move b sub/c", "b", "sub/c", "c"}}) {
+    for (const auto& [command, expected] :
+         pairs("copy r000 sub/a: sub/a a; copy r000 sub/k --keep-name: sub/k r000; "
+               "copy r000 b: b b; duplicate r000 d@@: d00 d00; duplicate r000 d@@: d01 d01; "
+               "export r000 e: e e; move b sub/c: sub/c c")) {
+        const std::string made = words(expected)[0];
         EXPECT_EQ(output(command), directory / made + "\n");
-        EXPECT_EQ(show(made + " name state exitCode"), name + "\nfinalized\n3\n");
+        EXPECT_EQ(show(made + " name state exitCode"), words(expected)[1] + "\nfinalized\n3\n");
         EXPECT_EQ(read(made + "/data.0/samples.csv"), read("r000/data.0/samples.csv"));
-        EXPECT_EQ(exists(source), source != "b");
     }
     EXPECT_EQ(listed("list ."), "d00 d01 e r000");
 }
 
 TEST_F(CliCopiesTest, SeveralGoIntoADirectoryOrNowhere) {
-    output("create result r001");
-    output("create result single");
+    createResults("r001 single");
     output("rename single r7");
     write("taken/r001/file", "");
     fs::create_directory(directory / "into");
-    for (const auto& [command, code] :
-         std::vector<std::pair<std::string, int>>{{"copy r* taken", 4},
-                                                  {"move r* taken", 4},
-                                                  {"copy r* none", 2},
-                                                  {"copy r* into --where state=none", 2},
-                                                  {"export r* into --where exit=4", 3}}) {
+    for (const auto& [command, code] : Rows<Text, int>{{"copy r* taken", 4},
+                                                       {"move r* taken", 4},
+                                                       {"copy r* none", 2},
+                                                       {"copy r* into --where state=none", 2},
+                                                       {"export r* into --where exit=4", 3}}) {
         EXPECT_EQ(run(command).code, code) << command;
         EXPECT_EQ(listed("list taken") + listed("list into"), "") << command;
     }
-    for (const auto& [command, made] : {std::pair{"copy r* into/a --where name!=r7", "r000 r001"},
-                                        {"export r* into/b --where state=finalized", "r000"},
-                                        {"duplicate * into/c --where name=r7", "r7"},
-                                        {"move r* into/d", "r000 r001 r7"}}) {
+    for (const auto& [command, made] :
+         pairs("copy r* into/a --where name!=r7: r000 r001; "
+               "export r* into/b --where state=finalized: r000; "
+               "duplicate * into/c --where name=r7: r7; move r* into/d: r000 r001 r7")) {
         const std::string into = words(command)[2];
         fs::create_directory(directory / into);
         EXPECT_EQ(run(command).code, 0) << command;
@@ -84,8 +78,7 @@ TEST_F(CliCopiesTest, CancellingLeavesNothingHalfDone) {
                 output("move copy r000");
             }
         }
-        EXPECT_EQ(result.code, 130) << command;
-        EXPECT_THAT(result.err, HasSubstr("/copy: cancelled")) << command;
+        EXPECT_THAT(result, FieldsAre(130, _, HasSubstr("/copy: cancelled"))) << command;
         EXPECT_FALSE(exists("copy")) << command;
         EXPECT_EQ(show("r000 state"), "finalized\n") << command;
     }
@@ -95,9 +88,8 @@ TEST_F(CliCopiesTest, WhatIsInvalidStepsAside) {
     EXPECT_EQ(output("invalidate r000"), directory / "r000-bad\n");
     for (const char* refused : {"invalidate r000-bad", "finalize r000-bad"}) {
         output("get other");
-        const auto result = run(Words(refused).with("other"));
-        EXPECT_EQ(result.code, 1) << refused;
-        EXPECT_THAT(result.err, HasSubstr("r000-bad: is invalid already; "));
+        EXPECT_THAT(run(Words(refused).with("other")),
+                    FieldsAre(1, _, HasSubstr("r000-bad: is invalid already; ")));
         EXPECT_EQ(show("r000-bad state") + show("other state"), "invalid\nincomplete\n");
     }
     EXPECT_EQ(output("finalize other"), directory / "other\n");

@@ -17,13 +17,10 @@ protected:
 };
 
 TEST_F(CliGroupsTest, ListShowsGroupsAsATree) {
-    for (const auto& [options, expected] : {std::pair{"", "e r000 x"},
-                                            {"-r", "e r000 r000 x"},
-                                            {"-r --kind result", "r000 r000 x"},
-                                            {"-r --reverse", "x r000 e r000"},
-                                            {"-r --limit 2", "e r000"},
-                                            {"--mask r@@@", "r000"}}) {
-        EXPECT_EQ(listed(std::string("list ") + std::string("p ") + options), expected) << options;
+    for (const auto& [options, expected] :
+         pairs("p: e r000 x; -r p: e r000 r000 x; -r p --kind result: r000 r000 x; "
+               "-r p --reverse: x r000 e r000; -r p --limit 2: e r000; p --mask r@@@: r000")) {
+        EXPECT_EQ(listed("list " + options), expected) << options;
     }
     EXPECT_THAT(output("list -r p"), HasSubstr("\ne/r000\tincomplete\t"));
     const nlohmann::json nodes = json("list -r p")["nodes"];
@@ -54,15 +51,12 @@ TEST_F(CliGroupsTest, MembersAreRenamedRepairedAndFinalized) {
 }
 
 TEST_F(CliGroupsTest, RemovalDeletesWhatIsNamedAndAsksFirst) {
-    const auto refused = run("remove p/r000");
-    EXPECT_EQ(refused.code, 2);
-    EXPECT_THAT(refused.err, HasSubstr("-y"));
+    EXPECT_THAT(run("remove p/r000"), FieldsAre(2, _, HasSubstr("-y")));
     EXPECT_EQ(output("remove --dry-run p"), directory / "p\n");
     EXPECT_EQ(run("remove -y p/r000 p/none").code, 3);
     EXPECT_TRUE(exists("p/r000")) << "all are found before the first is deleted";
     for (const bool agreed : {false, true}) {
-        Command command = start("remove p/r000", {}, 80);
-        ASSERT_TRUE(command.awaitOutput("[y/N]"));
+        Command command = startAndAwait("[y/N]", "remove p/r000", 80);
         command.type(agreed ? "y\n" : "\n");
         EXPECT_EQ(command.finish().code, agreed ? 0 : 1);
         EXPECT_EQ(exists("p/r000"), !agreed);
@@ -78,54 +72,34 @@ TEST_F(CliGroupsTest, PurgeKeepsWhatARuleNames) {
     // The days are far from a change of the clocks, in any time zone.
     constexpr std::int64_t day = 86400;
     constexpr std::int64_t first = 1705320000;  // a Monday at noon
-    for (const auto& [name, time] :
-         std::vector<std::pair<std::string, std::int64_t>>{{"r000", first},
-                                                           {"r001", first + 60},
-                                                           {"r002", first + day},
-                                                           {"r003", first + 7 * day},
-                                                           {"r004", first + 30 * day},
-                                                           {"r005", first + 30 * day + 60},
-                                                           {"r006", first + 31 * day}}) {
+    int number = 0;
+    for (const std::int64_t time : {0L, 60L, day, 7 * day, 30 * day, 30 * day + 60, 31 * day}) {
+        const std::string name = "r00" + std::to_string(number++);
         output("create result " + name);
         write(name + "/data.0/x", std::string(100000, 'x'));
-        output("set " + name + " collectionTimeBegin=" + std::to_string(time));
+        output("set " + name + " collectionTimeBegin=" + std::to_string(first + time));
     }
     output("pin r001");
     output("tag r000 r003 +best");
     output("invalidate r006");
     output("set r006-bad --unset collectionTimeBegin");
-    const auto keptBy = [&](const std::string& rules) {
-        std::string names;
-        const nlohmann::json told = json("purge . -y --dry-run " + rules);
-        for (const auto& node : told["nodes"]) {
-            if (node["action"] == "keep") {
-                names.append(names.empty() ? "" : " ").append(node["name"].get<std::string>());
-            }
-        }
-        return names;
-    };
-    for (const auto& [rules, kept] : std::vector<std::pair<std::string, std::string>>{
-             {"--keep 2", "r001 r004 r005"},
-             {"--keep 1 --keep-tag best", "r000 r001 r003 r005"},
-             {"--keep-daily 2", "r001 r003 r005"},
-             {"--keep-weekly 2", "r001 r003 r005"},
-             {"--keep-monthly 9", "r001 r003 r005"},
-             {"--keep-within 1h", "r001 r006-bad"},
-             {"--max-size 250K", "r001 r005"},
-             {"--keep 3 --keep-tag best --max-size 1K", "r000 r001 r003"},
-             {"--keep 1 --where tag=best", "r003"}}) {
-        EXPECT_EQ(keptBy(rules), kept) << rules;
+    for (const auto& [rules, kept] :
+         pairs("--keep 2: r001 r004 r005; --keep 1 --keep-tag best: r000 r001 r003 r005; "
+               "--keep-daily 2: r001 r003 r005; --keep-weekly 2: r001 r003 r005; "
+               "--keep-monthly 9: r001 r003 r005; --keep-within 1h: r001 r006-bad; "
+               "--max-size 250K: r001 r005; --keep 1 --where tag=best: r003; "
+               "--keep 3 --keep-tag best --max-size 1K: r000 r001 r003")) {
+        EXPECT_EQ(listed("purge . -y --dry-run " + rules, "keep"), kept) << rules;
     }
-    Command holder = start("flag set r002 mine");
-    ASSERT_TRUE(holder.awaitOutput("\n"));
+    Command holder = startAndAwait("\n", "flag set r002 mine");
     write("r004/r004.zentor", "<");
-    const auto purged = run("purge . -y --keep 0 --mask r@@@");
-    EXPECT_EQ(purged.code, 7);
-    EXPECT_THAT(purged.err, HasSubstr("1 could not be looked at"));
-    const std::string& told = purged.out;
-    EXPECT_THAT(told, AllOf(HasSubstr("keep\tr001\tpinned\n"), HasSubstr("r002\tthe flag mine is"),
-                            HasSubstr("keep\tr004\tunreadable: "),
-                            HasSubstr("delete\tr006-bad\tinvalid\n")));
+    EXPECT_THAT(
+        run("purge . -y --keep 0 --mask r@@@"),
+        FieldsAre(7,
+                  AllOf(HasSubstr("keep\tr001\tpinned\n"), HasSubstr("r002\tthe flag mine is"),
+                        HasSubstr("keep\tr004\tunreadable: "),
+                        HasSubstr("delete\tr006-bad\tinvalid\n")),
+                  HasSubstr("1 could not be looked at")));
     EXPECT_EQ(listed("list --kind result"), "r001 r002 r004");
     for (const char* refused : {"--keep-within 1x", "--max-size -1K", "--keep-daily 0"}) {
         EXPECT_EQ(run(std::string("purge . --dry-run ") + refused).code, 2) << refused;
@@ -138,7 +112,7 @@ TEST_F(CliGroupsTest, UnlinkedNodesStayAsTheyAre) {
     output({"note", "far/x", "kept"});
     // The one that cannot be unlinked keeps the others in the group.
     EXPECT_EQ(run("unlink p/x p/r000").code, 2);
-    support::Command({"-ec", "cp -a p p2"}, {directory.path().native(), {}, 0, "sh"}).finish();
+    inShell("cp -a p p2");
     // A copy of the group has a link of its own.
     EXPECT_EQ(output("unlink p2/x"), directory / "far/x\n");
     EXPECT_EQ(listed("list p") + ", " + listed("list p2"), "e r000 x, e r000");
@@ -152,9 +126,7 @@ TEST_F(CliGroupsTest, UnlinkedNodesStayAsTheyAre) {
 }
 
 TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
-    for (int i = 0; i < 3; ++i) {
-        output("create result r@@@ --into p");
-    }
+    createResults("p/r001 p/r002 p/r003");
     for (const char* refused : {"purge p", "purge p --keep 0 -y", "purge p --keep 1",
                                 "purge p --keep 0 -y --mask ../p/r@@@", "list --mask p/r@@@"}) {
         EXPECT_EQ(run(refused).code, 2) << refused;
@@ -168,7 +140,7 @@ TEST_F(CliGroupsTest, PurgeKeepsTheLast) {
 }
 
 TEST_F(CliGroupsTest, ListingCopiedGroupsChangesNoMarker) {
-    support::Command({"-ec", "cp -a p p2"}, {directory.path().native(), {}, 0, "sh"}).finish();
+    inShell("cp -a p p2");
     output("set far/x c=1");
     listed("list p2");
     const auto before = stampOf(directory / "far/x/x.zentor");

@@ -31,35 +31,29 @@ TEST_F(NodesTest, ListFiltersSortsAndLimits) {
     for (const char* script : {"exit 0", "exit 1 # longer", "kill -9 $$"}) {
         run({"collect", "-q", "--", "sh", "-c", script});
     }
-    output("create result r@@@");
-    output("create result other");
+    createResults("r@@@ other");
     run("collect -q --name s0 -- no-such-program");
     write("r000/ballast", std::string(100000, 'x'));
     for (const auto& [options, expected] :
-         {std::pair{"", "other r000 r001 r002 r003 s0-bad"},
-          {"--mask r@@@", "r000 r001 r002 r003"},
-          {"--mask none@@", ""},
-          {"--state finalized", "r000 r001 r002"},
-          {"--state incomplete --reverse", "r003 other"},
-          {"--state invalid", "s0-bad"},
-          {"--reverse --limit 2", "s0-bad r003"},
-          {"--mask r@@@ --state finalized --reverse --limit 1", "r002"},
-          {"--sort size --reverse --limit 1", "r000"},
-          {"--sort command --mask r@@@", "r000 r001 r002 r003"}}) {
-        EXPECT_EQ(listed(std::string("list ") + options), expected) << options;
+         pairs(": other r000 r001 r002 r003 s0-bad; --mask r@@@: r000 r001 r002 r003; "
+               "--mask none@@: ; --state finalized: r000 r001 r002; --state invalid: s0-bad; "
+               "--state incomplete --reverse: r003 other; --reverse --limit 2: s0-bad r003; "
+               "--mask r@@@ --state finalized --reverse --limit 1: r002; "
+               "--sort size --reverse --limit 1: r000; "
+               "--sort command --mask r@@@: r000 r001 r002 r003")) {
+        EXPECT_EQ(listed("list " + options), expected) << options;
     }
     EXPECT_THAT(output("list -l --state finalized"), HasSubstr(directory / "r000"));
 }
 
 TEST_F(NodesTest, AnUnreadableMarkerIsShownAndNeverOverwritten) {
-    output("create result r000");
-    output("create result r001");
+    createResults("r000 r001");
     write("r000/r000.zentor", "<bag v=");
     EXPECT_EQ(listed("list --state unreadable"), "r000");
     for (const char* refused : {"show r000", "rename r000 q", "set r000 a=b", "diff r000 r001"}) {
-        const auto result = run(refused);
-        EXPECT_EQ(result.code, 7) << refused;
-        EXPECT_THAT(result.err, AllOf(HasSubstr("r000.zentor: "), HasSubstr("restore it")));
+        EXPECT_THAT(run(refused),
+                    FieldsAre(7, _, AllOf(HasSubstr("r000.zentor: "), HasSubstr("restore it"))))
+            << refused;
     }
     EXPECT_EQ(read("r000/r000.zentor"), "<bag v=");
 }
@@ -91,9 +85,7 @@ TEST_F(NodesTest, SetChangesAllOrNothing) {
 }
 
 TEST_F(NodesTest, PeopleSayWhatTheyThinkOfResults) {
-    for (const char* name : {"a", "b", "c"}) {
-        output(std::string("create result ") + name);
-    }
+    createResults("a b c");
     EXPECT_EQ(output("tag a b +slow +O3"), (directory / "a\n") + (directory / "b\n"));
     output("tag * -slow +x --where tag=slow");
     EXPECT_EQ(show("a b tag"), "O3,x\nO3,x\n");
@@ -129,10 +121,8 @@ TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
     EXPECT_EQ(result.code, 1);
     run("collect -q -- true");
     run("collect -q -- true");
-    const auto newest = json("diff r@@@");
-    EXPECT_EQ(newest["same"], true) << "measurements are not judged";
-    EXPECT_EQ(newest["nodes"][0]["path"], directory / "r000");
-    EXPECT_EQ(newest["nodes"][1]["path"], directory / "r001");
+    EXPECT_EQ(json("diff r@@@")["same"], true) << "measurements are not judged";
+    EXPECT_EQ(listed("diff r@@@"), "r000 r001");
     EXPECT_EQ(run("diff r000").code, 3);
     EXPECT_EQ(run("diff a ./a").code, 2);
     // The two may have been made in different seconds.
@@ -147,23 +137,21 @@ TEST_F(NodesTest, DiffTellsFilesAndPropertiesApart) {
 }
 
 TEST_F(NodesTest, ManyAreComparedWithOneAndWithinATolerance) {
-    for (const char* name : {"a", "b", "c"}) {
-        output(std::string("create result ") + name);
-    }
+    createResults("a b c");
     output("set a elapsedMicroseconds=1000 rate=2.5");
     output("set b elapsedMicroseconds=1049 rate=2.6");
     output("set c elapsedMicroseconds=940");
-    for (const auto& [arguments, code] : std::vector<std::pair<std::string, int>>{
-             {"a b", 1},  // the rate differs
-             {"a b --tolerance rate=5%", 0},
-             {"a b --tolerance rate=5% --tolerance 5%", 0},
-             {"a b --tolerance rate=5% --tolerance elapsed=4.8%", 1},
-             {"--reference b a --tolerance rate=5% --tolerance elapsed=4.8%", 0},
-             {"a b --tolerance rate=3%", 1},
-             {"a c --tolerance rate=100%", 1},
-             {"a b c --tolerance=none", 2},
-             {"a b --tolerance other=5%", 2},
-             {"a a", 2}}) {
+    for (const auto& [arguments, code] :
+         Rows<std::string, int>{{"a b", 1},  // the rate differs
+                                {"a b --tolerance rate=5%", 0},
+                                {"a b --tolerance rate=5% --tolerance 5%", 0},
+                                {"a b --tolerance rate=5% --tolerance elapsed=4.8%", 1},
+                                {"--reference b a --tolerance rate=5% --tolerance elapsed=4.8%", 0},
+                                {"a b --tolerance rate=3%", 1},
+                                {"a c --tolerance rate=100%", 1},
+                                {"a b c --tolerance=none", 2},
+                                {"a b --tolerance other=5%", 2},
+                                {"a a", 2}}) {
         EXPECT_EQ(run("diff " + arguments).code, code) << arguments;
     }
     EXPECT_THAT(run("diff --where name --reference b").out,
@@ -181,9 +169,7 @@ TEST_F(NodesTest, GetMakesOpensAndRepairs) {
     const std::string path = directory / "r1" + "\n";
     EXPECT_EQ(output("get r1"), path);
     output("set r1 remark=kept");
-    const auto again = run("-v get r1");
-    EXPECT_EQ(again.out, path);
-    EXPECT_EQ(again.err, "") << "that it is there is no error";
+    EXPECT_THAT(run("-v get r1"), FieldsAre(0, path, "")) << "that it is there is no error";
     EXPECT_EQ(show("r1 remark"), "kept\n");
     EXPECT_EQ(output("get --literal q@@"), directory / "q@@\n");
     write("expt/expt.zentorexp", "<bag v=\"1\"/>");
@@ -196,8 +182,7 @@ TEST_F(NodesTest, OverwriteReplacesResultsAlone) {
     EXPECT_THAT(run("create result r1 --overwrite").err, HasSubstr("give -y"));
     for (const auto& [answer, code] : {std::pair{"\n", 1}, {"y\n", 0}}) {
         output("finalize r1");
-        Command command = start("create result r1 --overwrite", {}, 80);
-        ASSERT_TRUE(command.awaitOutput("[y/N]"));
+        Command command = startAndAwait("[y/N]", "create result r1 --overwrite", 80);
         command.type(answer);
         EXPECT_EQ(command.finish().code, code);
         EXPECT_EQ(show("r1 state"), code == 0 ? "incomplete\n" : "finalized\n");
@@ -212,13 +197,12 @@ TEST_F(NodesTest, OverwriteReplacesResultsAlone) {
 }
 
 TEST_F(NodesTest, ATerminalGetsAlignedHarmlessLines) {
-    output("create result \x1b]0;title\x07");
-    output("create result \xe7\xb5\x90\xe6\x9e\x9c");
+    createResults("\x1b]0;title\x07 \xe7\xb5\x90\xe6\x9e\x9c");
     run("collect -q -- true " + std::string(200, 'x'));
     const std::string out = start("list", "NO_COLOR=1", 72).finish().out;
-    EXPECT_THAT(out, Not(HasSubstr("\x1b")));
-    EXPECT_THAT(out, AllOf(HasSubstr("NAME "), HasSubstr("\xe2\x80\xa6\r\n")));
-    EXPECT_THAT(out, HasSubstr("\r\n\xe7\xb5\x90\xe6\x9e\x9c              incomplete"));
+    EXPECT_THAT(out,
+                AllOf(Not(HasSubstr("\x1b")), HasSubstr("NAME "), HasSubstr("\xe2\x80\xa6\r\n"),
+                      HasSubstr("\r\n\xe7\xb5\x90\xe6\x9e\x9c              incomplete")));
     std::istringstream lines(out);
     std::size_t widest = 0;
     for (std::string line; std::getline(lines, line);) {
@@ -245,17 +229,10 @@ TEST_F(NodesTest, ATerminalGetsAlignedHarmlessLines) {
 
 TEST_F(NodesTest, WhatWasRemovedBeforeAFailureIsTold) {
     for (const char* json : {"", "--json "}) {
-        for (const char* name : {"a0", "a1", "a2"}) {
-            output(std::string("get ") + name);
-        }
+        inShell("for name in a0 a1 a2; do $0 get $name; done");
         write("a1/stuck", "");
-        const auto result =
-            start(Words(std::string(json) + "remove -y a0 a1 a2"), {"LD_PRELOAD=" LYING_CALLS})
-                .finish();
-        EXPECT_EQ(result.code, 7);
-        EXPECT_THAT(result.err, HasSubstr("a1"));
-        EXPECT_THAT(result.out, AllOf(HasSubstr("/a0"), Not(HasSubstr("/a1"))));
-        keepJson(result.out);
+        EXPECT_THAT(run(std::string(json) + "remove -y a0 a1 a2", {"LD_PRELOAD=" LYING_CALLS}),
+                    FieldsAre(7, AllOf(HasSubstr("/a0"), Not(HasSubstr("/a1"))), HasSubstr("a1")));
         EXPECT_FALSE(exists("a0"));
         EXPECT_EQ(listed("list ."), "a1 a2");
     }

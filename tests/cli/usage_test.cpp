@@ -2,6 +2,7 @@
 
 namespace {
 
+using testing::MatchesRegex;
 using testing::StartsWith;
 using UsageTest = CliTest;
 
@@ -99,14 +100,10 @@ TEST_F(UsageTest, WrongUseGivesOneLineAndItsCode) {
              {"purge r1 --keep 1", 2, "/r1: is a result, and no group"},
              {"tag p --where name=x +y", 3, "the nodes in it are 'p/*'"},
              {"purge / --keep 1 -y", 2, "root directory"}}) {
-        const support::CommandResult result = run(words);
-        EXPECT_EQ(result.code, code) << testing::PrintToString(words);
-        EXPECT_EQ(result.out, "") << testing::PrintToString(words);
-        EXPECT_THAT(result.err, AllOf(StartsWith("vesta2: "), HasSubstr(told)));
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-        const auto error =
-            nlohmann::json::parse(run(Words("--json").with(words)).err, nullptr, false);
-        EXPECT_EQ(error["error"]["code"], code) << testing::PrintToString(words);
+        EXPECT_THAT(run(words),
+                    FieldsAre(code, "", AllOf(HasSubstr(told), MatchesRegex("vesta2: [^\n]*\n"))))
+            << testing::PrintToString(words);
+        EXPECT_EQ(error(words)["code"], code) << testing::PrintToString(words);
     }
     EXPECT_FALSE(exists("r000")) << "nothing was made";
 }
@@ -115,11 +112,9 @@ TEST_F(UsageTest, LostOutputIsNoSuccess) {
     output("create result r1");
     for (const char* words :
          {"list", "show r1", "--json list", "--help", "collect -q --capture -- echo x"}) {
-        const auto result = Command({"-c", std::string(VESTA2_COMMAND " ") + words + " >/dev/full"},
-                                    {directory.path().native(), {}, 0, "sh"})
-                                .finish();
-        EXPECT_EQ(result.code, 7);
-        EXPECT_THAT(result.err, AllOf(HasSubstr("standard output"), HasSubstr("no space left")));
+        EXPECT_THAT(
+            inShell(std::string("$0 ") + words + " >/dev/full"),
+            FieldsAre(7, "", AllOf(HasSubstr("standard output"), HasSubstr("no space left"))));
     }
 }
 
@@ -154,11 +149,10 @@ TEST_F(UsageTest, LongOutputIsForAPager) {
     }
     EXPECT_THAT(start("list", pager).finish().out, Not(HasSubstr("P:"))) << "no terminal";
     Command interrupted = start("list", "PAGER=./slow", 80);
-    ASSERT_TRUE(interrupted.awaitOutput("up"));
+    interrupted.awaitOutput("up");
     interrupted.type("\x03\n");
-    const auto result = interrupted.finish();
-    EXPECT_EQ(result.code, 0) << "it waits for the pager";
-    EXPECT_THAT(result.out, HasSubstr("P:r029"));
+    EXPECT_THAT(interrupted.finish(), FieldsAre(0, HasSubstr("P:r029"), _))
+        << "it waits for the pager";
 }
 
 TEST_F(UsageTest, OptionsForEveryCommand) {

@@ -6,8 +6,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -24,6 +26,10 @@ struct CommandResult {
     std::string err;
 };
 
+inline std::ostream& operator<<(std::ostream& out, const CommandResult& result) {
+    return out << "code " << result.code << '\n' << result.out << result.err;
+}
+
 /// The command as a child process. Every wait is bounded: a command that hangs fails its test.
 class Command {
 public:
@@ -35,6 +41,8 @@ public:
         int terminalWidth = 0;
         /// Run instead of the command; looked for as a shell does.
         std::string program{};
+        /// What it prints before it is of use.
+        std::string awaited{};
     };
 
     Command(const std::vector<std::string>& arguments, const Setting& setting) {
@@ -60,24 +68,22 @@ public:
                                                            : 127;
         });
         closeEnd(ends[1]);
+        awaitOutput(setting.awaited);
     }
     ~Command() {
         closeEnd(m_out);
         closeEnd(m_err);
     }
-    Command(const Command&) = delete;
-    Command& operator=(const Command&) = delete;
 
     /// What has come so far.
     [[nodiscard]] const std::string& output() const { return m_result.out; }
-    /// Waits until the standard output stream has brought `text`.
-    bool awaitOutput(const std::string& text) {
+    /// Waits until the standard output stream has brought `text`; throws when it does not.
+    void awaitOutput(const std::string& text) {
         while (m_result.out.find(text) == std::string::npos) {
             if (!readSome()) {
-                return false;
+                throw std::runtime_error("no '" + text + "' in " + m_result.out);
             }
         }
-        return true;
     }
     /// As if typed at the terminal.
     void type(const std::string& keys) const {
@@ -124,16 +130,12 @@ private:
             }
         }
         environment.emplace_back("TERM=xterm");
-        ::clearenv();
-        for (std::string& setting : environment) {
-            ::putenv(setting.data());
-        }
-        std::vector<char*> arguments;
-        for (std::string& word : words) {
-            arguments.push_back(word.data());
-        }
-        arguments.push_back(nullptr);
-        ::execvp(arguments.front(), arguments.data());
+        const auto pointersTo = [](std::vector<std::string>& texts) {
+            std::vector<char*> all(texts.size() + 1);
+            std::ranges::transform(texts, all.begin(), [](auto& text) { return text.data(); });
+            return all;
+        };
+        ::execvpe(words[0].c_str(), pointersTo(words).data(), pointersTo(environment).data());
         return 127;
     }
 
