@@ -145,13 +145,10 @@ TEST_F(BagFile, IsCreatedOnceAndReplacesNothingElse) {
     fs::create_directory(m_directory / "sub");
     fs::create_symlink("loop", m_directory / "loop");
     const std::string longest(255, 'n');
-    for (const std::string& name : {std::string("sub/"), std::string("missing/a.bag"),
-                                    longest + "n", std::string("fifo/b"), std::string("a.bag/b")}) {
-        EXPECT_EQ(create_variant_bag(numbered(9), m_directory / name), bag_unwritable) << name;
-        EXPECT_EQ(save_variant_bag(numbered(9), m_directory / name), bag_unwritable) << name;
-    }
-    for (const char* name : {"fifo", "sub", "loop"}) {
-        EXPECT_EQ(create_variant_bag(numbered(9), m_directory / name), bag_exists) << name;
+    for (const std::string& name :
+         words("fifo sub loop sub/ missing/a.bag fifo/b a.bag/b " + longest + 'n')) {
+        const int result = namesIn(m_directory.path()).contains(name) ? bag_exists : bag_unwritable;
+        EXPECT_EQ(create_variant_bag(numbered(9), m_directory / name), result) << name;
         EXPECT_EQ(save_variant_bag(numbered(9), m_directory / name), bag_unwritable) << name;
     }
     EXPECT_EQ(load(m_file), numbered(1));

@@ -1,5 +1,6 @@
 #include <sys/resource.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <cstdint>
 
 #include "basekit2/bag_io.h"
@@ -100,9 +101,7 @@ std::string filled(const std::string& shape) {
     const std::size_t bar = shape.find('|');
     std::string text = shape.substr(0, bar);
     for (int i = 0; text.size() + shape.size() + 16 < most; ++i) {
-        text.append(shape, bar + 1);
-        const std::size_t number = text.find('#', text.size() - (shape.size() - bar - 1));
-        number != text.npos ? void(text.replace(number, 1, std::to_string(i))) : void();
+        text += boost::replace_first_copy(shape.substr(bar + 1), "#", std::to_string(i));
     }
     return text + "</bag>";
 }
@@ -159,12 +158,9 @@ TEST(BagText, AcceptsOtherLayouts) {
 
 /// With all gone that may be written in more than one way.
 std::string canonical(std::string text) {
-    for (const auto& [reference, character] :
-         {std::pair{"&gt;", ">"}, {"&quot;", "\""}, {"'", "\""}}) {
-        for (std::size_t at = 0; (at = text.find(reference, at)) != text.npos; ++at) {
-            text.replace(at, std::string(reference).size(), character);
-        }
-    }
+    boost::replace_all(text, "&gt;", ">");
+    boost::replace_all(text, "&quot;", "\"");
+    boost::replace_all(text, "'", "\"");
     std::erase_if(text, [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
     return text;
 }
