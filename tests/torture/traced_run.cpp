@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -35,22 +36,16 @@ constexpr int notStarted = 125;
 
 namespace fs = std::filesystem;
 
-struct Number {
-    long value;
-    const char* name;
-};
-#define CALL(name)                                                                                 \
-    Number { SYS_##name, #name }
-
 /// Calls that name their files in the same places and can fail with the same errors. A place is the
 /// number of an argument that is a path ("p"), or the descriptor of a directory before a path
 /// ("a"), or a descriptor ("d").
 struct Group {
     unsigned traits;
     std::string_view places;
-    std::vector<Number> calls;
+    std::map<long, const char*> calls;
 };
 
+#define CALL(name) std::pair(SYS_##name, #name)
 const std::vector<Group>& groups() {
     constexpr unsigned written = changes | writes | noSpace;
     constexpr unsigned named = changes | names | noSpace;
@@ -68,13 +63,11 @@ const std::vector<Group>& groups() {
         {changes | interrupted, "d0", {CALL(ftruncate)}},
         {flushes | noSpace | interrupted, "d0", {CALL(fsync), CALL(fdatasync)}},
         {flushes | noSpace, "d0", {CALL(syncfs)}},
-        {0,
-         "p0",
-         {CALL(stat), CALL(lstat), CALL(statfs), CALL(access), CALL(readlink), CALL(chdir)}},
+        {0, "p0", {CALL(stat), CALL(lstat), CALL(statfs), CALL(access), CALL(readlink)}},
+        {0, "p0", {CALL(chdir)}},
         {0, "d0", {CALL(fstat), CALL(fstatfs), CALL(getdents64)}},
-        {0,
-         "a0",
-         {CALL(newfstatat), CALL(statx), CALL(faccessat), CALL(faccessat2), CALL(readlinkat)}},
+        {0, "a0", {CALL(newfstatat), CALL(statx), CALL(readlinkat)}},
+        {0, "a0", {CALL(faccessat), CALL(faccessat2)}},
         {named, "p0", {CALL(mkdir)}},
         {named, "a0", {CALL(mkdirat)}},
         {named, "p0p1", {CALL(rename), CALL(link)}},
@@ -131,18 +124,17 @@ std::optional<FileCall> fileCall(pid_t thread, const user_regs_struct& registers
     const auto wanted = static_cast<long>(registers.orig_rax);
     const unsigned long long arguments[] = {registers.rdi, registers.rsi, registers.rdx,
                                             registers.r10};
-    const bool isOpen = wanted == SYS_open || wanted == SYS_openat;
-    const auto flags = isOpen ? arguments[wanted == SYS_open ? 1 : 2] : 0;
+    const auto flags = wanted == SYS_open ? arguments[1] : wanted == SYS_openat ? arguments[2] : 0;
     const unsigned made = (flags & (O_CREAT | O_TRUNC)) != 0 ? changes | names | noSpace : 0U;
     for (const Group& group : groups()) {
-        const auto call = std::ranges::find(group.calls, wanted, &Number::value);
+        const auto call = group.calls.find(wanted);
         for (std::size_t i = 0; call != group.calls.end() && i < group.places.size(); i += 2) {
             const std::string path =
                 resolve("/proc/" + std::to_string(thread) + "/", group.places[i],
                         arguments + (group.places[i + 1] - '0'));
             if ((path + "/").rfind(root + "/", 0) == 0 && isMeant(wanted, arguments[1])) {
                 const std::string inner = path == root ? "." : path.substr(root.size() + 1);
-                return FileCall{call->name, inner, group.traits | made};
+                return FileCall{call->second, inner, group.traits | made};
             }
         }
     }
@@ -155,9 +147,8 @@ std::vector<sock_filter> makeFilter() {
         {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
     };
     for (const Group& group : groups()) {
-        for (const Number& number : group.calls) {
-            const auto value = static_cast<unsigned>(number.value);
-            filter.push_back({BPF_JMP | BPF_JEQ | BPF_K, 0, 1, value});
+        for (const auto& [number, name] : group.calls) {
+            filter.push_back({BPF_JMP | BPF_JEQ | BPF_K, 0, 1, static_cast<unsigned>(number)});
             filter.push_back({BPF_RET | BPF_K, 0, 0, SECCOMP_RET_TRACE});
         }
     }
@@ -250,28 +241,25 @@ private:
         }
         const std::size_t index = m_result.calls.size();
         m_result.calls.push_back(*call);
-        const bool isLasting =
-            m_fault.kind == Fault::Kind::lasting || m_fault.kind == Fault::Kind::halves;
+        using Kind = Fault::Kind;
+        const bool isLasting = m_fault.kind == Kind::lasting || m_fault.kind == Kind::halves;
         const bool isDue = isLasting ? index >= m_fault.call : index == m_fault.call;
-        if (m_fault.kind == Fault::Kind::nothing || !isDue) {
+        if (m_fault.kind == Kind::nothing || !isDue) {
             return;
         }
-        if (m_fault.kind == Fault::Kind::kill) {
-            m_result.isHit = true;
+        if (m_fault.kind == Kind::kill) {
             ::kill(m_process, SIGKILL);
-        } else if (m_fault.kind == Fault::Kind::halves) {
-            m_result.isHit = true;
-            if (call->is(sized) && registers.rdx > 1) {
-                registers.rdx /= 2;
-                ::ptrace(PTRACE_SETREGS, thread, 0, &registers);
-            }
+        } else if (m_fault.kind == Kind::halves) {
+            registers.rdx /= call->is(sized) && registers.rdx > 1 ? 2 : 1;
         } else if (std::ranges::count(call->errors(), m_fault.error) != 0) {
-            m_result.isHit = true;
             m_result.calls.back().isFailed = true;
             registers.orig_rax = ~0ULL;  // no such call
             registers.rax = static_cast<unsigned long long>(-m_fault.error);
-            ::ptrace(PTRACE_SETREGS, thread, 0, &registers);
+        } else {
+            return;
         }
+        m_result.isHit = true;
+        ::ptrace(PTRACE_SETREGS, thread, 0, &registers);
     }
 
     const std::string& m_root;
