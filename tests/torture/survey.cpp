@@ -29,14 +29,12 @@ void addNode(Survey& out, const fs::path& root, const fs::path& marker) {
         return;
     }
     basekit2::variant_bag_t& section = bag.put_bag("vesta");
-    const auto text = [&](const char* key) {
-        const basekit2::variant_t value = section.get_variant(key);
-        return value.as_string() ? *value.as_string() : "";
-    };
     const std::string directory = marker.parent_path();
     FoundNode& node = out.nodes[directory];
-    node.identity = text("identity");
-    node.backLink = text("backlink");
+    node.identity = *section.get_variant("identity", "").as_string();
+    if (section.has("backlink")) {
+        out.backLinks[directory] = *section.get_variant("backlink", "").as_string();
+    }
     section.remove("backlink");
     section.remove("programDigest");
     basekit2::save_variant_bag_to_string(bag, node.section);

@@ -13,8 +13,7 @@ using Texts = std::map<std::string, std::string>;
 struct FoundNode {
     /// The property by which a node of the sample is known again, wherever it goes; a copy has it.
     std::string identity;
-    std::string section;  ///< its properties, but not how it is reached:
-    std::string backLink;
+    std::string section;  ///< its properties, but not how it is reached
     bool isFinalized = false;
     bool isInvalid = false;
     Texts files;  ///< of a result: all that is in there, but for these marks and its marker
@@ -24,6 +23,7 @@ struct FoundNode {
 
 struct Survey {
     std::map<std::string, FoundNode> nodes;  ///< by their directories, below the root as all paths
+    Texts backLinks;                         ///< of those that have one, by their directories
     Texts members;                           ///< those that a listing of "p" shows: identities
     bool isListed = false;                   ///< whether there was a listing; it comes last
     std::set<std::string> findings;          ///< of a check: kind and path
