@@ -1,4 +1,4 @@
-#include <memory>
+#include <vector>
 
 #include "fuzz.h"
 #include "support/temp_directory.h"
@@ -16,9 +16,8 @@ int main(int, char** argv) {
         std::fprintf(stderr, "%s\n", entry.path().c_str());
         const std::string text = support::readFile(entry.path());
         // No longer than it is: a sanitizer sees a step behind its end.
-        const auto bytes = std::make_unique<char[]>(text.size());
-        std::copy(text.begin(), text.end(), bytes.get());
-        fuzz::judge({bytes.get(), text.size()});
+        const std::vector<char> bytes(text.begin(), text.end());
+        fuzz::judge({bytes.data(), bytes.size()});
         ++count;
     }
     return count > 0 ? 0 : 1;
