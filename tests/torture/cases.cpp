@@ -1,5 +1,6 @@
 #include "cases.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 #include "support/command.h"
@@ -44,6 +45,12 @@ const std::vector<Case>& cases() {
         {"relink p/x0.zentorlink far/x9"},
     };
     return all;
+}
+
+void copyTree(const std::string& from, const std::string& to) {
+    if (std::system(("rm -rf " + to + " && cp -a " + from + " " + to).c_str()) != 0) {
+        throw std::runtime_error("cannot copy " + from);
+    }
 }
 
 void makeSample(const std::string& root) {

@@ -33,6 +33,10 @@ struct Outcome {
 
 const std::vector<Case>& cases();
 
+/// With the times of everything: what was changed just now is looked at with other eyes. What was
+/// at the new place is deleted.
+void copyTree(const std::string& from, const std::string& to);
+
 /// Makes the sample in the empty directory `root`: a project "p" with results, an experiment, and a
 /// result that is stored elsewhere.
 void makeSample(const std::string& root);

@@ -7,22 +7,13 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <thread>
 
-#include "broken_calls.h"
-#include "support/child_process.h"
-#include "support/temp_directory.h"
-#include "trial.h"
-#include "vesta2/flag_look.h"
+#include "nodes.h"
 #include "vesta2/flag_manager.h"
 
 namespace torture {
 namespace {
-
-namespace util = vesta2::util;
-using namespace vesta2;
 
 thread_local std::mt19937 chance;
 std::atomic<bool> isEnding{false};  ///< this process: who gets the flag now has it no longer
@@ -30,46 +21,41 @@ std::atomic<bool> isEnding{false};  ///< this process: who gets the flag now has
 unsigned below(std::size_t limit) { return static_cast<unsigned>(chance() % limit); }
 
 /// One of the threads of a process, which has a number among all.
-class Claimant {
-public:
-    Claimant(Run& run, std::atomic<long>& owner, int number, const std::string& directory)
-        : m_run(run), m_owner(owner), m_number(number), m_directory(directory) {
-        m_flags.setDirectory(directory);
-    }
+struct Claimant {
+    Run& m_run;
+    std::atomic<long>& m_owner;
+    const long m_number;
+    const std::string& m_directory;
+    const bool m_isAlone;
+    util::FlagManager m_flags{};
+    basekit2::variant_bag_t m_record{};
 
-    void claimUntil(Clock::time_point until, bool isAlone) {
-        m_isAlone = isAlone;
+    void claimUntil(Clock::time_point until) {
+        m_flags.setDirectory(m_directory);
         while (Clock::now() < until) {
             act();
         }
         m_flags.eraseAll();
     }
 
-private:
     void act() {
-        switch (below(8)) {
-        case 0:
+        const unsigned choice = below(8);
+        if (choice == 0) {
             expect(m_flags.isFlagOwner("flag"), {eNotFound, eNotOwner});
-            break;
-        case 1:
-            expect(m_flags.removeFlag("flag", false, false), {eOK, eNotFound, eFileLocked});
-            break;
-        case 2:
-            expect(m_flags.removeFlag("flag", true, true), {eOK, eNotFound, eFileLocked});
-            break;
-        case 3:
+        } else if (choice <= 2) {
+            const bool isForced = choice == 2;
+            expect(m_flags.removeFlag("flag", isForced, isForced), {eOK, eNotFound, eFileLocked});
+        } else if (choice == 3) {
             m_flags.getFlagInfo("flag", m_record);
             util::lookAtFlags(m_directory);
-            break;
-        default:
+        } else {
             claim(below(3) == 0);
         }
     }
 
     bool expect(vesta2::error_t code, std::initializer_list<vesta2::error_t> possible) {
-        if (std::count(possible.begin(), possible.end(), code) == 0 &&
-            (m_isAlone || code != eAlreadyExists)) {
-            m_run.report.blame("the answer " + std::to_string(code));
+        if (std::ranges::count(possible, code) == 0 && (m_isAlone || code != eAlreadyExists)) {
+            m_run.report.blame("the answer {}", static_cast<int>(code));
         }
         return code == eOK;
     }
@@ -105,15 +91,15 @@ private:
             ::pause();
         }
     }
-    void leave() {
-        long self = m_number;
-        m_owner.compare_exchange_strong(self, 0);
+    void leave() { leave(m_owner, m_number); }
+    static void leave(std::atomic<long>& owner, long number) {
+        owner.compare_exchange_strong(number, 0);
     }
 
     /// Nobody deletes or overwrites it as long as the flag is held. What a look through a network
     /// file system tells of a record may be a second old, so there it is not asked.
     void checkRecord() {
-        for (unsigned look = isRemote() ? 0 : below(3); look > 0; --look) {
+        for (unsigned look = m_run.isRemote() ? 0 : below(3); look > 0; --look) {
             const util::FlagLook found = util::lookAtFlag(m_directory, "flag");
             if (found.state() != util::flag_state_t::held ||
                 found.record().get_variant("pid").to_int64() != ::getpid()) {
@@ -121,16 +107,6 @@ private:
             }
         }
     }
-
-    [[nodiscard]] bool isRemote() const { return !m_run.options.places.empty(); }
-
-    Run& m_run;
-    std::atomic<long>& m_owner;
-    const int m_number;
-    const std::string m_directory;
-    bool m_isAlone = true;
-    util::FlagManager m_flags;
-    basekit2::variant_bag_t m_record;
 };
 
 pid_t forkAsHost() {
@@ -142,55 +118,53 @@ pid_t forkAsHost() {
     return static_cast<pid_t>(child);
 }
 
-class Crowd {
+class Claims {
 public:
-    explicit Crowd(Run& run) : m_run(run), m_places(run.options.places) {
-        if (!isRemote()) {
-            m_places.push_back(m_directory.path().native());
-        }
+    explicit Claims(Run& run) : m_run(run), m_places(run.options.places) {
+        m_isRemote ? void() : m_places.push_back(m_directory.path().native());
     }
 
+    /// Claimants that end before the time is over are replaced.
     void gather() {
-        const std::chrono::milliseconds time = std::chrono::milliseconds(50 + m_run.below(200));
-        crowd(time * (isRemote() ? 10 : 1));
+        const std::chrono::milliseconds time((50 + m_run.below(200)) * (m_isRemote ? 10 : 1));
+        const auto until = Clock::now() + time;
+        // The client of a network file system in user space has to keep up.
+        crowd(m_run, 2 + m_run.below(7), until, m_isRemote ? 20000 : 2000,
+              [&](std::size_t /*number*/) { return start(until); });
         expectNothingLost();
         *m_owner = 0;
     }
 
 private:
-    [[nodiscard]] bool isRemote() const { return !m_run.options.places.empty(); }
-
-    support::ChildProcess start(Clock::duration time) {
-        const int number = ++m_lastNumber;
+    support::ChildProcess start(Clock::time_point until) {
+        const long number = ++m_lastNumber;
         const unsigned seed = m_run.below(1U << 30U);
         const std::string& place = m_places[m_run.below(m_places.size())];
         const auto work = [&] {
             chance.seed(seed);
             disturb(number);
             std::vector<std::jthread> threads;
-            const auto until = Clock::now() + time;
             const bool isAlone = below(3) > 0;
             for (unsigned i = 0; i < (isAlone ? 1 : 2); ++i) {
                 threads.emplace_back([&, i] {
                     chance.seed(seed + i);
-                    Claimant(m_run, *m_owner, number, place).claimUntil(until, isAlone);
+                    Claimant{m_run, *m_owner, number, place, isAlone}.claimUntil(until);
                 });
             }
             return 0;
         };
-        return support::ChildProcess(work, isRemote() ? forkAsHost : ::fork);
+        return support::ChildProcess(work, m_isRemote ? forkAsHost : ::fork);
     }
 
     /// Pauses before some calls, and ends this process before others as if it were killed. It is
     /// not killed in one: a client of a network file system in user space may never answer a lock
     /// that is interrupted.
-    void disturb(int number) {
+    void disturb(long number) {
         const unsigned pausesInHundred = below(3) * 15;
         beforeCall = [this, number, pausesInHundred](const char* /*call*/) {
             if (below(1000) == 0) {
                 isEnding = true;
-                long self = number;
-                m_owner->compare_exchange_strong(self, 0);
+                Claimant::leave(*m_owner, number);
                 ::_exit(0);
             }
             if (below(100) < pausesInHundred) {
@@ -200,32 +174,6 @@ private:
         };
     }
 
-    void expectEnd(support::ChildProcess& claimant) {
-        if (const int code = claimant.wait(); code != 0) {
-            m_run.report.blame("a claimant ends with " + std::to_string(code));
-        }
-    }
-
-    /// Claimants that end before the time is over are replaced.
-    void crowd(Clock::duration time) {
-        std::vector<support::ChildProcess> claimants;
-        for (unsigned count = 2 + m_run.below(7); count > 0; --count) {
-            claimants.push_back(start(time));
-        }
-        for (const auto until = Clock::now() + time; Clock::now() < until;) {
-            // The client of a network file system in user space has to keep up.
-            ::usleep(m_run.below(isRemote() ? 20000 : 2000));
-            support::ChildProcess& claimant = claimants[m_run.below(claimants.size())];
-            if (!claimant.isRunning()) {
-                expectEnd(claimant);
-                claimant = start(until - Clock::now());
-            }
-        }
-        for (support::ChildProcess& claimant : claimants) {
-            expectEnd(claimant);
-        }
-    }
-
     /// Whatever has happened, the flag can be had, and given up without a rest. The server of a
     /// network file system may need a moment to notice that a process has been killed.
     void expectNothingLost() {
@@ -233,37 +181,38 @@ private:
             util::FlagManager flags;
             flags.setDirectory(m_places.front());
             vesta2::error_t code = flags.writeFlag("flag", false, nullptr);
-            for (int i = 0; isRemote() && code == eFileLocked && i < 1000; ++i) {
+            for (int i = 0; m_isRemote && code == eFileLocked && i < 1000; ++i) {
                 ::usleep(10000);
                 code = flags.writeFlag("flag", false, nullptr);
             }
             if (code != eOK) {
-                m_run.report.blame("the flag is lost for all: " + std::to_string(code));
+                m_run.report.blame("the flag is lost for all: {}", static_cast<int>(code));
             } else if (flags.removeFlag("flag", true, false) != eOK ||
-                       !std::filesystem::is_empty(m_places.front())) {
+                       !fs::is_empty(m_places.front())) {
                 m_run.report.blame("something is left of the flag");
             }
-            for (const auto& entry : std::filesystem::directory_iterator(m_places.front())) {
-                std::filesystem::remove(entry);
+            for (const auto& entry : fs::directory_iterator(m_places.front())) {
+                fs::remove(entry);
             }
             return 0;
         };
-        support::ChildProcess(check, isRemote() ? forkAsHost : ::fork).wait();
+        support::ChildProcess(check, m_isRemote ? forkAsHost : ::fork).wait();
     }
 
     Run& m_run;
+    const bool m_isRemote = m_run.isRemote();
     const support::TempDirectory m_directory;
     std::vector<std::string> m_places;
-    int m_lastNumber = 0;
+    long m_lastNumber = 0;
     Shared<std::atomic<long>> m_owner;
 };
 
 }  // namespace
 
 void claim(Run& run) {
-    const long goal = run.options.isWhole ? (run.options.places.empty() ? 300'000 : 20'000) : 2'000;
-    for (Crowd crowd(run); run.report["claims"] < goal && !run.isOver();) {
-        crowd.gather();
+    const long goal = run.options.isWhole ? (run.isRemote() ? 20'000 : 300'000) : 2'000;
+    for (Claims claims(run); run.report["claims"] < goal && !run.isOver();) {
+        claims.gather();
     }
 }
 

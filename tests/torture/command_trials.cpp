@@ -30,18 +30,9 @@ std::string describe(const Fault& fault, const TracedRun& run) {
     const char* const kinds[] = {"undisturbed", "once", "from then on", "by halves",
                                  "killed before"};
     const FileCall call = fault.kind == Kind::nothing ? FileCall() : run.calls.at(fault.call);
-    std::ostringstream line;
-    line << kinds[static_cast<int>(fault.kind)] << ", call " << fault.call + 1 << ", " << call.name
-         << " of " << call.path << ": " << ::strerrorname_np(fault.error) << ", code " << run.code
-         << ": " << run.err.substr(0, 1000);
-    return line.str();
-}
-
-/// With the times of everything: what was changed just now is looked at with other eyes.
-void copyTree(const std::string& from, const std::string& to) {
-    if (std::system(("rm -rf " + to + " && cp -a " + from + " " + to).c_str()) != 0) {
-        throw std::runtime_error("cannot copy " + from);
-    }
+    return fmt::format("{}, call {}, {} of {}: {}, code {}: {:.1000}",
+                       kinds[static_cast<int>(fault.kind)], fault.call + 1, call.name, call.path,
+                       ::strerrorname_np(fault.error), run.code, run.err);
 }
 
 /// One process of several, each with its own tree and its part of the faults.
@@ -125,7 +116,7 @@ private:
         now.after = survey(m_root);
         const Outcome& undisturbed = fault.kind == Kind::nothing ? now : m_undisturbed.at(&each);
         for (const std::string& what : judge(each, m_before, undisturbed, now, fault)) {
-            m_run.report.blame(each.command + ": " + what + " (" + describe(fault, now.run) + ")");
+            m_run.report.blame("{}: {} ({})", each.command, what, describe(fault, now.run));
         }
         return now;
     }

@@ -25,35 +25,28 @@ struct Operation {
     const char* name;
     /// What is deleted may be: then nothing need be left inside.
     bool deletes;
-    bool (*run)(const Opened& opened);
+    bool (*run)(const Opened& in);
 };
 
 const Operation operations[] = {
     {"saves", false,
-     [](const Opened& opened) {
-         opened.result->setCollectorCommand("changed");
-         return opened.result->save(), isDone();
+     [](auto& in) {
+         in.result->setCollectorCommand("changed");
+         return in.result->save(), isDone();
      }},
-    {"marks", false, [](const Opened& opened) { return opened.result->setFinalized(true); }},
-    {"copies", false,
-     [](const Opened& opened) { return bool(opened.result->copy("made", true, nullptr)); }},
-    {"moves", false,
-     [](const Opened& opened) { return opened.result->move("made", true, nullptr); }},
-    {"duplicates", false,
-     [](const Opened& opened) { return bool(opened.result->duplicate("made")); }},
-    {"exports", false,
-     [](const Opened& opened) { return bool(opened.result->exportTo("made", "")); }},
+    {"marks", false, [](auto& in) { return in.result->setFinalized(true); }},
+    {"copies", false, [](auto& in) { return bool(in.result->copy("made", true, nullptr)); }},
+    {"moves", false, [](auto& in) { return in.result->move("made", true, nullptr); }},
+    {"duplicates", false, [](auto& in) { return bool(in.result->duplicate("made")); }},
+    {"exports", false, [](auto& in) { return bool(in.result->exportTo("made", "")); }},
     {"sizes", false,
-     [](const Opened& opened) {
-         const std::uint64_t size = opened.result->getSize();
-         return size < outsideSize || (::_exit(countedOutside), false);
+     [](auto& in) {
+         return in.result->getSize() < outsideSize || (::_exit(countedOutside), false);
      }},
-    {"invalidations", false,
-     [](const Opened& opened) { return opened.result->setInvalid(), isDone(); }},
-    {"removals", true, [](const Opened& opened) { return opened.result->remove(); }},
-    {"removed groups", true,
-     [](const Opened& opened) { return opened.group->getNode()->remove(); }},
-    {"purges", true, [](const Opened& opened) { return opened.group->purge("r@@@", 0), isDone(); }},
+    {"invalidations", false, [](auto& in) { return in.result->setInvalid(), isDone(); }},
+    {"removals", true, [](auto& in) { return in.result->remove(); }},
+    {"removed groups", true, [](auto& in) { return in.group->getNode()->remove(); }},
+    {"purges", true, [](auto& in) { return in.group->purge("r@@@", 0), isDone(); }},
 };
 
 /// All files below `root`: what they hold.
@@ -83,7 +76,7 @@ std::size_t payloadsIn(const std::vector<std::string>& trees) {
 
 /// Trees with the same names. Of each node something is to be repaired.
 void makeTree(const std::string& name, const std::string& word, std::size_t size) {
-    support::runInChild([&] {
+    support::runInChild([&]() -> int {
         const std::string group = name + "/p";
         fs::create_directories(group);
         INodeGroup::open(name.c_str());
@@ -99,7 +92,6 @@ void makeTree(const std::string& name, const std::string& word, std::size_t size
             support::writeFile(path + "/" + basekit2::make_bag_temporary(), "");
         }
         ::_exit(0);  // as if it were killed: flags stay
-        return 0;
     });
 }
 
@@ -131,16 +123,13 @@ public:
         const basekit2::descriptor_t watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
         for (const auto& [path, content] : outside) {
             if (fs::is_directory("out/" + path)) {
-                ::inotify_add_watch(watch.get(), ("out/" + path).c_str(),
-                                    IN_OPEN | IN_MODIFY | IN_ATTRIB | IN_CREATE | IN_DELETE |
-                                        IN_MOVE);
+                ::inotify_add_watch(watch.get(), ("out/" + path).c_str(), IN_ALL_EVENTS);
             }
         }
         const bool isNested = level.find("data.0") != level.npos;
         const int code = run(operation);
         const auto blame = [&](const std::string& what) {
-            m_run.report.blame(std::string(operation.name) + ", " + level + ": " + what +
-                               ", it ends with " + std::to_string(code));
+            m_run.report.blame("{}, {}: {}, it ends with {}", operation.name, level, what, code);
         };
         if (code < 0 || code > (isNested ? 1 : countedOutside)) {
             blame(code == countedOutside ? "counts what is outside" : "does not end as it should");
@@ -177,7 +166,7 @@ private:
         // A group without a node knows its directory from its first look.
         const bool isPurge = std::string_view(operation.name) == "purges";
         const unsigned start = (isPurge ? 2 : 1) + m_run.below(1U << m_run.below(6));
-        support::ChildProcess worker([&] {
+        support::ChildProcess worker([&]() -> int {
             const Opened opened;
             unsigned calls = 0;
             beforeCall = [&](const char* /*call*/) {
@@ -187,10 +176,7 @@ private:
                 }
                 return 0;
             };
-            const bool isDone = operation.run(opened);
-            beforeCall = nullptr;
-            ::_exit(isDone ? 0 : 1);
-            return 0;
+            ::_exit(operation.run(opened) ? 0 : 1);
         });
         while (worker.isRunning()) {
             for (int i = 0; i < 64; ++i) {
@@ -231,7 +217,7 @@ void exchangeDirectories(Run& run) {
     }
     for (const Operation& operation : operations) {
         if (run.report[operation.name] == 0 && !run.isOver()) {
-            run.report.blame(std::string("never met: ") + operation.name);
+            run.report.blame("never met: {}", operation.name);
         }
     }
 }

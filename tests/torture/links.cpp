@@ -15,7 +15,7 @@ constexpr std::size_t nodesEach = 3;
 using Found = std::multimap<std::string, std::string>;
 
 std::string pathOf(std::size_t worker, std::size_t node) {
-    return "far/x" + std::to_string(worker) + "-" + std::to_string(node);
+    return fs::absolute(fmt::format("far/x{}-{}", worker, node));
 }
 
 std::string contentOf(const std::string& identity) { return std::string(3000, identity.back()); }
@@ -63,7 +63,7 @@ public:
     void work(Clock::time_point until) {
         while (Clock::now() < until) {
             const Found nodes = findNodes();
-            const auto node = nodes.find(fs::absolute(pathOf(m_number, below(nodesEach))));
+            const auto node = nodes.find(pathOf(m_number, below(nodesEach)));
             try {
                 node != nodes.end() ? act(node->second) : void();
             } catch (const std::exception&) {
@@ -77,31 +77,25 @@ public:
 private:
     unsigned below(std::size_t limit) { return m_run.below(limit); }
     std::string newName(const char* what) {
-        return what + std::to_string(m_number) + "_" + std::to_string(below(1U << 30U));
+        return fmt::format("{}{}_{}", what, m_number, below(1U << 30U));
     }
 
     void act(const std::string& path) {
         const Result result = open(path);
-        switch (below(6)) {
-        case 0:
+        const unsigned choice = below(6);
+        if (choice == 0) {
             m_run.report["listed"] += static_cast<long>(list().size());
-            break;
-        case 1:
+        } else if (choice == 1) {
             result->move(newName("far/moved").c_str(), below(2) == 0, nullptr);
-            break;
-        case 2:
+        } else if (choice == 2) {
             result->changeUserVisibleName(newName("named").c_str());
-            break;
-        case 3: {
+        } else if (choice == 3) {
             const std::string copy = newName("far/copy");
             result->copy(copy.c_str(), below(2) == 0, nullptr) && open(copy)->remove();
-            break;
-        }
-        case 4:
+        } else if (choice == 4) {
             result->setCollectionTimeBegin(below(1000));
             result->save();
-            break;
-        default:
+        } else {
             INodeGroup::open("p")->addNode(path.c_str());
         }
     }
@@ -109,37 +103,6 @@ private:
     Run& m_run;
     const std::size_t m_number;
 };
-
-/// Those that are killed are replaced, for half a second.
-void disturb(Run& run) {
-    const auto until = Clock::now() + std::chrono::milliseconds(500);
-    std::vector<support::ChildProcess> children;
-    const auto start = [&](std::size_t number) {
-        return support::ChildProcess([&, number] {
-            Worker(run, number).work(until);
-            return 0;
-        });
-    };
-    const auto expectEnd = [&](support::ChildProcess& child) {
-        if (const int code = child.wait(std::chrono::seconds(60)); code != 0) {
-            run.report.blame("a process ends with " + std::to_string(code));
-        }
-    };
-    for (std::size_t i = 0; i < workers; ++i) {
-        children.push_back(start(i));
-    }
-    while (Clock::now() < until) {
-        ::usleep(2000);
-        for (std::size_t i = 0; i < workers; ++i) {
-            if (!children[i].isRunning()) {
-                expectEnd(children[i]);
-                ++run.report["kills"];
-                children[i] = start(i);
-            }
-        }
-    }
-    std::ranges::for_each(children, expectEnd);
-}
 
 /// A move that was killed leaves two of a node; one stays.
 void expectAll(Run& run) {
@@ -151,7 +114,7 @@ void expectAll(Run& run) {
     const std::set<std::string> members = list();
     std::set<std::string> kept;
     for (std::size_t i = 0; i < workers * nodesEach; ++i) {
-        const std::string identity = fs::absolute(pathOf(i / nodesEach, i % nodesEach));
+        const std::string identity = pathOf(i / nodesEach, i % nodesEach);
         std::string whole;
         bool isTold = false;
         for (auto [node, end] = nodes.equal_range(identity); node != end; ++node) {
@@ -163,10 +126,10 @@ void expectAll(Run& run) {
         }
         kept.insert(whole);
         if (whole.empty()) {
-            run.report.blame("lost: " + identity);
+            run.report.blame("lost: {}", identity);
         } else if (members.count(identity) == 0) {
             ++run.report["told by check"];
-            isTold ? void() : run.report.blame("neither listed nor told: " + whole);
+            isTold ? void() : run.report.blame("neither listed nor told: {}", whole);
         }
     }
     for (const auto& entry : fs::directory_iterator("far")) {
@@ -174,7 +137,7 @@ void expectAll(Run& run) {
     }
     for (const std::string& path : kept) {
         if (!path.empty() && !INodeGroup::open("p")->addNode(path.c_str())) {
-            run.report.blame("cannot be added again: " + path);
+            run.report.blame("cannot be added again: {}", path);
         }
     }
 }
@@ -185,13 +148,17 @@ void moveLinkedNodes(Run& run) {
     const Workplace place;
     IProject::create("p", nullptr, false);
     for (std::size_t i = 0; i < workers * nodesEach; ++i) {
-        const std::string path = fs::absolute(pathOf(i / nodesEach, i % nodesEach));
+        const std::string path = pathOf(i / nodesEach, i % nodesEach);
         make(path, contentOf(path));
         INodeGroup::open("p")->addNode(path.c_str());
     }
     const long goal = run.options.isWhole ? 50'000 : 2'000;
     while (run.report["operations"] < goal && !run.isOver()) {
-        disturb(run);
+        const auto until = Clock::now() + std::chrono::milliseconds(500);
+        crowd(run, workers, until, 4000, [&](std::size_t number) {
+            return support::ChildProcess(
+                [&, number] { return Worker(run, number).work(until), 0; });
+        });
         support::runInChild([&] { return expectAll(run), 0; });
     }
 }

@@ -36,7 +36,6 @@ void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* old, size_t size);
 
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 void* malloc(size_t size) { return torture::isRefused() ? nullptr : __libc_malloc(size); }
 void* calloc(size_t count, size_t size) {
     return torture::isRefused() ? nullptr : __libc_calloc(count, size);
@@ -44,7 +43,6 @@ void* calloc(size_t count, size_t size) {
 void* realloc(void* old, size_t size) {
     return torture::isRefused() ? nullptr : __libc_realloc(old, size);
 }
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }
 #endif
 
@@ -65,9 +63,9 @@ bool moveThereAndBack(const char* here) {
 
 const std::vector<Operation>& operations() {
     static const std::vector<Operation> all{
-        {"open", [] { return static_cast<bool>(open("p/r000")); }},
+        {"open", [] { return bool(open("p/r000")); }},
         {"open linked", [] { return open("far/x0")->isLinked(); }},
-        {"open newest", [] { return static_cast<bool>(Results::open("p/r@@@", false, nullptr)); }},
+        {"open newest", [] { return bool(Results::open("p/r@@@", false, nullptr)); }},
         {"create",
          [] { return remove(Results::create("p/n@@@", false, nullptr, false, nullptr)); }},
         {"get", [] { return remove(Results::get("p/got", nullptr, true)); }},
@@ -135,9 +133,9 @@ const std::vector<Operation>& operations() {
              Result second;
              return Results::openForDiff("p/r000", "far/y0", &first, &second, true) && second;
          }},
-        {"import", [] { return static_cast<bool>(Results::openForImport("p/r000", "zentor")); }},
+        {"import", [] { return bool(Results::openForImport("p/r000", "zentor")); }},
         {"size", [] { return open("p/r000")->getSize() > 0; }},
-        {"projects", [] { return static_cast<bool>(INodeGroup::findProjects(".")); }},
+        {"projects", [] { return bool(INodeGroup::findProjects(".")); }},
         {"make a project", [] { return remove(IProject::create("far/np", nullptr, false)); }},
     };
     return all;
@@ -229,8 +227,8 @@ void failAllocations(Run& run) {
             for (long i = run.below(static_cast<std::size_t>(step)); code != 0 && !run.isOver();
                  i += step) {
                 const auto blame = [&](const std::string& what) {
-                    run.report.blame(std::string(operation.name) + ": " + what + " (allocation " +
-                                     std::to_string(i) + (isLast ? " and all that follow)" : ")"));
+                    run.report.blame("{}: {} (allocation {}{})", operation.name, what, i,
+                                     isLast ? " and all that follow" : "");
                 };
                 support::ChildProcess child([&] {
                     const auto wrong = doWithout(run, operation, i);
@@ -260,14 +258,14 @@ void repeatOperations(Run& run) {
                 bytes = ::mallinfo2().uordblks;
             }
             if (!operation.act()) {
-                run.report.blame(std::string(operation.name) + " fails");
+                run.report.blame("{} fails", operation.name);
                 break;
             }
             ++run.report["operations"];
         }
         if (descriptors > 0 &&
             (openDescriptors() > descriptors || ::mallinfo2().uordblks > bytes + someBytes)) {
-            run.report.blame(std::string(operation.name) + " leaves descriptors or memory");
+            run.report.blame("{} leaves descriptors or memory", operation.name);
         }
     }
 }

@@ -8,7 +8,6 @@
 #include "basekit2/bag_io.h"
 #include "basekit2/descriptor.h"
 #include "broken_calls.h"
-#include "support/child_process.h"
 #include "support/command.h"
 #include "support/temp_directory.h"
 #include "trial.h"
@@ -50,17 +49,8 @@ inline std::string identityIn(const fs::path& marker) {
 }
 
 /// A temporary directory, in which the process works.
-class Workplace {
-public:
-    Workplace() { fs::current_path(m_directory.path().native()); }
-    ~Workplace() { fs::current_path("/"); }
-    Workplace(const Workplace&) = delete;
-    Workplace& operator=(const Workplace&) = delete;
-
-    std::string operator/(const std::string& name) const { return m_directory / name; }
-
-private:
-    const support::TempDirectory m_directory;
+struct Workplace : support::TempDirectory {
+    Workplace() { fs::current_path(path().native()); }
 };
 
 }  // namespace torture

@@ -18,16 +18,16 @@ void create(Run& run, const std::string& place, long count) {
     for (long i = 0; i < count; ++i) {
         const auto result = Results::create("r@@@", false, nullptr, false, place.c_str());
         if (!result) {
-            run.report.blame("not made: " + std::to_string(Results::getLastError()));
+            run.report.blame("not made: {}", static_cast<int>(Results::getLastError()));
             continue;
         }
         const std::string owner = std::string(result->getPath()) + "/owner";
         if (!basekit2::descriptor_t(::open(owner.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600))) {
-            run.report.blame("given twice: " + owner);
+            run.report.blame("given twice: {}", owner);
         }
         const std::string shared = place + "/shared/x" + std::to_string(i);
         if (!Results::get(shared.c_str(), nullptr, false)) {
-            run.report.blame("not there for all: " + shared);
+            run.report.blame("not there for all: {}", shared);
         }
     }
 }
@@ -43,12 +43,10 @@ void expectMarkers(Run& run, const std::string& place, char beginning, long coun
         }
     }
     // What a client of a network file system remembers may make it pass over a number.
-    const bool hasGaps = *numbers.rbegin() != count - 1 && run.options.places.empty();
+    const bool hasGaps = *numbers.rbegin() != count - 1 && !run.isRemote();
     if (static_cast<long>(numbers.size()) != count || *numbers.begin() < 0 || hasGaps) {
-        run.report.blame(std::to_string(numbers.size()) + " results with records, from " +
-                         std::to_string(*numbers.begin()) + " to " +
-                         std::to_string(*numbers.rbegin()) + ", instead of " +
-                         std::to_string(count) + " in " + place);
+        run.report.blame("{} results with records, from {} to {}, instead of {} in {}",
+                         numbers.size(), *numbers.begin(), *numbers.rbegin(), count, place);
     }
     run.report["results"] += static_cast<long>(numbers.size());
 }
@@ -65,14 +63,14 @@ std::string mountAgain(const std::string& place) {
 
 /// Four ranks, which start this program again.
 void createUnder(Run& run, const std::string& launcher, const std::string& place, long each) {
-    const std::string command = "OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 "
-                                "OMPI_MCA_rmaps_base_oversubscribe=1 " +
-                                launcher + " -n 4 " + fs::read_symlink("/proc/self/exe").native() +
-                                " numbering --at " + place + " --creations " +
-                                std::to_string(each) + " >" + place + ".log 2>&1";
+    const std::string command =
+        fmt::format("OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 "
+                    "OMPI_MCA_rmaps_base_oversubscribe=1 "
+                    "{0} -n 4 {1} numbering --at {2} --creations {3} >{2}.log 2>&1",
+                    launcher, fs::read_symlink("/proc/self/exe").native(), place, each);
     if (std::system(("command -v " + launcher + " >/dev/null").c_str()) == 0) {
         if (std::system(command.c_str()) != 0) {
-            run.report.blame("under " + launcher + ": " + support::readFile(place + ".log"));
+            run.report.blame("under {}: {}", launcher, support::readFile(place + ".log"));
         }
         run.report["of them under a launcher"] += 4 * each;
         expectMarkers(run, place, 'r', 4 * each);
@@ -105,7 +103,7 @@ void number(Run& run) {
     expectMarkers(run, places.front(), 'r', processes * each);
     expectMarkers(run, places.front() + "/shared", 'x', each);
     for (const char* launcher : {"mpirun.openmpi", "mpirun.mpich"}) {
-        if (run.options.isWhole && run.options.places.empty()) {
+        if (run.options.isWhole && !run.isRemote()) {
             createUnder(run, launcher, directory / launcher, each);
         }
     }

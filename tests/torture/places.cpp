@@ -8,26 +8,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <iterator>
 #include <limits>
 #include <ranges>
-#include <sstream>
 
-#include "basekit2/bag_io.h"
-#include "basekit2/descriptor.h"
-#include "broken_calls.h"
 #include "cases.h"
-#include "support/child_process.h"
-#include "support/command.h"
-#include "support/temp_directory.h"
-#include "trial.h"
+#include "nodes.h"
 #include "util/flag_record.h"
 
 namespace torture {
 namespace {
 
-namespace fs = std::filesystem;
 using support::pathsBelow;
 using support::readFile;
 using support::writeFile;
@@ -37,24 +27,24 @@ constexpr int sample = 120;
 
 enum class Links { refused, read, written };  ///< what is done with one to another file
 
-/// Where a file is expected; "@" stands for the node of the command, "#" for its name, "%" for the
-/// name of a temporary file of a process that has ended.
+/// Where a file is expected; "{0}" stands for the node of the command, "{1}" for its name, "{2}"
+/// for the name of a temporary file of a process that has ended.
 struct Place {
     const char* path;
     Links links = Links::refused;
 };
-const std::vector<Place> places{{"@/#.zentor", Links::written},
+const std::vector<Place> places{{"{0}/{1}.zentor", Links::written},
                                 {"p/p.zentorproj", Links::written},
                                 {"p/e/e.zentorexp", Links::written},
                                 {"p/x0.zentorlink"},
-                                {"@/changing.dflgzentor"},
-                                {"@/changing.infozentor"},
-                                {"@/busy.dflgzentor"},
-                                {"@/busy.infozentor"},
-                                {"@/collecting.infozentor"},
-                                {"@/.norun"},
-                                {"@/.bad"},
-                                {"@/%"},
+                                {"{0}/changing.dflgzentor"},
+                                {"{0}/changing.infozentor"},
+                                {"{0}/busy.dflgzentor"},
+                                {"{0}/busy.infozentor"},
+                                {"{0}/collecting.infozentor"},
+                                {"{0}/.norun"},
+                                {"{0}/.bad"},
+                                {"{0}/{2}"},
                                 {"../data/product.xml", Links::read},
                                 {"../data/vesta2.catalog.xml", Links::read}};
 
@@ -117,34 +107,26 @@ const std::vector<std::pair<const char*, Make>>& things() {
     return all;
 }
 
-/// What the command is short of: how a shell starts it.
+/// What the command is short of: how a shell starts it, before a number in these bounds if any.
 struct Shortage {
     const char* name;
-    std::function<std::string(Run&)> prefix;
+    std::string prefix;
+    unsigned least = 0;
+    unsigned most = 0;
 };
 
-const std::vector<Shortage>& shortages() {
-    static const std::string timed = "exec timeout -s KILL 20 ";
-    const auto limit = [](const char* what, unsigned least, unsigned most) {
-        return [=](Run& run) {
-            return timed + "prlimit --" + what + "=" +
-                   std::to_string(least + run.below(most - least + 1)) + " ";
-        };
-    };
-    const auto fixed = [](const std::string& words) { return [=](Run&) { return words; }; };
-    static const std::string other = timed + "setpriv --reuid 65534 --regid 65534 --clear-groups ";
-    static const std::vector<Shortage> all{
-        {"nothing", limit("as", 512U << 20U, 512U << 20U)},
-        {"access", fixed(other)},
-        {"processes", fixed("chown -R 65534:65534 .; " + other + "prlimit --nproc=1 ")},
-        {"a mask", fixed("umask 0; " + timed)},
-        {"mode bits", fixed("umask 077; " + timed)},
-        {"descriptors", limit("nofile", 4, 40)},
-        {"memory", limit("as", 12U << 20U, 64U << 20U)},
-        {"space in files", limit("fsize", 0, 9000)},
-    };
-    return all;
-}
+const std::string timed = "exec timeout -s KILL 20 ";
+const std::string otherUser = timed + "setpriv --reuid 65534 --regid 65534 --clear-groups ";
+const std::vector<Shortage> shortages{
+    {"nothing", timed + "prlimit --as=", 512U << 20U, 512U << 20U},
+    {"access", otherUser},
+    {"processes", "chown -R 65534:65534 .; " + otherUser + "prlimit --nproc=", 1, 1},
+    {"a mask", "umask 0; " + timed},
+    {"mode bits", "umask 077; " + timed},
+    {"descriptors", timed + "prlimit --nofile=", 4, 40},
+    {"memory", timed + "prlimit --as=", 12U << 20U, 64U << 20U},
+    {"space in files", timed + "prlimit --fsize=", 0, 9000},
+};
 
 /// One process of several, each with its own trees: "tree", "data", and "outside" with one file.
 class Worker {
@@ -180,7 +162,7 @@ public:
         }
         for (std::size_t i = number; i < jobs.size() && !m_run.isOver(); i += workers) {
             const auto [command, place, thing, shortage] = jobs[i];
-            attempt(m_cases[command], places[place], things()[thing], shortages()[shortage]);
+            attempt(m_cases[command], places[place], things()[thing], shortages[shortage]);
         }
     }
 
@@ -199,7 +181,7 @@ private:
                     jobs.push_back({command, place, thing, 0});
                 }
             }
-            for (std::size_t i = 0; i < 5 * (shortages().size() - 1); ++i) {
+            for (std::size_t i = 0; i < 5 * (shortages.size() - 1); ++i) {
                 jobs.push_back({command, 0, 0, 1 + i / 5});
             }
         }
@@ -207,15 +189,12 @@ private:
     }
 
     void prepare(const Case& each, const Place& place, const Make& make) {
-        const support::CommandResult made =
-            support::Command({"-ec", "rm -rf work && cp -a template work"},
-                             {m_directory / "", {}, 0, "sh"})
-                .finish();
-        if (made.code != 0) {
-            throw std::runtime_error("cannot copy the sample: " + made.err);
-        }
+        copyTree(m_directory / "template", m_work);
         if (make) {
-            const std::string path = m_root + "/" + resolve(place.path, nodeOf(each.command));
+            const fs::path node = nodeOf(each.command);
+            const std::string path = m_root + "/" +
+                                     fmt::format(fmt::runtime(place.path), node.native(),
+                                                 node.filename().native(), m_temporary->data());
             writeFile(m_outside,
                       fs::exists(path) ? readFile(path) : forged("pid", std::uint32_t{1}));
             fs::remove(path);
@@ -232,26 +211,21 @@ private:
         return command.find("x0") == std::string::npos ? "p/r000" : "far/x0";
     }
 
-    [[nodiscard]] std::string resolve(const std::string& path, const std::string& node) const {
-        std::string resolved;
-        for (const char c : path) {
-            resolved += c == '@'   ? node
-                        : c == '#' ? fs::path(node).filename().native()
-                        : c == '%' ? std::string(m_temporary->data())
-                                   : std::string(1, c);
-        }
-        return resolved;
-    }
-
     support::CommandResult start(const std::string& command, const std::string& prefix) {
-        std::istringstream words(command);
         const bool isOrdinary = m_broken.empty() && !command.starts_with("check");
-        std::vector<std::string> arguments{"-c", prefix + "\"$0\" \"$@\"",
-                                           isOrdinary ? VESTA2_COMMAND : VESTA2_BROKEN_COMMAND};
-        arguments.insert(arguments.end(), std::istream_iterator<std::string>(words), {});
+        const char* const program = isOrdinary ? VESTA2_COMMAND : VESTA2_BROKEN_COMMAND;
         const std::vector<std::string> environment{"VESTA2_DATA_DIR=" + m_work + "/data",
                                                    "VESTA2_BROKEN=ahead " + m_broken};
-        return support::Command(arguments, {m_root, environment, 0, "sh"}).finish();
+        return support::Command({"-c", fmt::format("{} '{}' {}", prefix, program, command)},
+                                {m_root, environment, 0, "sh"})
+            .finish();
+    }
+
+    [[nodiscard]] auto lookOutside() const {
+        struct stat info {};
+        ::stat(m_outside.c_str(), &info);
+        return std::tuple(support::namesIn(m_work + "/outside"), readFile(m_outside), info.st_mode,
+                          info.st_uid, info.st_mtim.tv_sec, info.st_mtim.tv_nsec);
     }
 
     void attempt(const Case& each, const Place& place, const std::pair<const char*, Make>& thing,
@@ -269,7 +243,9 @@ private:
         const auto outside = lookOutside();
         const basekit2::descriptor_t watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
         ::inotify_add_watch(watch.get(), (m_work + "/outside").c_str(), IN_ALL_EVENTS);
-        const std::string prefix = shortage.prefix(m_run);
+        const unsigned limit = shortage.least + m_run.below(shortage.most - shortage.least + 1);
+        const std::string prefix =
+            shortage.prefix + (shortage.most > 0 ? std::to_string(limit) : "");
         const auto begin = Clock::now();
         const support::CommandResult result = start(each.command, prefix);
         m_wrong.clear();
@@ -294,23 +270,10 @@ private:
         const bool isNew = each.command.starts_with("cr") || each.command.starts_with("collect");
         expectModes(paths, isNew && std::string_view(shortage.name) == "mode bits");
         for (const std::string& what : m_wrong) {
-            m_run.report.blame(each.command + ": " + what + " (" + place.path + ", " + thing.first +
-                               "; " + prefix + "; code " + std::to_string(result.code) + ": " +
-                               result.err.substr(0, 300) + ")");
+            m_run.report.blame("{}: {} ({}, {}; {}; code {}: {:.300})", each.command, what,
+                               place.path, thing.first, prefix, result.code, result.err);
         }
         ++m_run.report[shortage.name];
-    }
-
-    [[nodiscard]] std::tuple<std::set<std::string>, std::string, mode_t, uid_t, long, long>
-    lookOutside() const {
-        struct stat info {};
-        ::stat(m_outside.c_str(), &info);
-        return {support::namesIn(m_work + "/outside"),
-                readFile(m_outside),
-                info.st_mode,
-                info.st_uid,
-                info.st_mtim.tv_sec,
-                info.st_mtim.tv_nsec};
     }
 
     /// What was there is somewhere, as it was or as the command was to make it.
@@ -323,20 +286,19 @@ private:
                 m_wrong.push_back("lost: " + path);
             }
         }
-        const auto sections = [](const Survey& where, const std::string& identity) {
-            std::set<std::string> found;
-            for (const FoundNode& node : std::views::values(where.nodes)) {
-                found.insert(node.identity == identity ? node.section : "");
-            }
-            found.erase("");
-            return found;
-        };
         for (const auto& [path, node] : before.nodes) {
-            std::set<std::string> good = sections(meant, node.identity);
+            std::set<std::string> good;
+            for (const FoundNode& other : std::views::values(meant.nodes)) {
+                if (other.identity == node.identity) {
+                    good.insert(other.section);
+                }
+            }
             const bool isKept = !node.identity.empty() && !good.empty();
             good.insert(node.section);
-            const auto isGood = [&](auto& section) { return good.count(section) != 0; };
-            if (isKept && std::ranges::none_of(sections(after, node.identity), isGood)) {
+            const auto isGood = [&](auto& now) {
+                return now.identity == node.identity && good.count(now.section) != 0;
+            };
+            if (isKept && std::ranges::none_of(std::views::values(after.nodes), isGood)) {
                 m_wrong.push_back("harmed: " + path);
             }
         }

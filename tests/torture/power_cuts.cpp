@@ -8,7 +8,6 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <thread>
 
 #include "nodes.h"
@@ -29,38 +28,32 @@ struct Deed {
 
 const Deed deeds[] = {
     {"save",
-     [](const std::string& path) {
+     [](auto& path) {
          const Result result = open(path);
-         result->setCollectorCommand("saved");
+         result->setCollectionTimeBegin(1);
          result->save();
      },
-     [](const std::string& path) {
-         const Result result = open(path);
-         const char* const command = result->getCollectorCommand();
-         return command && command == std::string("saved");
-     }},
-    {"link", [](const std::string& path) { INodeGroup::open("mounted/p")->addNode(path.c_str()); },
-     [](const std::string& path) { return open(path)->isLinked(); }},
-    {"finalize", [](const std::string& path) { open(path)->setFinalized(true); },
-     [](const std::string& path) { return open(path)->isFinalized(); }},
-    {"move",
-     [](const std::string& path) { open(path)->move((path + "-moved").c_str(), true, nullptr); },
-     [](const std::string& path) { return !fs::exists(path); }},
-    {"invalidate", [](const std::string& path) { open(path)->setInvalid(); },
-     [](const std::string& path) { return !fs::exists(path) && !open(path + "-bad")->isValid(); }},
+     [](auto& path) { return open(path)->getCollectionTimeBegin() == 1; }},
+    {"link", [](auto& path) { INodeGroup::open("mounted/p")->addNode(path.c_str()); },
+     [](auto& path) { return open(path)->isLinked(); }},
+    {"finalize", [](auto& path) { open(path)->setFinalized(true); },
+     [](auto& path) { return open(path)->isFinalized(); }},
+    {"move", [](auto& path) { open(path)->move((path + "-moved").c_str(), true, nullptr); },
+     [](auto& path) { return !fs::exists(path); }},
+    {"invalidate", [](auto& path) { open(path)->setInvalid(); },
+     [](auto& path) { return !fs::exists(path) && !open(path + "-bad")->isValid(); }},
     {"collect",
-     [](const std::string& path) {
-         const auto collected =
-             support::Command({"collect", "-q", "--capture", "--name", fs::path(path).filename(),
-                               "--into", "mounted/collected", "--", "echo", "captured"},
-                              {".",
-                               {"VESTA2_BROKEN=" + brokenCalls},
-                               0,
-                               brokenCalls.empty() ? VESTA2_COMMAND : VESTA2_BROKEN_COMMAND})
-                 .finish();
-         vesta2::setStatus(collected.code == 0 ? eOK : eUnknown);
+     [](auto& path) {
+         const std::string name = fs::path(path).filename();
+         const std::vector<std::string> words{"collect", "-q",      "--capture",         "--name",
+                                              name,      "--into",  "mounted/collected", "--",
+                                              "echo",    "captured"};
+         const std::string broken = "VESTA2_BROKEN=" + brokenCalls;
+         const auto result =
+             support::Command(words, {".", {broken}, 0, VESTA2_BROKEN_COMMAND}).finish();
+         setStatus(result.code == 0 ? eOK : eUnknown);
      },
-     [](const std::string& path) {
+     [](auto& path) {
          const std::string made = "mounted/collected/" + fs::path(path).filename().native();
          return open(made)->isFinalized() &&
                 support::readFile(made + "/application.log") == "captured\n";
@@ -70,7 +63,6 @@ const Deed deeds[] = {
 class Disk {
 public:
     Disk(Run& run, const std::string& type) : m_run(run), m_type(type) {
-        fs::current_path(m_directory.path().native());
         support::writeFile("image", "");
         fs::resize_file("image", std::uintmax_t{320} << 20U);
         fs::create_directory("mounted");
@@ -83,12 +75,8 @@ public:
         }
         IProject::create("mounted/p", nullptr, false);
     }
-    ~Disk() {
-        ::umount2("mounted", MNT_DETACH);
-        fs::current_path("/");
-    }
+    ~Disk() { ::umount2("mounted", MNT_DETACH); }
     Disk(const Disk&) = delete;
-    Disk& operator=(const Disk&) = delete;
 
     void cut(const Deed& deed, int number) {
         const std::string path = "mounted/r" + std::to_string(number);
@@ -101,22 +89,18 @@ public:
         const moment_t moment = moment_t(m_run.below(3));
         const unsigned call = m_run.below(120);
         *m_isAcknowledged = false;
-        support::ChildProcess([&] {
-            actAndCut(deed, path, moment, call);
-            return 0;
-        }).wait();
+        support::runInChild([&] { return actAndCut(deed, path, moment, call), 0; });
         if (::umount("mounted") != 0 || !mount()) {
             throw std::runtime_error("cannot mount it again");
         }
         ++m_run.report["cuts"];
         m_run.report["acknowledged"] += *m_isAcknowledged ? 1 : 0;
-        const std::string what = m_type + ", " + deed.name + ", moment " +
-                                 std::to_string(static_cast<int>(moment)) + ", call " +
-                                 std::to_string(call);
+        const std::string what = fmt::format("{}, {}, moment {}, call {}", m_type, deed.name,
+                                             static_cast<int>(moment), call);
         try {
             expect(deed, path, content, what);
         } catch (const std::exception& error) {
-            m_run.report.blame(what + ": " + error.what());
+            m_run.report.blame("{}: {}", what, error.what());
         }
     }
 
@@ -162,7 +146,7 @@ private:
     void expect(const Deed& deed, const std::string& path, const std::string& content,
                 const std::string& what) {
         if (*m_isAcknowledged && !deed.isDone(path)) {
-            m_run.report.blame("lost: " + what);
+            m_run.report.blame("lost: {}", what);
         }
         bool isWhole = false;
         for (const char* suffix : {"", "-moved", "-bad"}) {
@@ -171,19 +155,19 @@ private:
             basekit2::variant_bag_t bag;
             const int read = basekit2::load_variant_bag(bag, marker, "");
             if (basekit2::bag_failed(read) && read != basekit2::bag_absent) {
-                m_run.report.blame("torn: " + what);
+                m_run.report.blame("torn: {}", what);
             }
             isWhole = isWhole || (read == basekit2::bag_ok &&
                                   support::readFile(path + suffix + "/data.0/samples") == content);
         }
         if (!isWhole) {
-            m_run.report.blame("nowhere whole: " + what);
+            m_run.report.blame("nowhere whole: {}", what);
         }
     }
 
     Run& m_run;
     const std::string m_type;
-    const support::TempDirectory m_directory;
+    const Workplace m_directory;
     Shared<std::atomic<bool>> m_isAcknowledged;
 };
 

@@ -1,8 +1,6 @@
+#include <algorithm>
 #include <cstring>
-#include <iostream>
-#include <sstream>
 
-#include "support/child_process.h"
 #include "trial.h"
 
 namespace torture {
@@ -17,20 +15,13 @@ std::atomic<long>& Report::operator[](const char* name) {
     throw std::length_error("too many counters");
 }
 
-void Report::blame(const std::string& what) {
-    ++m_shared->wrong;
-    std::cout << what + "\n" << std::flush;
-}
-
 std::string Report::text() const {
-    std::ostringstream line;
+    std::string line;
     for (const Counter& counter : m_shared->counters) {
-        if (const char* const name = counter.name) {
-            line << counter.value << ' ' << name << ", ";
-        }
+        line +=
+            counter.name ? fmt::format("{} {}, ", counter.value.load(), counter.name.load()) : "";
     }
-    line << wrong() << " wrong";
-    return line.str();
+    return line + std::to_string(wrong()) + " wrong";
 }
 
 void inProcesses(std::size_t count, const std::function<void(std::size_t)>& work) {
@@ -41,7 +32,7 @@ void inProcesses(std::size_t count, const std::function<void(std::size_t)>& work
                 work(i);
                 return 0;
             } catch (const Unavailable& reason) {
-                std::cout << reason.what() << std::endl;
+                fmt::print("{}\n", reason.what());
                 return exitSkipped;
             }
         });
@@ -55,6 +46,30 @@ void inProcesses(std::size_t count, const std::function<void(std::size_t)>& work
             throw std::runtime_error("a process ends with " + std::to_string(code));
         }
     }
+}
+
+void crowd(Run& run, std::size_t count, Clock::time_point until, std::size_t pause,
+           const std::function<support::ChildProcess(std::size_t)>& start) {
+    std::vector<support::ChildProcess> children;
+    const auto expectEnd = [&](support::ChildProcess& child) {
+        if (const int code = child.wait(); code != 0) {
+            run.report.blame("a process ends with {}", code);
+        }
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+        children.push_back(start(i));
+    }
+    while (Clock::now() < until) {
+        ::usleep(run.below(pause));
+        for (std::size_t i = 0; i < count; ++i) {
+            if (!children[i].isRunning()) {
+                expectEnd(children[i]);
+                ++run.report["kills"];
+                children[i] = start(i);
+            }
+        }
+    }
+    std::ranges::for_each(children, expectEnd);
 }
 
 }  // namespace torture

@@ -3,11 +3,7 @@
 
 #include <unistd.h>
 
-#include "basekit2/bag_io.h"
-#include "support/child_process.h"
-#include "support/temp_directory.h"
-#include "trial.h"
-#include "vesta2/vesta2.h"
+#include "nodes.h"
 
 namespace torture {
 namespace {
@@ -21,10 +17,8 @@ std::string textOf(long version) {
 }  // namespace
 
 void killSavers(Run& run) {
-    using Results = vesta2::ResultDirectoryManager;
     const support::TempDirectory directory;
     const std::string place = directory / "r";
-    std::string marker;
     const Shared<std::atomic<long>> saved;
     const auto saveOn = [&] {
         const auto result = Results::get(place.c_str(), nullptr, true);
@@ -49,14 +43,13 @@ void killSavers(Run& run) {
         basekit2::variant_bag_t bag;
         if (basekit2::bag_failed(basekit2::load_variant_bag(bag, place + "/r.zentor", ""))) {
             run.report.blame("the marker file cannot be read");
-            support::fs::remove_all(place);
+            fs::remove_all(place);
             continue;
         }
         const basekit2::variant_bag_t& section = bag.put_bag("vesta");
         const long found = section.get_variant("collectionTimeBegin").to_int64();
         if (found < *saved || found > *saved + 1) {
-            run.report.blame("version " + std::to_string(*saved) + " was saved, this is " +
-                             std::to_string(found));
+            run.report.blame("version {} was saved, this is {}", saved->load(), found);
         }
         if (*section.get_variant("collectionCommand", "").as_string() != textOf(found)) {
             run.report.blame("not one version");

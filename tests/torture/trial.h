@@ -2,23 +2,25 @@
 /// What is tried again and again while things fail, processes are killed and others interfere. Each
 /// trial counts what it did, and tells what was wrong.
 
+#include <fmt/format.h>
 #include <sys/mman.h>
 
 #include <array>
 #include <atomic>
-#include <chrono>
-#include <functional>
-#include <new>
+#include <iostream>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "support/child_process.h"
 
 namespace torture {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int exitSkipped = 77;
+constexpr int exitWrong = 78;
 
 struct Options {
     std::vector<std::string> words;   ///< trials, and beginnings of commands; all when empty
@@ -55,7 +57,11 @@ public:
     /// `name` is kept as it is: a literal.
     std::atomic<long>& operator[](const char* name);
     /// Prints a line, and counts it.
-    void blame(const std::string& what);
+    template <class... Parts>
+    void blame(fmt::format_string<Parts...> what, Parts&&... parts) {
+        ++m_shared->wrong;
+        std::cout << fmt::format(what, std::forward<Parts>(parts)...) + "\n" << std::flush;
+    }
     [[nodiscard]] long wrong() const { return m_shared->wrong; }
     [[nodiscard]] std::string text() const;
 
@@ -81,18 +87,17 @@ struct Run {
     [[nodiscard]] bool isOver() const {
         return options.seconds > 0 && Clock::now() > begin + std::chrono::seconds(options.seconds);
     }
+    /// Whether it works in a network file system.
+    [[nodiscard]] bool isRemote() const { return !options.places.empty(); }
     unsigned below(std::size_t limit) { return static_cast<unsigned>(chance() % limit); }
 };
 
 /// Runs `work` in so many processes at once, with the number of each.
 void inProcesses(std::size_t count, const std::function<void(std::size_t)>& work);
 
-struct Trial {
-    const char* name;
-    const char* broken;  ///< the calls by which its promise is broken; see broken_calls.h
-    void (*run)(Run& run);
-};
-
-const std::vector<Trial>& trials();
+/// Keeps so many processes at work until then: `start` is called with the number of each, and again
+/// when one has ended. A while, in microseconds, is between two looks at them.
+void crowd(Run& run, std::size_t count, Clock::time_point until, std::size_t pause,
+           const std::function<support::ChildProcess(std::size_t)>& start);
 
 }  // namespace torture
