@@ -48,11 +48,12 @@ Instead nothingOfHundred() {
 }
 
 Instead noteLockFile(int file) {
-    char path[4096] = {};
-    const std::string link = "/proc/self/fd/" + std::to_string(file);
-    if (isBroken("unlooked") && ::readlink(link.c_str(), path, sizeof path - 1) > 0 &&
-        isLockFile(path)) {
-        ::fstatat(file, "", &opened, AT_EMPTY_PATH);
+    if (isBroken("unlooked")) {  // else without memory, of which others may have none
+        char path[4096] = {};
+        const std::string link = "/proc/self/fd/" + std::to_string(file);
+        if (::readlink(link.c_str(), path, sizeof path - 1) > 0 && isLockFile(path)) {
+            ::fstatat(file, "", &opened, AT_EMPTY_PATH);
+        }
     }
     return asAlways;
 }

@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
     app.add_option("TRIALS", options.words)->check(refuseUnknown);
     app.add_option("--at", options.places)->delimiter(':')->allow_extra_args(false);
     app.add_option("--creations", options.creations);
-    app.add_option("--seconds", options.seconds);
+    app.add_option("--seconds", options.seconds)->take_last();
     app.add_option("--seed", options.seed);
     app.add_flag("--broken", options.isBroken);
     app.add_flag("--whole", options.isWhole);
