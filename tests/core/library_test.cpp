@@ -165,9 +165,8 @@ TEST_F(Library, KnowsWhereItIsAfterAChangeOfDirectory) {
     // Installed in a directory of its architecture, and found by a relative path.
     for (const std::string place : {"lib", "lib/x86_64-linux-gnu"}) {
         const std::string in = "root/" + place;
-        fs::create_directories(m_directory / in);
-        fs::copy_file(VESTA2_LIBRARY,
-                      m_directory.path() / in / fs::path(VESTA2_LIBRARY).filename());
+        writeFile(m_directory / in + "/" + fs::path(VESTA2_LIBRARY).filename().native(),
+                  readFile(VESTA2_LIBRARY));
         provide("root/share/vesta2/vesta2.catalog.xml", "<str n=\"%NotFound\">Nichts</str>");
         m_environment = {"LD_LIBRARY_PATH=" + in};
         EXPECT_EQ(probe("elsewhere 4"), "Nichts\n");
