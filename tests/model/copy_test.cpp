@@ -269,9 +269,9 @@ TEST_F(CopyTest, APartOfWhatIsBeingDeletedIsNoCopy) {
 
 TEST_F(CopyTest, CancelledCopyLeavesNothing) {
     play("result r000; hold r r000; flag r mine");
-    for (int i = 0; i < 210; ++i) {
+    for (std::size_t i = 0; i < 210; ++i) {
         writeFile("r000/data." + std::to_string(i % 7) + "/" + std::to_string(i),
-                  std::string(i % 5 * 1000U, 'x'));
+                  std::string(i % 5 * 1000, 'x'));
     }
     writeFile("r000/large", std::string(20'000'000, 'y'));
     const ResultHandle result = this->result("r");
@@ -281,8 +281,9 @@ TEST_F(CopyTest, CancelledCopyLeavesNothing) {
     const std::string before = entries("again");
     play("note again/mine.infozentor");
     std::mt19937 random(1);
+    const auto questions = static_cast<std::size_t>(whole.questions);
     for (int round = 0; round < 50; ++round) {
-        Progress progress(round == 0 ? 0 : static_cast<int>(random() % whole.questions));
+        Progress progress(round == 0 ? 0 : static_cast<int>(random() % questions));
         progress.atEnd = [] {
             EXPECT_FALSE(fs::exists("to"));
             EXPECT_EQ(util::lookAtFlag("again", "mine").state(), util::flag_state_t::held);

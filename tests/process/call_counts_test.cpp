@@ -100,7 +100,7 @@ TEST_F(CallCounts, StayAsLowAsTheyAre) {
     EXPECT_LE(callsOf([&] { result->setCollectionTimeEnd(++saves), result->save(); }), 14);
     // Of one more there is one more removal of 43, and when it goes slowly a listing now and again.
     const auto purge = [&](int count) {
-        return callsOf([=, this] {
+        return callsOf([count] {
             for (int i = 0; i < count; ++i) {
                 makeResult("purged/" + std::to_string(i));
             }
