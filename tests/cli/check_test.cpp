@@ -129,6 +129,7 @@ TEST_F(CliCheckTest, LostLinksAndWhatMayNotBeReadAreFindings) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "needs a second user";
     }
+    fs::permissions(directory.path(), fs::perms(0755));
     // A link that cannot be read is not one that leads to another node.
     for (const auto& [closed, checked] : rows<2>("p/r001 p; p/x0.zentorlink elsewhere")) {
         fs::permissions(directory / closed, fs::no_perms);

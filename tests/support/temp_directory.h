@@ -1,9 +1,11 @@
 #pragma once
 
 #include <boost/filesystem/operations.hpp>
+#include <cstdlib>
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 namespace support {
@@ -13,7 +15,13 @@ namespace fs = boost::filesystem;
 /// A directory of its own for one test, deleted with all in it at the end.
 class TempDirectory {
 public:
-    TempDirectory() { fs::create_directory(m_path); }
+    TempDirectory() {
+        std::string pattern = (fs::temp_directory_path() / "vesta2-test-XXXXXX").native();
+        if (!::mkdtemp(pattern.data())) {
+            throw std::runtime_error("cannot make a directory for the test: " + pattern);
+        }
+        m_path = fs::canonical(pattern);
+    }
     ~TempDirectory() {
         boost::system::error_code ignored;
         fs::remove_all(m_path, ignored);
@@ -28,8 +36,7 @@ public:
     }
 
 private:
-    fs::path m_path =
-        fs::canonical(fs::temp_directory_path()) / fs::unique_path("vesta2-test-%%%%%%%%%%%%");
+    fs::path m_path;
 };
 
 /// Writes `text` to the file at `path`, making the directories that lead to it.
